@@ -1,0 +1,51 @@
+# What every target of the project shares. Linked privately, so that nothing of it reaches those who
+# build against the installed libraries.
+set(CMAKE_CXX_STANDARD 20)
+set(CMAKE_CXX_STANDARD_REQUIRED ON)
+set(CMAKE_CXX_EXTENSIONS OFF)
+set(CMAKE_CXX_VISIBILITY_PRESET hidden)
+set(CMAKE_VISIBILITY_INLINES_HIDDEN ON)
+set(CMAKE_POSITION_INDEPENDENT_CODE ON)
+set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
+
+# Programs and the libraries that they are linked to stand in bin, plug-ins in plugins: the host finds
+# them there without being told, in the build tree as after installation, on Windows as on Linux.
+set(CMAKE_RUNTIME_OUTPUT_DIRECTORY "${PROJECT_BINARY_DIR}/bin")
+set(CMAKE_LIBRARY_OUTPUT_DIRECTORY "${PROJECT_BINARY_DIR}/bin")
+set(CMAKE_ARCHIVE_OUTPUT_DIRECTORY "${PROJECT_BINARY_DIR}/lib")
+set(RIVLINK_PLUGIN_DIRECTORY "${PROJECT_BINARY_DIR}/plugins")
+
+find_program(RIVLINK_CCACHE ccache)
+if(RIVLINK_CCACHE AND NOT CMAKE_CXX_COMPILER_LAUNCHER)
+    set(CMAKE_CXX_COMPILER_LAUNCHER "${RIVLINK_CCACHE}")
+endif()
+
+set(THREADS_PREFER_PTHREAD_FLAG ON)
+find_package(Threads REQUIRED)
+find_package(Boost 1.74 REQUIRED COMPONENTS thread system date_time filesystem)
+find_library(RIVLINK_LOG4CPLUS_LIBRARY log4cplus REQUIRED)
+find_path(RIVLINK_LOG4CPLUS_INCLUDE log4cplus/logger.h REQUIRED)
+add_library(rivlink_log4cplus INTERFACE)
+target_link_libraries(rivlink_log4cplus INTERFACE "${RIVLINK_LOG4CPLUS_LIBRARY}" Threads::Threads)
+target_include_directories(rivlink_log4cplus SYSTEM INTERFACE "${RIVLINK_LOG4CPLUS_INCLUDE}")
+
+add_library(rivlink_options INTERFACE)
+target_include_directories(rivlink_options INTERFACE "${PROJECT_SOURCE_DIR}")
+target_compile_definitions(rivlink_options INTERFACE
+    BOOST_BIND_GLOBAL_PLACEHOLDERS # Boost 1.74's own headers still use the global names
+    $<$<PLATFORM_ID:Windows>:WIN32_LEAN_AND_MEAN NOMINMAX _WIN32_WINNT=0x0A00>)
+if(CMAKE_CXX_COMPILER_ID MATCHES "GNU|Clang")
+    target_compile_options(rivlink_options INTERFACE
+        -Wall -Wextra -Wpedantic -Wconversion -Wshadow -Wnon-virtual-dtor -Woverloaded-virtual
+        # log records name their source file: by its path in the project, not on the building machine
+        "-fmacro-prefix-map=${PROJECT_SOURCE_DIR}/=")
+    if(RIVLINK_SANITIZE)
+        target_compile_options(rivlink_options INTERFACE
+            "-fsanitize=${RIVLINK_SANITIZE}" -fno-sanitize-recover=all -fno-omit-frame-pointer)
+        target_link_options(rivlink_options INTERFACE "-fsanitize=${RIVLINK_SANITIZE}")
+    endif()
+    if(RIVLINK_COVERAGE)
+        target_compile_options(rivlink_options INTERFACE --coverage -O0)
+        target_link_options(rivlink_options INTERFACE --coverage)
+    endif()
+endif()

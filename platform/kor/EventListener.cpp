@@ -1,0 +1,7 @@
+#include "platform/kor/EventListener.h"
+
+namespace Kor {
+
+IEventListener::~IEventListener() = default;
+
+} // namespace Kor

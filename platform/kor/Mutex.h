@@ -1,0 +1,41 @@
+#pragma once
+
+#include "platform/kor/Export.h"
+
+#include <mutex>
+
+namespace Kor {
+
+/// Mutual exclusion between threads. The thread that holds the mutex may lock it again and then unlocks it
+/// as often: releasing an object under a registry's mutex may lead back into the same registry.
+class KOR_EXPORT CMutex
+{
+public:
+    CMutex();
+    ~CMutex();
+    CMutex(const CMutex&) = delete;
+    CMutex& operator=(const CMutex&) = delete;
+
+    /// Blocks until the calling thread holds the mutex. Throws std::system_error if the system refuses.
+    void lock();
+    /// Must be called by the thread that holds the mutex.
+    void unlock();
+
+private:
+    std::recursive_mutex mutex_;
+};
+
+/// Holds a CMutex for the length of a scope, also when an exception leaves it.
+class KOR_EXPORT CGuard
+{
+public:
+    explicit CGuard(CMutex& mutex);
+    ~CGuard();
+    CGuard(const CGuard&) = delete;
+    CGuard& operator=(const CGuard&) = delete;
+
+private:
+    CMutex& mutex_;
+};
+
+} // namespace Kor

@@ -1,0 +1,13 @@
+#pragma once
+
+/// RIVLINK_COMMON_EXPORT marks what the shared library `rivlink_common` offers to others; everything else
+/// stays hidden.
+#if defined(_WIN32)
+#if defined(rivlink_common_EXPORTS)
+#define RIVLINK_COMMON_EXPORT __declspec(dllexport)
+#else
+#define RIVLINK_COMMON_EXPORT __declspec(dllimport)
+#endif
+#else
+#define RIVLINK_COMMON_EXPORT __attribute__((visibility("default")))
+#endif

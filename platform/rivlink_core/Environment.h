@@ -1,0 +1,50 @@
+#pragma once
+
+#include "common/FactoryRegistry.h"
+#include "platform/rivlink_core/BusFactory.h"
+#include "platform/rivlink_core/BusRegistry.h"
+#include "platform/rivlink_core/DeviceFactory.h"
+#include "platform/rivlink_core/Export.h"
+#include "platform/rivlink_core/IoChannelFactory.h"
+
+#include <boost/signals2/signal.hpp>
+
+#include <memory>
+
+namespace Rvl {
+
+/// The one place of a process where plug-ins and host meet: the host's signals and its registries.
+class RIVLINK_CORE_EXPORT CEnvironment
+{
+public:
+    using Signal = boost::signals2::signal<void()>;
+
+    CEnvironment(const CEnvironment&) = delete;
+    CEnvironment& operator=(const CEnvironment&) = delete;
+
+    /// The process's environment, never null.
+    static CEnvironment* getInstance();
+
+    /// Emitted by the host once its plug-ins are loaded and may file their factories.
+    Signal& registerFactories();
+    /// Emitted by the host before the devices are disconnected: whatever drives them must stop.
+    Signal& aboutToDisconnect();
+
+    CFactoryRegistry<IIoChannelFactory>& getIoChannellFactoryRegistry();
+    CFactoryRegistry<IBusFactory>& getBusFactoryRegistry();
+    CFactoryRegistry<IDeviceFactory>& getDeviceFactoryRegistry();
+    CBusRegistry& busRegistry();
+
+    /// Forgets every slot, factory and bus. Called by the host before it unloads plug-ins, whose code these
+    /// are.
+    void releasePlugins();
+
+private:
+    CEnvironment();
+    ~CEnvironment();
+
+    struct Private;
+    std::unique_ptr<Private> private_;
+};
+
+} // namespace Rvl

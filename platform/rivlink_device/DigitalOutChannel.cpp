@@ -1,0 +1,109 @@
+#include "platform/rivlink_device/DigitalOutChannel.h"
+
+#include "platform/kor/Mutex.h"
+#include "platform/rivlink_common/DeviceAccessException.h"
+
+#include <algorithm>
+#include <optional>
+
+namespace Rvl {
+
+CNameServer<CDigitalOutChannel*> CDigitalOutChannel::NameServer;
+
+struct CDigitalOutChannel::Private
+{
+    mutable Kor::CMutex mutex;
+    std::optional<bool> requestedOn;
+    std::optional<bool> requestedPWMMode;
+    std::optional<unsigned> requestedDutyCycle;
+    bool on = false;
+    bool pwmMode = false;
+    unsigned dutyCycle = 0;
+};
+
+namespace {
+
+/// Runs one access to the device; the channel's fault tells how it went.
+template <class Access> void driveSafely(IIoChannelInterface& channel, Access access)
+{
+    try {
+        access();
+        channel.setFault("");
+    } catch (const CDeviceAccessException& exception) {
+        channel.setFault(exception.what());
+    }
+}
+
+} // namespace
+
+CDigitalOutChannel::CDigitalOutChannel(const std::string& name)
+    : IIoChannelInterface(name), CNameServerRegistrator(NameServer, name, this),
+      private_(std::make_unique<Private>())
+{}
+
+CDigitalOutChannel::~CDigitalOutChannel() = default;
+
+void CDigitalOutChannel::writeOutput(bool on)
+{
+    Kor::CGuard guard(private_->mutex);
+    private_->requestedOn = on;
+    driveSafely(*this, [&] {
+        driveOutput(on);
+        private_->on = on;
+    });
+}
+
+void CDigitalOutChannel::setPWMMode(bool on)
+{
+    Kor::CGuard guard(private_->mutex);
+    private_->requestedPWMMode = on;
+    driveSafely(*this, [&] {
+        drivePWMMode(on);
+        private_->pwmMode = on;
+    });
+}
+
+void CDigitalOutChannel::safeWritePWMDutyCycle(unsigned percent)
+{
+    Kor::CGuard guard(private_->mutex);
+    const unsigned limited = std::min(percent, MaximumDutyCycle);
+    private_->requestedDutyCycle = limited;
+    driveSafely(*this, [&] {
+        driveDutyCycle(limited);
+        private_->dutyCycle = limited;
+    });
+}
+
+void CDigitalOutChannel::restoreOutput()
+{
+    Kor::CGuard guard(private_->mutex);
+    if (private_->requestedPWMMode) {
+        setPWMMode(*private_->requestedPWMMode);
+    }
+    if (private_->requestedOn) {
+        writeOutput(*private_->requestedOn);
+    }
+    if (private_->requestedDutyCycle) {
+        safeWritePWMDutyCycle(*private_->requestedDutyCycle);
+    }
+}
+
+bool CDigitalOutChannel::isOn() const
+{
+    Kor::CGuard guard(private_->mutex);
+    return private_->on;
+}
+
+bool CDigitalOutChannel::isPWMMode() const
+{
+    Kor::CGuard guard(private_->mutex);
+    return private_->pwmMode;
+}
+
+unsigned CDigitalOutChannel::dutyCycle() const
+{
+    Kor::CGuard guard(private_->mutex);
+    return private_->dutyCycle;
+}
+
+} // namespace Rvl

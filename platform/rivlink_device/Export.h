@@ -1,0 +1,13 @@
+#pragma once
+
+/// RIVLINK_DEVICE_EXPORT marks what the shared library `rivlink_device` offers to others; everything else
+/// stays hidden.
+#if defined(_WIN32)
+#if defined(rivlink_device_EXPORTS)
+#define RIVLINK_DEVICE_EXPORT __declspec(dllexport)
+#else
+#define RIVLINK_DEVICE_EXPORT __declspec(dllimport)
+#endif
+#else
+#define RIVLINK_DEVICE_EXPORT __attribute__((visibility("default")))
+#endif

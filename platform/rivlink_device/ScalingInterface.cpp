@@ -1,0 +1,7 @@
+#include "platform/rivlink_device/ScalingInterface.h"
+
+namespace Rvl {
+
+IScalingInterface::~IScalingInterface() = default;
+
+} // namespace Rvl

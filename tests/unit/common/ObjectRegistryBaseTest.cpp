@@ -1,0 +1,129 @@
+#include "common/ObjectRegistryBase.h"
+
+#include "tests/support/LogCapture.h"
+
+#include <gmock/gmock.h>
+
+#include <sstream>
+#include <thread>
+
+using Rvl::CObjectRegistryBase;
+using Rvl::Test::LogCapture;
+
+namespace {
+
+struct TestRegistry : CObjectRegistryBase<int>
+{
+    using CObjectRegistryBase<int>::insert;
+    using CObjectRegistryBase<int>::find;
+};
+
+std::string hexAddress(const void* object)
+{
+    std::ostringstream text;
+    text << std::hex << object;
+    return text.str();
+}
+
+/// Asks the registry for its size while it is destroyed under the registry's mutex.
+struct Inquisitive
+{
+    explicit Inquisitive(const CObjectRegistryBase<Inquisitive>*& owner) : registry(owner) {}
+    ~Inquisitive()
+    {
+        if (registry) {
+            registry->size();
+        }
+    }
+    const CObjectRegistryBase<Inquisitive>*& registry;
+};
+
+struct InquisitiveRegistry : CObjectRegistryBase<Inquisitive>
+{
+    using CObjectRegistryBase<Inquisitive>::insert;
+};
+
+} // namespace
+
+TEST(ObjectRegistryBase, LogsItsBirthAndDeathWithItsAddress)
+{
+    LogCapture log("CtorDtorLogger");
+    auto registry = std::make_unique<CObjectRegistryBase<int>>();
+    const std::string address = hexAddress(registry.get());
+    EXPECT_THAT(log.lines(), testing::ElementsAre("TRACE CTOR CObjectRegistryBase " + address));
+    registry.reset();
+    EXPECT_THAT(log.lines(), testing::ElementsAre("TRACE CTOR CObjectRegistryBase " + address,
+                                                  "TRACE DTOR CObjectRegistryBase " + address));
+}
+
+TEST(ObjectRegistryBase, ReleasesItsObjectsWhenDestroyed)
+{
+    std::weak_ptr<int> watched;
+    {
+        TestRegistry registry;
+        auto object = std::make_shared<int>(1);
+        watched = object;
+        registry.insert("one", object);
+        object.reset();
+        EXPECT_FALSE(watched.expired());
+    }
+    EXPECT_TRUE(watched.expired());
+}
+
+TEST(ObjectRegistryBase, ClearReleasesAndEmpties)
+{
+    TestRegistry registry;
+    auto object = std::make_shared<int>(1);
+    const std::weak_ptr<int> watched = object;
+    registry.insert("one", std::move(object));
+    EXPECT_EQ(1u, registry.size());
+    registry.clear();
+    EXPECT_EQ(0u, registry.size());
+    EXPECT_TRUE(watched.expired());
+    EXPECT_TRUE(registry.insert("one", std::make_shared<int>(2))) << "the name is free again";
+}
+
+TEST(ObjectRegistryBase, ObjectMayUseTheRegistryWhileClearReleasesIt)
+{
+    const CObjectRegistryBase<Inquisitive>* pointer = nullptr;
+    InquisitiveRegistry registry;
+    registry.insert("curious", std::make_shared<Inquisitive>(pointer));
+    pointer = &registry;
+    registry.clear();
+    EXPECT_EQ(0u, registry.size());
+}
+
+TEST(ObjectRegistryBase, NamesAreOrderedByByteAndCaseSensitive)
+{
+    TestRegistry registry;
+    registry.insert("b", std::make_shared<int>(1));
+    registry.insert("B", std::make_shared<int>(2));
+    registry.insert("a", std::make_shared<int>(3));
+    EXPECT_THAT(registry.names(), testing::ElementsAre("B", "a", "b"));
+    EXPECT_TRUE(registry.contains("B"));
+    EXPECT_FALSE(registry.contains("A"));
+    EXPECT_EQ(2, *registry.find("B"));
+    EXPECT_FALSE(registry.find("A"));
+}
+
+TEST(ObjectRegistryBase, ManyThreadsMayFillAndClear)
+{
+    TestRegistry registry;
+    std::vector<std::thread> threads;
+    for (int t = 0; t < 4; ++t) {
+        threads.emplace_back([&registry, t] {
+            for (int i = 0; i < 500; ++i) {
+                registry.insert(std::to_string(t) + "/" + std::to_string(i), std::make_shared<int>(i));
+                registry.contains("0/0");
+                if (i % 100 == 99) {
+                    registry.clear();
+                }
+            }
+        });
+    }
+    for (auto& thread : threads) {
+        thread.join();
+    }
+    registry.clear();
+    EXPECT_EQ(0u, registry.size());
+}
