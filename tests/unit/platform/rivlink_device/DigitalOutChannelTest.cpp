@@ -1,0 +1,92 @@
+#include "platform/rivlink_device/DigitalOutChannel.h"
+
+#include "platform/rivlink_common/DeviceAccessException.h"
+
+#include <gmock/gmock.h>
+
+using namespace Rvl;
+using testing::ElementsAre;
+
+namespace {
+
+class CTestOut : public CDigitalOutChannel
+{
+public:
+    CTestOut() : CDigitalOutChannel("Valve") {}
+    std::vector<std::string> driven;
+    bool away = false;
+
+protected:
+    void driveOutput(bool on) override { access(on ? "on" : "off"); }
+    void drivePWMMode(bool on) override { access(on ? "pwm on" : "pwm off"); }
+    void driveDutyCycle(unsigned percent) override { access(std::to_string(percent) + " %"); }
+
+private:
+    void access(const std::string& what)
+    {
+        if (away) {
+            throw CDeviceAccessException("device Bench is away");
+        }
+        driven.push_back(what);
+    }
+};
+
+} // namespace
+
+TEST(DigitalOutChannel, DrivesAndRemembers)
+{
+    CTestOut out;
+    EXPECT_FALSE(out.isOn());
+    out.writeOutput(true);
+    EXPECT_TRUE(out.isOn());
+    out.writeOutput(false);
+    EXPECT_FALSE(out.isOn());
+    out.setPWMMode(true);
+    EXPECT_TRUE(out.isPWMMode());
+    out.safeWritePWMDutyCycle(40);
+    EXPECT_EQ(40u, out.dutyCycle());
+    EXPECT_THAT(out.driven, ElementsAre("on", "off", "pwm on", "40 %"));
+}
+
+TEST(DigitalOutChannel, DutyCycleIsLimitedToAlwaysOn)
+{
+    CTestOut out;
+    for (const unsigned percent : {0u, 100u, 101u, 4294967295u}) {
+        out.safeWritePWMDutyCycle(percent);
+    }
+    EXPECT_THAT(out.driven, ElementsAre("0 %", "100 %", "100 %", "100 %"));
+}
+
+TEST(DigitalOutChannel, AbsentDeviceMarksTheChannelAndThrowsNothing)
+{
+    CTestOut out;
+    out.away = true;
+    EXPECT_NO_THROW(out.writeOutput(true));
+    EXPECT_EQ("device Bench is away", out.fault());
+    EXPECT_FALSE(out.isOn());
+    EXPECT_NO_THROW(out.setPWMMode(true));
+    EXPECT_FALSE(out.isPWMMode());
+    EXPECT_NO_THROW(out.safeWritePWMDutyCycle(50));
+    EXPECT_EQ(0u, out.dutyCycle());
+    out.away = false;
+    out.writeOutput(true);
+    EXPECT_FALSE(out.isFaulty());
+}
+
+TEST(DigitalOutChannel, RestoreSendsWhatWasLastAskedFor)
+{
+    CTestOut out;
+    out.restoreOutput();
+    EXPECT_THAT(out.driven, ElementsAre()) << "nothing was ever asked for";
+    out.away = true;
+    out.setPWMMode(true);
+    out.safeWritePWMDutyCycle(30);
+    out.safeWritePWMDutyCycle(35);
+    out.away = false;
+    out.restoreOutput();
+    EXPECT_THAT(out.driven, ElementsAre("pwm on", "35 %"));
+    out.writeOutput(true);
+    out.driven.clear();
+    out.restoreOutput();
+    EXPECT_THAT(out.driven, ElementsAre("pwm on", "on", "35 %"));
+}
