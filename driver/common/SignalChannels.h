@@ -1,0 +1,159 @@
+#pragma once
+
+#include "driver/common/SignalDevice.h"
+#include "platform/rivlink_core/DeviceFactory.h"
+#include "platform/rivlink_core/IoChannelFactory.h"
+#include "platform/rivlink_device/AnalogInChannel.h"
+#include "platform/rivlink_device/AnalogOutChannel.h"
+#include "platform/rivlink_device/DigitalOutChannel.h"
+
+#include <boost/property_tree/ptree_fwd.hpp>
+
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <string>
+
+namespace Rvl {
+
+/// The devices to which the channels of one plug-in can be bound.
+struct SDeviceFamily
+{
+    std::string oneOfThem; ///< for messages: "a simulated device"
+    std::string allOfThem; ///< for messages: "simulated devices"
+    /// The device as a member of the family, or null.
+    CSignalDevice* (*member)(IDeviceInterface* device);
+};
+
+/// The device of that name. Throws CConfigurationException, which names the channel and lists the devices
+/// there are, if there is none of that name or it is not of the family.
+CSignalDevice& findDevice(const std::string& channelName, const std::string& deviceName,
+                          const SDeviceFamily& family);
+
+/// A channel's way to one signal of its device, from the keys "Device" and "Signal" of its node. The last
+/// member of its channel: a channel that is destroyed unbinds itself first.
+class CSignalBinding
+{
+public:
+    CSignalBinding(IIoChannelInterface& channel, const SDeviceFamily& family);
+    ~CSignalBinding();
+    CSignalBinding(const CSignalBinding&) = delete;
+    CSignalBinding& operator=(const CSignalBinding&) = delete;
+
+    /// Throws the property tree's bad-path error if a key is missing.
+    void setProperties(const boost::property_tree::ptree& tree);
+    void bindSensor(CAnalogInChannel& channel);
+    void bindActuator(std::function<void()> restore);
+    /// Hands over the actuator's value. Throws CDeviceAccessException if there is no device yet.
+    void write(double value);
+    /// Hands over a share of what the actuator can give, in percent.
+    void writePercent(double percent);
+    /// CSignalDevice::timesTakenToZero(), or 0 without a device.
+    std::uint64_t timesTakenToZero() const;
+
+private:
+    CSignalDevice& boundDevice() const;
+    void unbind();
+
+    IIoChannelInterface& channel_;
+    const SDeviceFamily& family_;
+    std::string deviceName_;
+    std::string signal_;
+    CSignalDevice* device_ = nullptr;
+    std::size_t actuator_ = 0;
+};
+
+/// Analog input on a sensor. Bound by connectToDevice(), unbound by its destructor.
+class CSignalAnalogInChannel final : public CAnalogInChannel
+{
+public:
+    CSignalAnalogInChannel(const std::string& name, const SDeviceFamily& family);
+    void setProperties(const boost::property_tree::ptree& tree) override;
+    void connectToDevice() override;
+
+private:
+    CSignalBinding binding_;
+};
+
+/// Analog output on an actuator: the unscaled value is the actuator's, limited to the actuator's range.
+class CSignalAnalogOutChannel final : public CAnalogOutChannel
+{
+public:
+    CSignalAnalogOutChannel(const std::string& name, const SDeviceFamily& family);
+    void setProperties(const boost::property_tree::ptree& tree) override;
+    void connectToDevice() override;
+
+protected:
+    void driveOutput(double unscaledValue) override;
+
+private:
+    CSignalBinding binding_;
+};
+
+/// Digital output on an actuator. On is all that the actuator can give, off is 0; in PWM mode the actuator
+/// gets the duty cycle's share instead, and on and off have no effect.
+class CSignalDigitalOutChannel final : public CDigitalOutChannel
+{
+public:
+    CSignalDigitalOutChannel(const std::string& name, const SDeviceFamily& family);
+    void setProperties(const boost::property_tree::ptree& tree) override;
+    void connectToDevice() override;
+
+protected:
+    void driveOutput(bool on) override;
+    void drivePWMMode(bool on) override;
+    void driveDutyCycle(unsigned percent) override;
+
+private:
+    struct SState
+    {
+        bool on = false;
+        bool pwmMode = false;
+        unsigned dutyCycle = 0;
+    };
+    SState stateOfDevice();
+    void drive(const SState& state);
+
+    SState state_; ///< what the device was last told
+    std::uint64_t timesTakenToZero_ = 0;
+    CSignalBinding binding_;
+};
+
+/// Builds channels that are constructed from a name and a device family.
+template <class Channel> class CSignalChannelFactory : public IIoChannelFactory
+{
+public:
+    CSignalChannelFactory(const std::string& typeName, const SDeviceFamily& family)
+        : typeName_(typeName), family_(family)
+    {}
+    std::string getTypeName() override { return typeName_; }
+
+protected:
+    IIoChannelInterface* createObjectImpl(const boost::property_tree::ptree& tree) override
+    {
+        return new Channel(channelNameFromProperties(tree), family_);
+    }
+
+private:
+    std::string typeName_;
+    const SDeviceFamily& family_;
+};
+
+/// Builds devices that are constructed from a name.
+template <class Device> class CSignalDeviceFactory : public IDeviceFactory
+{
+public:
+    explicit CSignalDeviceFactory(const std::string& typeName) : typeName_(typeName) {}
+    std::string getTypeName() override { return typeName_; }
+
+protected:
+    IDeviceInterface* createObjectImpl(const boost::property_tree::ptree& tree) override
+    {
+        return new Device(deviceNameFromProperties(tree));
+    }
+
+private:
+    std::string typeName_;
+};
+
+} // namespace Rvl

@@ -1,0 +1,207 @@
+#include "driver/common/SignalChannels.h"
+
+#include "platform/rivlink_common/ConfigurationException.h"
+#include "platform/rivlink_device/LinearScaling.h"
+#include "tests/support/DeviceTools.h"
+#include "tests/unit/driver/common/TestDevice.h"
+
+#include <gmock/gmock.h>
+
+#include <memory>
+
+using namespace Rvl;
+using namespace Rvl::Test;
+
+namespace {
+
+/// A device of another plug-in.
+class CForeignDevice : public IDeviceInterface
+{
+public:
+    explicit CForeignDevice(const std::string& name) : IDeviceInterface(name) {}
+    void connect() override {}
+    void disconnect() override {}
+    bool isConnected() const override { return false; }
+};
+
+template <class Channel>
+std::unique_ptr<Channel> bound(const std::string& name, const std::string& device, const std::string& signal)
+{
+    auto channel = std::make_unique<Channel>(name, testDevices);
+    boost::property_tree::ptree node;
+    node.put("Device", device);
+    node.put("Signal", signal);
+    channel->setProperties(node);
+    channel->connectToDevice();
+    return channel;
+}
+
+template <class Channel> std::string bindingError(const std::string& device, const std::string& signal)
+{
+    return messageOf<CConfigurationException>([&] { bound<Channel>("Channel 1", device, signal); });
+}
+
+} // namespace
+
+TEST(SignalChannels, UnknownDeviceIsNamedWithThoseThereAre)
+{
+    EXPECT_EQ("Channel Channel 1: there is no device Rug; test devices are: none",
+              bindingError<CSignalAnalogInChannel>("Rug", "Level"));
+    CTestDevice first("Rig 1");
+    CTestDevice second("Rig 2");
+    CForeignDevice foreign("Other");
+    EXPECT_EQ("Channel Channel 1: there is no device Rug; test devices are: Rig 1, Rig 2",
+              bindingError<CSignalAnalogInChannel>("Rug", "Level"));
+}
+
+TEST(SignalChannels, DeviceOfAnotherSortIsRefused)
+{
+    CTestDevice device("Rig");
+    CForeignDevice foreign("Other");
+    EXPECT_EQ("Channel Channel 1: device Other is not a test device; test devices are: Rig",
+              bindingError<CSignalDigitalOutChannel>("Other", "Valve"));
+}
+
+TEST(SignalChannels, UnknownSignalIsNamedWithThoseThereAre)
+{
+    CTestDevice device("Rig");
+    EXPECT_EQ("Channel Channel 1: device Rig has no sensor Valve; its sensors are: Level, Flow",
+              bindingError<CSignalAnalogInChannel>("Rig", "Valve"));
+    EXPECT_EQ("Channel Channel 1: device Rig has no actuator Level; its actuators are: Valve, Pump",
+              bindingError<CSignalAnalogOutChannel>("Rig", "Level"));
+    EXPECT_EQ("Channel Channel 1: device Rig has no actuator valve; its actuators are: Valve, Pump",
+              bindingError<CSignalDigitalOutChannel>("Rig", "valve"));
+}
+
+TEST(SignalChannels, AnActuatorHasOneDriver)
+{
+    CTestDevice device("Rig");
+    const auto first = bound<CSignalAnalogOutChannel>("First", "Rig", "Valve");
+    EXPECT_EQ("Channel Channel 1: actuator Valve of device Rig is already driven by channel First",
+              bindingError<CSignalDigitalOutChannel>("Rig", "Valve"));
+    first->connectToDevice(); // once more is no conflict with itself
+    EXPECT_EQ("nothing was thrown", bindingError<CSignalDigitalOutChannel>("Rig", "Pump"));
+}
+
+TEST(SignalChannels, MissingKeysAreNamed)
+{
+    CSignalAnalogInChannel channel("Level", testDevices);
+    EXPECT_EQ("No such node (Device)", messageOf<boost::property_tree::ptree_error>([&] {
+                  channel.setProperties(nodeOf("<Channel><Signal>Level</Signal></Channel>"));
+              }));
+    EXPECT_EQ("No such node (Signal)", messageOf<boost::property_tree::ptree_error>([&] {
+                  channel.setProperties(nodeOf("<Channel><Device>Rig</Device></Channel>"));
+              }));
+}
+
+TEST(SignalChannels, BindingDrivesNothing)
+{
+    CTestDevice device("Rig");
+    const auto analog = bound<CSignalAnalogOutChannel>("Analog", "Rig", "Valve");
+    const auto digital = bound<CSignalDigitalOutChannel>("Digital", "Rig", "Pump");
+    EXPECT_THAT(device.notes(), testing::IsEmpty());
+}
+
+TEST(SignalChannels, SeveralInputsMayShowOneSensor)
+{
+    CTestDevice device("Rig");
+    const auto first = bound<CSignalAnalogInChannel>("First", "Rig", "Level");
+    const auto second = bound<CSignalAnalogInChannel>("Second", "Rig", "Level");
+    second->setScaling(new CLinearScaling(10.0, 1.0, "mm"));
+    device.updateOnce();
+    EXPECT_EQ(1.0, first->readValue());
+    EXPECT_EQ(11.0, second->readValue());
+}
+
+TEST(SignalChannels, AnalogOutputHandsOverTheUnscaledValue)
+{
+    CTestDevice device("Rig");
+    const auto valve = bound<CSignalAnalogOutChannel>("Valve", "Rig", "Valve");
+    valve->setScaling(new CLinearScaling(0.5, 0.0, "turns"));
+    valve->safeWriteOutput(20.0);
+    EXPECT_EQ(40.0, device.actuatorCommand("Valve"));
+}
+
+TEST(SignalChannels, DigitalOutputGivesAllOrNothing)
+{
+    CTestDevice device("Rig");
+    const auto pump = bound<CSignalDigitalOutChannel>("Pump", "Rig", "Pump");
+    pump->writeOutput(true);
+    EXPECT_EQ(5.0, device.actuatorCommand("Pump"));
+    pump->writeOutput(false);
+    EXPECT_EQ(0.0, device.actuatorCommand("Pump"));
+}
+
+TEST(SignalChannels, DutyCycleCountsInPwmModeOnly)
+{
+    CTestDevice device("Rig");
+    const auto pump = bound<CSignalDigitalOutChannel>("Pump", "Rig", "Pump");
+    pump->safeWritePWMDutyCycle(40);
+    EXPECT_EQ(0.0, device.actuatorCommand("Pump"));
+    pump->setPWMMode(true);
+    EXPECT_EQ(2.0, device.actuatorCommand("Pump"));
+    pump->writeOutput(true);
+    EXPECT_EQ(2.0, device.actuatorCommand("Pump")) << "on and off have no effect in PWM mode";
+    pump->safeWritePWMDutyCycle(100);
+    EXPECT_EQ(5.0, device.actuatorCommand("Pump"));
+    pump->safeWritePWMDutyCycle(20);
+    pump->setPWMMode(false);
+    EXPECT_EQ(5.0, device.actuatorCommand("Pump")) << "it was switched on meanwhile";
+}
+
+TEST(SignalChannels, ChoosingTheModeAfterAReconnectDoesNotBringBackTheOldDutyCycle)
+{
+    CTestDevice device("Rig");
+    const auto pump = bound<CSignalDigitalOutChannel>("Pump", "Rig", "Pump");
+    device.connect();
+    pump->setPWMMode(true);
+    pump->safeWritePWMDutyCycle(40);
+    EXPECT_EQ(2.0, device.actuatorCommand("Pump"));
+    device.disconnect();
+    device.connect();
+    pump->setPWMMode(true);
+    EXPECT_EQ(0.0, device.actuatorCommand("Pump"));
+    pump->safeWritePWMDutyCycle(20);
+    EXPECT_EQ(1.0, device.actuatorCommand("Pump"));
+}
+
+TEST(SignalChannels, ReturnRestoresModeAndDutyCycle)
+{
+    CTestDevice device("Rig");
+    const auto pump = bound<CSignalDigitalOutChannel>("Pump", "Rig", "Pump");
+    pump->setPWMMode(true);
+    pump->safeWritePWMDutyCycle(40);
+    device.setAway(true);
+    pump->safeWritePWMDutyCycle(60);
+    EXPECT_EQ("Device Rig is away and does not answer", pump->fault());
+    device.setAway(false);
+    device.updateOnce();
+    EXPECT_EQ(3.0, device.actuatorCommand("Pump"));
+    EXPECT_EQ("", pump->fault());
+}
+
+TEST(SignalChannels, UnboundOutputIsFaultyInsteadOfThrowing)
+{
+    CSignalAnalogOutChannel analog("Analog", testDevices);
+    CSignalDigitalOutChannel digital("Digital", testDevices);
+    analog.safeWriteOutput(1.0);
+    digital.writeOutput(true);
+    EXPECT_EQ("Channel Analog is not bound to a device", analog.fault());
+    EXPECT_EQ("Channel Digital is not bound to a device", digital.fault());
+}
+
+TEST(SignalChannels, ChannelsMayGoWhileTheirDeviceRuns)
+{
+    CTestDevice device("Rig");
+    device.connect();
+    for (int round = 0; round < 50; ++round) {
+        const auto level = bound<CSignalAnalogInChannel>("Level", "Rig", "Level");
+        const auto valve = bound<CSignalAnalogOutChannel>("Valve", "Rig", "Valve");
+        valve->safeWriteOutput(round);
+        device.setAway(round % 3 == 0);
+        ASSERT_TRUE(waitUntil([&] { return level->readValue() > 0.0; }));
+    }
+    device.setAway(false);
+    device.writeActuator(0, 7.0);
+    EXPECT_EQ(7.0, device.actuatorCommand("Valve")) << "the actuator outlives its channels";
+}
