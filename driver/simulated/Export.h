@@ -1,0 +1,13 @@
+#pragma once
+
+/// RIVLINK_SIMULATED_EXPORT marks what the plug-in library `rivlink_simulated` offers to others; everything
+/// else stays hidden.
+#if defined(_WIN32)
+#if defined(rivlink_simulated_EXPORTS)
+#define RIVLINK_SIMULATED_EXPORT __declspec(dllexport)
+#else
+#define RIVLINK_SIMULATED_EXPORT __declspec(dllimport)
+#endif
+#else
+#define RIVLINK_SIMULATED_EXPORT __attribute__((visibility("default")))
+#endif
