@@ -54,8 +54,10 @@ CBusRegistry& CEnvironment::busRegistry()
 
 void CEnvironment::releasePlugins()
 {
-    private_->registerFactories.disconnect_all_slots();
-    private_->aboutToDisconnect.disconnect_all_slots();
+    // a signal keeps what it allocated for a disconnected slot, with that plug-in's code as its destructor,
+    // until the next connect or its own end: too late for a plug-in that is unloaded meanwhile
+    Signal().swap(private_->registerFactories);
+    Signal().swap(private_->aboutToDisconnect);
     private_->buses.clear();
     private_->deviceFactories.clear();
     private_->busFactories.clear();
