@@ -54,6 +54,7 @@ TEST(SignalDevice, ConnectReturnsAfterTheFirstUpdate)
     device.connect();
     EXPECT_TRUE(device.isConnected());
     EXPECT_GE(channel.readValue(), 1.0);
+    device.unbind(channel); // bound by hand, not by its connectToDevice()
 }
 
 TEST(SignalDevice, EachUpdateRaisesEvent1OnTheDevicesThread)
@@ -69,6 +70,7 @@ TEST(SignalDevice, EachUpdateRaisesEvent1OnTheDevicesThread)
     EXPECT_EQ(static_cast<int>(device.updates()), counter.values);
     EXPECT_EQ(device.updateThread(), counter.thread.load());
     EXPECT_NE(std::this_thread::get_id(), counter.thread.load());
+    device.unbind(channel);
 }
 
 TEST(SignalDevice, SecondConnectAndDisconnectDoNothing)
@@ -196,6 +198,7 @@ TEST(SignalDevice, ReturnLeavesFaultsOfOthers)
     device.setAway(false);
     device.updateOnce();
     EXPECT_EQ("the cable is broken", level.fault());
+    device.unbind(level);
 }
 
 TEST(SignalDevice, ChannelBoundWhileAwayIsMarked)
