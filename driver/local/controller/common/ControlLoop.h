@@ -1,0 +1,127 @@
+#pragma once
+
+#include "driver/local/controller/common/LoopElements.h"
+#include "driver/local/Export.h"
+
+#include <memory>
+#include <set>
+#include <string>
+
+namespace Rvl {
+
+class CControlParameters;
+class IControlLoopValueListener;
+
+/// Base of the control loops. Each step, process(), lets the derived class read the input, calculate, and
+/// write the output, and tells the listeners the actual value.
+///
+/// A loop is disabled (it calculates nothing; its output was left at the parameters' disabled value), enabled
+/// in automatic mode (it calculates), or enabled in manual mode (its output holds the fixed control value).
+/// It is an output itself: what an outer loop writes to it becomes its set point.
+///
+/// Every operation is safe from any thread, except that input and output are looked at
+/// (inputElement(), outputElement()) without the lock: they are wired before the loop runs. A loop without an
+/// input does not calculate, and one without an output writes nothing.
+class RIVLINK_LOCAL_EXPORT IControlLoop : public ILoopOut
+{
+public:
+    /// The kind of loop.
+    enum eType
+    {
+        TypeUndefined = 0,
+        TypePID = 1,
+        TypeConditional = 2,
+        TypeTwoLevel = 3,
+    };
+
+    /// Disabled, automatic, all values 0.0; no input, output or listeners.
+    IControlLoop();
+
+    /// As an output of another loop: makes `value` the set point.
+    void writeOutputValue(double value) override;
+
+    ~IControlLoop() override;
+
+    /// Switches the loop on or off and tells its output; nothing happens if it is in that state already. A
+    /// loop that is enabled in manual mode writes its fixed control value at once, one that is disabled
+    /// writes its parameters' disabled value.
+    void setEnabled(bool enabled) override;
+
+protected:
+    /// One calculation: reads the input, updates the control value, writes the output. Called with the lock
+    /// held, only while the loop is enabled and in automatic mode.
+    virtual void calculateOutput() = 0;
+
+public:
+    virtual void setInput(std::shared_ptr<ILoopInInterface> input);
+    virtual void setOutput(std::shared_ptr<ILoopOutInterface> output);
+    /// The input as an element; empty if there is none, or if it is not an element.
+    virtual std::shared_ptr<IControlLoopElement> inputElement();
+    /// The output as an element; empty if there is none, or if it is not an element.
+    virtual std::shared_ptr<IControlLoopElement> outputElement();
+
+    virtual double readSetpoint() const;
+    /// Any value is taken.
+    virtual void writeSetpoint(double setpoint);
+    /// Sets the value for manual mode. It reaches the output at once if the loop is enabled and in manual
+    /// mode.
+    virtual void writeFixedControlValue(double value);
+    /// Switches between manual and automatic mode. An enabled loop that goes to manual mode writes its fixed
+    /// control value at once; one that goes to automatic mode waits for its next step.
+    virtual void setManualMode(bool manual);
+    virtual bool isEnabled() const;
+
+    /// One step, to be called every sampleTime_ms(). The listeners are told in every state of the loop.
+    /// Exceptions of the input, the output or a listener pass, with the lock released.
+    virtual void process();
+
+    /// The time between two steps, in milliseconds.
+    virtual int sampleTime_ms() const = 0;
+    /// The value most recently calculated, or written to the output.
+    virtual double readControlValue() const;
+    /// The loop's type name.
+    virtual std::string getTypeName() = 0;
+    /// Replaces the parameters. Throws std::invalid_argument if they are not of the loop's kind.
+    virtual void setParameters(const CControlParameters& parameters) = 0;
+    /// The parameters in force. Not locked: whoever looks at them while the loop runs takes the loop's guard.
+    virtual CControlParameters& controlParameters() = 0;
+
+    /// Adds a listener, which is not owned; one that is there already is not added again.
+    virtual void addActualValueListener(IControlLoopValueListener* listener);
+    /// Nothing happens if the listener is not there.
+    virtual void removeActualValueListener(IControlLoopValueListener* listener);
+
+    /// The present actual value, freshly read from the input; NaN without an input.
+    virtual double actualValue() const = 0;
+
+    /// Calls setEnabled() with the state that the loop is in, for the sake of loops that do more there.
+    void init() override;
+
+    eType controlType() const;
+
+protected:
+    /// For loops that can be copied. The copy shares input, output and listeners with the original and has a
+    /// lock of its own. The original must not be running, or the caller holds its guard.
+    IControlLoop(const IControlLoop& other);
+    IControlLoop& operator=(const IControlLoop& other);
+
+    /// Tells each listener, in the order of their addresses, a freshly read actual value.
+    void callActualValueListeners();
+    /// Reads the input under the lock; NaN without an input.
+    double readInput() const;
+    /// Writes the output, if there is one.
+    void writeOutput(double value);
+
+    // guarded by the element's lock
+    eType controlType_;
+    std::set<IControlLoopValueListener*> listeners_;
+    std::shared_ptr<ILoopInInterface> input_;
+    std::shared_ptr<ILoopOutInterface> output_;
+    bool enabled_;
+    bool manualMode_;
+    double setpoint_;
+    double controlValue_;
+    double fixedControlValue_;
+};
+
+} // namespace Rvl

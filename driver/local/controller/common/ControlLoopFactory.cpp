@@ -1,0 +1,40 @@
+#include "driver/local/controller/common/ControlLoopFactory.h"
+
+#include <log4cplus/logger.h>
+#include <log4cplus/loggingmacros.h>
+
+#include <stdexcept>
+
+namespace Rvl {
+
+IControlLoopFactory::IControlLoopFactory()
+{
+    LOG4CPLUS_TRACE(log4cplus::Logger::getInstance(LOG4CPLUS_TEXT("CtorDtorLogger")),
+                    "CTOR IControlLoopFactory");
+}
+
+IControlLoopFactory::~IControlLoopFactory()
+{
+    LOG4CPLUS_TRACE(log4cplus::Logger::getInstance(LOG4CPLUS_TEXT("CtorDtorLogger")),
+                    "DTOR IControlLoopFactory");
+}
+
+IControlLoopFactory::IControlLoopFactory(const IControlLoopFactory&) = default;
+IControlLoopFactory& IControlLoopFactory::operator=(const IControlLoopFactory&) = default;
+
+IControlLoop* IControlLoopFactory::createObject(const boost::property_tree::ptree& tree)
+{
+    if (IControlLoop* object = createObjectImpl(tree)) {
+        return object;
+    }
+    const std::string message = "Could not create object of type " + getTypeName();
+    // the name is asked for again, but only for a line that is written
+    LOG4CPLUS_ERROR(log4cplus::Logger::getInstance(LOG4CPLUS_TEXT("ExceptionLogger")),
+                    "Exception "
+                        << "std::runtime_error"
+                        << " thrown: "
+                        << "Could not create object of type " << getTypeName());
+    throw std::runtime_error(message);
+}
+
+} // namespace Rvl

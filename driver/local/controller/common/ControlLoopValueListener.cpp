@@ -1,0 +1,7 @@
+#include "driver/local/controller/common/ControlLoopValueListener.h"
+
+namespace Rvl {
+
+IControlLoopValueListener::~IControlLoopValueListener() = default;
+
+} // namespace Rvl

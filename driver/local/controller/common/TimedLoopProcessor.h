@@ -1,0 +1,86 @@
+#pragma once
+
+#include "driver/local/controller/common/LoopProcessor.h"
+#include "driver/local/controller/common/LoopProcessorFactory.h"
+#include "driver/local/Export.h"
+
+#include <memory>
+#include <string>
+#include <utility> // Boost 1.74's asio uses std::exchange without including it
+
+#include <boost/asio/io_context.hpp>
+
+namespace Rvl {
+
+class IControlLoop;
+class ControlLoopOperationPrivate;
+
+/// The repeated calculation of one loop: a timer on an event loop.
+class RIVLINK_LOCAL_EXPORT CControlLoopOperation
+{
+public:
+    /// `eventLoop` must outlive the operation. Nothing is armed yet.
+    CControlLoopOperation(std::shared_ptr<IControlLoop> loop, boost::asio::io_context& eventLoop);
+    /// The event loop must not be running.
+    virtual ~CControlLoopOperation();
+    CControlLoopOperation(const CControlLoopOperation&) = delete;
+    CControlLoopOperation& operator=(const CControlLoopOperation&) = delete;
+
+    /// Arms the periodic calculation: the first one is due one sample time from now, and each of the others
+    /// one sample time after the end of the one before it, so the period is the sample time plus the time
+    /// that calculating and waking up take.
+    void execute();
+    /// Arms one single calculation, due when the timer was last set to expire: at once if that has passed,
+    /// or if it was never set.
+    void executeOnce();
+    /// Ends the calculation: when the timer expires next it does nothing, and is not armed again.
+    void cancel();
+
+private:
+    std::unique_ptr<ControlLoopOperationPrivate> d_;
+};
+
+/// Calculates its loops on one thread of its own, driven by timers of the system's UTC clock. All loops share
+/// the thread: a slow one delays the others. An overrun delays the loop's next step and is never made up for.
+///
+/// A loop must not throw from its step, nor a timer fail: an exception on the thread ends the process.
+///
+/// The operations may be called on any one thread at a time.
+class RIVLINK_LOCAL_EXPORT CTimedLoopProcessor : public ILoopProcessor
+{
+public:
+    CTimedLoopProcessor();
+    /// Stops the loops first if they run. Must not be called on the processor's own thread.
+    ~CTimedLoopProcessor() override;
+
+    /// Adds a loop. One that is added while the processor is active is not calculated until the processor is
+    /// stopped and run again.
+    void addControlLoop(std::shared_ptr<IControlLoop> loop) override;
+    /// Starts the thread; each loop's first step is due one sample time from now. Does nothing if the
+    /// processor is active. Throws boost::thread_resource_error, with the processor as before, if the thread
+    /// cannot be started.
+    void runControlLoops() override;
+    /// Waits until every loop's timer has expired once more without calculating: up to one sample time of
+    /// the slowest loop. Does nothing if the processor is not active. On the processor's own thread, that is
+    /// from a loop's step, it throws boost::thread_resource_error; the loops end with their next expiry all
+    /// the same, and stopControlLoops() on another thread then finishes the stop.
+    void stopControlLoops() override;
+    bool processorActive() override;
+
+private:
+    class Private;
+    std::unique_ptr<Private> d_;
+};
+
+/// Makes processors without loops.
+class RIVLINK_LOCAL_EXPORT CTimedLoopProcessorFactory : public ILoopProcessorFactory
+{
+public:
+    /// "Rvl::CTimedControlLoopProcessor", which is not the name of the class.
+    std::string getTypeName() override;
+
+protected:
+    ILoopProcessor* createObjectImpl() override;
+};
+
+} // namespace Rvl
