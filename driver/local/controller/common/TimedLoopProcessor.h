@@ -1,11 +1,9 @@
 #pragma once
 
 #include "driver/local/controller/common/LoopProcessor.h"
-#include "driver/local/controller/common/LoopProcessorFactory.h"
 #include "driver/local/Export.h"
 
 #include <memory>
-#include <string>
 #include <utility> // Boost 1.74's asio uses std::exchange without including it
 
 #include <boost/asio/io_context.hpp>
@@ -19,7 +17,7 @@ class ControlLoopOperationPrivate;
 class RIVLINK_LOCAL_EXPORT CControlLoopOperation
 {
 public:
-    /// `eventLoop` must outlive the operation. Nothing is armed yet.
+    /// `loop` must not be empty, and `eventLoop` must outlive the operation. Nothing is armed yet.
     CControlLoopOperation(std::shared_ptr<IControlLoop> loop, boost::asio::io_context& eventLoop);
     /// The event loop must not be running.
     virtual ~CControlLoopOperation();
@@ -37,6 +35,10 @@ public:
     void cancel();
 
 private:
+    friend class CTimedLoopProcessor;
+    /// Cancels the operation and its timer as well. The handler of a wait still runs, and does nothing.
+    void abandon();
+
     std::unique_ptr<ControlLoopOperationPrivate> d_;
 };
 
@@ -53,8 +55,8 @@ public:
     /// Stops the loops first if they run. Must not be called on the processor's own thread.
     ~CTimedLoopProcessor() override;
 
-    /// Adds a loop. One that is added while the processor is active is not calculated until the processor is
-    /// stopped and run again.
+    /// Adds a loop, which must not be empty. One that is added while the processor is active is not
+    /// calculated until the processor is stopped and run again.
     void addControlLoop(std::shared_ptr<IControlLoop> loop) override;
     /// Starts the thread; each loop's first step is due one sample time from now. Does nothing if the
     /// processor is active. Throws boost::thread_resource_error, with the processor as before, if the thread
@@ -70,17 +72,6 @@ public:
 private:
     class Private;
     std::unique_ptr<Private> d_;
-};
-
-/// Makes processors without loops.
-class RIVLINK_LOCAL_EXPORT CTimedLoopProcessorFactory : public ILoopProcessorFactory
-{
-public:
-    /// "Rvl::CTimedControlLoopProcessor", which is not the name of the class.
-    std::string getTypeName() override;
-
-protected:
-    ILoopProcessor* createObjectImpl() override;
 };
 
 } // namespace Rvl

@@ -1,0 +1,165 @@
+#include "driver/local/controller/common/TimedLoopProcessor.h"
+
+#include "common/LoggedThrow.h"
+#include "driver/local/controller/common/ControlLoop.h"
+#include "driver/local/controller/common/ControlLoopOperationPrivate.h"
+
+#include <boost/bind/bind.hpp>
+#include <boost/date_time/posix_time/posix_time_types.hpp>
+#include <boost/thread/thread.hpp>
+
+#include <cstdint>
+#include <list>
+#include <stdexcept>
+
+namespace Rvl {
+
+namespace {
+
+// Those who read logs tell the handler that failed by the record's line. The numbers are fixed, so that they
+// mean the same in every version.
+constexpr int periodicErrorRecordLine = 185;
+constexpr int oneShotErrorRecordLine = 202;
+
+} // namespace
+
+ControlLoopOperationPrivate::ControlLoopOperationPrivate(std::shared_ptr<IControlLoop> controlLoop,
+                                                         boost::asio::io_context& eventLoop)
+    : loop(std::move(controlLoop)), timer(eventLoop), cancelled(false),
+      periodicHandler(
+          boost::bind(&ControlLoopOperationPrivate::calculateControlLoop, this, boost::placeholders::_1)),
+      oneShotHandler(
+          boost::bind(&ControlLoopOperationPrivate::calculateControlLoopOnce, this, boost::placeholders::_1))
+{}
+
+void ControlLoopOperationPrivate::armPeriodically()
+{
+    timer.expires_from_now(boost::posix_time::microseconds(std::int64_t{1000} * loop->sampleTime_ms()));
+    timer.async_wait(periodicHandler);
+}
+
+void ControlLoopOperationPrivate::calculateControlLoop(const boost::system::error_code& error)
+{
+    if (cancelled) {
+        return;
+    }
+    if (error) {
+        logAndThrow<std::runtime_error>("std::runtime_error", error.message(), __FILE__,
+                                        periodicErrorRecordLine, LOG4CPLUS_MACRO_FUNCTION());
+    }
+    loop->process();
+    armPeriodically();
+}
+
+void ControlLoopOperationPrivate::calculateControlLoopOnce(const boost::system::error_code& error)
+{
+    if (cancelled) {
+        return;
+    }
+    if (error) {
+        logAndThrow<std::runtime_error>("std::runtime_error", error.message(), __FILE__,
+                                        oneShotErrorRecordLine, LOG4CPLUS_MACRO_FUNCTION());
+    }
+    loop->process();
+}
+
+CControlLoopOperation::CControlLoopOperation(std::shared_ptr<IControlLoop> loop,
+                                             boost::asio::io_context& eventLoop)
+    : d_(std::make_unique<ControlLoopOperationPrivate>(std::move(loop), eventLoop))
+{}
+
+CControlLoopOperation::~CControlLoopOperation()
+{
+    d_->cancelled = true;
+    d_->periodicHandler.clear();
+    d_->oneShotHandler.clear();
+    boost::system::error_code ignored;
+    d_->timer.cancel(ignored);
+}
+
+void CControlLoopOperation::execute()
+{
+    d_->cancelled = false;
+    d_->armPeriodically();
+}
+
+void CControlLoopOperation::executeOnce()
+{
+    d_->cancelled = false;
+    d_->timer.async_wait(d_->oneShotHandler);
+}
+
+void CControlLoopOperation::cancel()
+{
+    d_->cancelled = true;
+}
+
+void CControlLoopOperation::abandon()
+{
+    cancel();
+    boost::system::error_code ignored;
+    d_->timer.cancel(ignored);
+}
+
+class CTimedLoopProcessor::Private
+{
+public:
+    boost::asio::io_context eventLoop;
+    std::shared_ptr<boost::thread> worker;
+    // destroyed first: the operations' timers belong to the event loop
+    std::list<std::shared_ptr<CControlLoopOperation>> operations;
+};
+
+CTimedLoopProcessor::CTimedLoopProcessor() : d_(std::make_unique<Private>()) {}
+
+CTimedLoopProcessor::~CTimedLoopProcessor()
+{
+    CTimedLoopProcessor::stopControlLoops();
+}
+
+void CTimedLoopProcessor::addControlLoop(std::shared_ptr<IControlLoop> loop)
+{
+    d_->operations.push_back(std::make_shared<CControlLoopOperation>(std::move(loop), d_->eventLoop));
+}
+
+void CTimedLoopProcessor::runControlLoops()
+{
+    if (processorActive()) {
+        return;
+    }
+    // an event loop that ran out of work stays stopped until told otherwise
+    d_->eventLoop.restart();
+    for (const auto& operation : d_->operations) {
+        operation->execute();
+    }
+    using Run = boost::asio::io_context::count_type (boost::asio::io_context::*)();
+    const Run run = &boost::asio::io_context::run;
+    try {
+        d_->worker = std::make_shared<boost::thread>(boost::bind(run, &d_->eventLoop));
+    } catch (...) {
+        // the waits just queued must not be found, aborted, by the thread of a later start
+        for (const auto& operation : d_->operations) {
+            operation->abandon();
+        }
+        d_->eventLoop.poll();
+        throw;
+    }
+}
+
+void CTimedLoopProcessor::stopControlLoops()
+{
+    if (!processorActive()) {
+        return;
+    }
+    for (const auto& operation : d_->operations) {
+        operation->cancel();
+    }
+    d_->worker->join();
+}
+
+bool CTimedLoopProcessor::processorActive()
+{
+    return d_->worker && d_->worker->joinable();
+}
+
+} // namespace Rvl

@@ -1,0 +1,89 @@
+#include "driver/local/controller/controlloop/TwoLevelControlLoop.h"
+
+#include "common/LoggedThrow.h"
+
+#include <boost/property_tree/ptree.hpp>
+
+#include <stdexcept>
+
+namespace Rvl {
+
+CTwoLevelControlLoop::CTwoLevelControlLoop(const boost::property_tree::ptree& tree)
+{
+    controlType_ = TypeTwoLevel;
+    parameters_.setSampleTime(tree.get<int>("Parameters.<xmlattr>.SampleTime_ms"));
+    parameters_.setInitialSetpoint(tree.get<double>("Parameters.<xmlattr>.Setpoint"));
+    parameters_.setLowerThresholdOffset(tree.get<double>("Parameters.<xmlattr>.LowerThreshold"));
+    parameters_.setUpperThresholdOffset(tree.get<double>("Parameters.<xmlattr>.UpperThreshold"));
+    // whole numbers: the control value is compared with them exactly
+    parameters_.setControlValueUp(tree.get<int>("Parameters.<xmlattr>.U_Up"));
+    parameters_.setControlValueDown(tree.get<int>("Parameters.<xmlattr>.U_Down"));
+    parameters_.setDisabledU(tree.get<double>("Parameters.<xmlattr>.U_Disabled"));
+    controlValue_ = parameters_.getDisabledU();
+    setpoint_ = parameters_.initialSetpoint();
+}
+
+CTwoLevelControlLoop::~CTwoLevelControlLoop() = default;
+
+void CTwoLevelControlLoop::calculateOutput()
+{
+    if (!input_) {
+        return;
+    }
+    if (controlValue_ == parameters_.getControlValueUp()) {
+        if (input_->readInputValue() > setpoint_ + parameters_.getUpperThresholdOffset()) {
+            controlValue_ = parameters_.getControlValueDown();
+            writeOutput(controlValue_);
+        }
+    }
+    if (controlValue_ == parameters_.getControlValueDown()) {
+        if (setpoint_ - parameters_.getLowerThresholdOffset() > input_->readInputValue()) {
+            controlValue_ = parameters_.getControlValueUp();
+            writeOutput(controlValue_);
+        }
+    }
+}
+
+int CTwoLevelControlLoop::sampleTime_ms() const
+{
+    // the processor asks while another thread may be setting parameters
+    CControlLoopElementGuard guard(this);
+    return parameters_.getSampleTime();
+}
+
+std::string CTwoLevelControlLoop::getTypeName()
+{
+    return "Rvl::CTwoLevelControlLoop";
+}
+
+void CTwoLevelControlLoop::setParameters(const CControlParameters& parameters)
+{
+    const auto* const twoLevelParameters = dynamic_cast<const CTwoLevelParameters*>(&parameters);
+    if (!twoLevelParameters) {
+        RVL_THROW(std::invalid_argument, "Parameters is not of type Rvl::CTwoLevelParameters");
+    }
+    setParameters(*twoLevelParameters);
+}
+
+CControlParameters& CTwoLevelControlLoop::controlParameters()
+{
+    return parameters_;
+}
+
+double CTwoLevelControlLoop::actualValue() const
+{
+    return readInput();
+}
+
+void CTwoLevelControlLoop::setParameters(const CTwoLevelParameters& parameters)
+{
+    CControlLoopElementGuard guard(this);
+    parameters_ = parameters;
+}
+
+CTwoLevelParameters CTwoLevelControlLoop::parameters() const
+{
+    return parameters_;
+}
+
+} // namespace Rvl
