@@ -1,0 +1,59 @@
+#include "driver/local/controller/controlloop/TwoLevelParameters.h"
+
+#include <gmock/gmock.h>
+
+using namespace Rvl;
+using testing::Each;
+using testing::ElementsAre;
+using testing::SizeIs;
+
+TEST(TwoLevelParameters, BeginWithSevenZeros)
+{
+    const CTwoLevelParameters parameters;
+    EXPECT_THAT(parameters.data(), SizeIs(7));
+    EXPECT_THAT(parameters.data(), Each(0.0));
+    EXPECT_EQ(parameters.name(), "");
+}
+
+TEST(TwoLevelParameters, AccessorsUseTheirEntries)
+{
+    CTwoLevelParameters parameters;
+    parameters.setUpperThresholdOffset(1);
+    parameters.setLowerThresholdOffset(2);
+    parameters.setControlValueUp(3);
+    parameters.setControlValueDown(4);
+    parameters.setDisabledU(5);
+    parameters.setInitialSetpoint(6);
+    parameters.setSampleTime(7);
+    EXPECT_THAT(parameters.data(), ElementsAre(1, 2, 3, 4, 5, 6, 7));
+    EXPECT_EQ(parameters.getUpperThresholdOffset(), 1.0);
+    EXPECT_EQ(parameters.getLowerThresholdOffset(), 2.0);
+    EXPECT_EQ(parameters.getControlValueUp(), 3.0);
+    EXPECT_EQ(parameters.getControlValueDown(), 4.0);
+    EXPECT_EQ(static_cast<const CControlParameters&>(parameters).getDisabledU(), 5.0);
+    EXPECT_EQ(parameters.initialSetpoint(), 6.0);
+    EXPECT_EQ(parameters.getSampleTime(), 7);
+}
+
+TEST(TwoLevelParameters, SampleTimeLosesItsFractionTowardsZero)
+{
+    CTwoLevelParameters parameters;
+    parameters.setValue(6, 99.9);
+    EXPECT_EQ(parameters.getSampleTime(), 99);
+    parameters.setValue(6, -1.9);
+    EXPECT_EQ(parameters.getSampleTime(), -1);
+}
+
+TEST(TwoLevelParameters, CopiesCarryNameAndValues)
+{
+    CTwoLevelParameters original;
+    original.setName("P");
+    original.setControlValueUp(3);
+    const CTwoLevelParameters copy(original);
+    CTwoLevelParameters assigned;
+    assigned = original;
+    EXPECT_EQ(copy.name(), "P");
+    EXPECT_EQ(copy.data(), original.data());
+    EXPECT_EQ(assigned.name(), "P");
+    EXPECT_EQ(assigned.data(), original.data());
+}
