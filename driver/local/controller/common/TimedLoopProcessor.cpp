@@ -4,6 +4,7 @@
 #include "driver/local/controller/common/ControlLoop.h"
 #include "driver/local/controller/common/ControlLoopOperationPrivate.h"
 
+#include <boost/asio/post.hpp>
 #include <boost/bind/bind.hpp>
 #include <boost/date_time/posix_time/posix_time_types.hpp>
 #include <boost/thread/thread.hpp>
@@ -86,7 +87,13 @@ void CControlLoopOperation::execute()
 void CControlLoopOperation::executeOnce()
 {
     d_->cancelled = false;
-    d_->timer.async_wait(d_->oneShotHandler);
+    if (d_->timer.expires_at().is_not_a_date_time()) {
+        // the event loop would wait for such a timer for ever
+        boost::asio::post(d_->timer.get_executor(),
+                          [handler = d_->oneShotHandler] { handler(boost::system::error_code()); });
+    } else {
+        d_->timer.async_wait(d_->oneShotHandler);
+    }
 }
 
 void CControlLoopOperation::cancel()

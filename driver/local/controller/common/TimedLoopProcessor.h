@@ -19,7 +19,7 @@ class RIVLINK_LOCAL_EXPORT CControlLoopOperation
 public:
     /// `loop` must not be empty, and `eventLoop` must outlive the operation. Nothing is armed yet.
     CControlLoopOperation(std::shared_ptr<IControlLoop> loop, boost::asio::io_context& eventLoop);
-    /// The event loop must not be running.
+    /// The event loop must not run any more: a wait still queued is discarded with it.
     virtual ~CControlLoopOperation();
     CControlLoopOperation(const CControlLoopOperation&) = delete;
     CControlLoopOperation& operator=(const CControlLoopOperation&) = delete;
