@@ -1,0 +1,238 @@
+#include "driver/local/controller/common/ControlLoopValueListener.h"
+#include "driver/local/controller/common/TimedLoopProcessor.h"
+#include "driver/local/controller/controlloop/ConditionalControlLoop.h"
+#include "driver/local/controller/controlloop/PIDControlLoop.h"
+#include "driver/local/controller/controlloop/PT1Element.h"
+#include "driver/local/controller/controlloop/TwoLevelControlLoop.h"
+
+#include <boost/property_tree/ptree.hpp>
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <chrono>
+#include <cstdlib>
+#include <memory>
+#include <new>
+#include <thread>
+
+// Counts every allocation of the program, on every thread; that is why these tests have a program of their
+// own.
+
+namespace {
+
+std::atomic<long> allocations{0};
+
+void* counted(std::size_t size)
+{
+    ++allocations;
+    if (void* memory = std::malloc(size != 0 ? size : 1)) {
+        return memory;
+    }
+    throw std::bad_alloc();
+}
+
+void* countedAligned(std::size_t size, std::align_val_t alignment)
+{
+    ++allocations;
+    const std::size_t step = static_cast<std::size_t>(alignment);
+    if (void* memory = std::aligned_alloc(step, (size + step - 1) / step * step)) {
+        return memory;
+    }
+    throw std::bad_alloc();
+}
+
+} // namespace
+
+void* operator new(std::size_t size)
+{
+    return counted(size);
+}
+void* operator new[](std::size_t size)
+{
+    return counted(size);
+}
+void* operator new(std::size_t size, std::align_val_t alignment)
+{
+    return countedAligned(size, alignment);
+}
+void* operator new[](std::size_t size, std::align_val_t alignment)
+{
+    return countedAligned(size, alignment);
+}
+void operator delete(void* memory) noexcept
+{
+    std::free(memory);
+}
+void operator delete[](void* memory) noexcept
+{
+    std::free(memory);
+}
+void operator delete(void* memory, std::size_t) noexcept
+{
+    std::free(memory);
+}
+void operator delete[](void* memory, std::size_t) noexcept
+{
+    std::free(memory);
+}
+void operator delete(void* memory, std::align_val_t) noexcept
+{
+    std::free(memory);
+}
+void operator delete[](void* memory, std::align_val_t) noexcept
+{
+    std::free(memory);
+}
+void operator delete(void* memory, std::size_t, std::align_val_t) noexcept
+{
+    std::free(memory);
+}
+void operator delete[](void* memory, std::size_t, std::align_val_t) noexcept
+{
+    std::free(memory);
+}
+
+using namespace Rvl;
+using boost::property_tree::ptree;
+
+namespace {
+
+/// An input that gives another value each time, so that every step writes.
+class RampIn : public ILoopIn
+{
+public:
+    double readInputValue() override { return value += 0.25; }
+    double value = 0.0;
+};
+
+class CountingOut : public ILoopOut
+{
+public:
+    void writeOutputValue(double) override { ++writes; }
+    long writes = 0;
+};
+
+class CountingListener : public IControlLoopValueListener
+{
+public:
+    void onActualValue(double) override { ++steps; }
+    std::atomic<long> steps{0};
+};
+
+std::shared_ptr<CPIDControlLoop> pidLoop(int sampleTime_ms)
+{
+    CPIDParameters parameters("P");
+    parameters.setK(1);
+    parameters.setTi(10);
+    parameters.setTd(1);
+    parameters.setDerivativeGainLimit(10);
+    parameters.setMaxU(1e9);
+    parameters.setMinU(-1e9);
+    parameters.setSampleTime(sampleTime_ms);
+    auto loop = std::make_shared<CPIDControlLoop>();
+    loop->setParameters(parameters);
+    return loop;
+}
+
+long allocationsOfSteps(IControlLoop& loop, int steps)
+{
+    loop.process();
+    const long before = allocations;
+    for (int i = 0; i < steps; ++i) {
+        loop.process();
+    }
+    return allocations - before;
+}
+
+} // namespace
+
+TEST(LoopAllocation, CounterSeesAllocations)
+{
+    const long before = allocations;
+    const auto memory = std::make_unique<volatile int>(1);
+    EXPECT_EQ(*memory, 1);
+    EXPECT_EQ(allocations - before, 1);
+}
+
+TEST(LoopAllocation, PIDStepNeedsNoMemory)
+{
+    auto loop = pidLoop(20);
+    auto output = std::make_shared<CountingOut>();
+    CountingListener listeners[3];
+    for (CountingListener& listener : listeners) {
+        loop->addActualValueListener(&listener);
+    }
+    loop->setInput(std::make_shared<RampIn>());
+    loop->setOutput(output);
+    loop->setEnabled(true);
+    EXPECT_EQ(allocationsOfSteps(*loop, 1000), 0);
+    EXPECT_GE(output->writes, 1000);
+    EXPECT_EQ(listeners[2].steps, 1001);
+}
+
+TEST(LoopAllocation, StepsOfTheOtherLoopsNeedNoMemory)
+{
+    ptree tree;
+    tree.put("Parameters.<xmlattr>.SampleTime_ms", "20");
+    tree.put("Parameters.<xmlattr>.Setpoint", "10");
+    tree.put("Parameters.<xmlattr>.LowerThreshold", "-1000000");
+    tree.put("Parameters.<xmlattr>.UpperThreshold", "-1000000");
+    tree.put("Parameters.<xmlattr>.U_Up", "1");
+    tree.put("Parameters.<xmlattr>.U_Down", "0");
+    tree.put("Parameters.<xmlattr>.U_Disabled", "0");
+    tree.put("Parameters.<xmlattr>.UpperLimit", "50");
+    CTwoLevelControlLoop twoLevel(tree);
+    CConditionalControlLoop conditional(tree);
+    for (IControlLoop* loop :
+         {static_cast<IControlLoop*>(&twoLevel), static_cast<IControlLoop*>(&conditional)}) {
+        auto output = std::make_shared<CountingOut>();
+        loop->setInput(std::make_shared<RampIn>());
+        loop->setOutput(output);
+        loop->setEnabled(true);
+        EXPECT_EQ(allocationsOfSteps(*loop, 1000), 0);
+        EXPECT_GE(output->writes, 2);
+    }
+}
+
+TEST(LoopAllocation, CascadeThroughALagNeedsNoMemory)
+{
+    auto lag = std::make_shared<CPT1Element>(ptree());
+    auto inner = pidLoop(20);
+    inner->setInput(lag);
+    inner->setOutput(lag);
+    auto outer = pidLoop(20);
+    outer->setInput(std::make_shared<RampIn>());
+    outer->setOutput(inner);
+    outer->setEnabled(true);
+    ASSERT_TRUE(inner->isEnabled());
+    EXPECT_EQ(allocationsOfSteps(*outer, 1000), 0);
+    EXPECT_EQ(allocationsOfSteps(*inner, 1000), 0);
+}
+
+TEST(LoopAllocation, PeriodOfTheTimedProcessorNeedsNoMemory)
+{
+    CountingListener listener;
+    CTimedLoopProcessor processor;
+    for (int sampleTime_ms : {20, 21, 30}) {
+        auto loop = pidLoop(sampleTime_ms);
+        loop->setInput(std::make_shared<RampIn>());
+        loop->setOutput(std::make_shared<CountingOut>());
+        loop->setEnabled(true);
+        loop->addActualValueListener(&listener);
+        processor.addControlLoop(loop);
+    }
+    const auto stepsReach = [&](long count) {
+        const auto giveUp = std::chrono::steady_clock::now() + std::chrono::seconds(60);
+        while (listener.steps < count && std::chrono::steady_clock::now() < giveUp) {
+            std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        }
+        return listener.steps >= count;
+    };
+    processor.runControlLoops();
+    ASSERT_TRUE(stepsReach(20));
+    const long before = allocations;
+    ASSERT_TRUE(stepsReach(120));
+    const long during = allocations - before;
+    processor.stopControlLoops();
+    EXPECT_EQ(during, 0) << "the event loop uses the memory of one wait for the next";
+}

@@ -1,0 +1,281 @@
+#include "driver/local/controller/common/TimedLoopProcessor.h"
+
+#include "driver/local/controller/common/ControlLoopOperationPrivate.h"
+#include "driver/local/controller/common/TimedLoopProcessorFactory.h"
+#include "tests/support/FakeLoopElements.h"
+#include "tests/support/LogCapture.h"
+#include "tests/support/VirtualSlot.h"
+
+#include <boost/asio/error.hpp>
+#include <gmock/gmock.h>
+
+#include <functional>
+#include <limits>
+#include <memory>
+#include <stdexcept>
+
+using namespace Rvl;
+using namespace Rvl::Test;
+using boost::system::error_code;
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+namespace {
+
+/// A loop that counts its steps, in whatever state it is.
+class SteppedLoop : public FakeControlLoop
+{
+public:
+    using FakeControlLoop::FakeControlLoop;
+    void process() override
+    {
+        ++steps;
+        if (onStep) {
+            onStep();
+        }
+    }
+    int steps = 0;
+    std::function<void()> onStep;
+};
+
+/// The operation's handlers, driven by hand.
+class TimedLoopProcessorOperation : public testing::Test
+{
+protected:
+    boost::asio::io_context eventLoop;
+    std::shared_ptr<SteppedLoop> loop = std::make_shared<SteppedLoop>(1);
+};
+
+} // namespace
+
+TEST_F(TimedLoopProcessorOperation, PeriodicHandlerCalculatesAndArmsAgain)
+{
+    ControlLoopOperationPrivate operation(loop, eventLoop);
+    EXPECT_FALSE(operation.cancelled);
+    EXPECT_TRUE(operation.timer.expires_at().is_not_a_date_time());
+    operation.calculateControlLoop(error_code());
+    EXPECT_EQ(loop->steps, 1);
+    EXPECT_EQ(eventLoop.run_one(), 1u);
+    EXPECT_EQ(loop->steps, 2);
+    operation.cancelled = true;
+    EXPECT_EQ(eventLoop.run(), 1u) << "one last expiry, then no work is left";
+    EXPECT_EQ(loop->steps, 2);
+}
+
+TEST_F(TimedLoopProcessorOperation, OneShotHandlerCalculatesOnce)
+{
+    ControlLoopOperationPrivate operation(loop, eventLoop);
+    operation.calculateControlLoopOnce(error_code());
+    EXPECT_EQ(loop->steps, 1);
+    EXPECT_EQ(eventLoop.run(), 0u);
+}
+
+TEST_F(TimedLoopProcessorOperation, ErrorIsLoggedUnderTheLineOfThePeriodicHandlerAndThrown)
+{
+    ControlLoopOperationPrivate operation(loop, eventLoop);
+    LogCapture log("ExceptionLogger");
+    const error_code error(boost::asio::error::operation_aborted);
+    try {
+        operation.calculateControlLoop(error);
+        FAIL() << "no exception";
+    } catch (const std::runtime_error& thrown) {
+        EXPECT_EQ(thrown.what(), error.message());
+    }
+    EXPECT_THAT(log.lines(), ElementsAre("ERROR Exception std::runtime_error thrown: " + error.message()));
+    ASSERT_EQ(log.records().size(), 1u);
+    EXPECT_EQ(log.records()[0].file, "driver/local/controller/common/TimedLoopProcessor.cpp");
+    EXPECT_EQ(log.records()[0].line, 185);
+    EXPECT_EQ(
+        log.records()[0].function,
+        "void Rvl::ControlLoopOperationPrivate::calculateControlLoop(const boost::system::error_code&)");
+    EXPECT_EQ(loop->steps, 0);
+    EXPECT_EQ(eventLoop.run(), 0u) << "not armed again";
+}
+
+TEST_F(TimedLoopProcessorOperation, ErrorIsLoggedUnderTheLineOfTheOneShotHandlerAndThrown)
+{
+    ControlLoopOperationPrivate operation(loop, eventLoop);
+    LogCapture log("ExceptionLogger");
+    const error_code error(boost::asio::error::no_memory);
+    try {
+        operation.calculateControlLoopOnce(error);
+        FAIL() << "no exception";
+    } catch (const std::runtime_error& thrown) {
+        EXPECT_EQ(thrown.what(), error.message());
+    }
+    EXPECT_THAT(log.lines(), ElementsAre("ERROR Exception std::runtime_error thrown: " + error.message()));
+    ASSERT_EQ(log.records().size(), 1u);
+    EXPECT_EQ(log.records()[0].file, "driver/local/controller/common/TimedLoopProcessor.cpp");
+    EXPECT_EQ(log.records()[0].line, 202);
+    EXPECT_EQ(
+        log.records()[0].function,
+        "void Rvl::ControlLoopOperationPrivate::calculateControlLoopOnce(const boost::system::error_code&)");
+    EXPECT_EQ(loop->steps, 0);
+}
+
+TEST_F(TimedLoopProcessorOperation, CancelledHandlersIgnoreErrorsToo)
+{
+    ControlLoopOperationPrivate operation(loop, eventLoop);
+    operation.cancelled = true;
+    LogCapture log("ExceptionLogger");
+    operation.calculateControlLoop(boost::asio::error::operation_aborted);
+    operation.calculateControlLoopOnce(boost::asio::error::operation_aborted);
+    operation.calculateControlLoop(error_code());
+    operation.calculateControlLoopOnce(error_code());
+    EXPECT_EQ(loop->steps, 0);
+    EXPECT_THAT(log.lines(), IsEmpty());
+    EXPECT_EQ(eventLoop.run(), 0u);
+}
+
+TEST_F(TimedLoopProcessorOperation, ExceptionOfTheLoopPasses)
+{
+    ControlLoopOperationPrivate operation(loop, eventLoop);
+    LogCapture log("ExceptionLogger");
+    loop->onStep = [] { throw std::logic_error("step"); };
+    EXPECT_THROW(operation.calculateControlLoop(error_code()), std::logic_error);
+    EXPECT_THROW(operation.calculateControlLoopOnce(error_code()), std::logic_error);
+    EXPECT_THAT(log.lines(), IsEmpty());
+    EXPECT_EQ(eventLoop.run(), 0u);
+}
+
+TEST_F(TimedLoopProcessorOperation, CancelLeavesTheTimerToExpire)
+{
+    CControlLoopOperation operation(loop, eventLoop);
+    operation.execute();
+    operation.cancel();
+    EXPECT_EQ(eventLoop.run(), 1u);
+    EXPECT_EQ(loop->steps, 0);
+}
+
+TEST_F(TimedLoopProcessorOperation, ExecuteClearsTheCancelledFlag)
+{
+    CControlLoopOperation operation(loop, eventLoop);
+    operation.cancel();
+    operation.execute();
+    loop->onStep = [&] { operation.cancel(); };
+    eventLoop.run();
+    EXPECT_EQ(loop->steps, 1);
+}
+
+TEST_F(TimedLoopProcessorOperation, ExecuteOnceWithoutAnExpiryCalculatesAtOnce)
+{
+    CControlLoopOperation operation(loop, eventLoop);
+    operation.cancel();
+    operation.executeOnce();
+    EXPECT_EQ(loop->steps, 0) << "not before the event loop runs";
+    EXPECT_EQ(eventLoop.run(), 1u);
+    EXPECT_EQ(loop->steps, 1);
+}
+
+TEST_F(TimedLoopProcessorOperation, ExecuteOnceKeepsTheExpiryThatTheTimerHas)
+{
+    CControlLoopOperation operation(loop, eventLoop);
+    operation.execute();
+    eventLoop.run_one(); // armed again with 1 ms
+    operation.executeOnce();
+    loop->onStep = [&] {
+        if (loop->steps == 3) {
+            operation.cancel();
+        }
+    };
+    eventLoop.run(); // both waits for that expiry, and the one that the periodic one queued anew
+    EXPECT_EQ(loop->steps, 3);
+}
+
+TEST_F(TimedLoopProcessorOperation, LaterExecuteAbortsTheFormerWait)
+{
+    CControlLoopOperation operation(loop, eventLoop);
+    operation.execute();
+    operation.execute();
+    LogCapture log("ExceptionLogger");
+    EXPECT_THROW(eventLoop.run(), std::runtime_error) << "an aborted wait is an error like any other";
+    EXPECT_EQ(log.lines().size(), 1u);
+}
+
+TEST_F(TimedLoopProcessorOperation, DestructionReleasesTheLoopAndRunsNothing)
+{
+    {
+        boost::asio::io_context shortLived;
+        {
+            CControlLoopOperation operation(loop, shortLived);
+            EXPECT_EQ(loop.use_count(), 2);
+            operation.execute();
+        }
+        EXPECT_EQ(loop.use_count(), 1);
+    }
+    EXPECT_EQ(loop->steps, 0);
+}
+
+TEST_F(TimedLoopProcessorOperation, HandlersAreIndependentOfTheSampleTimesSign)
+{
+    loop->sampleTime = -1000000;
+    CControlLoopOperation operation(loop, eventLoop);
+    loop->onStep = [&] {
+        if (loop->steps == 100) {
+            operation.cancel();
+        }
+    };
+    operation.execute();
+    eventLoop.run();
+    EXPECT_EQ(loop->steps, 100) << "an expiry in the past is due at once";
+}
+
+TEST_F(TimedLoopProcessorOperation, LongestSampleTimeDoesNotOverflow)
+{
+    loop->sampleTime = std::numeric_limits<int>::max();
+    ControlLoopOperationPrivate operation(loop, eventLoop);
+    const boost::posix_time::ptime before = boost::posix_time::microsec_clock::universal_time();
+    operation.armPeriodically();
+    const boost::posix_time::time_duration due = operation.timer.expires_at() - before;
+    EXPECT_GE(due.total_milliseconds(), std::numeric_limits<int>::max());
+    EXPECT_LT(due.total_milliseconds(), std::numeric_limits<int>::max() + 60000LL);
+}
+
+TEST(TimedLoopProcessor, OperationsStandInTheirSlots)
+{
+    EXPECT_EQ(virtualSlot(&ILoopProcessor::addControlLoop), 2u); // after the destructor's two
+    EXPECT_EQ(virtualSlot(&ILoopProcessor::runControlLoops), 3u);
+    EXPECT_EQ(virtualSlot(&ILoopProcessor::stopControlLoops), 4u);
+    EXPECT_EQ(virtualSlot(&ILoopProcessor::processorActive), 5u);
+}
+
+TEST(TimedLoopProcessor, IsIdleAtFirstAndStoppingItDoesNothing)
+{
+    CTimedLoopProcessor processor;
+    EXPECT_FALSE(processor.processorActive());
+    processor.stopControlLoops();
+    EXPECT_FALSE(processor.processorActive());
+}
+
+TEST(TimedLoopProcessor, WithoutLoopsItIsActiveUntilStopped)
+{
+    CTimedLoopProcessor processor;
+    for (int i = 0; i < 3; ++i) {
+        processor.runControlLoops();
+        EXPECT_TRUE(processor.processorActive());
+        processor.runControlLoops();
+        EXPECT_TRUE(processor.processorActive());
+        processor.stopControlLoops();
+        EXPECT_FALSE(processor.processorActive());
+    }
+}
+
+TEST(TimedLoopProcessor, SharesTheLoopsAndReleasesThem)
+{
+    auto loop = std::make_shared<SteppedLoop>();
+    {
+        CTimedLoopProcessor processor;
+        processor.addControlLoop(loop);
+        EXPECT_EQ(loop.use_count(), 2);
+    }
+    EXPECT_EQ(loop.use_count(), 1);
+}
+
+TEST(TimedLoopProcessorFactory, BuildsIdleProcessorsUnderItsOwnName)
+{
+    CTimedLoopProcessorFactory factory;
+    EXPECT_EQ(factory.getTypeName(), "Rvl::CTimedControlLoopProcessor");
+    const std::unique_ptr<ILoopProcessor> processor(factory.createObject());
+    EXPECT_NE(dynamic_cast<CTimedLoopProcessor*>(processor.get()), nullptr);
+    EXPECT_FALSE(processor->processorActive());
+}
