@@ -1,0 +1,56 @@
+#pragma once
+
+#include "driver/local/controller/common/LoopElements.h"
+#include "driver/local/Export.h"
+#include "platform/kor/EventListener.h"
+
+#include <boost/property_tree/ptree_fwd.hpp>
+
+#include <atomic>
+#include <memory>
+#include <mutex>
+#include <vector>
+
+namespace Rvl {
+
+class CAnalogInChannel;
+
+/// The value of an analog input channel as a loop's actual value. It is not polled: the channel tells when it
+/// has a new value, which is then kept, so that a loop gets the newest announced value at once and causes no
+/// traffic of its own. 0 until init() or the first announcement.
+/// The channel is not owned. It must outlive the input, which takes itself off the channel's listeners (and
+/// off those of every channel that it was ever given) when it is destroyed.
+class RIVLINK_LOCAL_EXPORT CAnalogChannelLoopIn : public ILoopIn, private Kor::IEventListener
+{
+public:
+    /// Reads "Channel", the name of an analog input (required: the property tree's bad-path error if it is
+    /// missing). Throws CConfigurationException if no analog input bears the name.
+    explicit CAnalogChannelLoopIn(const boost::property_tree::ptree& tree);
+    /// From the channel itself. Null is allowed, but then a channel must be set before init().
+    explicit CAnalogChannelLoopIn(CAnalogInChannel* channel);
+    ~CAnalogChannelLoopIn() override;
+
+    /// Reads from `channel` (not null) from now on and listens to it. The input keeps listening to the former
+    /// channel as well: an announcement of either makes it read the present one.
+    void setAnalogInputChannel(CAnalogInChannel* channel);
+
+    /// Takes the channel's current value.
+    void init() override;
+    /// The value kept. Safe from any thread.
+    double readInputValue() override;
+
+    /// Takes the channel's current value if the event says that there is a new one
+    /// (IIoChannelInterface::EventNewValue); every other event is ignored. Safe from any thread.
+    void deviceEvent(int event) override;
+
+private:
+    void listenTo(CAnalogInChannel& channel);
+
+    std::unique_ptr<std::recursive_mutex> valueMutex_;
+    CAnalogInChannel* analogInChannel_;
+    /// Atomic because init() stores it without the mutex while the channel may already announce values.
+    std::atomic<double> value_{0.0};
+    std::vector<CAnalogInChannel*> listenedTo_;
+};
+
+} // namespace Rvl

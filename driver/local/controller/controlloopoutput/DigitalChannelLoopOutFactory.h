@@ -1,0 +1,21 @@
+#pragma once
+
+#include "driver/local/controller/controlloopoutput/LoopOutFactory.h"
+#include "driver/local/Export.h"
+
+#include <string>
+
+namespace Rvl {
+
+/// Builds CDigitalChannelLoopOut, which see for the configuration.
+class RIVLINK_LOCAL_EXPORT CDigitalChannelLoopOutFactory : public ILoopOutFactory
+{
+public:
+    /// "Rvl::CDigitalChannelLoopOut".
+    std::string getTypeName() override;
+
+protected:
+    ILoopOut* createObjectImpl(const boost::property_tree::ptree& tree) override;
+};
+
+} // namespace Rvl

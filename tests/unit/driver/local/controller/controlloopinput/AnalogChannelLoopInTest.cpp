@@ -1,0 +1,184 @@
+#include "driver/local/controller/controlloopinput/AnalogChannelLoopIn.h"
+
+#include "driver/local/controller/controlloopinput/AnalogChannelLoopInFactory.h"
+#include "platform/rivlink_device/AnalogInChannel.h"
+#include "platform/rivlink_device/LinearScaling.h"
+#include "tests/support/LogCapture.h"
+#include "tests/unit/driver/local/controller/ElementTesting.h"
+
+#include <gmock/gmock.h>
+
+#include <atomic>
+#include <memory>
+#include <thread>
+
+using Rvl::CAnalogChannelLoopIn;
+using Rvl::CAnalogInChannel;
+using Rvl::IIoChannelInterface;
+using Rvl::Test::faultOf;
+using Rvl::Test::node;
+using Rvl::Test::notRegistered;
+
+namespace {
+
+/// Counts how often its current value is read.
+class CountingAnalogIn : public CAnalogInChannel
+{
+public:
+    using CAnalogInChannel::CAnalogInChannel;
+    double readValue() override
+    {
+        ++reads;
+        return CAnalogInChannel::readValue();
+    }
+    std::atomic<int> reads{0};
+};
+
+} // namespace
+
+TEST(AnalogChannelLoopIn, IsZeroUntilInitOrTheFirstNewValue)
+{
+    CAnalogInChannel channel("Temperature");
+    channel.publishValue(20.0);
+    CAnalogChannelLoopIn input(node({{"Channel", "Temperature"}}));
+    EXPECT_EQ(0.0, input.readInputValue());
+    input.init();
+    EXPECT_EQ(20.0, input.readInputValue());
+    CAnalogChannelLoopIn other(node({{"Channel", "Temperature"}}));
+    EXPECT_EQ(0.0, other.readInputValue());
+    channel.publishValue(21.0);
+    EXPECT_EQ(21.0, other.readInputValue());
+}
+
+TEST(AnalogChannelLoopIn, ReadingTheInputNeverAsksTheChannel)
+{
+    CountingAnalogIn channel("Temperature");
+    CAnalogChannelLoopIn input(&channel);
+    input.init();
+    EXPECT_EQ(1, channel.reads);
+    input.readInputValue();
+    input.readInputValue();
+    EXPECT_EQ(1, channel.reads);
+    channel.publishValue(21.0);
+    EXPECT_EQ(2, channel.reads);
+}
+
+TEST(AnalogChannelLoopIn, TakesTheScaledValue)
+{
+    CAnalogInChannel channel("Temperature");
+    channel.setScaling(new Rvl::CLinearScaling(2.0, 1.0, "degC"));
+    CAnalogChannelLoopIn input(&channel);
+    channel.publishValue(10.0);
+    EXPECT_EQ(21.0, input.readInputValue());
+}
+
+TEST(AnalogChannelLoopIn, EveryOtherEventIsIgnored)
+{
+    CountingAnalogIn channel("Temperature");
+    CAnalogChannelLoopIn input(&channel);
+    channel.publishValue(20.0);
+    channel.reads = 0;
+    for (const int event : {0, 2, 3, -1, -1000}) {
+        input.deviceEvent(event);
+        channel.raiseEvent(event);
+    }
+    EXPECT_EQ(0, channel.reads);
+    EXPECT_EQ(20.0, input.readInputValue());
+    input.deviceEvent(1);
+    EXPECT_EQ(1, channel.reads);
+}
+
+TEST(AnalogChannelLoopIn, NullChannelIsNotListenedTo)
+{
+    CAnalogChannelLoopIn input(nullptr);
+    EXPECT_EQ(0.0, input.readInputValue());
+    CAnalogInChannel channel("Temperature");
+    input.setAnalogInputChannel(&channel);
+    channel.publishValue(5.0);
+    EXPECT_EQ(5.0, input.readInputValue());
+}
+
+TEST(AnalogChannelLoopIn, StaysRegisteredOnTheFormerChannel)
+{
+    CountingAnalogIn first("First");
+    CountingAnalogIn second("Second");
+    CAnalogChannelLoopIn input(nullptr);
+    input.setAnalogInputChannel(&first);
+    input.setAnalogInputChannel(&second);
+    second.publishValue(2.0);
+    EXPECT_EQ(2.0, input.readInputValue());
+    second.reads = 0;
+    first.publishValue(1.0);
+    EXPECT_EQ(1, second.reads) << "an event of either refreshes the value from the present channel";
+    EXPECT_EQ(2.0, input.readInputValue());
+}
+
+TEST(AnalogChannelLoopIn, DestructionDeregistersFromEveryChannel)
+{
+    CountingAnalogIn first("First");
+    CountingAnalogIn second("Second");
+    {
+        CAnalogChannelLoopIn input(&first);
+        input.setAnalogInputChannel(&second);
+        input.setAnalogInputChannel(&second);
+    }
+    first.reads = 0;
+    second.reads = 0;
+    first.publishValue(1.0);
+    second.publishValue(2.0);
+    EXPECT_EQ(0, first.reads);
+    EXPECT_EQ(0, second.reads);
+}
+
+TEST(AnalogChannelLoopIn, DestructionMeetsEventsOfAnotherThread)
+{
+    CAnalogInChannel channel("Temperature");
+    channel.publishValue(0.0);
+    std::atomic<bool> over{false};
+    std::thread device([&] {
+        for (double value = 1.0; !over; value += 1.0) {
+            channel.publishValue(value);
+        }
+    });
+    for (int i = 0; i < 200; ++i) {
+        CAnalogChannelLoopIn input(&channel);
+        input.init();
+        const double before = input.readInputValue();
+        EXPECT_GE(channel.readValue(), before);
+    }
+    over = true;
+    device.join();
+}
+
+TEST(AnalogChannelLoopIn, MissingChannelKeyIsABadPath)
+{
+    EXPECT_EQ("ptree_bad_path: No such node (Channel)", faultOf([] { CAnalogChannelLoopIn(node({})); }));
+}
+
+TEST(AnalogChannelLoopIn, NamesDifferInLetterCase)
+{
+    CAnalogInChannel channel("Temperature");
+    Rvl::Test::LogCapture log("ExceptionLogger");
+    const std::string fault = notRegistered("temperature", CAnalogInChannel::NameServer);
+    EXPECT_EQ(fault, faultOf([] { CAnalogChannelLoopIn(node({{"Channel", "temperature"}})); }));
+    const auto colon = fault.find(": ");
+    EXPECT_THAT(log.lines(), testing::ElementsAre("ERROR Exception CConfigurationException thrown: " +
+                                                  fault.substr(colon + 2)));
+}
+
+TEST(AnalogChannelLoopInFactory, BuildsTheInput)
+{
+    CAnalogInChannel channel("Temperature");
+    Rvl::CAnalogChannelLoopInFactory factory;
+    EXPECT_EQ("Rvl::CAnalogChannelLoopIn", factory.getTypeName());
+    const std::unique_ptr<Rvl::ILoopIn> input(factory.createObject(node({{"Channel", "Temperature"}})));
+    ASSERT_NE(nullptr, dynamic_cast<CAnalogChannelLoopIn*>(input.get()));
+    channel.publishValue(4.0);
+    EXPECT_EQ(4.0, input->readInputValue());
+}
+
+TEST(AnalogChannelLoopInFactory, LetsTheFaultPass)
+{
+    Rvl::CAnalogChannelLoopInFactory factory;
+    EXPECT_EQ("ptree_bad_path: No such node (Channel)", faultOf([&] { factory.createObject(node({})); }));
+}
