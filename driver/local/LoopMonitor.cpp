@@ -1,0 +1,120 @@
+#include "driver/local/LoopMonitor.h"
+
+#include "driver/local/controller/common/ControlLoop.h"
+#include "driver/local/controller/common/ControlLoopValueListener.h"
+#include "driver/local/LocalControllerChannel.h"
+
+#include <cmath>
+#include <limits>
+#include <optional>
+#include <utility>
+
+namespace Rvl {
+
+/// One loop's statistics. The loop's own lock guards them: it is held while a step tells its actual value.
+class CLoopMonitor::CLoopWatch : public IControlLoopValueListener
+{
+public:
+    CLoopWatch(const CLocalControllerChannel& channel, std::shared_ptr<IControlLoop> loop, const Clock& clock)
+        : channel_(channel), loop_(std::move(loop)), clock_(clock)
+    {
+        loop_->addActualValueListener(this);
+    }
+
+    ~CLoopWatch() override { loop_->removeActualValueListener(this); }
+
+    CLoopWatch(const CLoopWatch&) = delete;
+    CLoopWatch& operator=(const CLoopWatch&) = delete;
+
+    void onActualValue(double actualValue) override
+    {
+        const SStep step{clock_(), channel_.runs(), loop_->sampleTime_ms()};
+        if (lastStep_ && lastStep_->run == step.run) {
+            addPeriod(std::chrono::duration<double, std::milli>(step.time - lastStep_->time).count(),
+                      lastStep_->sampleTime_ms);
+        }
+        lastStep_ = step;
+        actualValue_ = actualValue;
+        ++steps_;
+    }
+
+    SLoopStatus status() const
+    {
+        const CControlLoopElementGuard guard(loop_.get());
+        SLoopStatus result;
+        result.typeName = loop_->getTypeName();
+        result.sampleTime_ms = loop_->sampleTime_ms();
+        result.enabled = loop_->isEnabled();
+        result.setPoint = loop_->readSetpoint();
+        result.actualValue = actualValue_;
+        result.controlValue = loop_->readControlValue();
+        result.steps = steps_;
+        result.meanPeriodError_ms = periods_ ? periodErrorSum_ms_ / static_cast<double>(periods_) : 0.0;
+        result.worstPeriodError_ms = worstPeriodError_ms_;
+        result.overruns = overruns_;
+        return result;
+    }
+
+private:
+    struct SStep
+    {
+        std::chrono::steady_clock::time_point time;
+        std::uint64_t run;
+        int sampleTime_ms;
+    };
+
+    void addPeriod(double period_ms, int sampleTime_ms)
+    {
+        const double error_ms = period_ms - sampleTime_ms;
+        ++periods_;
+        periodErrorSum_ms_ += error_ms;
+        if (std::fabs(error_ms) > std::fabs(worstPeriodError_ms_)) {
+            worstPeriodError_ms_ = error_ms;
+        }
+        // without a sample time the loop runs as fast as it can and has no step to lose
+        if (sampleTime_ms > 0 && period_ms >= 2.0 * sampleTime_ms) {
+            ++overruns_;
+        }
+    }
+
+    const CLocalControllerChannel& channel_;
+    const std::shared_ptr<IControlLoop> loop_;
+    const Clock& clock_;
+
+    std::optional<SStep> lastStep_;
+    double actualValue_ = std::numeric_limits<double>::quiet_NaN();
+    std::uint64_t steps_ = 0;
+    std::uint64_t periods_ = 0;
+    double periodErrorSum_ms_ = 0.0;
+    double worstPeriodError_ms_ = 0.0;
+    std::uint64_t overruns_ = 0;
+};
+
+CLoopMonitor::CLoopMonitor(CLocalControllerChannel& channel, Clock clock) : clock_(std::move(clock))
+{
+    std::shared_ptr<IControlLoop> loop = channel.controlLoop();
+    while (loop) {
+        watches_.push_back(std::make_unique<CLoopWatch>(channel, loop, clock_));
+        loop = std::dynamic_pointer_cast<IControlLoop>(loop->outputElement());
+    }
+}
+
+CLoopMonitor::~CLoopMonitor() = default;
+
+std::size_t CLoopMonitor::loopCount() const
+{
+    return watches_.size();
+}
+
+SLoopStatus CLoopMonitor::status(std::size_t index) const
+{
+    return watches_.at(index)->status();
+}
+
+} // namespace Rvl
+
+Rvl::ILoopObservation* rivlinkObserveLoops(Rvl::IIoChannelInterface& channel)
+{
+    const auto local = dynamic_cast<Rvl::CLocalControllerChannel*>(&channel);
+    return local ? new Rvl::CLoopMonitor(*local) : nullptr;
+}

@@ -1,0 +1,50 @@
+#pragma once
+
+#include "common/LoopObservation.h"
+#include "driver/local/Export.h"
+
+#include <chrono>
+#include <functional>
+#include <memory>
+#include <vector>
+
+namespace Rvl {
+
+class CLocalControllerChannel;
+
+/// Watches all loops behind a local controller channel, the outermost first, following outputs as the channel
+/// does, and keeps how regularly each one is calculated.
+///
+/// A period is the time between two successive steps of a loop in one run of the channel's processor, enabled
+/// or not. Its error is the period less the sample time that was in force when it began. The time from the
+/// last step before a stop to the first step after the next start is no period, however short it is, whereas
+/// the longest pause within a run is one and shows as the worst error.
+///
+/// A loop tells its actual value to whoever watches it, which reads its input once more per step. That makes
+/// no difference to an input that is a channel; a lag element as an input moves with every read.
+///
+/// Nothing is allocated in a step. The monitor must be destroyed before the channel.
+class RIVLINK_LOCAL_EXPORT CLoopMonitor : public ILoopObservation
+{
+public:
+    using Clock = std::function<std::chrono::steady_clock::time_point()>;
+
+    /// `clock` is asked for the time at each step, on the thread that calculates the loops.
+    explicit CLoopMonitor(CLocalControllerChannel& channel, Clock clock = &std::chrono::steady_clock::now);
+    ~CLoopMonitor() override;
+
+    std::size_t loopCount() const override;
+    /// Throws std::out_of_range for an index that is not below loopCount().
+    SLoopStatus status(std::size_t index) const override;
+
+private:
+    class CLoopWatch;
+    const Clock clock_;
+    std::vector<std::unique_ptr<CLoopWatch>> watches_;
+};
+
+} // namespace Rvl
+
+/// The ObserveLoopsFunction of this plug-in (common/LoopObservation.h): a CLoopMonitor for a local controller
+/// channel, null for every other one. It belongs to the caller.
+extern "C" RIVLINK_LOCAL_EXPORT Rvl::ILoopObservation* rivlinkObserveLoops(Rvl::IIoChannelInterface& channel);
