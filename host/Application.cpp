@@ -1,0 +1,208 @@
+#include "host/Application.h"
+
+#include "host/Assembly.h"
+#include "host/Duration.h"
+#include "host/EffectiveConfiguration.h"
+#include "host/HostException.h"
+#include "host/LogSetup.h"
+#include "host/PluginLoader.h"
+#include "host/RunCommand.h"
+#include "host/Suggestion.h"
+#include "host/TypeReport.h"
+
+#include <CLI/CLI.hpp>
+
+#include <algorithm>
+#include <string>
+#include <vector>
+
+namespace Rvl {
+
+namespace {
+
+/// What the command line says.
+struct SArguments
+{
+    std::vector<std::string> pluginPath;
+    std::string logLevel = "warn";
+    std::string configuration;
+    std::string duration;
+    std::string record;
+    std::string recordInterval = "100ms";
+    bool force = false;
+    bool quiet = false;
+    std::vector<std::string> plugins;
+    std::string typeName;
+    bool json = false;
+};
+
+std::string judgeDuration(const std::string& text)
+{
+    return parseDuration(text)
+               ? ""
+               : "\"" + text + "\" is no duration; expected one such as 500ms, 30s, 5min or 2h";
+}
+
+std::string judgeInterval(const std::string& text)
+{
+    const auto interval = parseDuration(text);
+    return interval && interval->count() > 0
+               ? ""
+               : "\"" + text + "\" is no interval; expected a duration of 1ms or more";
+}
+
+void describeCommandLine(CLI::App& app, SArguments& arguments)
+{
+    app.description("Runs closed control loops over laboratory devices.");
+    app.set_version_flag("--version", "rivlink-host " RIVLINK_VERSION);
+    app.require_subcommand(1);
+    app.fallthrough();
+    app.add_option("--plugin-path", arguments.pluginPath,
+                   "Folder to look for plug-ins in, before those of RIVLINK_PLUGIN_PATH and the program's "
+                   "own; may be given several times")
+        ->type_name("DIR")
+        ->allow_extra_args(false);
+    app.add_option("--log", arguments.logLevel, "Log records to show on standard error: from this level on")
+        ->type_name("LEVEL")
+        ->check(CLI::IsMember(logLevels()))
+        ->capture_default_str();
+    app.footer("Exit status: 0 done, 1 failure at run time, 64 wrong usage, 65 not well-formed XML, "
+               "78 faults in the configuration.");
+
+    const auto withConfiguration = [&](CLI::App* command) {
+        command->add_option("CONFIG", arguments.configuration, "Configuration file (XML)")->required();
+        return command;
+    };
+    CLI::App* const run = withConfiguration(
+        app.add_subcommand("run", "Check a configuration and run it until its time is over or a signal "
+                                  "ends it; every controller is then taken to its disabled value"));
+    run->add_option("--for", arguments.duration, "How long to run, such as 500ms, 30s, 5min, 2h")
+        ->type_name("DURATION")
+        ->check(CLI::Validator(judgeDuration, "", "duration"));
+    CLI::Option* const record =
+        run->add_option("--record", arguments.record, "Record every controller to this file (CSV)")
+            ->type_name("FILE");
+    run->add_option("--record-interval", arguments.recordInterval, "Time between two rows of a controller")
+        ->type_name("DURATION")
+        ->check(CLI::Validator(judgeInterval, "", "interval"))
+        ->needs(record)
+        ->capture_default_str();
+    run->add_flag("--force", arguments.force, "Replace a record that is already there")->needs(record);
+    run->add_flag("--quiet", arguments.quiet, "No live output, only the summary at the end");
+
+    withConfiguration(
+        app.add_subcommand("check", "Tell everything that is wrong with a configuration; drives nothing"));
+    withConfiguration(
+        app.add_subcommand("print", "Print the effective configuration, with every default written out"));
+
+    CLI::App* const types =
+        app.add_subcommand("types", "Tell which types the plug-ins offer and which keys they read");
+    types->add_option("NAME", arguments.typeName, "Only this type");
+    types
+        ->add_option("--plugin", arguments.plugins,
+                     "Only this plug-in instead of all in the path; may be given several times")
+        ->type_name("PLUGIN")
+        ->allow_extra_args(false);
+    types->add_flag("--json", arguments.json, "As JSON");
+}
+
+int check(const SArguments& arguments, const CPluginPath& pluginPath, std::ostream& out)
+{
+    const CAssembly assembly(arguments.configuration, pluginPath);
+    if (assembly.faults().empty()) {
+        out << assembly.configuration().name() << ": no faults" << std::endl;
+        return ExitDone;
+    }
+    out << assembly.faults().report(assembly.configuration().name()) << std::flush;
+    return ExitBadConfiguration;
+}
+
+int print(const SArguments& arguments, const CPluginPath& pluginPath, std::ostream& out, std::ostream& err)
+{
+    const CAssembly assembly(arguments.configuration, pluginPath);
+    if (!assembly.faults().empty()) {
+        err << assembly.faults().report(assembly.configuration().name()) << std::flush;
+        return ExitBadConfiguration;
+    }
+    out << effectiveConfiguration(assembly.configuration(), assembly.catalogue()) << std::flush;
+    return ExitDone;
+}
+
+int types(const SArguments& arguments, const CPluginPath& pluginPath, std::ostream& out, std::ostream& err)
+{
+    CTypeCatalogue catalogue;
+    CPluginLoader loader(pluginPath, catalogue);
+    for (const std::string& plugin : arguments.plugins.empty() ? pluginPath.plugins() : arguments.plugins) {
+        loader.load(plugin);
+    }
+    loader.registerFactories();
+    catalogue.resolve();
+    std::vector<const STypeDescription*> chosen = catalogue.types();
+    if (!arguments.typeName.empty()) {
+        std::vector<std::string> names;
+        for (const STypeDescription* type : chosen) {
+            names.push_back(type->name);
+        }
+        std::erase_if(chosen, [&](const auto* type) { return type->name != arguments.typeName; });
+        if (chosen.empty()) {
+            err << "\"" << arguments.typeName << "\" is a type of no loaded plug-in; expected "
+                << expectedChoices(arguments.typeName, names) << std::endl;
+            return ExitUsage;
+        }
+    }
+    out << (arguments.json ? typeReportAsJson(chosen) : typeReport(chosen)) << std::flush;
+    return ExitDone;
+}
+
+int run(const SArguments& arguments, const CPluginPath& pluginPath,
+        std::chrono::steady_clock::time_point programStart, std::ostream& out, std::ostream& err)
+{
+    SRunOptions options;
+    options.configuration = arguments.configuration;
+    options.duration = parseDuration(arguments.duration);
+    if (!arguments.record.empty()) {
+        options.record = arguments.record;
+    }
+    options.recordInterval = *parseDuration(arguments.recordInterval);
+    options.replaceRecord = arguments.force;
+    options.quiet = arguments.quiet;
+    options.programStart = programStart;
+    return runConfiguration(options, pluginPath, out, err);
+}
+
+} // namespace
+
+int runApplication(int argc, const char* const* argv, std::chrono::steady_clock::time_point programStart,
+                   std::ostream& out, std::ostream& err)
+{
+    SArguments arguments;
+    CLI::App app("", "rivlink-host");
+    describeCommandLine(app, arguments);
+    try {
+        app.parse(argc, argv);
+    } catch (const CLI::ParseError& error) {
+        return app.exit(error, out, err) == 0 ? ExitDone : ExitUsage;
+    }
+    try {
+        setUpLogging(arguments.logLevel);
+        const CPluginPath pluginPath = CPluginPath::withDefaults(arguments.pluginPath);
+        if (app.got_subcommand("run")) {
+            return run(arguments, pluginPath, programStart, out, err);
+        }
+        if (app.got_subcommand("check")) {
+            return check(arguments, pluginPath, out);
+        }
+        if (app.got_subcommand("print")) {
+            return print(arguments, pluginPath, out, err);
+        }
+        return types(arguments, pluginPath, out, err);
+    } catch (const CHostException& exception) {
+        err << exception.what() << std::endl;
+        return exception.code();
+    } catch (const std::exception& exception) {
+        err << "failed: " << exception.what() << std::endl;
+        return ExitFailure;
+    }
+}
+
+} // namespace Rvl

@@ -1,0 +1,238 @@
+#include "host/ConfigurationCheck.h"
+
+#include "host/ConfigurationFrame.h"
+#include "host/KeyCheck.h"
+#include "host/NumberText.h"
+#include "host/Suggestion.h"
+
+#include <algorithm>
+
+namespace Rvl {
+
+namespace {
+
+bool isPlain(const SKeyNode& keys)
+{
+    return keys.key && keys.key->type != SKeyDescription::Section &&
+           keys.key->type != SKeyDescription::Element && keys.key->type != SKeyDescription::Object;
+}
+
+std::string withArticle(const std::string& noun)
+{
+    return (std::string("aeiou").find(noun.front()) == std::string::npos ? "a " : "an ") + noun;
+}
+
+} // namespace
+
+CConfigurationCheck::CConfigurationCheck(const CConfiguration& configuration, const CTypeCatalogue& catalogue,
+                                         bool complete, const std::vector<std::string>& busNames,
+                                         CFaultList& faults)
+    : configuration_(configuration), catalogue_(catalogue), complete_(complete), faults_(faults)
+{
+    names_["bus"] = busNames;
+}
+
+void CConfigurationCheck::run()
+{
+    const pugi::xml_node root = configuration_.root();
+    if (std::string(root.name()) != "Configuration") {
+        faults_.add(configuration_.fault(root, "unknown element; expected \"Configuration\""));
+        return;
+    }
+    collectNames();
+    checkNode(root, configurationFrame(), root);
+}
+
+void CConfigurationCheck::collectNames()
+{
+    const pugi::xml_node root = configuration_.root();
+    for (const pugi::xml_node& node : objectsOf(root, "Buses", "Bus")) {
+        collectName(node, {"bus"});
+    }
+    const auto collectAll = [this](const std::vector<pugi::xml_node>& nodes) {
+        for (const pugi::xml_node& node : nodes) {
+            const auto typeName = typeNameOf(node, SKeyDescription::Object);
+            const STypeDescription* const type = catalogue_.find(typeName.value_or(""));
+            if (type) {
+                collectName(node, type->provides);
+            } else {
+                namesOfUnknown_.insert(node.attribute("Name").value());
+            }
+        }
+    };
+    collectAll(objectsOf(root, "Devices", "Device"));
+    collectAll(objectsOf(root, "Channels", "Channel"));
+}
+
+void CConfigurationCheck::collectName(const pugi::xml_node& node, const std::vector<std::string>& nameServers)
+{
+    const pugi::xml_attribute attribute = node.attribute("Name");
+    const std::string name = attribute.value();
+    if (name.empty()) {
+        return;
+    }
+    bool taken = false;
+    for (const std::string& server : nameServers) {
+        const auto [bearer, fresh] = bearers_[server].emplace(name, node);
+        if (fresh) {
+            names_[server].push_back(name);
+        } else if (!taken) {
+            taken = true;
+            faults_.add(configuration_.fault(node, attribute,
+                                             "\"" + name + "\" is already the name of " +
+                                                 CConfiguration::path(bearer->second) + " in line " +
+                                                 std::to_string(configuration_.line(bearer->second)) +
+                                                 "; expected a name of its own"));
+        }
+    }
+}
+
+void CConfigurationCheck::checkNode(const pugi::xml_node& node, const SKeyNode& keys,
+                                    const pugi::xml_node& typeNode)
+{
+    checkAttributes(node, keys, typeNode);
+    checkChildren(node, keys, typeNode);
+    if (!isPlain(keys) && !CConfiguration::text(node).empty()) {
+        faults_.add(configuration_.fault(node, "the text \"" + CConfiguration::text(node) +
+                                                   "\" is not read; expected no text"));
+    }
+}
+
+void CConfigurationCheck::checkAttributes(const pugi::xml_node& node, const SKeyNode& keys,
+                                          const pugi::xml_node& typeNode)
+{
+    std::set<std::string> seen;
+    for (const pugi::xml_attribute& attribute : node.attributes()) {
+        const std::string name = attribute.name();
+        const SKeyDescription* const key = keys.attribute(name);
+        std::string wrong;
+        if (!key) {
+            wrong = "unknown attribute; expected " + expectedChoices(name, keys.attributeNames());
+        } else if (!seen.insert(name).second) {
+            wrong = "is given twice; expected it once";
+        } else {
+            wrong = judge(*key, attribute.value());
+        }
+        if (!wrong.empty()) {
+            faults_.add(configuration_.fault(node, attribute, wrong));
+        }
+    }
+    for (const auto& [name, key] : keys.attributes) {
+        if (!node.attribute(name.c_str()) && isRequired(*key, typeNode)) {
+            SFault fault = configuration_.fault(node, "is missing; expected " + expected(*key));
+            fault.path += "[@" + name + "]";
+            faults_.add(fault);
+        }
+    }
+}
+
+void CConfigurationCheck::checkChildren(const pugi::xml_node& node, const SKeyNode& keys,
+                                        const pugi::xml_node& typeNode)
+{
+    std::set<std::string> seen;
+    for (const pugi::xml_node& child : node.children()) {
+        if (child.type() != pugi::node_element) {
+            continue;
+        }
+        const std::string name = child.name();
+        const SKeyNode* const childKeys = keys.child(name);
+        if (!childKeys) {
+            faults_.add(configuration_.fault(child, "unknown element; expected " +
+                                                        expectedChoices(name, keys.childNames())));
+            continue;
+        }
+        const SKeyDescription* const key = childKeys->key;
+        if (!seen.insert(name).second && !(key && key->repeated)) {
+            faults_.add(configuration_.fault(child, "is given twice; expected it once"));
+            continue;
+        }
+        if (key && (key->type == SKeyDescription::Element || key->type == SKeyDescription::Object)) {
+            checkTyped(child, *key);
+            continue;
+        }
+        checkNode(child, *childKeys, typeNode);
+        if (isPlain(*childKeys)) {
+            const std::string wrong = judge(*key, CConfiguration::text(child));
+            if (!wrong.empty()) {
+                faults_.add(configuration_.fault(child, wrong));
+            }
+        }
+    }
+    for (const auto& [name, childKeys] : keys.children) {
+        const SKeyDescription* const key = childKeys->key;
+        if (key && !node.child(name.c_str()) && isRequired(*key, typeNode)) {
+            SFault fault = configuration_.fault(node, "is missing; expected " + expected(*key));
+            fault.path += "/" + name;
+            faults_.add(fault);
+        }
+    }
+}
+
+void CConfigurationCheck::checkTyped(const pugi::xml_node& node, const SKeyDescription& key)
+{
+    const bool isObject = key.type == SKeyDescription::Object;
+    const std::vector<std::string> choices = catalogue_.namesOfKinds(key.kinds);
+    const auto typeName = typeNameOf(node, key.type);
+    if (!typeName) {
+        SFault fault =
+            configuration_.fault(node, "is missing; expected " + expectedChoices(std::string(), choices));
+        fault.path += isObject ? "[@Type]" : "/Type";
+        faults_.add(fault);
+        return;
+    }
+    const STypeDescription* const type = catalogue_.find(*typeName);
+    const bool known = type && type->kind != "abstract";
+    if (!known && !complete_) {
+        return;
+    }
+    if (!known || std::find(key.kinds.begin(), key.kinds.end(), type->kind) == key.kinds.end()) {
+        const std::string wrong =
+            "\"" + *typeName + "\" is " +
+            (known ? withArticle(type->kind) : std::string("a type of no loaded plug-in")) + "; expected " +
+            expectedChoices(known ? std::string() : *typeName, choices);
+        faults_.add(isObject ? configuration_.fault(node, node.attribute("Type"), wrong)
+                             : configuration_.fault(node.child("Type"), wrong));
+        return;
+    }
+    checkNode(node, catalogue_.keys(*type), node);
+}
+
+std::string CConfigurationCheck::judge(const SKeyDescription& key, const std::string& text) const
+{
+    const auto wrong = judgeValue(key, text);
+    if (wrong) {
+        return *wrong;
+    }
+    return key.type == SKeyDescription::Reference ? judgeReference(key, text) : std::string();
+}
+
+std::string CConfigurationCheck::judgeReference(const SKeyDescription& key, const std::string& name) const
+{
+    const auto known = names_.find(key.nameServer);
+    const std::vector<std::string> names = known == names_.end() ? std::vector<std::string>() : known->second;
+    const bool found = std::find(names.begin(), names.end(), name) != names.end();
+    if (found || !complete_ || namesOfUnknown_.count(name)) {
+        return {};
+    }
+    return "\"" + name + "\" is not " + expectation(key) + "; expected " +
+           (names.empty() ? std::string("one, but the configuration has none")
+                          : expectedChoices(name, names));
+}
+
+bool CConfigurationCheck::isRequired(const SKeyDescription& key, const pugi::xml_node& typeNode) const
+{
+    if (!key.requiredUnless.empty()) {
+        const std::string text = textAt(typeNode, key.requiredUnless).value_or("");
+        const std::string_view condition = withoutOuterBlanks(text);
+        return condition != "true" && condition != "1";
+    }
+    return key.required;
+}
+
+std::string CConfigurationCheck::expected(const SKeyDescription& key) const
+{
+    return key.requiredUnless.empty() ? expectation(key)
+                                      : expectation(key) + ", or " + key.requiredUnless + " to be true";
+}
+
+} // namespace Rvl

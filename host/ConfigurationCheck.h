@@ -1,0 +1,50 @@
+#pragma once
+
+#include "host/Configuration.h"
+#include "host/Fault.h"
+#include "host/TypeCatalogue.h"
+
+#include <map>
+#include <set>
+#include <string>
+#include <vector>
+
+namespace Rvl {
+
+/// Judges a configuration by the type descriptions of the loaded plug-ins, and collects every fault: what is
+/// missing, unknown, given twice, not convertible, out of range or refers to nothing. Builds nothing.
+class CConfigurationCheck
+{
+public:
+    /// `complete` tells whether the catalogue holds every plug-in that the configuration names: what a
+    /// missing one may have offered is not called unknown. `busNames` are the buses that plug-ins brought
+    /// along.
+    CConfigurationCheck(const CConfiguration& configuration, const CTypeCatalogue& catalogue, bool complete,
+                        const std::vector<std::string>& busNames, CFaultList& faults);
+
+    void run();
+
+private:
+    void collectNames();
+    void collectName(const pugi::xml_node& node, const std::vector<std::string>& nameServers);
+    void checkNode(const pugi::xml_node& node, const SKeyNode& keys, const pugi::xml_node& typeNode);
+    void checkAttributes(const pugi::xml_node& node, const SKeyNode& keys, const pugi::xml_node& typeNode);
+    void checkChildren(const pugi::xml_node& node, const SKeyNode& keys, const pugi::xml_node& typeNode);
+    void checkTyped(const pugi::xml_node& node, const SKeyDescription& key);
+    std::string judge(const SKeyDescription& key, const std::string& text) const;
+    std::string judgeReference(const SKeyDescription& key, const std::string& name) const;
+    bool isRequired(const SKeyDescription& key, const pugi::xml_node& typeNode) const;
+    std::string expected(const SKeyDescription& key) const;
+
+    const CConfiguration& configuration_;
+    const CTypeCatalogue& catalogue_;
+    const bool complete_;
+    CFaultList& faults_;
+    /// By name server: the names in file order, and who bears each.
+    std::map<std::string, std::vector<std::string>> names_;
+    std::map<std::string, std::map<std::string, pugi::xml_node>> bearers_;
+    /// Names of objects of an unknown type, which might provide anything.
+    std::set<std::string> namesOfUnknown_;
+};
+
+} // namespace Rvl

@@ -1,0 +1,13 @@
+#pragma once
+
+#include <chrono>
+#include <optional>
+#include <string>
+
+namespace Rvl {
+
+/// A duration as people write it: a number of 0 or more and one of the units ms, s, min and h, as in "500ms",
+/// "1.5 s" or "2h". Nothing if the text is none, or longer than 100 years.
+std::optional<std::chrono::milliseconds> parseDuration(const std::string& text);
+
+} // namespace Rvl

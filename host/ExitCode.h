@@ -1,0 +1,15 @@
+#pragma once
+
+namespace Rvl {
+
+/// What the program's exit status tells.
+enum eExitCode
+{
+    ExitDone = 0,              ///< everything asked for was done
+    ExitFailure = 1,           ///< something failed at run time: a device, a plug-in, a file
+    ExitUsage = 64,            ///< the command line is wrong
+    ExitBadData = 65,          ///< the configuration file is not well-formed XML
+    ExitBadConfiguration = 78, ///< the configuration has faults
+};
+
+} // namespace Rvl

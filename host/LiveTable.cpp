@@ -1,0 +1,53 @@
+#include "host/LiveTable.h"
+
+#include "host/NumberText.h"
+#include "host/TextTable.h"
+#include "host/UtcText.h"
+
+namespace Rvl {
+
+namespace {
+
+std::string withUnit(double value, const std::string& unit)
+{
+    return shortText(value) + (unit.empty() ? "" : " " + unit);
+}
+
+} // namespace
+
+CLiveTable::CLiveTable(std::ostream& stream) : stream_(stream) {}
+
+void CLiveTable::draw(const std::vector<SControllerState>& states, std::size_t width)
+{
+    CTextTable table({"name", "mode", "set point", "actual value", "control value", "unit", "state"});
+    for (const SControllerState& state : states) {
+        table.add({state.name, modeOf(state), shortText(state.setPoint), shortText(state.actualValue),
+                   shortText(state.controlValue), state.unit, state.state});
+    }
+    const std::vector<std::string> lines = table.lines();
+    if (linesDrawn_ > 0) {
+        stream_ << "\x1b[" << linesDrawn_ << "A";
+    }
+    for (const std::string& line : lines) {
+        stream_ << "\r\x1b[2K" << firstCharacters(line, width) << "\n";
+    }
+    stream_ << std::flush;
+    linesDrawn_ = lines.size();
+}
+
+std::string stateLine(const std::vector<SControllerState>& states,
+                      std::chrono::system_clock::time_point moment)
+{
+    std::string line = utcText(moment);
+    const char* separator = "  ";
+    for (const SControllerState& state : states) {
+        line += separator + state.name + ": " + modeOf(state) + ", set point " +
+                withUnit(state.setPoint, state.unit) + ", actual value " +
+                withUnit(state.actualValue, state.unit) + ", control value " + shortText(state.controlValue) +
+                ", " + state.state;
+        separator = "; ";
+    }
+    return line;
+}
+
+} // namespace Rvl

@@ -1,0 +1,33 @@
+#pragma once
+
+#include "host/ControllerState.h"
+
+#include <chrono>
+#include <cstddef>
+#include <ostream>
+#include <string>
+#include <vector>
+
+namespace Rvl {
+
+/// Shows the controllers on a terminal as a table that stays in its place.
+class CLiveTable
+{
+public:
+    explicit CLiveTable(std::ostream& stream);
+
+    /// Draws the table, over the one drawn before. Lines are cut at `width` characters: one that the terminal
+    /// breaks in two would shift the table.
+    void draw(const std::vector<SControllerState>& states, std::size_t width);
+
+private:
+    std::ostream& stream_;
+    std::size_t linesDrawn_ = 0;
+};
+
+/// All controllers in one line, for output that is no terminal:
+/// "TIME  NAME: MODE, set point 60 degC, actual value 59.8 degC, control value 45, STATE; NAME: ...".
+std::string stateLine(const std::vector<SControllerState>& states,
+                      std::chrono::system_clock::time_point moment);
+
+} // namespace Rvl

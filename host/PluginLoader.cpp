@@ -1,0 +1,119 @@
+#include "host/PluginLoader.h"
+
+#include "host/Suggestion.h"
+#include "platform/rivlink_core/Environment.h"
+
+#include <boost/dll/shared_library.hpp>
+
+namespace Rvl {
+
+namespace {
+
+/// What the system's loader said, out of the wrapping in which Boost delivers it.
+std::string loaderText(const std::string& wrapped)
+{
+    const std::string mark = "system message: ";
+    const auto begin = wrapped.find(mark);
+    if (begin == std::string::npos) {
+        return wrapped;
+    }
+    const std::string text = wrapped.substr(begin + mark.size());
+    return text.substr(0, text.rfind(')'));
+}
+
+} // namespace
+
+struct CPluginLoader::SPlugin
+{
+    std::string name;
+    boost::dll::shared_library library;
+};
+
+CPluginLoader::CPluginLoader(const CPluginPath& path, CTypeCatalogue& catalogue)
+    : path_(path), catalogue_(catalogue), registering_(std::make_shared<std::string>())
+{
+    if (const auto common = path_.findFile("rivlink_platform.types.json")) {
+        catalogue_.addFile(*common);
+    }
+}
+
+CPluginLoader::~CPluginLoader()
+{
+    // slots and factories are code of the plug-ins
+    CEnvironment::getInstance()->releasePlugins();
+    while (!plugins_.empty()) {
+        plugins_.pop_back();
+    }
+}
+
+void CPluginLoader::load(const std::string& plugin, const std::filesystem::path& file)
+{
+    std::filesystem::path library = file;
+    if (library.empty()) {
+        const auto found = path_.findLibrary(plugin);
+        if (!found) {
+            throw CPluginException(plugin, false,
+                                   "plug-in \"" + plugin + "\" is not in the plug-in path; expected " +
+                                       expectedChoices(plugin, path_.plugins()));
+        }
+        library = *found;
+    } else if (!std::filesystem::exists(library)) {
+        throw CPluginException(plugin, false,
+                               "plug-in \"" + plugin + "\": the library " + library.string() +
+                                   " does not exist; expected the path of the plug-in's library");
+    }
+
+    const auto descriptions = descriptionBeside(library, plugin);
+    if (!std::filesystem::exists(descriptions)) {
+        throw CPluginException(plugin, true,
+                               "plug-in \"" + plugin + "\" does not describe its types; expected " +
+                                   descriptions.filename().string() + " beside its library");
+    }
+    catalogue_.addFile(descriptions);
+
+    auto& signal = CEnvironment::getInstance()->registerFactories();
+    // runs ahead of the plug-in's own slots, so that a failure can be laid at the right door
+    signal.connect([registering = registering_, plugin] { *registering = plugin; });
+    const std::size_t slots = signal.num_slots();
+
+    auto loaded = std::make_unique<SPlugin>();
+    loaded->name = plugin;
+    try {
+        loaded->library.load(boost::filesystem::path(library.string()), boost::dll::load_mode::rtld_now);
+    } catch (const std::exception& exception) {
+        throw CPluginException(plugin, true,
+                               "plug-in \"" + plugin + "\" cannot be loaded: " +
+                                   loaderText(exception.what()) + "; expected a plug-in library");
+    }
+    plugins_.push_back(std::move(loaded));
+    if (signal.num_slots() == slots) {
+        throw CPluginException(plugin, true,
+                               "\"" + plugin +
+                                   "\" is no plug-in: it connects nothing to the environment; expected a "
+                                   "library that connects to registerFactories when it is loaded");
+    }
+}
+
+void CPluginLoader::registerFactories()
+{
+    try {
+        CEnvironment::getInstance()->registerFactories()();
+    } catch (const std::exception& exception) {
+        throw CPluginException(*registering_, true,
+                               "plug-in \"" + *registering_ + "\" failed to register: " + exception.what() +
+                                   "; expected a registration that does not throw");
+    }
+}
+
+std::vector<ObserveLoopsFunction*> CPluginLoader::loopObservers() const
+{
+    std::vector<ObserveLoopsFunction*> observers;
+    for (const auto& plugin : plugins_) {
+        if (plugin->library.has(observeLoopsFunctionName)) {
+            observers.push_back(&plugin->library.get<ObserveLoopsFunction>(observeLoopsFunctionName));
+        }
+    }
+    return observers;
+}
+
+} // namespace Rvl

@@ -1,0 +1,97 @@
+#include "host/Recorder.h"
+
+#include "host/HostException.h"
+#include "host/NumberText.h"
+#include "host/UtcText.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <system_error>
+
+namespace Rvl {
+
+namespace {
+
+/// The unit behind a column's name: the common one, or each controller's.
+std::string unitText(const std::vector<SControllerState>& states)
+{
+    if (states.empty()) {
+        return {};
+    }
+    const bool common = std::all_of(states.begin(), states.end(), [&](const SControllerState& state) {
+        return state.unit == states.front().unit;
+    });
+    if (common) {
+        return states.front().unit.empty() ? "" : " [" + states.front().unit + "]";
+    }
+    std::string result;
+    for (const SControllerState& state : states) {
+        if (!state.unit.empty()) {
+            result += (result.empty() ? "" : "; ") + state.name + ": " + state.unit;
+        }
+    }
+    return " [" + result + "]";
+}
+
+} // namespace
+
+CRecorder::CRecorder(const std::filesystem::path& file, bool replace,
+                     const std::vector<SControllerState>& states)
+{
+    // only a regular file has something to lose
+    std::error_code ignored;
+    if (!replace && std::filesystem::is_regular_file(file, ignored)) {
+        throw CHostException(ExitFailure,
+                             "the record " + file.string() + " already exists; --force replaces it");
+    }
+    errno = 0;
+    stream_.open(file, std::ios::binary | std::ios::trunc);
+    if (!stream_) {
+        throw CHostException(ExitFailure, "cannot create the record " + file.string() + ": " +
+                                              std::generic_category().message(errno ? errno : EIO));
+    }
+    const std::string unit = unitText(states);
+    stream_ << "time,channel," << csvField("set point" + unit) << ',' << csvField("actual value" + unit)
+            << ",control value,enabled,manual\n";
+    // whether it could be written is told with the first rows
+    stream_.flush();
+}
+
+bool CRecorder::write(const std::vector<SControllerState>& states,
+                      std::chrono::system_clock::time_point moment)
+{
+    if (failed_) {
+        return true;
+    }
+    const std::string time = utcText(moment);
+    for (const SControllerState& state : states) {
+        stream_ << time << ',' << csvField(state.name) << ',' << exactText(state.setPoint) << ','
+                << exactText(state.actualValue) << ',' << exactText(state.controlValue) << ','
+                << (state.enabled ? "true" : "false") << ',' << (state.manual ? "true" : "false") << '\n';
+    }
+    return flush();
+}
+
+bool CRecorder::flush()
+{
+    stream_.flush();
+    failed_ = !stream_;
+    return !failed_;
+}
+
+std::string csvField(const std::string& text)
+{
+    if (text.find_first_of(",\"\r\n") == std::string::npos) {
+        return text;
+    }
+    std::string quoted = "\"";
+    for (const char c : text) {
+        quoted += c;
+        if (c == '"') {
+            quoted += '"';
+        }
+    }
+    return quoted + "\"";
+}
+
+} // namespace Rvl

@@ -1,0 +1,40 @@
+#pragma once
+
+#include "host/ControllerState.h"
+
+#include <chrono>
+#include <filesystem>
+#include <fstream>
+#include <string>
+#include <vector>
+
+namespace Rvl {
+
+/// Writes the controllers' states to a CSV file (RFC 4180 quoting, lines ended by a line feed): time,
+/// channel, set point, actual value, control value, enabled, manual. Numbers have a decimal point whatever
+/// the locale and read back exactly. Every row is handed to the system before write() returns, so that
+/// killing the process loses none of them.
+class CRecorder
+{
+public:
+    /// Creates the file and writes its header with the units of the controllers given. A file that is already
+    /// there is replaced if `replace` says so.
+    /// Throws CHostException (ExitFailure) if there is one otherwise, or if it cannot be created.
+    CRecorder(const std::filesystem::path& file, bool replace, const std::vector<SControllerState>& states);
+
+    /// One row per controller. Once writing has failed nothing more is written: a record has no holes.
+    /// Returns false the one time that it fails.
+    bool write(const std::vector<SControllerState>& states, std::chrono::system_clock::time_point moment);
+    bool failed() const { return failed_; }
+
+private:
+    bool flush();
+
+    std::ofstream stream_;
+    bool failed_ = false;
+};
+
+/// A CSV field: in quotation marks if it has to be.
+std::string csvField(const std::string& text);
+
+} // namespace Rvl

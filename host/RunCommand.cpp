@@ -1,0 +1,226 @@
+#include "host/RunCommand.h"
+
+#include "host/PeriodicTimer.h"
+
+#include "host/Assembly.h"
+#include "host/HostException.h"
+#include "host/LiveTable.h"
+#include "host/Recorder.h"
+#include "host/Summary.h"
+#include "host/Terminal.h"
+#include "platform/rivlink_core/Clock.h"
+#include "platform/rivlink_device/ControllerChannel.h"
+
+#include <boost/asio/signal_set.hpp>
+
+#include <csignal>
+#include <memory>
+#include <utility>
+#include <vector>
+
+namespace Rvl {
+
+namespace {
+
+using Observation = std::pair<std::string, std::unique_ptr<ILoopObservation>>;
+
+std::vector<Observation> observeLoops(const CPluginLoader& plugins, const CSession& session)
+{
+    std::vector<Observation> observations;
+    for (IControllerChannel* controller : session.controllers()) {
+        for (ObserveLoopsFunction* observe : plugins.loopObservers()) {
+            std::unique_ptr<ILoopObservation> observation(observe(*controller));
+            if (observation) {
+                observations.emplace_back(controller->getName(), std::move(observation));
+                break;
+            }
+        }
+    }
+    return observations;
+}
+
+bool anyStepDone(const std::vector<Observation>& observations)
+{
+    for (const auto& [channel, observation] : observations) {
+        for (std::size_t index = 0; index < observation->loopCount(); ++index) {
+            if (observation->status(index).steps > 0) {
+                return true;
+            }
+        }
+    }
+    return false;
+}
+
+std::vector<SObservedLoops> finalStatus(const std::vector<Observation>& observations)
+{
+    std::vector<SObservedLoops> result;
+    for (const auto& [channel, observation] : observations) {
+        SObservedLoops loops{channel, {}};
+        for (std::size_t index = 0; index < observation->loopCount(); ++index) {
+            loops.loops.push_back(observation->status(index));
+        }
+        result.push_back(std::move(loops));
+    }
+    return result;
+}
+
+/// The time between start and shutdown: events, and what is shown and recorded meanwhile.
+class CRun
+{
+public:
+    CRun(const SRunOptions& options, CAssembly& assembly, std::ostream& out, std::ostream& err)
+        : options_(options), session_(assembly.session()), out_(out), err_(err), signals_(context_),
+          end_(context_), table_(out), observations_(observeLoops(assembly.plugins(), assembly.session()))
+    {
+        // from here on a signal ends the run and not the process, also while devices are being connected
+        for (const int signal : endingSignals()) {
+            signals_.add(signal);
+        }
+        signals_.async_wait([this](const boost::system::error_code& error, int) {
+            if (!error) {
+                context_.stop();
+            }
+        });
+        if (options.record) {
+            recorder_ =
+                std::make_unique<CRecorder>(*options.record, options.replaceRecord, session_.states());
+        }
+    }
+
+    /// Starts the session and returns when its time is over.
+    void perform()
+    {
+        session_.start();
+        if (options_.duration) {
+            end_.expires_after(*options_.duration);
+            end_.async_wait([this](const boost::system::error_code& error) {
+                if (!error) {
+                    context_.stop();
+                }
+            });
+        }
+        std::vector<std::unique_ptr<CPeriodicTimer>> timers;
+        const auto every = [&](std::chrono::milliseconds interval, std::function<bool()> call) {
+            timers.push_back(std::make_unique<CPeriodicTimer>(context_, interval, std::move(call)));
+        };
+        if (!observations_.empty()) {
+            every(std::chrono::milliseconds(1), [this] { return !noteFirstStep(); });
+        }
+        if (recorder_) {
+            every(options_.recordInterval, [this] { return record(); });
+        }
+        if (!options_.quiet) {
+            const bool terminal = setUpTerminal();
+            every(std::chrono::milliseconds(terminal ? 500 : 1000), [this, terminal] {
+                show(terminal);
+                return true;
+            });
+        }
+        context_.run();
+    }
+
+    /// How the run ended; to be asked before the session is shut down.
+    std::string summaryText() const
+    {
+        return summary(finalStatus(observations_), session_.states(), untilFirstStep_);
+    }
+
+    /// To be called before the channels are destroyed.
+    void endObservation() { observations_.clear(); }
+
+    bool recordFailed() const { return recorder_ && recorder_->failed(); }
+
+private:
+    static std::vector<int> endingSignals()
+    {
+        std::vector<int> signals{SIGINT, SIGTERM};
+#if defined(SIGHUP)
+        signals.push_back(SIGHUP); // the terminal is closed: nobody is left to watch
+#elif defined(SIGBREAK)
+        signals.push_back(SIGBREAK);
+#endif
+        return signals;
+    }
+
+    bool noteFirstStep()
+    {
+        if (!anyStepDone(observations_)) {
+            return false;
+        }
+        untilFirstStep_ = std::chrono::duration_cast<std::chrono::microseconds>(
+            std::chrono::steady_clock::now() - options_.programStart);
+        return true;
+    }
+
+    bool record()
+    {
+        if (recorder_->write(session_.states(), IClock::current().utc())) {
+            return true;
+        }
+        err_ << "writing the record " << options_.record->string()
+             << " failed; control goes on without a record" << std::endl;
+        return false;
+    }
+
+    void show(bool terminal)
+    {
+        // whoever reads the output may have gone; control goes on
+        out_.clear();
+        if (terminal) {
+            table_.draw(session_.states(), terminalWidth());
+        } else {
+            out_ << stateLine(session_.states(), IClock::current().utc()) << std::endl;
+        }
+    }
+
+    const SRunOptions& options_;
+    CSession& session_;
+    std::ostream& out_;
+    std::ostream& err_;
+    boost::asio::io_context context_{1};
+    boost::asio::signal_set signals_;
+    boost::asio::steady_timer end_;
+    CLiveTable table_;
+    std::unique_ptr<CRecorder> recorder_;
+    std::vector<Observation> observations_;
+    std::optional<std::chrono::microseconds> untilFirstStep_;
+};
+
+} // namespace
+
+int runConfiguration(const SRunOptions& options, const CPluginPath& pluginPath, std::ostream& out,
+                     std::ostream& err)
+{
+    surviveBrokenPipes();
+    CAssembly assembly(options.configuration, pluginPath);
+    if (!assembly.faults().empty()) {
+        err << assembly.faults().report(assembly.configuration().name()) << std::flush;
+        return assembly.faults().hasRuntimeFault() ? ExitFailure : ExitBadConfiguration;
+    }
+    int result = ExitDone;
+    {
+        CRun run(options, assembly, out, err);
+        std::string text;
+        try {
+            run.perform();
+            text = run.summaryText();
+        } catch (const std::exception& exception) {
+            err << "stopped: " << exception.what() << std::endl;
+            result = ExitFailure;
+        }
+        run.endObservation();
+        // while the signals are still ours: a second one must not cut this short
+        for (const std::string& failure : assembly.session().shutDown()) {
+            err << failure << std::endl;
+            result = ExitFailure;
+        }
+        out.clear();
+        out << text << std::flush;
+        if (run.recordFailed()) {
+            result = ExitFailure;
+        }
+    }
+    return result;
+}
+
+} // namespace Rvl

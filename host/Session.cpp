@@ -1,0 +1,333 @@
+#include "host/Session.h"
+
+#include "host/ConfigurationFrame.h"
+#include "host/Suggestion.h"
+#include "platform/rivlink_core/DeviceInterface.h"
+#include "platform/rivlink_core/Environment.h"
+#include "platform/rivlink_core/IoChannelInterface.h"
+#include "platform/rivlink_device/ControllerChannel.h"
+#include "platform/rivlink_device/LinearScaling.h"
+
+#include <algorithm>
+#include <cmath>
+
+namespace Rvl {
+
+using boost::property_tree::ptree;
+
+struct CSession::SChannel
+{
+    std::size_t position = 0; ///< in the file
+    ptree tree;
+    std::vector<std::string> provides;
+    std::vector<SReference> references;
+    std::unique_ptr<IIoChannelInterface> channel;
+    IControllerChannel* controller = nullptr; ///< the same object, if it is one
+    bool manual = false;
+    std::vector<const IIoChannelInterface*> referred; ///< for a controller: the channels it refers to
+};
+
+struct CSession::SDevice
+{
+    std::string busName;
+    std::unique_ptr<IDeviceInterface> device;
+};
+
+CSession::CSession(const CConfiguration& configuration, const CTypeCatalogue& catalogue)
+    : configuration_(configuration), catalogue_(catalogue)
+{}
+
+CSession::~CSession()
+{
+    shutDown();
+}
+
+const STypeDescription* CSession::typeOf(const pugi::xml_node& node) const
+{
+    return catalogue_.find(typeNameOf(node, SKeyDescription::Object).value_or(""));
+}
+
+bool CSession::isBuildable(const pugi::xml_node& node, const STypeDescription* type, const CFaultList& faults)
+{
+    bool buildable = type && !faults.concerns(CConfiguration::path(node));
+    if (buildable) {
+        const auto references = referencesOf(catalogue_, *type, node);
+        buildable = std::none_of(references.begin(), references.end(), [this](const SReference& reference) {
+            return notBuilt_.count(reference.name) > 0;
+        });
+    }
+    if (!buildable) {
+        notBuilt_.insert(node.attribute("Name").value());
+    }
+    return buildable;
+}
+
+bool CSession::attempt(const pugi::xml_node& node, CFaultList& faults, const std::function<void()>& step)
+{
+    try {
+        step();
+        return true;
+    } catch (const std::exception& exception) {
+        faults.add(configuration_.fault(node, std::string("cannot be built: ") + exception.what()));
+        notBuilt_.insert(node.attribute("Name").value());
+        return false;
+    }
+}
+
+void CSession::build(CFaultList& faults)
+{
+    buildBuses(faults);
+    buildDevices(faults);
+    buildChannels(faults);
+}
+
+void CSession::buildBuses(CFaultList& faults)
+{
+    CEnvironment& environment = *CEnvironment::getInstance();
+    for (const pugi::xml_node& node : objectsOf(configuration_.root(), "Buses", "Bus")) {
+        const STypeDescription* const type = typeOf(node);
+        if (!isBuildable(node, type, faults)) {
+            continue;
+        }
+        attempt(node, faults, [&] {
+            const ptree tree = CConfiguration::tree(node);
+            std::shared_ptr<IBus> bus(
+                environment.getBusFactoryRegistry().get(type->name)->createObject(tree));
+            bus->setProperties(tree);
+            const std::string name = node.attribute("Name").value();
+            if (bus->getName() != name) {
+                faults.add(configuration_.fault(node, node.attribute("Name"),
+                                                "\"" + name +
+                                                    "\" is not what the bus calls itself; expected \"" +
+                                                    bus->getName() + "\""));
+            } else if (!environment.busRegistry().put(bus)) {
+                faults.add(configuration_.fault(node, node.attribute("Name"),
+                                                "\"" + name +
+                                                    "\" is already the name of a bus that a plug-in "
+                                                    "brings along; expected a name of its own"));
+            }
+        });
+    }
+}
+
+void CSession::buildDevices(CFaultList& faults)
+{
+    CEnvironment& environment = *CEnvironment::getInstance();
+    for (const pugi::xml_node& node : objectsOf(configuration_.root(), "Devices", "Device")) {
+        const STypeDescription* const type = typeOf(node);
+        if (!isBuildable(node, type, faults)) {
+            continue;
+        }
+        attempt(node, faults, [&] {
+            const ptree tree = CConfiguration::tree(node);
+            auto entry = std::make_unique<SDevice>();
+            const pugi::xml_attribute bus = node.attribute("Bus");
+            if (bus && !environment.busRegistry().contains(bus.value())) {
+                if (!notBuilt_.count(bus.value())) {
+                    faults.add(configuration_.fault(
+                        node, bus,
+                        "\"" + std::string(bus.value()) + "\" is no bus; expected " +
+                            expectedChoices(bus.value(), environment.busRegistry().names())));
+                }
+                notBuilt_.insert(node.attribute("Name").value());
+                return;
+            }
+            entry->busName = bus.value();
+            entry->device.reset(environment.getDeviceFactoryRegistry().get(type->name)->createObject(tree));
+            entry->device->setProperties(tree);
+            devices_.push_back(std::move(entry));
+        });
+    }
+}
+
+void CSession::buildChannels(CFaultList& faults)
+{
+    const auto nodes = objectsOf(configuration_.root(), "Channels", "Channel");
+    for (const bool builtOnChannels : {false, true}) {
+        for (const pugi::xml_node& node : nodes) {
+            const STypeDescription* const type = typeOf(node);
+            const bool later = type && isBuiltOnChannels(*type);
+            if (later == builtOnChannels && isBuildable(node, type, faults)) {
+                buildChannel(node, *type, faults);
+            }
+        }
+    }
+}
+
+void CSession::buildChannel(const pugi::xml_node& node, const STypeDescription& type, CFaultList& faults)
+{
+    attempt(node, faults, [&] {
+        auto entry = std::make_unique<SChannel>();
+        entry->position = configuration_.fault(node, {}).offset;
+        entry->tree = CConfiguration::tree(node);
+        entry->provides = type.provides;
+        entry->references = referencesOf(catalogue_, type, node);
+        auto& factories = CEnvironment::getInstance()->getIoChannellFactoryRegistry();
+        entry->channel.reset(factories.get(type.name)->createObject(entry->tree));
+        entry->channel->setProperties(entry->tree);
+        if (const auto scaling = entry->tree.get_child_optional("Scaling")) {
+            if (auto* const scalable = dynamic_cast<IScalable*>(entry->channel.get())) {
+                scalable->setScaling(new CLinearScaling(*scaling));
+            }
+        }
+        entry->channel->connectToDevice();
+        entry->controller = dynamic_cast<IControllerChannel*>(entry->channel.get());
+        for (const SReference& reference : entry->references) {
+            for (const auto& other : channels_) {
+                const auto& provides = other->provides;
+                if (other->channel->getName() == reference.name &&
+                    std::find(provides.begin(), provides.end(), reference.nameServer) != provides.end()) {
+                    entry->referred.push_back(other->channel.get());
+                }
+            }
+        }
+        channels_.push_back(std::move(entry));
+    });
+}
+
+void CSession::start()
+{
+    started_ = true;
+    CBusRegistry& buses = CEnvironment::getInstance()->busRegistry();
+    for (const std::string& name : buses.names()) {
+        const std::shared_ptr<IBus> bus = buses.get(name);
+        connectedBuses_.push_back(bus);
+        bus->init();
+        bus->connect();
+    }
+    for (const auto& entry : devices_) {
+        if (!entry->busName.empty()) {
+            buses.get(entry->busName)->addDevice(entry->device.get());
+        }
+        entry->device->connect();
+    }
+    for (const auto& entry : channels_) {
+        if (!entry->controller || !entry->tree.get("<xmlattr>.Enabled", false)) {
+            continue;
+        }
+        if (entry->tree.get("<xmlattr>.Manual", false)) {
+            entry->manual = true;
+            entry->controller->writeManualControlValue(entry->tree.get("<xmlattr>.ManualControlValue", 0.0));
+            entry->controller->setManualMode(true);
+        }
+        entry->controller->setEnabled(true);
+    }
+}
+
+std::vector<std::string> CSession::shutDown()
+{
+    std::vector<std::string> failures;
+    const auto attemptTo = [&failures](const std::string& what, const auto& step) {
+        try {
+            step();
+        } catch (const std::exception& exception) {
+            failures.push_back(what + ": " + exception.what());
+        } catch (...) {
+            failures.push_back(what + ": an exception of unknown kind");
+        }
+    };
+    CEnvironment& environment = *CEnvironment::getInstance();
+    if (started_) {
+        for (const auto& entry : channels_) {
+            if (entry->controller) {
+                attemptTo("disabling " + entry->controller->getName(),
+                          [&] { entry->controller->setEnabled(false); });
+            }
+        }
+        attemptTo("stopping what drives devices", [&] { environment.aboutToDisconnect()(); });
+    }
+    // in reverse, because the later ones may be built on the earlier ones
+    for (auto entry = channels_.rbegin(); entry != channels_.rend(); ++entry) {
+        if ((*entry)->controller) {
+            (*entry)->controller = nullptr;
+            (*entry)->channel.reset();
+        }
+    }
+    for (auto entry = devices_.rbegin(); entry != devices_.rend(); ++entry) {
+        if (started_) {
+            attemptTo("disconnecting " + (*entry)->device->getName(),
+                      [&] { (*entry)->device->disconnect(); });
+        }
+    }
+    while (!channels_.empty()) {
+        channels_.pop_back();
+    }
+    while (!devices_.empty()) {
+        const auto& entry = devices_.back();
+        if (started_ && !entry->busName.empty()) {
+            attemptTo("leaving the bus " + entry->busName, [&] {
+                environment.busRegistry().get(entry->busName)->removeDevice(entry->device.get());
+            });
+        }
+        devices_.pop_back();
+    }
+    while (!connectedBuses_.empty()) {
+        const std::shared_ptr<IBus> bus = connectedBuses_.back();
+        connectedBuses_.pop_back();
+        attemptTo("disconnecting the bus " + bus->getName(), [&] { bus->disconnect(); });
+        attemptTo("shutting down the bus " + bus->getName(), [&] { bus->shutdown(); });
+    }
+    started_ = false;
+    return failures;
+}
+
+std::vector<IControllerChannel*> CSession::controllers() const
+{
+    std::vector<const SChannel*> found;
+    for (const auto& entry : channels_) {
+        if (entry->controller) {
+            found.push_back(entry.get());
+        }
+    }
+    std::sort(found.begin(), found.end(),
+              [](const SChannel* left, const SChannel* right) { return left->position < right->position; });
+    std::vector<IControllerChannel*> result;
+    for (const SChannel* entry : found) {
+        result.push_back(entry->controller);
+    }
+    return result;
+}
+
+std::vector<SControllerState> CSession::states() const
+{
+    std::vector<SControllerState> result;
+    for (IControllerChannel* controller : controllers()) {
+        const auto entry = std::find_if(channels_.begin(), channels_.end(), [&](const auto& candidate) {
+            return candidate->controller == controller;
+        });
+        result.push_back(stateOf(**entry));
+    }
+    return result;
+}
+
+SControllerState CSession::stateOf(const SChannel& entry) const
+{
+    IControllerChannel& controller = *entry.controller;
+    SControllerState state;
+    state.name = controller.getName();
+    state.unit = controller.unit();
+    state.setPoint = controller.getSetPoint();
+    state.actualValue = controller.readActualValue();
+    state.controlValue = controller.readControlValue();
+    state.enabled = controller.isControlLoopEnabled();
+    state.manual = entry.manual;
+    std::vector<const IIoChannelInterface*> watched{entry.channel.get()};
+    watched.insert(watched.end(), entry.referred.begin(), entry.referred.end());
+    for (const IIoChannelInterface* channel : watched) {
+        const std::string fault = channel->fault();
+        if (!fault.empty()) {
+            state.state = "fault: " + channel->getName() + ": " + fault;
+            return state;
+        }
+    }
+    if (!state.enabled) {
+        state.state = "off";
+    } else if (std::isnan(state.actualValue)) {
+        state.state = "fault: " + state.name + ": the actual value is not a number";
+    } else {
+        state.state = "ok";
+    }
+    return state;
+}
+
+} // namespace Rvl

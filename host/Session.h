@@ -1,0 +1,78 @@
+#pragma once
+
+#include "host/Configuration.h"
+#include "host/ControllerState.h"
+#include "host/Fault.h"
+#include "host/References.h"
+#include "host/TypeCatalogue.h"
+
+#include <boost/property_tree/ptree.hpp>
+#include <pugixml.hpp>
+
+#include <functional>
+#include <memory>
+#include <set>
+#include <string>
+#include <vector>
+
+namespace Rvl {
+
+class IBus;
+class IControllerChannel;
+class IDeviceInterface;
+class IIoChannelInterface;
+
+/// The objects of one configuration, from building to destruction: build(), start(), shutDown().
+class CSession
+{
+public:
+    /// Both must outlive the session, and so must the plug-ins.
+    CSession(const CConfiguration& configuration, const CTypeCatalogue& catalogue);
+    /// Shuts down.
+    ~CSession();
+    CSession(const CSession&) = delete;
+    CSession& operator=(const CSession&) = delete;
+
+    /// Builds buses, devices and channels and binds the channels to their devices; drives nothing. What fails
+    /// becomes a fault. Objects that `faults` already concerns are not built, nor is what refers to them.
+    void build(CFaultList& faults);
+    /// Connects buses and devices and enables the controllers whose configuration says so. What a device or
+    /// controller throws passes; shutDown() then undoes what was done.
+    void start();
+    /// Takes everything down, in this order: disables every controller once start() was called, emits
+    /// aboutToDisconnect, destroys the controllers, disconnects the devices, destroys the other channels and
+    /// the devices, disconnects and shuts down the buses. One failure does not keep the rest from being done.
+    /// Returns what failed, one text each. Nothing is left to do for a second call.
+    std::vector<std::string> shutDown();
+
+    /// The controllers in file order; valid until shutDown().
+    std::vector<IControllerChannel*> controllers() const;
+    /// The state of each controller, in the same order. An enabled controller that is sound is "ok", one that
+    /// is not enabled "off"; "fault: CHANNEL: TEXT" names the first faulty channel among the controller
+    /// itself and those that it refers to, or a missing actual value.
+    std::vector<SControllerState> states() const;
+
+private:
+    struct SChannel;
+    struct SDevice;
+
+    void buildBuses(CFaultList& faults);
+    void buildDevices(CFaultList& faults);
+    void buildChannels(CFaultList& faults);
+    void buildChannel(const pugi::xml_node& node, const STypeDescription& type, CFaultList& faults);
+    bool isBuildable(const pugi::xml_node& node, const STypeDescription* type, const CFaultList& faults);
+    bool attempt(const pugi::xml_node& node, CFaultList& faults, const std::function<void()>& step);
+    const STypeDescription* typeOf(const pugi::xml_node& node) const;
+    SControllerState stateOf(const SChannel& channel) const;
+
+    const CConfiguration& configuration_;
+    const CTypeCatalogue& catalogue_;
+    std::vector<std::unique_ptr<SDevice>> devices_;
+    /// In the order of building; destroyed in reverse.
+    std::vector<std::unique_ptr<SChannel>> channels_;
+    std::set<std::string> notBuilt_;
+    std::vector<std::shared_ptr<IBus>> connectedBuses_;
+    bool started_ = false;
+};
+
+} // namespace Rvl

@@ -1,0 +1,86 @@
+#include "host/Suggestion.h"
+
+#include <algorithm>
+#include <cctype>
+#include <cstddef>
+#include <numeric>
+
+namespace Rvl {
+
+namespace {
+
+std::string lower(std::string text)
+{
+    std::transform(text.begin(), text.end(), text.begin(),
+                   [](unsigned char letter) { return static_cast<char>(std::tolower(letter)); });
+    return text;
+}
+
+/// The number of letters to change, insert or drop to get from one word to the other (Levenshtein).
+std::size_t distance(const std::string& from, const std::string& to)
+{
+    std::vector<std::size_t> row(to.size() + 1);
+    std::iota(row.begin(), row.end(), std::size_t{0});
+    for (std::size_t i = 1; i <= from.size(); ++i) {
+        std::size_t diagonal = row[0];
+        row[0] = i;
+        for (std::size_t j = 1; j <= to.size(); ++j) {
+            const std::size_t substituted = diagonal + (from[i - 1] == to[j - 1] ? 0 : 1);
+            diagonal = row[j];
+            row[j] = std::min({row[j] + 1, row[j - 1] + 1, substituted});
+        }
+    }
+    return row.back();
+}
+
+} // namespace
+
+std::string nearestChoice(const std::string& word, const std::vector<std::string>& choices)
+{
+    std::string nearest;
+    if (word.empty()) {
+        return nearest;
+    }
+    std::size_t best = std::max<std::size_t>(1, word.size() / 3) + 1;
+    for (const std::string& choice : choices) {
+        const std::size_t letters = distance(lower(word), lower(choice));
+        if (letters < best) {
+            best = letters;
+            nearest = choice;
+        }
+    }
+    return nearest;
+}
+
+std::string enumeration(const std::vector<std::string>& choices)
+{
+    std::string result;
+    for (std::size_t i = 0; i < choices.size(); ++i) {
+        if (i > 0) {
+            result += i + 1 == choices.size() ? " or " : ", ";
+        }
+        result += choices[i];
+    }
+    return result;
+}
+
+std::string expectedChoices(const std::string& word, const std::vector<std::string>& choices)
+{
+    if (choices.empty()) {
+        return "none";
+    }
+    if (choices.size() == 1) {
+        return "\"" + choices.front() + "\"";
+    }
+    std::string result = "one of ";
+    for (std::size_t i = 0; i < choices.size(); ++i) {
+        result += (i > 0 ? ", " : "") + choices[i];
+    }
+    const std::string nearest = nearestChoice(word, choices);
+    if (!nearest.empty()) {
+        result += " (did you mean \"" + nearest + "\"?)";
+    }
+    return result;
+}
+
+} // namespace Rvl

@@ -1,0 +1,113 @@
+#pragma once
+
+#include <filesystem>
+#include <map>
+#include <memory>
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace Rvl {
+
+/// One key that a type reads; docs/type-descriptions.md gives the meaning of every field.
+struct SKeyDescription
+{
+    enum eType
+    {
+        Text,
+        Boolean,
+        Integer,
+        Real,
+        Hexadecimal,
+        Choice,
+        Reference,
+        Section,
+        Element, ///< a node that names its own type in a child "Type"
+        Object   ///< a node that names its own type in an attribute "Type"; only in the host's own frame
+    };
+
+    std::string path;
+    eType type = Text;
+    bool required = false;
+    std::string requiredUnless;
+    std::optional<std::string> defaultText;
+    std::string unit;
+    std::optional<double> minimum;
+    std::optional<double> maximum;
+    bool exclusiveMinimum = false;
+    std::vector<std::string> choices;
+    std::string nameServer;
+    std::vector<std::string> kinds;
+    bool repeated = false;
+    std::string meaning;
+};
+
+/// The name of a key's type as the description files write it.
+const char* keyTypeName(SKeyDescription::eType type);
+
+/// One type of a plug-in, or an abstract base.
+struct STypeDescription
+{
+    std::string name;
+    std::string kind;
+    std::vector<std::string> bases;
+    std::vector<std::string> provides; ///< including those of its bases
+    std::string meaning;
+    std::string plugin;
+    std::vector<SKeyDescription> keys; ///< including those of its bases, which come first
+};
+
+/// The keys of one node of a configuration, by attribute and child element.
+struct SKeyNode
+{
+    const SKeyDescription* key = nullptr; ///< what describes the node itself; null for a type's own node
+    std::vector<std::pair<std::string, const SKeyDescription*>> attributes;
+    std::vector<std::pair<std::string, std::unique_ptr<SKeyNode>>> children;
+
+    const SKeyDescription* attribute(const std::string& name) const;
+    const SKeyNode* child(const std::string& name) const;
+    std::vector<std::string> attributeNames() const;
+    std::vector<std::string> childNames() const;
+};
+
+/// Arranges keys by the nodes in which they stand. The keys are referred to, not copied.
+std::unique_ptr<SKeyNode> arrangeKeys(const std::vector<SKeyDescription>& keys);
+
+/// Every described type of the plug-ins in use. Descriptions are added first and looked up afterwards.
+class CTypeCatalogue
+{
+public:
+    CTypeCatalogue();
+    ~CTypeCatalogue();
+    CTypeCatalogue(const CTypeCatalogue&) = delete;
+    CTypeCatalogue& operator=(const CTypeCatalogue&) = delete;
+
+    /// Adds the types of a description file. Throws CHostException (ExitFailure) with the file's name if it
+    /// cannot be read or does not describe types as it should.
+    void addFile(const std::filesystem::path& file);
+    /// The same from a text; `source` names it in messages.
+    void addText(const std::string& json, const std::string& source);
+    /// Gives every type what it has from its bases. Throws CHostException (ExitFailure) if a base is
+    /// described nowhere or is its own base.
+    void resolve();
+
+    /// The type of that name, with everything inherited, or null.
+    const STypeDescription* find(const std::string& name) const;
+    /// The keys of a type arranged by node. The type must be in the catalogue.
+    const SKeyNode& keys(const STypeDescription& type) const;
+    /// In the order of the files and of the types in them; with the abstract ones only if asked for.
+    std::vector<const STypeDescription*> types(bool withAbstract = false) const;
+    /// The names of the types of one of these kinds.
+    std::vector<std::string> namesOfKinds(const std::vector<std::string>& kinds) const;
+
+private:
+    void resolve(STypeDescription& type, std::vector<std::string>& descent);
+
+    std::vector<std::unique_ptr<STypeDescription>> types_;
+    std::map<std::string, STypeDescription*> byName_;
+    std::map<std::string, bool> resolved_;
+    mutable std::map<std::string, std::unique_ptr<SKeyNode>> arranged_;
+};
+
+} // namespace Rvl

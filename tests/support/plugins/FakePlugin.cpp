@@ -1,0 +1,366 @@
+/// A plug-in for tests of the host: a bus, a device with an input and an output, and a controller that works
+/// them with u = Gain * (Setpoint - actual value). Everything that happens to them is written to the file
+/// that the environment variable RIVLINK_FAKE_JOURNAL names, one line each, as it happens.
+#include "common/LoggedThrow.h"
+#include "common/LoopObservation.h"
+#include "platform/rivlink_common/ConfigurationException.h"
+#include "platform/rivlink_common/DeviceAccessException.h"
+#include "platform/rivlink_core/Bus.h"
+#include "platform/rivlink_core/DeviceInterface.h"
+#include "platform/rivlink_core/Environment.h"
+#include "platform/rivlink_device/AnalogInChannel.h"
+#include "platform/rivlink_device/AnalogOutChannel.h"
+#include "platform/rivlink_device/ControllerChannel.h"
+
+#include <boost/property_tree/ptree.hpp>
+#include <boost/signals2/connection.hpp>
+
+#include <atomic>
+#include <chrono>
+#include <condition_variable>
+#include <cstdlib>
+#include <fstream>
+#include <mutex>
+#include <sstream>
+#include <string>
+#include <thread>
+#include <vector>
+
+#if defined(_WIN32)
+#define FAKE_EXPORT __declspec(dllexport)
+#else
+#define FAKE_EXPORT __attribute__((visibility("default")))
+#endif
+
+namespace Rvl::Test {
+
+namespace {
+
+using boost::property_tree::ptree;
+
+void journal(const std::string& line)
+{
+    static std::mutex mutex;
+    const std::lock_guard<std::mutex> lock(mutex);
+    if (const char* const file = std::getenv("RIVLINK_FAKE_JOURNAL")) {
+        std::ofstream(file, std::ios::app) << line << "\n";
+    }
+}
+
+std::string text(double value)
+{
+    std::ostringstream stream;
+    stream << value;
+    return stream.str();
+}
+
+/// Fails where the configuration's attribute "FailAt" says so.
+void failIf(const ptree& tree, const std::string& step)
+{
+    if (tree.get<std::string>("<xmlattr>.FailAt", "") == step) {
+        RVL_THROW(CDeviceAccessException, "failing at " + step + " as told");
+    }
+}
+
+class CFakeBus : public IBus
+{
+public:
+    explicit CFakeBus(const std::string& name) : name_(name) {}
+    ~CFakeBus() override { journal("bus " + name_ + " destroyed"); }
+    const std::string& getName() const override { return name_; }
+    void setProperties(const ptree&) override {}
+    void init() override { journal("bus " + name_ + " init"); }
+    void connect() override { journal("bus " + name_ + " connect"); }
+    void disconnect() override { journal("bus " + name_ + " disconnect"); }
+    void requestCommunicationStateChange(const CCommunicationStateRequest&) override {}
+    bool isConnected() const override { return true; }
+    const std::string& getTypeName() const override
+    {
+        static const std::string name = "Rvl::CFakeBus";
+        return name;
+    }
+    void shutdown() override { journal("bus " + name_ + " shutdown"); }
+
+private:
+    std::string name_;
+};
+
+class CFakeInput;
+
+class CFakeDevice : public IDeviceInterface
+{
+public:
+    explicit CFakeDevice(const ptree& tree)
+        : IDeviceInterface(IDeviceFactory::deviceNameFromProperties(tree)), tree_(tree)
+    {
+        failIf(tree, "construct");
+    }
+    ~CFakeDevice() override { journal("device " + getName() + " destroyed"); }
+    void setProperties(const ptree& tree) override { failIf(tree, "setProperties"); }
+    void connect() override;
+    void disconnect() override
+    {
+        if (connected_) {
+            journal("device " + getName() + " disconnect, last output " + text(lastOutput));
+            connected_ = false;
+        }
+    }
+    bool isConnected() const override { return connected_; }
+
+    std::vector<CFakeInput*> inputs;
+    std::atomic<double> lastOutput{0.0};
+
+private:
+    ptree tree_;
+    std::atomic<bool> connected_{false};
+};
+
+CFakeDevice& deviceOf(const ptree& tree)
+{
+    return dynamic_cast<CFakeDevice&>(
+        *IDeviceInterface::NameServer.lookupObject(tree.get<std::string>("<xmlattr>.Device")));
+}
+
+class CFakeInput : public CAnalogInChannel
+{
+public:
+    explicit CFakeInput(const ptree& tree)
+        : CAnalogInChannel(IIoChannelFactory::channelNameFromProperties(tree)), tree_(tree)
+    {
+        failIf(tree, "construct");
+    }
+    ~CFakeInput() override { journal("input " + getName() + " destroyed"); }
+    void connectToDevice() override
+    {
+        failIf(tree_, "connectToDevice");
+        deviceOf(tree_).inputs.push_back(this);
+    }
+    void measure()
+    {
+        if (const auto value = tree_.get_optional<double>("<xmlattr>.Value")) {
+            publishValue(*value);
+        }
+    }
+
+private:
+    ptree tree_;
+};
+
+void CFakeDevice::connect()
+{
+    journal("device " + getName() + " connect");
+    failIf(tree_, "connect");
+    connected_ = true;
+    for (CFakeInput* input : inputs) {
+        input->measure();
+    }
+}
+
+class CFakeOutput : public CAnalogOutChannel
+{
+public:
+    explicit CFakeOutput(const ptree& tree)
+        : CAnalogOutChannel(IIoChannelFactory::channelNameFromProperties(tree)), tree_(tree)
+    {}
+    ~CFakeOutput() override { journal("output " + getName() + " destroyed"); }
+    void connectToDevice() override { device_ = &deviceOf(tree_); }
+
+protected:
+    void driveOutput(double unscaledValue) override
+    {
+        if (!device_ || !device_->isConnected()) {
+            throw CDeviceAccessException("device is not connected");
+        }
+        if (tree_.get("<xmlattr>.Stuck", false)) {
+            throw CDeviceAccessException("the valve is stuck");
+        }
+        if (device_->lastOutput.exchange(unscaledValue) != unscaledValue) {
+            journal("output " + getName() + " = " + text(unscaledValue));
+        }
+    }
+
+private:
+    ptree tree_;
+    CFakeDevice* device_ = nullptr;
+};
+
+class CFakeController : public IControllerChannel
+{
+public:
+    explicit CFakeController(const ptree& tree)
+        : IControllerChannel(IIoChannelFactory::channelNameFromProperties(tree)), tree_(tree),
+          input_(
+              CAnalogInChannel::NameServer.lookupObject(tree.get<std::string>("ControlLoop.Input.Channel"))),
+          output_(CAnalogOutChannel::NameServer.lookupObject(
+              tree.get<std::string>("ControlLoop.Output.Channel"))),
+          gain_(tree.get<double>("ControlLoop.Parameters.<xmlattr>.Gain")),
+          disabledU_(tree.get("ControlLoop.Parameters.<xmlattr>.DisabledU", 0.0)),
+          sampleTime_ms(tree.get<int>("ControlLoop.Parameters.<xmlattr>.SampleTime_ms")),
+          setPoint_(tree.get<double>("ControlLoop.Parameters.<xmlattr>.Setpoint"))
+    {
+        failIf(tree, "construct");
+        stopConnection_ = CEnvironment::getInstance()->aboutToDisconnect().connect([this] {
+            journal("controller " + getName() + " stopped");
+            stop();
+        });
+    }
+    ~CFakeController() override
+    {
+        stopConnection_.disconnect();
+        stop();
+        journal("controller " + getName() + " destroyed");
+    }
+    void setProperties(const ptree& tree) override
+    {
+        IControllerChannel::setProperties(tree);
+        failIf(tree, "setProperties");
+    }
+    void writeSetPointUnscaled(double setPoint) override { setPoint_ = setPoint; }
+    double getSetPoint() override { return getScaledValue(setPoint_); }
+    double readControlValue() override { return getScaledValue(readControlValueUnscaled()); }
+    void writeManualControlValue(double value) override
+    {
+        writeManualControlValueUnscaled(getUnscaledValue(value));
+    }
+    double readActualValueUnscaled() override { return input_->readValueUnscaled(); }
+    void setEnabled(bool enable) override
+    {
+        journal("controller " + getName() + (enable ? " enable" : " disable"));
+        failIf(tree_, enable ? "enable" : "disable");
+        enabled_ = enable;
+        if (!enable) {
+            stop();
+            controlValue_ = disabledU_;
+            output_->safeWriteOutput(disabledU_);
+        } else if (!thread_.joinable()) {
+            stopping_ = false;
+            thread_ = std::thread([this] { work(); });
+        }
+    }
+    void setManualMode(bool manual) override { manual_ = manual; }
+    bool isControlLoopEnabled() override { return enabled_; }
+    void writeManualControlValueUnscaled(double value) override { manualValue_ = value; }
+    double readControlValueUnscaled() override { return controlValue_; }
+
+    SLoopStatus status() const
+    {
+        SLoopStatus status;
+        status.typeName = "Rvl::CFakeLoop";
+        status.sampleTime_ms = sampleTime_ms;
+        status.steps = steps_;
+        status.overruns = 3;
+        status.meanPeriodError_ms = 0.25;
+        status.worstPeriodError_ms = -1.5;
+        return status;
+    }
+
+private:
+    void work()
+    {
+        std::unique_lock<std::mutex> lock(mutex_);
+        while (!stopping_) {
+            controlValue_ = manual_ ? manualValue_.load() : gain_ * (setPoint_ - readActualValueUnscaled());
+            output_->safeWriteOutput(controlValue_);
+            ++steps_;
+            wake_.wait_for(lock, std::chrono::milliseconds(sampleTime_ms));
+        }
+    }
+    void stop()
+    {
+        {
+            const std::lock_guard<std::mutex> lock(mutex_);
+            stopping_ = true;
+        }
+        wake_.notify_all();
+        if (thread_.joinable()) {
+            thread_.join();
+        }
+    }
+
+    ptree tree_;
+    CAnalogInChannel* input_;
+    CAnalogOutChannel* output_;
+    double gain_;
+    double disabledU_;
+    int sampleTime_ms;
+    std::atomic<double> setPoint_;
+    std::atomic<double> controlValue_{0.0};
+    std::atomic<double> manualValue_{0.0};
+    std::atomic<bool> manual_{false};
+    std::atomic<bool> enabled_{false};
+    std::atomic<std::uint64_t> steps_{0};
+    std::mutex mutex_;
+    std::condition_variable wake_;
+    bool stopping_ = false;
+    std::thread thread_;
+    boost::signals2::connection stopConnection_;
+};
+
+template <class Base, class Product, class Made> class CFakeFactory : public Base
+{
+public:
+    explicit CFakeFactory(const std::string& typeName) : typeName_(typeName) {}
+    std::string getTypeName() override { return typeName_; }
+
+protected:
+    Product* createObjectImpl(const ptree& tree) override { return new Made(tree); }
+
+private:
+    std::string typeName_;
+};
+
+class CFakeBusFactory : public IBusFactory
+{
+public:
+    std::string getTypeName() override { return "Rvl::CFakeBus"; }
+
+protected:
+    IBus* createObjectImpl(const ptree& tree) override
+    {
+        return new CFakeBus(tree.get<std::string>("BusName"));
+    }
+};
+
+void registerFactories()
+{
+    CEnvironment& environment = *CEnvironment::getInstance();
+    environment.getBusFactoryRegistry().put(std::make_shared<CFakeBusFactory>());
+    environment.getDeviceFactoryRegistry().put(
+        std::make_shared<CFakeFactory<IDeviceFactory, IDeviceInterface, CFakeDevice>>("Rvl::CFakeDevice"));
+    auto& channels = environment.getIoChannellFactoryRegistry();
+    channels.put(std::make_shared<CFakeFactory<IIoChannelFactory, IIoChannelInterface, CFakeInput>>(
+        "Rvl::CFakeInput"));
+    channels.put(std::make_shared<CFakeFactory<IIoChannelFactory, IIoChannelInterface, CFakeOutput>>(
+        "Rvl::CFakeOutput"));
+    channels.put(std::make_shared<CFakeFactory<IIoChannelFactory, IIoChannelInterface, CFakeController>>(
+        "Rvl::CFakeController"));
+    environment.busRegistry().put(std::make_shared<CFakeBus>("FakeBus"));
+}
+
+[[maybe_unused]] const bool registered =
+    CEnvironment::getInstance()->registerFactories().connect(registerFactories).connected();
+
+class CFakeObservation : public ILoopObservation
+{
+public:
+    explicit CFakeObservation(const CFakeController& controller)
+        : controller_(controller), name_(controller.getName())
+    {}
+    ~CFakeObservation() override { journal("observation of " + name_ + " destroyed"); }
+    std::size_t loopCount() const override { return 1; }
+    SLoopStatus status(std::size_t) const override { return controller_.status(); }
+
+private:
+    const CFakeController& controller_;
+    std::string name_;
+};
+
+} // namespace
+
+} // namespace Rvl::Test
+
+extern "C" FAKE_EXPORT Rvl::ILoopObservation* rivlinkObserveLoops(Rvl::IIoChannelInterface& channel)
+{
+    const auto* const controller = dynamic_cast<Rvl::Test::CFakeController*>(&channel);
+    return controller ? new Rvl::Test::CFakeObservation(*controller) : nullptr;
+}
