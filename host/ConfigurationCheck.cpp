@@ -49,19 +49,19 @@ void CConfigurationCheck::collectNames()
     for (const pugi::xml_node& node : objectsOf(root, "Buses", "Bus")) {
         collectName(node, {"bus"});
     }
-    const auto collectAll = [this](const std::vector<pugi::xml_node>& nodes) {
+    const auto collectAll = [this](const std::vector<pugi::xml_node>& nodes, const std::string& kind) {
         for (const pugi::xml_node& node : nodes) {
             const auto typeName = typeNameOf(node, SKeyDescription::Object);
             const STypeDescription* const type = catalogue_.find(typeName.value_or(""));
-            if (type) {
+            if (type && type->kind == kind) {
                 collectName(node, type->provides);
             } else {
                 namesOfUnknown_.insert(node.attribute("Name").value());
             }
         }
     };
-    collectAll(objectsOf(root, "Devices", "Device"));
-    collectAll(objectsOf(root, "Channels", "Channel"));
+    collectAll(objectsOf(root, "Devices", "Device"), "device");
+    collectAll(objectsOf(root, "Channels", "Channel"), "channel");
 }
 
 void CConfigurationCheck::collectName(const pugi::xml_node& node, const std::vector<std::string>& nameServers)

@@ -43,7 +43,7 @@ private:
     /// By name server: the names in file order, and who bears each.
     std::map<std::string, std::vector<std::string>> names_;
     std::map<std::string, std::map<std::string, pugi::xml_node>> bearers_;
-    /// Names of objects of an unknown type, which might provide anything.
+    /// Names of objects whose type is wrong: what they were meant to provide is not known.
     std::set<std::string> namesOfUnknown_;
 };
 

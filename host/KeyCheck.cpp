@@ -4,6 +4,8 @@
 #include "host/Suggestion.h"
 
 #include <algorithm>
+#include <cmath>
+#include <cstdint>
 #include <limits>
 
 namespace Rvl {
@@ -94,8 +96,11 @@ std::optional<std::string> judgeInteger(const SKeyDescription& key, const std::s
 {
     const auto value = parseInteger(text);
     if (!value) {
-        return withExpectation(
-            key, quoted(text) + (parseReal(text) ? " is not a whole number of 64 bits" : " is not a number"));
+        const auto real = parseReal(text);
+        const char* const wrong = !real                        ? " is not a number"
+                                  : std::trunc(*real) != *real ? " is not a whole number"
+                                                               : " is too large";
+        return withExpectation(key, quoted(text) + wrong);
     }
     if (const auto fault = judgeRange(key, text, static_cast<double>(*value))) {
         return fault;

@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <cctype>
 #include <cstddef>
-#include <numeric>
 
 namespace Rvl {
 
@@ -16,21 +15,25 @@ std::string lower(std::string text)
     return text;
 }
 
-/// The number of letters to change, insert or drop to get from one word to the other (Levenshtein).
+/// The number of letters to change, insert, drop or swap with their neighbour to get from one word to the
+/// other (optimal string alignment).
 std::size_t distance(const std::string& from, const std::string& to)
 {
-    std::vector<std::size_t> row(to.size() + 1);
-    std::iota(row.begin(), row.end(), std::size_t{0});
-    for (std::size_t i = 1; i <= from.size(); ++i) {
-        std::size_t diagonal = row[0];
-        row[0] = i;
-        for (std::size_t j = 1; j <= to.size(); ++j) {
-            const std::size_t substituted = diagonal + (from[i - 1] == to[j - 1] ? 0 : 1);
-            diagonal = row[j];
-            row[j] = std::min({row[j] + 1, row[j - 1] + 1, substituted});
+    std::vector<std::vector<std::size_t>> steps(from.size() + 1, std::vector<std::size_t>(to.size() + 1));
+    for (std::size_t i = 0; i <= from.size(); ++i) {
+        for (std::size_t j = 0; j <= to.size(); ++j) {
+            if (i == 0 || j == 0) {
+                steps[i][j] = i + j;
+                continue;
+            }
+            const std::size_t change = from[i - 1] == to[j - 1] ? 0 : 1;
+            steps[i][j] = std::min({steps[i - 1][j] + 1, steps[i][j - 1] + 1, steps[i - 1][j - 1] + change});
+            if (i > 1 && j > 1 && from[i - 1] == to[j - 2] && from[i - 2] == to[j - 1]) {
+                steps[i][j] = std::min(steps[i][j], steps[i - 2][j - 2] + 1);
+            }
         }
     }
-    return row.back();
+    return steps[from.size()][to.size()];
 }
 
 } // namespace

@@ -1,0 +1,91 @@
+#pragma once
+
+#include <map>
+#include <string>
+#include <vector>
+
+namespace Rvl::Test {
+
+/// What a program that has ended left behind.
+struct SProgramResult
+{
+    int exitCode = -1;
+    std::string out;
+    std::string err;
+};
+
+/// A program under test as a process of its own, with its output in files. Ends with the object if it has not
+/// ended before.
+class CProgramRun
+{
+public:
+    /// Starts the program in `folder` (the current one if empty), with `environment` added to the current
+    /// one.
+    CProgramRun(const std::string& program, const std::vector<std::string>& arguments,
+                const std::string& folder = {}, const std::map<std::string, std::string>& environment = {});
+    ~CProgramRun();
+    CProgramRun(const CProgramRun&) = delete;
+    CProgramRun& operator=(const CProgramRun&) = delete;
+
+    void sendSignal(int signal);
+    bool isRunning();
+    /// Waits for the program's end. A signal that ended it counts as exit code 128 + signal.
+    SProgramResult wait();
+    /// Standard output so far.
+    std::string outSoFar() const;
+
+private:
+    struct Private;
+    Private* private_;
+};
+
+/// Runs a program to its end.
+SProgramResult runProgram(const std::string& program, const std::vector<std::string>& arguments,
+                          const std::string& folder = {},
+                          const std::map<std::string, std::string>& environment = {});
+
+/// A folder for one test's files, deleted with the object.
+class CTemporaryFolder
+{
+public:
+    CTemporaryFolder();
+    ~CTemporaryFolder();
+    CTemporaryFolder(const CTemporaryFolder&) = delete;
+    CTemporaryFolder& operator=(const CTemporaryFolder&) = delete;
+
+    /// The path of a file in it.
+    std::string file(const std::string& name) const;
+    /// Writes a file and returns its path.
+    std::string write(const std::string& name, const std::string& content) const;
+
+private:
+    std::string path_;
+};
+
+/// The content of a file; empty if there is none.
+std::string readFile(const std::string& path);
+std::vector<std::string> linesOf(const std::string& text);
+
+/// Waits until the condition holds and returns true, or false after `limit_s` seconds.
+template <class Condition> bool eventually(Condition condition, double limit_s = 60.0);
+
+} // namespace Rvl::Test
+
+#include <chrono>
+#include <thread>
+
+namespace Rvl::Test {
+
+template <class Condition> bool eventually(Condition condition, double limit_s)
+{
+    const auto end = std::chrono::steady_clock::now() + std::chrono::duration<double>(limit_s);
+    while (!condition()) {
+        if (std::chrono::steady_clock::now() > end) {
+            return false;
+        }
+        std::this_thread::sleep_for(std::chrono::milliseconds(2));
+    }
+    return true;
+}
+
+} // namespace Rvl::Test

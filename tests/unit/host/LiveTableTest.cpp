@@ -1,0 +1,58 @@
+#include "host/LiveTable.h"
+
+#include <gtest/gtest.h>
+
+#include <sstream>
+
+namespace Rvl::Test {
+
+namespace {
+
+const std::vector<SControllerState> states{
+    {"Vessel",
+     "\xC2\xB0"
+     "C",
+     60.0, 59.87654321, 45.0, true, false, "ok"},
+    {"CPU", "", 1.0, 2.0, 3.0, false, false, "off"},
+    {"Valve", "%", 1.0, 2.0, 3.0, true, true, "fault: Out: the valve is stuck"}};
+
+} // namespace
+
+TEST(LiveTableTest, TableStaysInItsPlace)
+{
+    std::ostringstream stream;
+    CLiveTable table(stream);
+    table.draw(states, 200);
+    const std::string first = stream.str();
+    EXPECT_EQ(
+        first,
+        "\r\x1b[2Kname    mode    set point  actual value  control value  unit  state\n"
+        "\r\x1b[2KVessel  auto    60         59.8765       45             \xC2\xB0"
+        "C    ok\n"
+        "\r\x1b[2KCPU     off     1          2             3                    off\n"
+        "\r\x1b[2KValve   manual  1          2             3              %     fault: Out: the valve is "
+        "stuck\n");
+    stream.str("");
+    table.draw(states, 200);
+    EXPECT_EQ(stream.str(), "\x1b[4A" + first);
+}
+
+TEST(LiveTableTest, LinesAreCutAtTheTerminalsWidth)
+{
+    std::ostringstream stream;
+    CLiveTable(stream).draw({states[0]}, 8);
+    EXPECT_EQ(stream.str(), "\r\x1b[2Kname    \n\r\x1b[2KVessel  \n");
+}
+
+TEST(LiveTableTest, LineHoldsEveryController)
+{
+    EXPECT_EQ(stateLine({states[0], states[2]},
+                        std::chrono::system_clock::time_point(std::chrono::milliseconds(1'700'000'000'007))),
+              "2023-11-14T22:13:20.007Z  Vessel: auto, set point 60 \xC2\xB0"
+              "C, actual value 59.8765 \xC2\xB0"
+              "C, "
+              "control value 45, ok; Valve: manual, set point 1 %, actual value 2 %, control value 3, "
+              "fault: Out: the valve is stuck");
+}
+
+} // namespace Rvl::Test
