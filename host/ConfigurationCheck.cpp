@@ -75,7 +75,10 @@ void CConfigurationCheck::collectName(const pugi::xml_node& node, const std::vec
     for (const std::string& server : nameServers) {
         const auto [bearer, fresh] = bearers_[server].emplace(name, node);
         if (fresh) {
-            names_[server].push_back(name);
+            std::vector<std::string>& names = names_[server];
+            if (std::find(names.begin(), names.end(), name) == names.end()) {
+                names.push_back(name);
+            }
         } else if (!taken) {
             taken = true;
             faults_.add(configuration_.fault(node, attribute,
@@ -144,6 +147,11 @@ void CConfigurationCheck::checkChildren(const pugi::xml_node& node, const SKeyNo
         const SKeyDescription* const key = childKeys->key;
         if (!seen.insert(name).second && !(key && key->repeated)) {
             faults_.add(configuration_.fault(child, "is given twice; expected it once"));
+            continue;
+        }
+        if (key && !key->requiredUnless.empty() && !isRequired(*key, typeNode)) {
+            faults_.add(configuration_.fault(child, "is not read while " + key->requiredUnless +
+                                                        " is true; expected one of the two"));
             continue;
         }
         if (key && (key->type == SKeyDescription::Element || key->type == SKeyDescription::Object)) {

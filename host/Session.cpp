@@ -207,7 +207,9 @@ void CSession::start()
         }
         if (entry->tree.get("<xmlattr>.Manual", false)) {
             entry->manual = true;
-            entry->controller->writeManualControlValue(entry->tree.get("<xmlattr>.ManualControlValue", 0.0));
+            if (const auto value = entry->tree.get_optional<double>("<xmlattr>.ManualControlValue")) {
+                entry->controller->writeManualControlValue(*value);
+            }
             entry->controller->setManualMode(true);
         }
         entry->controller->setEnabled(true);
