@@ -11,6 +11,7 @@
 
 #include <cstdint>
 #include <list>
+#include <mutex>
 #include <stdexcept>
 
 namespace Rvl {
@@ -113,8 +114,18 @@ class CTimedLoopProcessor::Private
 public:
     boost::asio::io_context eventLoop;
     std::shared_ptr<boost::thread> worker;
+    // held from the worker's creation until it is stored: a step may ask for it, to stop the loops
+    std::mutex starting;
     // destroyed first: the operations' timers belong to the event loop
     std::list<std::shared_ptr<CControlLoopOperation>> operations;
+
+    void runEventLoop()
+    {
+        {
+            const std::lock_guard<std::mutex> stored(starting);
+        }
+        eventLoop.run();
+    }
 };
 
 CTimedLoopProcessor::CTimedLoopProcessor() : d_(std::make_unique<Private>()) {}
@@ -139,10 +150,9 @@ void CTimedLoopProcessor::runControlLoops()
     for (const auto& operation : d_->operations) {
         operation->execute();
     }
-    using Run = boost::asio::io_context::count_type (boost::asio::io_context::*)();
-    const Run run = &boost::asio::io_context::run;
     try {
-        d_->worker = std::make_shared<boost::thread>(boost::bind(run, &d_->eventLoop));
+        const std::lock_guard<std::mutex> storing(d_->starting);
+        d_->worker = std::make_shared<boost::thread>(boost::bind(&Private::runEventLoop, d_.get()));
     } catch (...) {
         // the waits just queued must not be found, aborted, by the thread of a later start
         for (const auto& operation : d_->operations) {
