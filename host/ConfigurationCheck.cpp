@@ -17,6 +17,17 @@ bool isPlain(const SKeyNode& keys)
            keys.key->type != SKeyDescription::Element && keys.key->type != SKeyDescription::Object;
 }
 
+/// Whether a boolean key is there and true; an empty path names none.
+bool isTrue(const pugi::xml_node& typeNode, const std::string& path)
+{
+    if (path.empty()) {
+        return false;
+    }
+    const std::string text = textAt(typeNode, path).value_or("");
+    const std::string_view value = withoutOuterBlanks(text);
+    return value == "true" || value == "1";
+}
+
 std::string withArticle(const std::string& noun)
 {
     return (std::string("aeiou").find(noun.front()) == std::string::npos ? "a " : "an ") + noun;
@@ -155,7 +166,7 @@ void CConfigurationCheck::checkChildren(const pugi::xml_node& node, const SKeyNo
             continue;
         }
         if (key && (key->type == SKeyDescription::Element || key->type == SKeyDescription::Object)) {
-            checkTyped(child, *key);
+            checkTyped(child, *key, typeNode);
             continue;
         }
         checkNode(child, *childKeys, typeNode);
@@ -176,10 +187,13 @@ void CConfigurationCheck::checkChildren(const pugi::xml_node& node, const SKeyNo
     }
 }
 
-void CConfigurationCheck::checkTyped(const pugi::xml_node& node, const SKeyDescription& key)
+void CConfigurationCheck::checkTyped(const pugi::xml_node& node, const SKeyDescription& key,
+                                     const pugi::xml_node& typeNode)
 {
     const bool isObject = key.type == SKeyDescription::Object;
-    const std::vector<std::string> choices = catalogue_.namesOfKinds(key.kinds);
+    const bool narrowed = isTrue(typeNode, key.narrowedWhile);
+    const std::vector<std::string>& kinds = narrowed ? key.narrowedKinds : key.kinds;
+    const std::vector<std::string> choices = catalogue_.namesOfKinds(kinds);
     const auto typeName = typeNameOf(node, key.type);
     if (!typeName) {
         SFault fault =
@@ -193,10 +207,11 @@ void CConfigurationCheck::checkTyped(const pugi::xml_node& node, const SKeyDescr
     if (!known && !complete_) {
         return;
     }
-    if (!known || std::find(key.kinds.begin(), key.kinds.end(), type->kind) == key.kinds.end()) {
+    if (!known || std::find(kinds.begin(), kinds.end(), type->kind) == kinds.end()) {
         const std::string wrong =
             "\"" + *typeName + "\" is " +
-            (known ? withArticle(type->kind) : std::string("a type of no loaded plug-in")) + "; expected " +
+            (known ? withArticle(type->kind) : std::string("a type of no loaded plug-in")) +
+            (narrowed ? " while " + key.narrowedWhile + " is true; expected " : "; expected ") +
             expectedChoices(known ? std::string() : *typeName, choices);
         faults_.add(isObject ? configuration_.fault(node, node.attribute("Type"), wrong)
                              : configuration_.fault(node.child("Type"), wrong));
@@ -229,12 +244,7 @@ std::string CConfigurationCheck::judgeReference(const SKeyDescription& key, cons
 
 bool CConfigurationCheck::isRequired(const SKeyDescription& key, const pugi::xml_node& typeNode) const
 {
-    if (!key.requiredUnless.empty()) {
-        const std::string text = textAt(typeNode, key.requiredUnless).value_or("");
-        const std::string_view condition = withoutOuterBlanks(text);
-        return condition != "true" && condition != "1";
-    }
-    return key.required;
+    return key.requiredUnless.empty() ? key.required : !isTrue(typeNode, key.requiredUnless);
 }
 
 std::string CConfigurationCheck::expected(const SKeyDescription& key) const

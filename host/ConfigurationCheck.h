@@ -30,7 +30,7 @@ private:
     void checkNode(const pugi::xml_node& node, const SKeyNode& keys, const pugi::xml_node& typeNode);
     void checkAttributes(const pugi::xml_node& node, const SKeyNode& keys, const pugi::xml_node& typeNode);
     void checkChildren(const pugi::xml_node& node, const SKeyNode& keys, const pugi::xml_node& typeNode);
-    void checkTyped(const pugi::xml_node& node, const SKeyDescription& key);
+    void checkTyped(const pugi::xml_node& node, const SKeyDescription& key, const pugi::xml_node& typeNode);
     std::string judge(const SKeyDescription& key, const std::string& text) const;
     std::string judgeReference(const SKeyDescription& key, const std::string& name) const;
     bool isRequired(const SKeyDescription& key, const pugi::xml_node& typeNode) const;

@@ -51,6 +51,10 @@ SKeyDescription keyFromJson(const Json& json)
     key.choices = json.value("choices", std::vector<std::string>());
     key.nameServer = json.value("nameServer", std::string());
     key.kinds = json.value("kinds", std::vector<std::string>());
+    if (json.contains("kindsWhile")) {
+        key.narrowedWhile = json.at("kindsWhile").at("key").get<std::string>();
+        key.narrowedKinds = json.at("kindsWhile").at("kinds").get<std::vector<std::string>>();
+    }
     key.repeated = json.value("repeated", false);
     key.meaning = json.value("meaning", std::string());
     return key;

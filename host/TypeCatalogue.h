@@ -39,6 +39,8 @@ struct SKeyDescription
     std::vector<std::string> choices;
     std::string nameServer;
     std::vector<std::string> kinds;
+    std::string narrowedWhile;              ///< path of a boolean key
+    std::vector<std::string> narrowedKinds; ///< take the place of `kinds` while that one is true
     bool repeated = false;
     std::string meaning;
 };

@@ -67,6 +67,9 @@ Json asJson(const SKeyDescription& key)
     if (!key.kinds.empty()) {
         json["kinds"] = key.kinds;
     }
+    if (!key.narrowedWhile.empty()) {
+        json["kindsWhile"] = {{"key", key.narrowedWhile}, {"kinds", key.narrowedKinds}};
+    }
     if (key.repeated) {
         json["repeated"] = true;
     }

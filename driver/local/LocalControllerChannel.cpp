@@ -1,5 +1,6 @@
 #include "driver/local/LocalControllerChannel.h"
 
+#include "common/LoggedThrow.h"
 #include "driver/local/controller/common/ControlLoop.h"
 #include "driver/local/controller/common/ControlLoopFactory.h"
 #include "driver/local/controller/common/LoopInOutFactory.h"
@@ -21,6 +22,7 @@
 
 #include <atomic>
 #include <mutex>
+#include <stdexcept>
 #include <utility>
 
 namespace Rvl {
@@ -28,7 +30,8 @@ namespace Rvl {
 namespace {
 
 /// Between the host's signal and the channel. A slot may still be called while, or after, it is disconnected
-/// on another thread; it then meets a closed gate. Closing waits for a call that is under way.
+/// on another thread; it then meets a closed gate. Closing waits for a call that is under way, and stopping
+/// for the step that is under way: a loop's step must not emit the signal.
 class CStopGate
 {
 public:
@@ -69,6 +72,24 @@ struct CLocalControllerChannel::LocalControllerChannelPrivate
     std::shared_ptr<CStopGate> stopGate;
     boost::signals2::scoped_connection aboutToDisconnect;
 };
+
+namespace {
+
+/// Every loop of the cascade has to have an input and an output: one that reads nothing or drives nothing
+/// must not look enabled.
+void demandElements(const IIoChannelInterface& channel, IControlLoop& loop)
+{
+    const auto output = loop.outputElement();
+    if (!loop.inputElement() || !output) {
+        RVL_THROW(std::runtime_error, "A control loop of channel " + channel.getName() + " has no " +
+                                          (output ? "input" : "output") + " element");
+    }
+    if (const auto innerLoop = std::dynamic_pointer_cast<IControlLoop>(output)) {
+        demandElements(channel, *innerLoop);
+    }
+}
+
+} // namespace
 
 CNameServer<CLocalControllerChannel*> CLocalControllerChannel::NameServer;
 
@@ -147,12 +168,9 @@ double CLocalControllerChannel::readControlValueUnscaled()
 void CLocalControllerChannel::start()
 {
     IControlLoop& loop = *private_->controlLoop;
-    if (const auto input = loop.inputElement()) {
-        input->init();
-    }
-    if (const auto output = loop.outputElement()) {
-        output->init();
-    }
+    demandElements(*this, loop);
+    loop.inputElement()->init();
+    loop.outputElement()->init();
     loop.init();
     if (!private_->processor.processorActive()) {
         ++private_->runs; // before the first step of the run

@@ -50,7 +50,8 @@ public:
     double readControlValue() override;
     void writeManualControlValue(double controlValue) override;
     double readActualValueUnscaled() override;
-    /// Enabling starts the processor if it is not running. Disabling leaves it running.
+    /// Enabling starts the processor if it is not running, and throws what start() throws. Disabling leaves
+    /// it running.
     void setEnabled(bool enable) override;
     void setManualMode(bool manual) override;
     /// False while the processor is not running, whatever the loop's own switch says.
@@ -58,8 +59,10 @@ public:
     void writeManualControlValueUnscaled(double controlValue) override;
     double readControlValueUnscaled() override;
 
-    /// Initialises the input, the output and the loop, in this order, and starts the processor. An input or
-    /// output that is missing is passed over. What the elements throw passes.
+    /// Initialises the input, the output and the loop, in this order, and starts the processor. Those below
+    /// a cascaded loop are not initialised. What the elements throw passes, and nothing runs then. Throws
+    /// std::runtime_error, before anything else, if an input or output anywhere in the cascade is missing or
+    /// no element.
     void start();
     /// Stops the processor; blocks for up to the longest sample time. Nothing happens if it is not running.
     void stop();

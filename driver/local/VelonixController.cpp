@@ -21,10 +21,17 @@ void CVelonixController::setProperties(const boost::property_tree::ptree& tree)
 
 void CVelonixController::setEnabled(bool enable)
 {
-    if (pwmOutputEnable_) {
-        pwmOutputEnable_->writeOutput(enable);
+    if (!pwmOutputEnable_) {
+        CLocalControllerChannel::setEnabled(enable);
+        return;
     }
-    CLocalControllerChannel::setEnabled(enable);
+    pwmOutputEnable_->writeOutput(enable);
+    try {
+        CLocalControllerChannel::setEnabled(enable);
+    } catch (...) {
+        pwmOutputEnable_->writeOutput(false);
+        throw;
+    }
 }
 
 } // namespace Rvl

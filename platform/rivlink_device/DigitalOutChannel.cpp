@@ -68,6 +68,9 @@ void CDigitalOutChannel::safeWritePWMDutyCycle(unsigned percent)
     Kor::CGuard guard(private_->mutex);
     const unsigned limited = std::min(percent, MaximumDutyCycle);
     private_->requestedDutyCycle = limited;
+    if (!private_->pwmMode) {
+        setPWMMode(true);
+    }
     driveSafely(*this, [&] {
         driveDutyCycle(limited);
         private_->dutyCycle = limited;

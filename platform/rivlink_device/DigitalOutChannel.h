@@ -28,7 +28,8 @@ public:
     virtual void writeOutput(bool on);
     /// Chooses between on/off and pulse-width operation, with the same promise as writeOutput().
     virtual void setPWMMode(bool on);
-    /// Sets the duty cycle in percent, at most MaximumDutyCycle, with the same promise as writeOutput().
+    /// Sets the duty cycle in percent, at most MaximumDutyCycle, with the same promise as writeOutput(). Who
+    /// sets one means pulse widths: a channel in on/off operation is switched over first.
     void safeWritePWMDutyCycle(unsigned percent);
 
     /// For the device, once it is back: sends again the mode and the state that were last asked for, if any

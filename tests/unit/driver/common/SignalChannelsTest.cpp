@@ -137,7 +137,9 @@ TEST(SignalChannels, DutyCycleCountsInPwmModeOnly)
     CTestDevice device("Rig");
     const auto pump = bound<CSignalDigitalOutChannel>("Pump", "Rig", "Pump");
     pump->safeWritePWMDutyCycle(40);
-    EXPECT_EQ(0.0, device.actuatorCommand("Pump"));
+    EXPECT_EQ(2.0, device.actuatorCommand("Pump"));
+    pump->setPWMMode(false);
+    EXPECT_EQ(0.0, device.actuatorCommand("Pump")) << "it was never switched on";
     pump->setPWMMode(true);
     EXPECT_EQ(2.0, device.actuatorCommand("Pump"));
     pump->writeOutput(true);

@@ -102,14 +102,35 @@ TEST_F(LocalControllerChannel, StartInitialisesInputOutputAndLoopInThisOrder)
     EXPECT_TRUE(counter.waitForMore(2));
 }
 
-TEST_F(LocalControllerChannel, StartPassesOverAMissingInputAndOutput)
+TEST_F(LocalControllerChannel, LoopWithoutInputOrOutputCannotBeStarted)
 {
     const auto bare = std::make_shared<FakeLoop>("bare", journal);
-    bare->addActualValueListener(&counter);
     CLocalControllerChannel channel("Controller", bare);
-    channel.start();
-    EXPECT_THAT(journal.entries(), ElementsAre("bare init", "bare sample time"));
-    EXPECT_TRUE(counter.waitForMore(1));
+    bare->setOutput(output);
+    LogCapture log("ExceptionLogger");
+    EXPECT_THROW(channel.start(), std::runtime_error);
+    bare->setInput(input);
+    bare->setOutput(nullptr);
+    EXPECT_THROW(channel.setEnabled(true), std::runtime_error);
+    EXPECT_THAT(log.lines(), ElementsAre("ERROR Exception std::runtime_error thrown: "
+                                         "A control loop of channel Controller has no input element",
+                                         "ERROR Exception std::runtime_error thrown: "
+                                         "A control loop of channel Controller has no output element"));
+    EXPECT_FALSE(bare->isEnabled());
+    EXPECT_EQ(0u, channel.runs());
+    EXPECT_THAT(journal.entries(), IsEmpty());
+}
+
+TEST_F(LocalControllerChannel, InnerLoopWithoutAnOutputCannotBeStartedEither)
+{
+    const auto inner = std::make_shared<FakeLoop>("inner", journal);
+    inner->setInput(input);
+    loop->setOutput(inner);
+    CLocalControllerChannel channel("Controller", loop);
+    EXPECT_THROW(channel.setEnabled(true), std::runtime_error);
+    EXPECT_FALSE(loop->isEnabled());
+    EXPECT_EQ(0u, channel.runs());
+    EXPECT_THAT(journal.entries(), IsEmpty());
 }
 
 TEST_F(LocalControllerChannel, ExceptionOfAnElementLeavesStartAndNothingRuns)
@@ -243,6 +264,8 @@ TEST_F(LocalControllerChannel, DestructionStopsTheProcessorAndReleasesTheLoop)
 TEST_F(LocalControllerChannel, AboutToDisconnectStopsEveryLiveChannel)
 {
     const auto otherLoop = std::make_shared<FakeLoop>("other", journal);
+    otherLoop->setInput(input);
+    otherLoop->setOutput(std::make_shared<FakeLoopOut>("other output", journal));
     CLocalControllerChannel first("First", loop);
     CLocalControllerChannel second("Second", otherLoop);
     first.setEnabled(true);

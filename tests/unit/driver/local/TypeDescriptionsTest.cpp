@@ -227,6 +227,7 @@ protected:
     {
         observed_.str("");
         observed_ << std::setprecision(17);
+        digitalOut.setPWMMode(false); // as it was, whatever an earlier observation did to it
         journal.clear();
         const std::string kind = description().at("kind");
         if (kind == "bus") {
@@ -382,8 +383,9 @@ TEST(TypeDescriptionsFile, DescribesExactlyTheTypesThatAreRegistered)
 TEST(TypeDescriptionsFile, IsWellFormed)
 {
     const std::set<std::string> typeFields{"name", "kind", "bases", "provides", "meaning", "keys"};
-    const std::set<std::string> keyFields{"path", "type",    "required",   "requiredUnless", "default",
-                                          "unit", "minimum", "nameServer", "kinds",          "meaning"};
+    const std::set<std::string> keyFields{"path",    "type",       "required", "requiredUnless",
+                                          "default", "unit",       "minimum",  "nameServer",
+                                          "kinds",   "kindsWhile", "meaning"};
     const std::set<std::string> valueTypes{"text",        "boolean",   "integer", "real",
                                            "hexadecimal", "reference", "section", "element"};
     const std::set<std::string> nameServers{"analogIn", "analogOut", "digitalOut", "digitalPort", "pump"};
@@ -416,6 +418,10 @@ TEST(TypeDescriptionsFile, IsWellFormed)
             }
             for (const json& kind : key.value("kinds", json::array())) {
                 EXPECT_EQ(1u, elementKinds.count(kind));
+            }
+            if (key.contains("kindsWhile")) {
+                EXPECT_EQ("InputSameAsOutput", key.at("kindsWhile").at("key"));
+                EXPECT_EQ(json::array({"loopInOut"}), key.at("kindsWhile").at("kinds"));
             }
             EXPECT_FALSE(key.value("required", false) && key.contains("default"));
             EXPECT_TRUE(isRequired(key) || key.contains("default") || valueType == "section");

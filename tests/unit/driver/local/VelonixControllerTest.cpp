@@ -18,6 +18,19 @@ using testing::IsEmpty;
 
 namespace {
 
+/// Elements of which nothing is noted.
+class SilentLoopIn : public Rvl::ILoopIn
+{
+public:
+    double readInputValue() override { return 0.0; }
+};
+
+class SilentLoopOut : public Rvl::ILoopOut
+{
+public:
+    void writeOutputValue(double) override {}
+};
+
 /// Its loop notes "loop enabled" and "loop disabled".
 class NotingLoop : public FakeLoop
 {
@@ -43,6 +56,12 @@ private:
 class VelonixController : public testing::Test
 {
 protected:
+    VelonixController()
+    {
+        loop->setInput(std::make_shared<SilentLoopIn>());
+        loop->setOutput(std::make_shared<SilentLoopOut>());
+    }
+
     Journal journal;
     FakeDigitalOut release{"Release", journal};
     FakeDigitalOut other{"Other", journal};
@@ -101,8 +120,18 @@ TEST_F(VelonixController, FaultyPropertiesKeepTheOutput)
     EXPECT_EQ(notRegistered("release", Rvl::CDigitalOutChannel::NameServer), faultOf([&] {
                   channel.setProperties(node({{"PwmOutputEnable", "release"}}));
               }));
+    EXPECT_EQ("release", channel.properties().get<std::string>("PwmOutputEnable"))
+        << "the base took the node before the name was looked for";
     channel.setEnabled(false);
     EXPECT_THAT(journal.entries(), ElementsAre("Release off", "loop disabled"));
+}
+
+TEST_F(VelonixController, LoopThatCannotBeEnabledLeavesTheOutputOff)
+{
+    channel.setProperties(node({{"PwmOutputEnable", "Release"}}));
+    loop->setOutput(nullptr);
+    EXPECT_THROW(channel.setEnabled(true), std::runtime_error);
+    EXPECT_THAT(journal.entries(), ElementsAre("Release on", "Release off"));
 }
 
 TEST_F(VelonixController, FailingOutputLeavesTheLoopAsItIs)

@@ -51,10 +51,21 @@ TEST(DigitalOutChannel, DrivesAndRemembers)
 TEST(DigitalOutChannel, DutyCycleIsLimitedToAlwaysOn)
 {
     CTestOut out;
+    out.setPWMMode(true);
     for (const unsigned percent : {0u, 100u, 101u, 4294967295u}) {
         out.safeWritePWMDutyCycle(percent);
     }
-    EXPECT_THAT(out.driven, ElementsAre("0 %", "100 %", "100 %", "100 %"));
+    EXPECT_THAT(out.driven, ElementsAre("pwm on", "0 %", "100 %", "100 %", "100 %"));
+}
+
+TEST(DigitalOutChannel, DutyCycleTakesAnOnOffChannelIntoPWMMode)
+{
+    CTestOut out;
+    out.writeOutput(true);
+    out.safeWritePWMDutyCycle(40);
+    EXPECT_TRUE(out.isPWMMode());
+    out.safeWritePWMDutyCycle(50);
+    EXPECT_THAT(out.driven, ElementsAre("on", "pwm on", "40 %", "50 %"));
 }
 
 TEST(DigitalOutChannel, AbsentDeviceMarksTheChannelAndThrowsNothing)

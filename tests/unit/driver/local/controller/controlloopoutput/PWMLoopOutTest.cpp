@@ -32,22 +32,26 @@ TEST_F(PWMLoopOut, InitTakesTheChannelIntoPWMMode)
 TEST_F(PWMLoopOut, WritesTheTruncatedValue)
 {
     CPWMLoopOut output(&channel);
+    output.init();
     output.write(50.7);
     output.write(0.4);
     output.write(99.9);
-    EXPECT_THAT(journal.entries(), ElementsAre("Fan duty 50", "Fan duty 0", "Fan duty 99"));
+    EXPECT_THAT(journal.entries(), ElementsAre("Fan PWM on", "Fan duty 50", "Fan duty 0", "Fan duty 99"));
 }
 
 TEST_F(PWMLoopOut, NegativeValueWrapsAndTheChannelLimitsIt)
 {
     CPWMLoopOut output(&channel);
+    output.init();
     output.write(-1.0);
-    EXPECT_THAT(journal.entries(), ElementsAre("Fan duty 100"));
+    EXPECT_THAT(journal.entries(), ElementsAre("Fan PWM on", "Fan duty 100"));
 }
 
 TEST_F(PWMLoopOut, RepeatedValueReachesTheDeviceOnce)
 {
     CPWMLoopOut output(&channel);
+    output.init();
+    journal.clear();
     output.write(50.0);
     output.write(50.0);
     EXPECT_THAT(journal.entries(), ElementsAre("Fan duty 50"));

@@ -76,6 +76,8 @@ TEST_F(PWMTwoQuadrantLoopOut, MagnitudeIsTruncatedToTheDutyCycle)
 {
     CPWMTwoQuadrantLoopOut output(configuration());
     output.setPWMChannel(&channel);
+    output.init();
+    journal.clear();
     output.write(50.7);
     output.write(-99.9);
     output.write(0.0);

@@ -1,0 +1,111 @@
+// What the host's check says of configurations of the real plug-ins, beyond what the tests' own plug-in has.
+
+#include "tests/support/ProgramRun.h"
+
+#include <gmock/gmock.h>
+
+using namespace Rvl::Test;
+
+namespace {
+
+const std::string host = RIVLINK_HOST_PROGRAM;
+const std::string examples = RIVLINK_EXAMPLES_DIRECTORY;
+
+/// The example pid.xml with one part of it replaced.
+std::string pidExampleWith(const std::string& part, const std::string& replacement)
+{
+    std::string text = readFile(examples + "/pid/pid.xml");
+    const std::size_t at = text.find(part);
+    EXPECT_NE(std::string::npos, at) << part;
+    return text.replace(at, part.size(), replacement);
+}
+
+struct SCheck
+{
+    std::string out; ///< with the file's name cut off each line
+    int exitCode;
+};
+
+SCheck check(const std::string& text)
+{
+    const CTemporaryFolder folder;
+    const std::string file = folder.write("c.xml", text);
+    const SProgramResult result = runProgram(host, {"check", "--log", "off", file});
+    EXPECT_EQ("", result.err);
+    std::string out = result.out;
+    for (std::size_t at; (at = out.find(file)) != std::string::npos;) {
+        out.erase(at, file.size());
+    }
+    return {out, result.exitCode};
+}
+
+} // namespace
+
+TEST(LocalConfiguration, InputThatIsNoOutputCannotBeTheOutput)
+{
+    const SCheck result = check(pidExampleWith("<Output>\n"
+                                               "          <Type>Rvl::CAnalogChannelLoopOut</Type>\n"
+                                               "          <Channel>Heater</Channel>\n"
+                                               "        </Output>",
+                                               "<InputSameAsOutput>true</InputSameAsOutput>"));
+    EXPECT_EQ(":31: /Configuration/Channels/Channel[3]/ControlLoop/Input/Type: \"Rvl::CAnalogChannelLoopIn\" "
+              "is a loopIn while InputSameAsOutput is true; expected \"Rvl::CPT1Element\"\n",
+              result.out);
+    EXPECT_EQ(78, result.exitCode);
+}
+
+TEST(LocalConfiguration, LagElementMayBeInputAndOutput)
+{
+    const SCheck result = check(pidExampleWith("<Type>Rvl::CAnalogChannelLoopIn</Type>\n"
+                                               "          <Channel>Jacket temperature</Channel>\n"
+                                               "        </Input>\n"
+                                               "        <Output>\n"
+                                               "          <Type>Rvl::CAnalogChannelLoopOut</Type>\n"
+                                               "          <Channel>Heater</Channel>\n"
+                                               "        </Output>",
+                                               "<Type>Rvl::CPT1Element</Type>\n"
+                                               "        </Input>\n"
+                                               "        <InputSameAsOutput>true</InputSameAsOutput>"));
+    EXPECT_EQ(": no faults\n", result.out);
+    EXPECT_EQ(0, result.exitCode);
+}
+
+TEST(LocalConfiguration, NumberThatTheLoopWouldQuietlyIgnoreIsAFault)
+{
+    const SCheck result = check(pidExampleWith("Maximum=\"80\"", "Maximum=\"eighty\""));
+    EXPECT_EQ(":39: /Configuration/Channels/Channel[3]/SetpointRange[@Maximum]: \"eighty\" is not a "
+              "number; expected a real number\n",
+              result.out);
+    EXPECT_EQ(78, result.exitCode);
+}
+
+TEST(LocalConfiguration, EveryFaultOfACascadeIsToldAtOnce)
+{
+    std::string text = readFile(examples + "/cascade/cascade.xml");
+    const auto replace = [&text](const std::string& part, const std::string& replacement) {
+        const std::size_t at = text.find(part);
+        ASSERT_NE(std::string::npos, at) << part;
+        text.replace(at, part.size(), replacement);
+    };
+    replace("<Channel>Vessel temperature</Channel>", "<Channel>Vessel temperatur</Channel>");
+    replace("<Channel>Heater</Channel>", "<Channel>Heather</Channel>");
+    replace("<PIDParam Name=\"jacket\"", "<PIDParam Title=\"jacket\"");
+    const SCheck result = check(text);
+    const std::string loop = "/Configuration/Channels/Channel[4]/ControlLoop";
+    EXPECT_EQ(":37: " + loop +
+                  "/Input/Channel: \"Vessel temperatur\" is not the name of an analog input; expected one of "
+                  "Jacket temperature, Vessel temperature (did you mean \"Vessel temperature\"?)\n"
+                  ":43: " +
+                  loop +
+                  "/Output/PIDParam[@Name]: is missing; expected a text\n"
+                  ":43: " +
+                  loop +
+                  "/Output/PIDParam[@Title]: unknown attribute; expected one of Name, Protected, K, Ti, Td, "
+                  "Tt, DerivativeGainLimit, MinU, MaxU, DisabledU, Setpoint, SampleTime_ms\n"
+                  ":51: " +
+                  loop +
+                  "/Output/Output/Channel: \"Heather\" is not the name of a digital output; expected "
+                  "\"Heater\"\n",
+              result.out);
+    EXPECT_EQ(78, result.exitCode);
+}
