@@ -67,7 +67,7 @@ struct CSignalDevice::Private
     std::mutex threadMutex;
     std::condition_variable threadChanged;
     bool stop = false;
-    bool updatedOnce = false;
+    bool isReady = false;
     std::thread thread;
 };
 
@@ -94,7 +94,7 @@ void CSignalDevice::connect()
     }
     starting();
     private_->stop = false;
-    private_->updatedOnce = false;
+    private_->isReady = false;
     try {
         private_->thread = std::thread([this] { run(); });
     } catch (const std::system_error& error) {
@@ -103,7 +103,7 @@ void CSignalDevice::connect()
                   "Device " + getName() + ": its thread could not be started: " + error.what());
     }
     std::unique_lock<std::mutex> lock(private_->threadMutex);
-    private_->threadChanged.wait(lock, [this] { return private_->updatedOnce; });
+    private_->threadChanged.wait(lock, [this] { return private_->isReady; });
     private_->connected = true;
 }
 
@@ -352,9 +352,15 @@ void CSignalDevice::reportAway()
     }
 }
 
+bool CSignalDevice::ready() const
+{
+    return true;
+}
+
 void CSignalDevice::run()
 {
     const std::chrono::milliseconds interval(private_->updateInterval_ms);
+    constexpr std::chrono::milliseconds soon(50);
     auto wakeUp = std::chrono::steady_clock::now();
     auto last = IClock::current().monotonic();
     for (bool lastOne = false;;) {
@@ -369,11 +375,13 @@ void CSignalDevice::run()
         if (lastOne) {
             return;
         }
-        // after a delay the next update comes at once, and those missed are not made up for
-        wakeUp = std::max(wakeUp + interval, std::chrono::steady_clock::now());
         std::unique_lock<std::mutex> lock(private_->threadMutex);
-        private_->updatedOnce = true;
+        private_->isReady = private_->isReady || ready();
         private_->threadChanged.notify_all();
+        // after a delay the next update comes at once, and those missed are not made up for; while somebody
+        // waits for the first values, they come soon
+        wakeUp = std::max(wakeUp + (private_->isReady ? interval : std::min(interval, soon)),
+                          std::chrono::steady_clock::now());
         // once told to stop, one more update carries out what was written until then
         lastOne = private_->threadChanged.wait_until(lock, wakeUp, [this] { return private_->stop; });
     }

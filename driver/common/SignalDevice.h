@@ -35,7 +35,8 @@ public:
 
     /// Reads the attribute "UpdateInterval_ms" (1 to 60000; the default is the subclass's).
     void setProperties(const boost::property_tree::ptree& tree) override;
-    /// Starts the thread and returns once it has updated for the first time.
+    /// Starts the thread and returns once the device is ready(), usually after its first update. Until then
+    /// it updates at least every 50 ms.
     void connect() override;
     void disconnect() override;
     bool isConnected() const override;
@@ -80,6 +81,9 @@ protected:
     /// Called on the device's thread with the update lock held, `elapsed_s` after the call before on the
     /// clock in force (0 in the first one after connecting). Must not throw.
     virtual void update(double elapsed_s) = 0;
+    /// Whether connect() need not wait any longer, asked after each update until it is true. By default the
+    /// first update is enough; a device whose sensors need longer for their first value says so.
+    virtual bool ready() const;
     /// An actuator's value was handed over. Called with the state lock held by whoever wrote: must return at
     /// once and must not call back.
     virtual void actuatorWritten(std::size_t actuator, double value);

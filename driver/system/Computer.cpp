@@ -137,6 +137,12 @@ void CComputer::update(double elapsed_s)
     publish(cpuUseSensor, *data.use);
 }
 
+bool CComputer::ready() const
+{
+    // without counters there will be no value, however long one waits
+    return private_->use || !private_->counters;
+}
+
 void CComputer::actuatorWritten(std::size_t, double value)
 {
     private_->load.setDuty(value);

@@ -45,6 +45,7 @@ public:
 protected:
     void starting() override;
     void update(double elapsed_s) override;
+    bool ready() const override;
     void actuatorWritten(std::size_t actuator, double value) override;
     void stopped() override;
 

@@ -88,15 +88,31 @@ TEST(Examples, CascadeBringsTheVesselToItsSetPoint)
 
 TEST(Examples, CpuLoadHoldsTheMachineAtItsSetPoint)
 {
-    const auto rows = rowsOf(runExample("cpu-load/cpu-load.xml", "15s"), "CPU");
-    const auto end = rowsOf(rows, "CPU", 7.0);
-    ASSERT_GT(end.size(), 10u);
-    const double mean = meanOf(end, actualValue);
-    const double load = meanOf(end, [](const SRecordRow& row) { return row.controlValue; });
-    // What else runs on the machine may need more than the set point; then the loop must have let go.
-    if (mean > 45.0) {
-        EXPECT_LT(load, 10.0) << "at " << mean << " % of the processor";
-    } else {
-        EXPECT_NEAR(40.0, mean, 5.0);
+    const auto rows = rowsOf(runExample("cpu-load/cpu-load.xml", "15s"), "CPU", 3.0);
+    ASSERT_GT(rows.size(), 50u);
+    // What else runs on the machine is the loop's disturbance, and a test has to expect any. Whatever it
+    // does: two seconds of too little must raise the load, two seconds of too much must not.
+    for (std::size_t end = 20; end < rows.size(); ++end) {
+        const auto [least, most] = std::minmax_element(
+            rows.begin() + static_cast<std::ptrdiff_t>(end) - 20,
+            rows.begin() + static_cast<std::ptrdiff_t>(end) + 1,
+            [](const SRecordRow& a, const SRecordRow& b) { return a.actualValue < b.actualValue; });
+        const double before = rows[end - 20].controlValue;
+        const double now = rows[end].controlValue;
+        if (most->actualValue < 32.0) {
+            EXPECT_TRUE(now > before || now == 100.0) << "from " << before << " to " << now << " %";
+        }
+        if (least->actualValue > 48.0) {
+            EXPECT_LT(now, before + 5.0);
+        }
+    }
+    // and if the rest of the machine keeps still, the set point is met
+    const auto others = [](const SRecordRow& row) { return row.actualValue - row.controlValue; };
+    const auto settled = rowsOf(rows, "CPU", 9.0);
+    const auto [quietest, busiest] =
+        std::minmax_element(settled.begin(), settled.end(),
+                            [&](const SRecordRow& a, const SRecordRow& b) { return others(a) < others(b); });
+    if (others(*busiest) < 35.0 && others(*busiest) - others(*quietest) < 20.0) {
+        EXPECT_NEAR(40.0, meanOf(settled, actualValue), 3.0);
     }
 }

@@ -72,11 +72,15 @@ TEST(Computer, PublishesItsCpuUse)
     EXPECT_EQ("", machine.use.fault());
 }
 
-TEST(Computer, HasNoValueBeforeTheFirstIntervalIsOver)
+TEST(Computer, HasAValueOnceItIsConnectedHoweverLongItsInterval)
 {
     SMachine machine("UpdateInterval_ms=\"60000\" Threads=\"1\"");
-    machine.device.connect();
     EXPECT_TRUE(std::isnan(machine.use.readValue()));
+    machine.device.connect();
+    EXPECT_FALSE(std::isnan(machine.use.readValue())) << "a loop may begin at once";
+    machine.device.disconnect();
+    machine.device.connect();
+    EXPECT_FALSE(std::isnan(machine.use.readValue()));
 }
 
 TEST(Computer, SmoothingFollowsSlowly)
