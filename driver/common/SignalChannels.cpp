@@ -67,6 +67,17 @@ void CSignalBinding::bindActuator(std::function<void()> restore)
     device_ = &device;
 }
 
+void CSignalBinding::bindPort(std::function<void()> restore)
+{
+    bindActuator(std::move(restore));
+    if (lines() == 0) {
+        const std::string device = device_->getName();
+        unbind();
+        RVL_THROW(CConfigurationException, "Channel " + channel_.getName() + ": actuator " + signal_ +
+                                               " of device " + device + " is no digital port");
+    }
+}
+
 void CSignalBinding::write(double value)
 {
     boundDevice().writeActuator(actuator_, value);
@@ -76,6 +87,16 @@ void CSignalBinding::writePercent(double percent)
 {
     CSignalDevice& device = boundDevice();
     device.writeActuator(actuator_, device.actuatorMaximum(actuator_) * percent / 100.0);
+}
+
+double CSignalBinding::maximum() const
+{
+    return device_ ? device_->actuatorMaximum(actuator_) : 0.0;
+}
+
+std::uint32_t CSignalBinding::lines() const
+{
+    return device_ ? device_->actuatorLines(actuator_) : 0;
 }
 
 std::uint64_t CSignalBinding::timesTakenToZero() const
@@ -188,6 +209,98 @@ void CSignalDigitalOutChannel::drive(const SState& state)
     const double onOff = state.on ? 100.0 : 0.0;
     binding_.writePercent(state.pwmMode ? static_cast<double>(state.dutyCycle) : onOff);
     state_ = state;
+}
+
+CSignalDigitalPortChannel::CSignalDigitalPortChannel(const std::string& name, const SDeviceFamily& family)
+    : IIoChannelInterface(name), CNameServerRegistrator(IDigitalOutInterface::NameServer, name, this),
+      binding_(*this, family)
+{}
+
+void CSignalDigitalPortChannel::setProperties(const boost::property_tree::ptree& tree)
+{
+    IIoChannelInterface::setProperties(tree);
+    binding_.setProperties(tree);
+}
+
+void CSignalDigitalPortChannel::connectToDevice()
+{
+    binding_.bindPort([this] { restoreOutput(); });
+}
+
+void CSignalDigitalPortChannel::writeMasked(std::uint32_t mask, std::uint32_t value)
+{
+    const std::lock_guard lock(mutex_);
+    askedMask_ |= mask;
+    asked_ = (asked_ & ~mask) | (value & mask);
+    drive(mask, value);
+}
+
+void CSignalDigitalPortChannel::restoreOutput()
+{
+    const std::lock_guard lock(mutex_);
+    if (askedMask_ != 0) {
+        drive(askedMask_, asked_);
+    }
+}
+
+void CSignalDigitalPortChannel::drive(std::uint32_t mask, std::uint32_t value)
+{
+    // a device that took its outputs to 0 meanwhile has forgotten the other lines, too
+    const std::uint64_t times = binding_.timesTakenToZero();
+    const std::uint32_t others = times == timesTakenToZero_ ? lines_ & ~mask : 0;
+    const std::uint32_t lines = (others | (value & mask)) & binding_.lines();
+    try {
+        binding_.write(lines);
+        lines_ = lines;
+        timesTakenToZero_ = times;
+        setFault((mask & ~binding_.lines()) == 0
+                     ? ""
+                     : "Channel " + getName() + ": the port does not have all lines that were written");
+    } catch (const CDeviceAccessException& exception) {
+        setFault(exception.what());
+    }
+}
+
+CSignalPumpChannel::CSignalPumpChannel(const std::string& name, const SDeviceFamily& family)
+    : IIoChannelInterface(name), CNameServerRegistrator(IPumpInterface::NameServer, name, this),
+      binding_(*this, family)
+{}
+
+void CSignalPumpChannel::setProperties(const boost::property_tree::ptree& tree)
+{
+    IIoChannelInterface::setProperties(tree);
+    binding_.setProperties(tree);
+}
+
+void CSignalPumpChannel::connectToDevice()
+{
+    binding_.bindActuator([this] { restoreOutput(); });
+}
+
+double CSignalPumpChannel::maximumFlow()
+{
+    return binding_.maximum();
+}
+
+void CSignalPumpChannel::generateFlow(double flow)
+{
+    const std::lock_guard lock(mutex_);
+    askedFlow_ = flow;
+    restoreOutput();
+}
+
+void CSignalPumpChannel::restoreOutput()
+{
+    const std::lock_guard lock(mutex_);
+    if (!askedFlow_) {
+        return;
+    }
+    try {
+        binding_.write(*askedFlow_);
+        setFault("");
+    } catch (const CDeviceAccessException& exception) {
+        setFault(exception.what());
+    }
 }
 
 } // namespace Rvl

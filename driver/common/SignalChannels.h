@@ -6,12 +6,16 @@
 #include "platform/rivlink_device/AnalogInChannel.h"
 #include "platform/rivlink_device/AnalogOutChannel.h"
 #include "platform/rivlink_device/DigitalOutChannel.h"
+#include "platform/rivlink_device/DigitalOutInterface.h"
+#include "platform/rivlink_device/PumpInterface.h"
 
 #include <boost/property_tree/ptree_fwd.hpp>
 
 #include <cstddef>
 #include <cstdint>
 #include <functional>
+#include <mutex>
+#include <optional>
 #include <string>
 
 namespace Rvl {
@@ -44,10 +48,15 @@ public:
     void setProperties(const boost::property_tree::ptree& tree);
     void bindSensor(CAnalogInChannel& channel);
     void bindActuator(std::function<void()> restore);
+    /// As bindActuator(). Throws CConfigurationException if the actuator is no digital port.
+    void bindPort(std::function<void()> restore);
     /// Hands over the actuator's value. Throws CDeviceAccessException if there is no device yet.
     void write(double value);
     /// Hands over a share of what the actuator can give, in percent.
     void writePercent(double percent);
+    /// The actuator's maximum and the port's lines, or 0 without a device.
+    double maximum() const;
+    std::uint32_t lines() const;
     /// CSignalDevice::timesTakenToZero(), or 0 without a device.
     std::uint64_t timesTakenToZero() const;
 
@@ -116,6 +125,53 @@ private:
 
     SState state_; ///< what the device was last told
     std::uint64_t timesTakenToZero_ = 0;
+    CSignalBinding binding_;
+};
+
+/// Digital port on an actuator that is one (CSignalDevice::addPort()). A write for lines that the port does
+/// not have reaches the others and marks the channel faulty. Events come on the thread that writes.
+class CSignalDigitalPortChannel final
+    : public IIoChannelInterface,
+      public IDigitalOutInterface,
+      private CNameServerRegistrator<IDigitalOutInterface*, CNameServer<IDigitalOutInterface*>>
+{
+public:
+    CSignalDigitalPortChannel(const std::string& name, const SDeviceFamily& family);
+    void setProperties(const boost::property_tree::ptree& tree) override;
+    void connectToDevice() override;
+    void writeMasked(std::uint32_t mask, std::uint32_t value) override;
+
+private:
+    void restoreOutput();
+    void drive(std::uint32_t mask, std::uint32_t value);
+
+    std::recursive_mutex mutex_;
+    std::uint32_t askedMask_ = 0; ///< the lines that were ever written, and what was last asked of them
+    std::uint32_t asked_ = 0;
+    std::uint32_t lines_ = 0; ///< what the device was last told
+    std::uint64_t timesTakenToZero_ = 0;
+    CSignalBinding binding_;
+};
+
+/// Pump on an actuator: its value is the flow, and its maximum the largest flow in either direction.
+class CSignalPumpChannel final : public IIoChannelInterface,
+                                 public IPumpInterface,
+                                 private CNameServerRegistrator<IPumpInterface*, CNameServer<IPumpInterface*>>
+{
+public:
+    CSignalPumpChannel(const std::string& name, const SDeviceFamily& family);
+    void setProperties(const boost::property_tree::ptree& tree) override;
+    void connectToDevice() override;
+    /// 0 before connectToDevice().
+    double maximumFlow() override;
+    /// A flow that is not a number is refused and marks the channel faulty; the pump keeps its flow.
+    void generateFlow(double flow) override;
+
+private:
+    void restoreOutput();
+
+    std::recursive_mutex mutex_;
+    std::optional<double> askedFlow_;
     CSignalBinding binding_;
 };
 

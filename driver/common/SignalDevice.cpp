@@ -12,6 +12,7 @@
 #include <chrono>
 #include <cmath>
 #include <condition_variable>
+#include <limits>
 #include <mutex>
 #include <system_error>
 #include <thread>
@@ -26,6 +27,7 @@ struct SActuator
     std::string name;
     double minimum;
     double maximum;
+    std::uint32_t lines = 0;
     double command = 0.0;
 };
 
@@ -225,7 +227,13 @@ void CSignalDevice::writeActuator(std::size_t actuator, double value)
 
 double CSignalDevice::actuatorMaximum(std::size_t actuator) const
 {
+    const std::lock_guard lock(private_->stateMutex);
     return private_->actuators.at(actuator).maximum;
+}
+
+std::uint32_t CSignalDevice::actuatorLines(std::size_t actuator) const
+{
+    return private_->actuators.at(actuator).lines;
 }
 
 std::uint64_t CSignalDevice::timesTakenToZero() const
@@ -255,6 +263,22 @@ std::size_t CSignalDevice::addActuator(const std::string& name, double minimum, 
 {
     private_->actuators.push_back({name, minimum, maximum});
     return private_->actuators.size() - 1;
+}
+
+std::size_t CSignalDevice::addPort(const std::string& name, unsigned lineCount)
+{
+    const std::uint32_t lines = std::numeric_limits<std::uint32_t>::max() >> (32U - lineCount);
+    private_->actuators.push_back({name, 0.0, static_cast<double>(lines), lines});
+    return private_->actuators.size() - 1;
+}
+
+void CSignalDevice::setActuatorRange(std::size_t actuator, double minimum, double maximum)
+{
+    const std::lock_guard lock(private_->stateMutex);
+    SActuator& changed = private_->actuators.at(actuator);
+    changed.minimum = minimum;
+    changed.maximum = maximum;
+    changed.command = std::clamp(changed.command, minimum, maximum);
 }
 
 void CSignalDevice::starting() {}

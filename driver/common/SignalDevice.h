@@ -63,6 +63,8 @@ public:
     void writeActuator(std::size_t actuator, double value);
     /// What an actuator gives when it is switched on or driven at 100 percent.
     double actuatorMaximum(std::size_t actuator) const;
+    /// The lines of a digital port, one bit each; 0 for an actuator that is none.
+    std::uint32_t actuatorLines(std::size_t actuator) const;
     /// How often the device itself has taken its actuators to 0, because it was disconnected or went away.
     std::uint64_t timesTakenToZero() const;
     /// The value last handed over, or 0 if the device took it there.
@@ -75,6 +77,11 @@ protected:
     std::size_t addSensor(const std::string& name);
     /// An actuator's range must contain 0, its safe value.
     std::size_t addActuator(const std::string& name, double minimum, double maximum);
+    /// A digital port of 1 to 32 lines is an actuator whose value is the number that its lines make, line 0
+    /// being the lowest bit.
+    std::size_t addPort(const std::string& name, unsigned lineCount);
+    /// Another range for an actuator, which must contain 0. Not while connected.
+    void setActuatorRange(std::size_t actuator, double minimum, double maximum);
 
     /// Called before the thread starts. May throw CDeviceAccessException: the device is then not connected.
     virtual void starting();

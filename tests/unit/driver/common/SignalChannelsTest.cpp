@@ -7,6 +7,7 @@
 
 #include <gmock/gmock.h>
 
+#include <cmath>
 #include <memory>
 
 using namespace Rvl;
@@ -24,10 +25,36 @@ public:
     bool isConnected() const override { return false; }
 };
 
-template <class Channel>
-std::unique_ptr<Channel> bound(const std::string& name, const std::string& device, const std::string& signal)
+/// A device with a port "Lines" of three lines and an actuator "Level" that is none.
+class CPortDevice final : public CSignalDevice
 {
-    auto channel = std::make_unique<Channel>(name, testDevices);
+public:
+    explicit CPortDevice(const std::string& name) : CSignalDevice(name, 1)
+    {
+        addPort("Lines", 3);
+        addActuator("Level", 0.0, 7.0);
+    }
+    ~CPortDevice() override { disconnect(); }
+    using CSignalDevice::setActuatorRange;
+    using CSignalDevice::setAway;
+    void updateOnce()
+    {
+        withUpdateLock([this] { update(0.0); });
+    }
+
+protected:
+    void update(double) override { reportAway(); }
+};
+
+const SDeviceFamily portDevices{
+    "a port device", "port devices",
+    [](IDeviceInterface* device) -> CSignalDevice* { return dynamic_cast<CPortDevice*>(device); }};
+
+template <class Channel>
+std::unique_ptr<Channel> bound(const std::string& name, const std::string& device, const std::string& signal,
+                               const SDeviceFamily& family = testDevices)
+{
+    auto channel = std::make_unique<Channel>(name, family);
     boost::property_tree::ptree node;
     node.put("Device", device);
     node.put("Signal", signal);
@@ -190,6 +217,150 @@ TEST(SignalChannels, UnboundOutputIsFaultyInsteadOfThrowing)
     digital.writeOutput(true);
     EXPECT_EQ("Channel Analog is not bound to a device", analog.fault());
     EXPECT_EQ("Channel Digital is not bound to a device", digital.fault());
+}
+
+TEST(SignalChannels, PortWritesTheLinesOfTheMaskAndLeavesTheOthers)
+{
+    CPortDevice device("Rig");
+    const auto port = bound<CSignalDigitalPortChannel>("Port", "Rig", "Lines", portDevices);
+    IDigitalOutInterface& found = *IDigitalOutInterface::NameServer.lookupObject("Port");
+    found.writeMasked(3, 2);
+    EXPECT_EQ(2.0, device.actuatorCommand("Lines"));
+    found.writeMasked(4, 7);
+    EXPECT_EQ(6.0, device.actuatorCommand("Lines"));
+    found.writeMasked(3, 1);
+    EXPECT_EQ(5.0, device.actuatorCommand("Lines"));
+    EXPECT_EQ("", port->fault());
+}
+
+TEST(SignalChannels, PortWithoutAWrittenLineIsFaultyAndWritesTheOthers)
+{
+    CPortDevice device("Rig");
+    const auto port = bound<CSignalDigitalPortChannel>("Port", "Rig", "Lines", portDevices);
+    port->writeMasked(9, 9);
+    EXPECT_EQ(1.0, device.actuatorCommand("Lines"));
+    EXPECT_EQ("Channel Port: the port does not have all lines that were written", port->fault());
+    port->writeMasked(7, 4);
+    EXPECT_EQ(4.0, device.actuatorCommand("Lines"));
+    EXPECT_EQ("", port->fault());
+}
+
+TEST(SignalChannels, PortBindsToAPortOnly)
+{
+    CPortDevice device("Rig");
+    const auto bind = [] { bound<CSignalDigitalPortChannel>("Port", "Rig", "Level", portDevices); };
+    EXPECT_EQ("Channel Port: actuator Level of device Rig is no digital port",
+              messageOf<CConfigurationException>(bind));
+    const auto level = bound<CSignalAnalogOutChannel>("Level", "Rig", "Level", portDevices);
+    level->safeWriteOutput(3.0);
+    EXPECT_EQ(3.0, device.actuatorCommand("Level")) << "the refused channel does not hold the actuator";
+}
+
+TEST(SignalChannels, ReturnRestoresThePort)
+{
+    CPortDevice device("Rig");
+    const auto port = bound<CSignalDigitalPortChannel>("Port", "Rig", "Lines", portDevices);
+    port->writeMasked(7, 6);
+    device.setAway(true);
+    port->writeMasked(3, 1);
+    EXPECT_EQ("Device Rig is away and does not answer", port->fault());
+    EXPECT_EQ(0.0, device.actuatorCommand("Lines"));
+    device.setAway(false);
+    device.updateOnce();
+    EXPECT_EQ(5.0, device.actuatorCommand("Lines"));
+    EXPECT_EQ("", port->fault());
+}
+
+TEST(SignalChannels, WritingALineAfterAReconnectDoesNotBringBackTheOthers)
+{
+    CPortDevice device("Rig");
+    const auto port = bound<CSignalDigitalPortChannel>("Port", "Rig", "Lines", portDevices);
+    device.connect();
+    port->writeMasked(7, 6);
+    device.disconnect();
+    device.connect();
+    port->writeMasked(1, 1);
+    EXPECT_EQ(1.0, device.actuatorCommand("Lines"));
+}
+
+TEST(SignalChannels, PumpGeneratesASignedFlowUpToItsMaximum)
+{
+    CTestDevice device("Rig");
+    const auto channel = bound<CSignalPumpChannel>("Feed", "Rig", "Pump");
+    IPumpInterface& pump = *IPumpInterface::NameServer.lookupObject("Feed");
+    EXPECT_EQ(5.0, pump.maximumFlow());
+    pump.generateFlow(3.5);
+    EXPECT_EQ(3.5, device.actuatorCommand("Pump"));
+    pump.generateFlow(-1.5);
+    EXPECT_EQ(-1.5, device.actuatorCommand("Pump"));
+    pump.generateFlow(8.0);
+    EXPECT_EQ(5.0, device.actuatorCommand("Pump"));
+    EXPECT_EQ("", channel->fault());
+}
+
+TEST(SignalChannels, PumpKeepsItsFlowForWhatIsNotANumber)
+{
+    CTestDevice device("Rig");
+    const auto pump = bound<CSignalPumpChannel>("Feed", "Rig", "Pump");
+    pump->generateFlow(3.5);
+    pump->generateFlow(std::nan(""));
+    EXPECT_EQ(3.5, device.actuatorCommand("Pump"));
+    EXPECT_EQ("Device Rig refuses a value that is not a number", pump->fault());
+}
+
+TEST(SignalChannels, ReturnRestoresThePumpsFlow)
+{
+    CTestDevice device("Rig");
+    const auto pump = bound<CSignalPumpChannel>("Feed", "Rig", "Pump");
+    pump->generateFlow(3.5);
+    device.setAway(true);
+    pump->generateFlow(2.5);
+    EXPECT_EQ("Device Rig is away and does not answer", pump->fault());
+    device.setAway(false);
+    device.updateOnce();
+    EXPECT_EQ(2.5, device.actuatorCommand("Pump"));
+    EXPECT_EQ("", pump->fault());
+}
+
+TEST(SignalChannels, ReturnLeavesAPortAndAPumpAloneOfWhichNothingWasAsked)
+{
+    CTestDevice device("Rig");
+    CPortDevice other("Other");
+    const auto pump = bound<CSignalPumpChannel>("Feed", "Rig", "Pump");
+    const auto port = bound<CSignalDigitalPortChannel>("Port", "Other", "Lines", portDevices);
+    device.writeActuator(1, 2.0);
+    other.writeActuator(0, 2.0);
+    for (const bool away : {true, false}) {
+        device.setAway(away);
+        other.setAway(away);
+        device.updateOnce();
+        other.updateOnce();
+    }
+    EXPECT_EQ(0.0, device.actuatorCommand("Pump"));
+    EXPECT_EQ(0.0, other.actuatorCommand("Lines"));
+}
+
+TEST(SignalChannels, UnboundPortAndPumpAreFaultyInsteadOfThrowing)
+{
+    CSignalDigitalPortChannel port("Port", portDevices);
+    CSignalPumpChannel pump("Feed", testDevices);
+    port.writeMasked(1, 1);
+    pump.generateFlow(1.0);
+    EXPECT_EQ(0.0, pump.maximumFlow());
+    EXPECT_EQ("Channel Port is not bound to a device", port.fault());
+    EXPECT_EQ("Channel Feed is not bound to a device", pump.fault());
+}
+
+TEST(SignalChannels, AnActuatorsNewRangeLimitsWhatWasWrittenBefore)
+{
+    CPortDevice device("Rig");
+    const auto pump = bound<CSignalPumpChannel>("Feed", "Rig", "Level", portDevices);
+    pump->generateFlow(6.0);
+    device.setActuatorRange(1, -4.0, 4.0);
+    EXPECT_EQ(4.0, device.actuatorCommand("Level"));
+    EXPECT_EQ(4.0, pump->maximumFlow());
+    pump->generateFlow(-9.0);
+    EXPECT_EQ(-4.0, device.actuatorCommand("Level"));
 }
 
 TEST(SignalChannels, ChannelsMayGoWhileTheirDeviceRuns)
