@@ -1,6 +1,9 @@
 #include "driver/simulated/SimulatedFactoriesRegistration.h"
 
 #include "driver/common/SignalChannels.h"
+#include "driver/simulated/ChipHeater.h"
+#include "driver/simulated/PeltierBench.h"
+#include "driver/simulated/PumpedVessel.h"
 #include "driver/simulated/SimulatedFaultSwitch.h"
 #include "driver/simulated/ThermalBench.h"
 #include "platform/rivlink_core/Environment.h"
@@ -26,6 +29,12 @@ protected:
     }
 };
 
+template <class Device> void putDevice(const char* typeName)
+{
+    CEnvironment::getInstance()->getDeviceFactoryRegistry().put(
+        std::make_shared<CSignalDeviceFactory<Device>>(typeName));
+}
+
 template <class Channel> void putChannel(const char* typeName)
 {
     CEnvironment::getInstance()->getIoChannellFactoryRegistry().put(
@@ -36,13 +45,17 @@ void registerSimulatedFactories()
 {
     LOG4CPLUS_INFO(log4cplus::Logger::getInstance(LOG4CPLUS_TEXT("EnvLogger")),
                    "Registering Simulated plugin factories");
-    CEnvironment& environment = *CEnvironment::getInstance();
-    environment.getDeviceFactoryRegistry().put(
-        std::make_shared<CSignalDeviceFactory<CThermalBench>>("Rvl::CThermalBench"));
+    putDevice<CChipHeater>("Rvl::CChipHeater");
+    putDevice<CPeltierBench>("Rvl::CPeltierBench");
+    putDevice<CPumpedVessel>("Rvl::CPumpedVessel");
+    putDevice<CThermalBench>("Rvl::CThermalBench");
     putChannel<CSignalAnalogInChannel>("Rvl::CSimulatedAnalogInChannel");
     putChannel<CSignalAnalogOutChannel>("Rvl::CSimulatedAnalogOutChannel");
     putChannel<CSignalDigitalOutChannel>("Rvl::CSimulatedDigitalOutChannel");
-    environment.getIoChannellFactoryRegistry().put(std::make_shared<CSimulatedFaultSwitchFactory>());
+    putChannel<CSignalDigitalPortChannel>("Rvl::CSimulatedDigitalPortChannel");
+    putChannel<CSignalPumpChannel>("Rvl::CSimulatedPumpChannel");
+    CEnvironment::getInstance()->getIoChannellFactoryRegistry().put(
+        std::make_shared<CSimulatedFaultSwitchFactory>());
 }
 
 [[maybe_unused]] const bool connectedAtLoad = (registerSimulatedPlugin(), true);

@@ -1,5 +1,8 @@
 #include "driver/simulated/SimulatedFactoriesRegistration.h"
 
+#include "driver/simulated/ChipHeater.h"
+#include "driver/simulated/PeltierBench.h"
+#include "driver/simulated/PumpedVessel.h"
 #include "driver/simulated/ThermalBench.h"
 #include "platform/rivlink_core/Environment.h"
 #include "tests/support/DeviceTools.h"
@@ -22,40 +25,98 @@ protected:
 
     const nlohmann::json descriptions = typeDescriptions("rivlink_simulated");
     CThermalBench present{"Present"};
+    CPeltierBench peltier{"Peltier"};
     const std::vector<std::string> samples{
         "<Device Name=\"Bench\" Type=\"Rvl::CThermalBench\">"
         "<Fault Kind=\"SensorNaN\" Signal=\"VesselTemperature\"/></Device>",
+        "<Device Name=\"Chip\" Type=\"Rvl::CChipHeater\"><Fault Kind=\"DeviceAway\"/></Device>",
+        "<Device Name=\"Bench\" Type=\"Rvl::CPeltierBench\"><Fault Kind=\"DeviceAway\"/></Device>",
+        "<Device Name=\"Vessel\" Type=\"Rvl::CPumpedVessel\"><Fault Kind=\"DeviceAway\"/></Device>",
         "<Channel Name=\"C\" Type=\"Rvl::CSimulatedAnalogInChannel\"><Device>Present</Device>"
         "<Signal>VesselTemperature</Signal></Channel>",
         "<Channel Name=\"C\" Type=\"Rvl::CSimulatedAnalogOutChannel\"><Device>Present</Device>"
         "<Signal>Heater</Signal></Channel>",
         "<Channel Name=\"C\" Type=\"Rvl::CSimulatedDigitalOutChannel\"><Device>Present</Device>"
         "<Signal>Heater</Signal></Channel>",
+        "<Channel Name=\"C\" Type=\"Rvl::CSimulatedDigitalPortChannel\"><Device>Peltier</Device>"
+        "<Signal>Direction</Signal></Channel>",
+        "<Channel Name=\"C\" Type=\"Rvl::CSimulatedPumpChannel\"><Device>Present</Device>"
+        "<Signal>Heater</Signal></Channel>",
         "<Channel Name=\"C\" Type=\"Rvl::CSimulatedFaultSwitch\"><Device>Present</Device>"
         "<Kind>DeviceAway</Kind></Channel>",
     };
 };
 
+/// What a device shows at all its sensors in some seconds, and how often: driven by what `drive` writes
+/// before each step.
+template <class Device, class Drive>
+std::vector<double> shownBy(const boost::property_tree::ptree& node, Drive drive)
+{
+    Device device("Bench");
+    device.setProperties(node);
+    std::vector<double> values{static_cast<double>(device.updateInterval_ms())};
+    std::vector<std::unique_ptr<CSignalAnalogInChannel>> channels;
+    for (const std::string& sensor : device.sensors()) {
+        channels.push_back(std::make_unique<CSignalAnalogInChannel>(sensor, simulatedDevices));
+        device.bindSensor(sensor, *channels.back());
+    }
+    for (int i = 0; i < 20; ++i) {
+        drive(device, i);
+        device.step(0.13);
+        for (const auto& channel : channels) {
+            values.push_back(channel->readValue());
+        }
+    }
+    for (const auto& channel : channels) {
+        device.unbind(*channel);
+    }
+    return values;
+}
+
+using Behaviour = std::vector<double> (*)(const boost::property_tree::ptree& node);
+
 /// What a bench with these attributes shows in some seconds of heating.
 std::vector<double> behaviour(const boost::property_tree::ptree& node)
 {
-    CThermalBench bench("Bench");
-    bench.setProperties(node);
-    std::vector<double> values{static_cast<double>(bench.updateInterval_ms())};
-    CSignalAnalogInChannel jacket("Jacket", simulatedDevices);
-    CSignalAnalogInChannel vessel("Vessel", simulatedDevices);
-    bench.bindSensor("JacketTemperature", jacket);
-    bench.bindSensor("VesselTemperature", vessel);
-    bench.writeActuator(0, 60.0);
-    for (int i = 0; i < 20; ++i) {
-        bench.step(0.13);
-        values.push_back(jacket.readValue());
-        values.push_back(vessel.readValue());
-    }
-    bench.unbind(jacket);
-    bench.unbind(vessel);
-    return values;
+    return shownBy<CThermalBench>(node, [](CThermalBench& bench, int) { bench.writeActuator(0, 60.0); });
 }
+
+std::vector<double> behaviourOfChip(const boost::property_tree::ptree& node)
+{
+    return shownBy<CChipHeater>(node, [](CChipHeater& chip, int) {
+        chip.writeActuator(0, 60.0);
+        chip.writeActuator(1, 1.0);
+    });
+}
+
+/// Heating, then cooling.
+std::vector<double> behaviourOfPeltier(const boost::property_tree::ptree& node)
+{
+    return shownBy<CPeltierBench>(node, [](CPeltierBench& bench, int step) {
+        bench.writeActuator(0, step < 10 ? 2.0 : 1.0);
+        bench.writeActuator(1, 60.0);
+    });
+}
+
+/// Filling up to where a relief valve would open, then emptying, as fast as the pump can.
+std::vector<double> behaviourOfVessel(const boost::property_tree::ptree& node)
+{
+    return shownBy<CPumpedVessel>(
+        node, [](CPumpedVessel& vessel, int step) { vessel.writeActuator(0, step < 15 ? 1e6 : -1e6); });
+}
+
+struct SSpecimen
+{
+    std::string type;
+    Behaviour behaviour;
+    /// An attribute without whose noise the seed would not show.
+    std::string noise;
+};
+
+const std::vector<SSpecimen> specimens{{"Rvl::CChipHeater", &behaviourOfChip, "Noise"},
+                                       {"Rvl::CPeltierBench", &behaviourOfPeltier, "Noise"},
+                                       {"Rvl::CPumpedVessel", &behaviourOfVessel, "PressureNoise"},
+                                       {"Rvl::CThermalBench", &behaviour, "Noise"}};
 
 std::string textOf(const nlohmann::json& number)
 {
@@ -91,27 +152,34 @@ TEST_F(SimulatedTypes, BadNumbersAreRefused)
 
 TEST_F(SimulatedTypes, EachDefaultBehavesAsIfWritten)
 {
-    // noise makes the seed visible, and both are attributes with a default of their own
-    const auto base = nodeOf("<Device/>");
-    auto noisy = base;
-    noisy.put("<xmlattr>.Noise", "0.1");
+    std::vector<std::string> types;
     int checked = 0;
-    for (const auto& key : keysOf(descriptions, "Rvl::CThermalBench")) {
-        const std::string path = key.at("path");
-        if (!key.contains("default") || path.rfind("<xmlattr>", 0) != 0) {
-            continue;
+    for (const SSpecimen& specimen : specimens) {
+        types.push_back(specimen.type);
+        for (const auto& key : keysOf(descriptions, specimen.type)) {
+            const std::string path = key.at("path");
+            if (!key.contains("default") || path.rfind("<xmlattr>", 0) != 0) {
+                continue;
+            }
+            auto absent = nodeOf("<Device/>");
+            if (path == "<xmlattr>.Seed") {
+                absent.put("<xmlattr>." + specimen.noise, "0.1");
+            } else if (path == "<xmlattr>.ReliefPressure") {
+                absent.put("<xmlattr>.MaximumFlow", "4000"); // enough to open the valve
+            }
+            auto written = absent;
+            written.put(path, textOf(key.at("default")));
+            EXPECT_EQ(specimen.behaviour(absent), specimen.behaviour(written)) << specimen.type << path;
+            auto changed = absent;
+            changed.put(path, key.at("type") == "integer"
+                                  ? textOf(key.at("default").get<long long>() + 1)
+                                  : textOf(key.at("default").get<double>() * 1.5 + 0.25));
+            EXPECT_NE(specimen.behaviour(absent), specimen.behaviour(changed)) << specimen.type << path;
+            ++checked;
         }
-        const auto& absent = path == "<xmlattr>.Seed" ? noisy : base;
-        auto written = absent;
-        written.put(path, textOf(key.at("default")));
-        EXPECT_EQ(behaviour(absent), behaviour(written)) << path;
-        auto changed = absent;
-        changed.put(path, key.at("type") == "integer" ? textOf(key.at("default").get<long long>() + 1)
-                                                      : textOf(key.at("default").get<double>() * 1.5 + 0.25));
-        EXPECT_NE(behaviour(absent), behaviour(changed)) << path;
-        ++checked;
     }
-    EXPECT_EQ(11, checked);
+    EXPECT_EQ(typeNames(descriptions, "device"), types);
+    EXPECT_EQ(11 + 11 + 7 + 8, checked);
 }
 
 TEST_F(SimulatedTypes, AbsentInitialTemperatureIsTheAmbientTemperature)
@@ -158,6 +226,6 @@ TEST(SimulatedFactoriesRegistration, ConnectsAtLoadAndOnceMoreOnRequest)
     registerSimulatedPlugin();
     EXPECT_EQ(slots + 1, environment.registerFactories().num_slots());
     environment.registerFactories()();
-    EXPECT_EQ(1U, environment.getDeviceFactoryRegistry().size());
-    EXPECT_EQ(4U, environment.getIoChannellFactoryRegistry().size());
+    EXPECT_EQ(4U, environment.getDeviceFactoryRegistry().size());
+    EXPECT_EQ(6U, environment.getIoChannellFactoryRegistry().size());
 }
