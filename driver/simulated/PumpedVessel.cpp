@@ -161,11 +161,11 @@ void CPumpedVessel::advance(double step_s)
 
 double CPumpedVessel::maximumStep_s() const
 {
-    // the fastest decay that the leak can cause is that of the smallest cushion
+    // stays stable at the fastest decay that the leak can cause, that of the smallest cushion
     const double smallest = private_->smallestGas();
     const double rate =
         private_->leak / 60.0 * private_->ambientPressure * private_->initialGas / (smallest * smallest);
-    return std::min(0.001, 0.1 / rate);
+    return std::min(0.001, 1.0 / rate);
 }
 
 double CPumpedVessel::measure(std::size_t sensor)

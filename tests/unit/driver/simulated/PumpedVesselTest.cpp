@@ -133,6 +133,15 @@ TEST(PumpedVessel, ReliefValveLimitsThePressure)
     EXPECT_NEAR(400.0, device->flow(), 1e-9);
 }
 
+TEST(PumpedVessel, StaysSteadyWithATinyCushionAndALargeLeak)
+{
+    const auto device = rig<CPumpedVessel>("Volume=\"1\" InitialLiquid=\"0.98\" Leak=\"100\" "
+                                           "AmbientPressure=\"200\" ReliefPressure=\"1000\"");
+    pump(*device, 400.0);
+    device->step(2.0);
+    EXPECT_NEAR(4.0, device->pressure(), 1e-6) << "flow by leak";
+}
+
 TEST(PumpedVessel, EmptyVesselGivesNoMoreThanLeaksIn)
 {
     const auto device = rig<CPumpedVessel>("");
