@@ -2,6 +2,7 @@
 
 #include "host/ConfigurationFrame.h"
 #include "host/KeyCheck.h"
+#include "host/KeyText.h"
 #include "host/NumberText.h"
 #include "host/Suggestion.h"
 
@@ -13,8 +14,7 @@ namespace {
 
 bool isPlain(const SKeyNode& keys)
 {
-    return keys.key && keys.key->type != SKeyDescription::Section &&
-           keys.key->type != SKeyDescription::Element && keys.key->type != SKeyDescription::Object;
+    return keys.key && isValue(*keys.key);
 }
 
 /// Whether a boolean key is there and true; an empty path names none.
@@ -31,6 +31,13 @@ bool isTrue(const pugi::xml_node& typeNode, const std::string& path)
 std::string withArticle(const std::string& noun)
 {
     return (std::string("aeiou").find(noun.front()) == std::string::npos ? "a " : "an ") + noun;
+}
+
+/// What tells an editor the schema of the file.
+bool isForEditors(const pugi::xml_node& node, const std::string& attribute)
+{
+    return node.parent().type() == pugi::node_document &&
+           (attribute == "xmlns:xsi" || attribute == "xsi:noNamespaceSchemaLocation");
 }
 
 } // namespace
@@ -118,6 +125,9 @@ void CConfigurationCheck::checkAttributes(const pugi::xml_node& node, const SKey
     std::set<std::string> seen;
     for (const pugi::xml_attribute& attribute : node.attributes()) {
         const std::string name = attribute.name();
+        if (isForEditors(node, name)) {
+            continue;
+        }
         const SKeyDescription* const key = keys.attribute(name);
         std::string wrong;
         if (!key) {

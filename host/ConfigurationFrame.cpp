@@ -11,15 +11,17 @@ namespace {
 
 std::vector<SKeyDescription> frameKeys()
 {
-    const auto key = [](const char* path, SKeyDescription::eType type, bool required) {
+    const auto key = [](const char* path, SKeyDescription::eType type, bool required, const char* meaning) {
         SKeyDescription result;
         result.path = path;
         result.type = type;
         result.required = required;
+        result.meaning = meaning;
         return result;
     };
-    const auto repeated = [&](const char* path, SKeyDescription::eType type, const char* kind) {
-        SKeyDescription result = key(path, type, false);
+    const auto repeated = [&](const char* path, SKeyDescription::eType type, const char* kind,
+                              const char* meaning) {
+        SKeyDescription result = key(path, type, false, meaning);
         result.repeated = true;
         if (*kind) {
             result.kinds = {kind};
@@ -27,25 +29,35 @@ std::vector<SKeyDescription> frameKeys()
         return result;
     };
     return {
-        key("Plugins", SKeyDescription::Section, true),
-        repeated("Plugins.Plugin", SKeyDescription::Section, ""),
-        key("Plugins.Plugin.<xmlattr>.Name", SKeyDescription::Text, true),
-        key("Plugins.Plugin.<xmlattr>.Path", SKeyDescription::Text, false),
-        key("Buses", SKeyDescription::Section, false),
-        repeated("Buses.Bus", SKeyDescription::Object, "bus"),
-        key("Devices", SKeyDescription::Section, false),
-        repeated("Devices.Device", SKeyDescription::Object, "device"),
-        key("Channels", SKeyDescription::Section, true),
-        repeated("Channels.Channel", SKeyDescription::Object, "channel"),
+        key("Plugins", SKeyDescription::Section, true, "the plug-ins whose types the configuration uses"),
+        repeated("Plugins.Plugin", SKeyDescription::Section, "", "one plug-in"),
+        key("Plugins.Plugin.<xmlattr>.Name", SKeyDescription::Text, true,
+            "the plug-in's name, which is that of its library without prefix and suffix"),
+        key("Plugins.Plugin.<xmlattr>.Path", SKeyDescription::Text, false,
+            "path of the plug-in's library, from the configuration's folder; absent: it is looked for in the "
+            "plug-in path"),
+        key("Buses", SKeyDescription::Section, false, "the buses, built first"),
+        repeated("Buses.Bus", SKeyDescription::Object, "bus", "one bus; its keys depend on its type"),
+        key("Devices", SKeyDescription::Section, false, "the devices"),
+        repeated("Devices.Device", SKeyDescription::Object, "device",
+                 "one device; its keys depend on its type"),
+        key("Channels", SKeyDescription::Section, true, "the channels, controllers among them"),
+        repeated("Channels.Channel", SKeyDescription::Object, "channel",
+                 "one channel; its keys depend on its type"),
     };
 }
 
 } // namespace
 
-const SKeyNode& configurationFrame()
+const std::vector<SKeyDescription>& configurationFrameKeys()
 {
     static const std::vector<SKeyDescription> keys = frameKeys();
-    static const std::unique_ptr<SKeyNode> frame = arrangeKeys(keys);
+    return keys;
+}
+
+const SKeyNode& configurationFrame()
+{
+    static const std::unique_ptr<SKeyNode> frame = arrangeKeys(configurationFrameKeys());
     return *frame;
 }
 

@@ -12,6 +12,8 @@ namespace Rvl {
 
 /// The keys that the host itself reads of a configuration: plug-ins, and the objects to build.
 const SKeyNode& configurationFrame();
+/// The same as a list, as types have it.
+const std::vector<SKeyDescription>& configurationFrameKeys();
 
 /// The type that a node names for itself: in its attribute "Type" (an object of the host) or in its child
 /// "Type" (an element of a loop). Nothing if it names none.

@@ -56,6 +56,9 @@ SKeyDescription keyFromJson(const Json& json)
         key.narrowedKinds = json.at("kindsWhile").at("kinds").get<std::vector<std::string>>();
     }
     key.repeated = json.value("repeated", false);
+    if (json.contains("example")) {
+        key.example = asConfigurationText(json.at("example"));
+    }
     key.meaning = json.value("meaning", std::string());
     return key;
 }
@@ -67,6 +70,7 @@ std::unique_ptr<STypeDescription> typeFromJson(const Json& json, const std::stri
     type->kind = json.at("kind").get<std::string>();
     type->bases = json.value("bases", std::vector<std::string>());
     type->provides = json.value("provides", std::vector<std::string>());
+    type->example = json.value("example", std::string());
     type->meaning = json.value("meaning", std::string());
     type->plugin = plugin;
     if (json.contains("keys")) {

@@ -42,6 +42,7 @@ struct SKeyDescription
     std::string narrowedWhile;              ///< path of a boolean key
     std::vector<std::string> narrowedKinds; ///< take the place of `kinds` while that one is true
     bool repeated = false;
+    std::string example; ///< a value for short configurations; empty if none is given
     std::string meaning;
 };
 
@@ -55,6 +56,7 @@ struct STypeDescription
     std::string kind;
     std::vector<std::string> bases;
     std::vector<std::string> provides; ///< including those of its bases
+    std::string example;               ///< a name for an object of the type; empty if none is given
     std::string meaning;
     std::string plugin;
     std::vector<SKeyDescription> keys; ///< including those of its bases, which come first

@@ -1,6 +1,6 @@
 #include "host/TypeReport.h"
 
-#include "host/NumberText.h"
+#include "host/KeyText.h"
 #include "host/Suggestion.h"
 #include "host/TextTable.h"
 
@@ -11,32 +11,6 @@ namespace Rvl {
 namespace {
 
 using Json = nlohmann::ordered_json;
-
-std::string rangeOf(const SKeyDescription& key)
-{
-    if (key.type == SKeyDescription::Choice) {
-        return enumeration(key.choices);
-    }
-    if (key.type == SKeyDescription::Element) {
-        return enumeration(key.kinds);
-    }
-    if (key.type == SKeyDescription::Reference) {
-        return key.nameServer;
-    }
-    std::string range;
-    if (key.minimum) {
-        range = (key.exclusiveMinimum ? "> " : ">= ") + exactText(*key.minimum);
-    }
-    if (key.maximum) {
-        range += (range.empty() ? "<= " : ", <= ") + exactText(*key.maximum);
-    }
-    return range;
-}
-
-std::string requiredOf(const SKeyDescription& key)
-{
-    return key.requiredUnless.empty() ? (key.required ? "yes" : "no") : "unless " + key.requiredUnless;
-}
 
 Json asJson(const SKeyDescription& key)
 {
@@ -73,6 +47,7 @@ Json asJson(const SKeyDescription& key)
     if (key.repeated) {
         json["repeated"] = true;
     }
+    addText("example", key.example);
     json["meaning"] = key.meaning;
     return json;
 }
@@ -91,9 +66,8 @@ std::string typeReport(const std::vector<const STypeDescription*>& types)
         }
         CTextTable table({"key", "type", "unit", "range", "default", "required", "meaning"});
         for (const SKeyDescription& key : type->keys) {
-            table.add({key.path, keyTypeName(key.type), key.unit, rangeOf(key),
-                       key.defaultText ? (key.defaultText->empty() ? "\"\"" : *key.defaultText) : "",
-                       requiredOf(key), key.meaning});
+            table.add({key.path, keyTypeName(key.type), key.unit, keyRange(key), keyDefault(key),
+                       keyRequired(key), key.meaning});
         }
         for (const std::string& line : table.lines()) {
             report += "  " + line + "\n";
@@ -110,12 +84,16 @@ std::string typeReportAsJson(const std::vector<const STypeDescription*>& types)
         for (const SKeyDescription& key : type->keys) {
             keys.push_back(asJson(key));
         }
-        list.push_back({{"name", type->name},
-                        {"kind", type->kind},
-                        {"plugin", type->plugin},
-                        {"provides", type->provides},
-                        {"meaning", type->meaning},
-                        {"keys", keys}});
+        Json entry{{"name", type->name},
+                   {"kind", type->kind},
+                   {"plugin", type->plugin},
+                   {"provides", type->provides}};
+        if (!type->example.empty()) {
+            entry["example"] = type->example;
+        }
+        entry["meaning"] = type->meaning;
+        entry["keys"] = keys;
+        list.push_back(entry);
     }
     return Json{{"types", list}}.dump(2) + "\n";
 }

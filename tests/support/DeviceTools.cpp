@@ -110,7 +110,7 @@ std::vector<std::string> faultsOf(const json& descriptions)
     }
     for (const json& type : descriptions.at("types")) {
         const std::string name = type.at("name");
-        onlyKnown(type, {"name", "kind", "bases", "provides", "meaning", "keys"}, name);
+        onlyKnown(type, {"name", "kind", "bases", "provides", "example", "meaning", "keys"}, name);
         static const std::set<std::string> kinds{"bus",    "device",  "channel",   "controlLoop",
                                                  "loopIn", "loopOut", "loopInOut", "abstract"};
         if (!kinds.contains(type.at("kind")) || type.at("meaning").get<std::string>().empty()) {
@@ -127,7 +127,8 @@ std::vector<std::string> faultsOf(const json& descriptions)
             const std::string where = name + " " + path;
             onlyKnown(key,
                       {"path", "type", "required", "requiredUnless", "default", "unit", "minimum", "maximum",
-                       "exclusiveMinimum", "choices", "nameServer", "kinds", "kindsWhile", "repeated", "meaning"},
+                       "exclusiveMinimum", "choices", "nameServer", "kinds", "kindsWhile", "repeated", "example",
+                       "meaning"},
                       where);
             static const std::set<std::string> keyTypes{"text",      "boolean",     "integer",
                                                         "real",      "hexadecimal", "choice",

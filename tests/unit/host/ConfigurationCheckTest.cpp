@@ -93,6 +93,26 @@ TEST(ConfigurationCheckTest, OutputMayBeMissingWhereTheInputIsTheOutput)
                               "No such node (ControlLoop.Output.Channel)\n");
 }
 
+TEST(ConfigurationCheckTest, EditorsMayBeToldTheSchemaAtTheRootAndNowhereElse)
+{
+    const CTemporaryFolder temporary;
+    const std::string attributes = " xmlns:xsi=\"http://www.w3.org/2001/XMLSchema-instance\""
+                                   " xsi:noNamespaceSchemaLocation=\"rivlink.xsd\"";
+    const std::string sound = SFakeConfiguration().text();
+    std::string text = sound;
+    text.insert(std::string("<Configuration").size(), attributes);
+    const std::string file = temporary.write("c.xml", text);
+    EXPECT_EQ(runHost({"check", "--log", "off", file}).out, file + ": no faults\n");
+
+    text = sound;
+    text.insert(text.find("<Channels") + std::string("<Channels").size(), attributes);
+    temporary.write("c.xml", text);
+    EXPECT_EQ(runHost({"check", "--log", "off", file}).out,
+              file + ":3: /Configuration/Channels[@xmlns:xsi]: unknown attribute; expected none\n" + file +
+                  ":3: /Configuration/Channels[@xsi:noNamespaceSchemaLocation]: unknown attribute; expected "
+                  "none\n");
+}
+
 TEST(ConfigurationCheckTest, FileThatCannotBeReadIsAFailure)
 {
     const SProgramResult result = runHost({"check", "nowhere.xml"});
