@@ -1,6 +1,8 @@
 #include "host/Application.h"
 
 #include "host/Assembly.h"
+#include "host/ConfigurationManual.h"
+#include "host/ConfigurationSchema.h"
 #include "host/Duration.h"
 #include "host/EffectiveConfiguration.h"
 #include "host/HostException.h"
@@ -98,12 +100,20 @@ void describeCommandLine(CLI::App& app, SArguments& arguments)
     CLI::App* const types =
         app.add_subcommand("types", "Tell which types the plug-ins offer and which keys they read");
     types->add_option("NAME", arguments.typeName, "Only this type");
-    types
-        ->add_option("--plugin", arguments.plugins,
-                     "Only this plug-in instead of all in the path; may be given several times")
-        ->type_name("PLUGIN")
-        ->allow_extra_args(false);
     types->add_flag("--json", arguments.json, "As JSON");
+
+    CLI::App* const schema = app.add_subcommand(
+        "schema", "Print an XML Schema of configurations, for editors and xmllint: keys, type names, ranges "
+                  "and meanings as the plug-ins describe them");
+    CLI::App* const docs = app.add_subcommand(
+        "docs", "Print the manual of configurations (Markdown): every type with its keys and a short XML");
+    for (CLI::App* const command : {types, schema, docs}) {
+        command
+            ->add_option("--plugin", arguments.plugins,
+                         "Only this plug-in instead of all in the path; may be given several times")
+            ->type_name("PLUGIN")
+            ->allow_extra_args(false);
+    }
 }
 
 int check(const SArguments& arguments, const CPluginPath& pluginPath, std::ostream& out)
@@ -128,15 +138,21 @@ int print(const SArguments& arguments, const CPluginPath& pluginPath, std::ostre
     return ExitDone;
 }
 
-int types(const SArguments& arguments, const CPluginPath& pluginPath, std::ostream& out, std::ostream& err)
+/// Loads the plug-ins that the command line asks for, and has them describe their types.
+void describePlugins(const SArguments& arguments, const CPluginPath& pluginPath, CTypeCatalogue& catalogue)
 {
-    CTypeCatalogue catalogue;
     CPluginLoader loader(pluginPath, catalogue);
     for (const std::string& plugin : arguments.plugins.empty() ? pluginPath.plugins() : arguments.plugins) {
         loader.load(plugin);
     }
     loader.registerFactories();
     catalogue.resolve();
+}
+
+int types(const SArguments& arguments, const CPluginPath& pluginPath, std::ostream& out, std::ostream& err)
+{
+    CTypeCatalogue catalogue;
+    describePlugins(arguments, pluginPath, catalogue);
     std::vector<const STypeDescription*> chosen = catalogue.types();
     if (!arguments.typeName.empty()) {
         std::vector<std::string> names;
@@ -151,6 +167,22 @@ int types(const SArguments& arguments, const CPluginPath& pluginPath, std::ostre
         }
     }
     out << (arguments.json ? typeReportAsJson(chosen) : typeReport(chosen)) << std::flush;
+    return ExitDone;
+}
+
+int schema(const SArguments& arguments, const CPluginPath& pluginPath, std::ostream& out)
+{
+    CTypeCatalogue catalogue;
+    describePlugins(arguments, pluginPath, catalogue);
+    out << configurationSchema(catalogue) << std::flush;
+    return ExitDone;
+}
+
+int docs(const SArguments& arguments, const CPluginPath& pluginPath, std::ostream& out)
+{
+    CTypeCatalogue catalogue;
+    describePlugins(arguments, pluginPath, catalogue);
+    out << configurationManual(catalogue) << std::flush;
     return ExitDone;
 }
 
@@ -194,6 +226,12 @@ int runApplication(int argc, const char* const* argv, std::chrono::steady_clock:
         }
         if (app.got_subcommand("print")) {
             return print(arguments, pluginPath, out, err);
+        }
+        if (app.got_subcommand("schema")) {
+            return schema(arguments, pluginPath, out);
+        }
+        if (app.got_subcommand("docs")) {
+            return docs(arguments, pluginPath, out);
         }
         return types(arguments, pluginPath, out, err);
     } catch (const CHostException& exception) {

@@ -9,7 +9,7 @@ packages=(
     libboost-dev libboost-thread-dev libboost-system-dev libboost-date-time-dev libboost-chrono-dev
     libboost-filesystem-dev
     liblog4cplus-dev libpugixml-dev libcli11-dev nlohmann-json3-dev
-    libgtest-dev libgmock-dev
+    libgtest-dev libgmock-dev libxml2-utils
 )
 
 say() {

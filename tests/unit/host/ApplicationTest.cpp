@@ -41,7 +41,7 @@ TEST(ApplicationTest, HelpTellsCommandsOptionsAndExitCodes)
     for (const char* text : {"Runs closed control loops over laboratory devices.\n",
                              "Usage: rivlink-host [OPTIONS] SUBCOMMAND\n", "--plugin-path DIR",
                              "--log LEVEL:{trace,debug,info,warn,error,off}=warn", "--version", "\n  run ",
-                             "\n  check ", "\n  print ", "\n  types ",
+                             "\n  check ", "\n  print ", "\n  types ", "\n  schema ", "\n  docs ",
                              "Exit status: 0 done, 1 failure at run time, 64 wrong usage, 65 not well-formed "
                              "XML, 78 faults in the "
                              "configuration."}) {
@@ -58,6 +58,11 @@ TEST(ApplicationTest, HelpOfACommandTellsItsOptions)
         EXPECT_THAT(result.out, HasSubstr(text));
     }
     EXPECT_THAT(apply({"types", "--help"}).out, HasSubstr("--json"));
+    for (const char* command : {"types", "schema", "docs"}) {
+        EXPECT_THAT(apply({command, "--help"}).out, HasSubstr("--plugin PLUGIN"));
+    }
+    EXPECT_THAT(apply({"schema", "--help"}).out, HasSubstr("an XML Schema of configurations"));
+    EXPECT_THAT(apply({"docs", "--help"}).out, HasSubstr("the manual of configurations (Markdown)"));
     EXPECT_THAT(apply({"check", "--help"}).out, HasSubstr("drives nothing"));
     EXPECT_THAT(apply({"print", "--help"}).out, HasSubstr("effective configuration"));
 }
