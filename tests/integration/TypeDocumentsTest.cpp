@@ -310,6 +310,11 @@ struct SType
     std::string name;
 };
 
+void PrintTo(const SType& type, std::ostream* out)
+{
+    *out << type.name;
+}
+
 std::vector<SType> everyType()
 {
     std::vector<SType> result;
