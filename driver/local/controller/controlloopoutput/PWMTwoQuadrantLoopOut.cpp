@@ -9,13 +9,13 @@
 namespace Rvl {
 
 CPWMTwoQuadrantLoopOut::CPWMTwoQuadrantLoopOut(const boost::property_tree::ptree& tree)
-    : CAbstractTwoQuadrantLoopOut(tree)
+    : CPWMTwoQuadrantLoopOut(tree, nullptr)
 {}
 
-void CPWMTwoQuadrantLoopOut::setPWMChannel(CDigitalOutChannel* channel)
-{
-    channel_ = channel;
-}
+CPWMTwoQuadrantLoopOut::CPWMTwoQuadrantLoopOut(const boost::property_tree::ptree& tree,
+                                               CDigitalOutChannel* channel)
+    : CAbstractTwoQuadrantLoopOut(tree), channel_(channel)
+{}
 
 void CPWMTwoQuadrantLoopOut::init()
 {

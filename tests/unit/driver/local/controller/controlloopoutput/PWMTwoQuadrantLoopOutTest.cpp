@@ -64,8 +64,7 @@ TEST_F(PWMTwoQuadrantLoopOut, ConfigurationCannotNameAChannel)
 TEST_F(PWMTwoQuadrantLoopOut, InitTakesTheChannelIntoPWMMode)
 {
     LogCapture log("LocalLogger");
-    CPWMTwoQuadrantLoopOut output(configuration());
-    output.setPWMChannel(&channel);
+    CPWMTwoQuadrantLoopOut output(configuration(), &channel);
     EXPECT_THAT(journal.entries(), IsEmpty());
     output.init();
     EXPECT_THAT(journal.entries(), ElementsAre("Motor PWM on"));
@@ -74,8 +73,7 @@ TEST_F(PWMTwoQuadrantLoopOut, InitTakesTheChannelIntoPWMMode)
 
 TEST_F(PWMTwoQuadrantLoopOut, MagnitudeIsTruncatedToTheDutyCycle)
 {
-    CPWMTwoQuadrantLoopOut output(configuration());
-    output.setPWMChannel(&channel);
+    CPWMTwoQuadrantLoopOut output(configuration(), &channel);
     output.init();
     journal.clear();
     output.write(50.7);
