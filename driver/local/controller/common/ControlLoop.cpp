@@ -148,7 +148,10 @@ void IControlLoop::removeActualValueListener(IControlLoopValueListener* listener
 
 void IControlLoop::init()
 {
-    setEnabled(isEnabled());
+    // the switch itself: a derived loop may say of it what it likes, and init() is not to turn it; under the
+    // guard throughout, so that nobody else turns it in between
+    CControlLoopElementGuard guard(this);
+    setEnabled(enabled_);
 }
 
 IControlLoop::eType IControlLoop::controlType() const

@@ -94,7 +94,7 @@ public:
     /// The present actual value, freshly read from the input; NaN without an input.
     virtual double actualValue() const = 0;
 
-    /// Calls setEnabled() with the state that the loop is in, for the sake of loops that do more there.
+    /// Calls setEnabled() with the present state of the switch, for the sake of loops that do more there.
     void init() override;
 
     eType controlType() const;

@@ -10,6 +10,7 @@
 #include <functional>
 #include <future>
 #include <memory>
+#include <optional>
 #include <stdexcept>
 #include <vector>
 
@@ -34,6 +35,19 @@ protected:
     std::shared_ptr<FakeLoopOut> output = std::make_shared<FakeLoopOut>();
     std::vector<std::future<void>> pending; ///< calls on other threads that wait for the loop
     FakeControlLoop loop;
+};
+
+/// A loop that says of its switch what the test wants, if it wants anything.
+struct LoopWithAnAnswer : FakeControlLoop
+{
+    bool isEnabled() const override { return answer.value_or(FakeControlLoop::isEnabled()); }
+    void setEnabled(bool enabled) override
+    {
+        setEnabledCalls.push_back(enabled);
+        FakeControlLoop::setEnabled(enabled);
+    }
+    std::optional<bool> answer;
+    std::vector<bool> setEnabledCalls;
 };
 
 } // namespace
@@ -338,6 +352,99 @@ TEST_F(ControlLoop, InitCallsSetEnabledWithTheSwitchAsItIs)
     EXPECT_THAT(output->written, IsEmpty());
 }
 
+TEST_F(ControlLoop, InitHandsOnTheSwitchItselfAndNotWhatADerivedLoopSaysOfIt)
+{
+    LoopWithAnAnswer derived;
+    derived.answer = true;
+    derived.init();
+    derived.answer.reset();
+    derived.setEnabled(true);
+    derived.answer = false;
+    derived.init();
+    EXPECT_THAT(derived.setEnabledCalls, ElementsAre(false, true, true));
+}
+
+TEST_F(ControlLoop, StepAsksTheDerivedLoopWhetherItIsEnabled)
+{
+    LoopWithAnAnswer derived;
+    derived.answer = true;
+    derived.process();
+    EXPECT_EQ(derived.calculations, 1);
+    derived.answer.reset();
+    derived.setEnabled(true);
+    derived.answer = false;
+    derived.process();
+    EXPECT_EQ(derived.calculations, 1);
+}
+
+TEST_F(ControlLoop, SwitchingAsksTheDerivedLoopWhetherItIsEnabled)
+{
+    LoopWithAnAnswer derived;
+    derived.setOutput(output);
+    derived.answer = true;
+    derived.setEnabled(true);
+    EXPECT_THAT(output->enabledCalls, IsEmpty()) << "it says that it is enabled already";
+    derived.answer.reset();
+    derived.setEnabled(true);
+    derived.answer = false;
+    derived.setEnabled(true);
+    EXPECT_THAT(output->enabledCalls, ElementsAre(true, true));
+}
+
+TEST_F(ControlLoop, FixedValueAsksTheDerivedLoopWhetherItIsEnabled)
+{
+    LoopWithAnAnswer derived;
+    derived.setOutput(output);
+    derived.setManualMode(true);
+    derived.answer = true;
+    derived.writeFixedControlValue(3.0);
+    EXPECT_THAT(output->written, ElementsAre(3.0));
+    derived.answer.reset();
+    derived.setEnabled(true);
+    derived.answer = false;
+    derived.writeFixedControlValue(4.0);
+    EXPECT_THAT(output->written, ElementsAre(3.0));
+}
+
+TEST_F(ControlLoop, ChangeOfModeAndEnablingGoThroughTheDerivedLoopsFixedValue)
+{
+    struct Loop : FakeControlLoop
+    {
+        void writeFixedControlValue(double value) override
+        {
+            fixedValues.push_back(value);
+            FakeControlLoop::writeFixedControlValue(value);
+        }
+        std::vector<double> fixedValues;
+    } derived;
+    derived.setOutput(output);
+    derived.writeFixedControlValue(3.0);
+    derived.setManualMode(true);
+    EXPECT_THAT(derived.fixedValues, ElementsAre(3.0, 3.0));
+    derived.setManualMode(false);
+    EXPECT_THAT(derived.fixedValues, ElementsAre(3.0, 3.0, 3.0));
+    derived.setEnabled(true);
+    EXPECT_THAT(derived.fixedValues, ElementsAre(3.0, 3.0, 3.0, 3.0));
+    derived.setEnabled(false);
+    EXPECT_THAT(derived.fixedValues, ElementsAre(3.0, 3.0, 3.0, 3.0)) << "disabling writes another value";
+}
+
+TEST_F(ControlLoop, OutputIsToldWhenTheSwitchHasTurned)
+{
+    struct Output : FakeLoopOut
+    {
+        void setEnabled(bool) override { switchWhenTold.push_back(loop->isEnabled()); }
+        const IControlLoop* loop = nullptr;
+        std::vector<bool> switchWhenTold;
+    };
+    const auto watching = std::make_shared<Output>();
+    watching->loop = &loop;
+    loop.setOutput(watching);
+    loop.setEnabled(true);
+    loop.setEnabled(false);
+    EXPECT_THAT(watching->switchWhenTold, ElementsAre(true, false));
+}
+
 TEST_F(ControlLoop, ExceptionLeavesTheStepWithTheLockReleased)
 {
     loop.setEnabled(true);
@@ -455,4 +562,9 @@ TEST_F(ControlLoop, OperationsStandInTheirSlots)
     for (std::size_t i = 2; i < slots.size(); ++i) {
         EXPECT_EQ(slots[i], i + 3) << i;
     }
+}
+
+TEST(ControlLoopValueListener, ActualValueIsTheSecondOperation)
+{
+    EXPECT_EQ(virtualSlot(&IControlLoopValueListener::onActualValue), 2u); // after the destructor's two
 }
