@@ -1,6 +1,7 @@
 #include "common/NameServer.h"
 
 #include "tests/support/LogCapture.h"
+#include "tests/support/VirtualSlot.h"
 
 #include <gmock/gmock.h>
 
@@ -149,8 +150,28 @@ TEST(NameServerRegistrator, RemoveThenDestroyLeavesTheServerConsistent)
     EXPECT_EQ(&successor, server.lookupObject("Temperature"));
 }
 
+TEST(NameServerRegistrator, StaysAttachedAfterRemoval)
+{
+    NameServer server;
+    int object = 0;
+    {
+        Registrator registrator(server, "Temperature", &object);
+        registrator.removeFromNameServer();
+        server.registerObject(&object, "Temperature");
+        registrator.removeFromNameServer();
+        EXPECT_THAT(server.names(), testing::IsEmpty());
+        server.registerObject(&object, "Temperature");
+    }
+    EXPECT_THAT(server.names(), testing::IsEmpty());
+}
+
 TEST(NameServerRegistrator, UnattachedDoesNothing)
 {
     Registrator registrator;
     EXPECT_NO_THROW(registrator.removeFromNameServer());
+}
+
+TEST(NameServedObject, RemovalStandsBeforeTheDestructor)
+{
+    EXPECT_EQ(0u, Rvl::Test::virtualSlot(&Rvl::INameServedObject::removeFromNameServer));
 }

@@ -1,9 +1,12 @@
 #include "common/ObjectRegistryBase.h"
 
 #include "tests/support/LogCapture.h"
+#include "tests/support/VirtualSlot.h"
 
 #include <gmock/gmock.h>
 
+#include <functional>
+#include <future>
 #include <sstream>
 #include <thread>
 
@@ -43,6 +46,19 @@ struct InquisitiveRegistry : CObjectRegistryBase<Inquisitive>
     using CObjectRegistryBase<Inquisitive>::insert;
 };
 
+/// Does what the test says when it is destroyed.
+struct Departing
+{
+    explicit Departing(std::function<void()> action) : onDestruction(std::move(action)) {}
+    ~Departing() { onDestruction(); }
+    std::function<void()> onDestruction;
+};
+
+struct DepartingRegistry : CObjectRegistryBase<Departing>
+{
+    using CObjectRegistryBase<Departing>::insert;
+};
+
 } // namespace
 
 TEST(ObjectRegistryBase, LogsItsBirthAndDeathWithItsAddress)
@@ -70,6 +86,20 @@ TEST(ObjectRegistryBase, ReleasesItsObjectsWhenDestroyed)
     EXPECT_TRUE(watched.expired());
 }
 
+TEST(ObjectRegistryBase, LogsItsDeathBeforeItReleasesItsObjects)
+{
+    LogCapture log("CtorDtorLogger");
+    std::string address;
+    std::vector<std::string> linesAtRelease;
+    {
+        DepartingRegistry registry;
+        address = hexAddress(&registry);
+        registry.insert("one", std::make_shared<Departing>([&] { linesAtRelease = log.lines(); }));
+    }
+    EXPECT_THAT(linesAtRelease, testing::ElementsAre("TRACE CTOR CObjectRegistryBase " + address,
+                                                     "TRACE DTOR CObjectRegistryBase " + address));
+}
+
 TEST(ObjectRegistryBase, ClearReleasesAndEmpties)
 {
     TestRegistry registry;
@@ -91,6 +121,26 @@ TEST(ObjectRegistryBase, ObjectMayUseTheRegistryWhileClearReleasesIt)
     pointer = &registry;
     registry.clear();
     EXPECT_EQ(0u, registry.size());
+}
+
+TEST(ObjectRegistryBase, ClearKeepsOthersOutUntilTheObjectsAreReleased)
+{
+    DepartingRegistry registry;
+    std::future<std::size_t> other;
+    bool otherWaited = false;
+    registry.insert("one", std::make_shared<Departing>([&] {
+                        other = std::async(std::launch::async, [&] { return registry.size(); });
+                        otherWaited =
+                            other.wait_for(std::chrono::milliseconds(40)) == std::future_status::timeout;
+                    }));
+    registry.clear();
+    EXPECT_TRUE(otherWaited);
+    EXPECT_EQ(0u, other.get());
+}
+
+TEST(ObjectRegistryBase, ClearStandsBehindTheDestructor)
+{
+    EXPECT_EQ(2u, Rvl::Test::virtualSlot(&CObjectRegistryBase<int>::clear)); // after the destructor's two
 }
 
 TEST(ObjectRegistryBase, NamesAreOrderedByByteAndCaseSensitive)
