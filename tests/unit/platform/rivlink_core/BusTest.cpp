@@ -3,6 +3,7 @@
 #include "platform/rivlink_common/ConfigurationException.h"
 #include "platform/rivlink_core/BusRegistry.h"
 #include "platform/rivlink_core/CommunicationStateRequest.h"
+#include "tests/support/VirtualSlot.h"
 
 #include <gmock/gmock.h>
 
@@ -62,6 +63,25 @@ TEST(Bus, RemovingAStrangerDoesNothing)
     EXPECT_THAT(bus.devices(), testing::ElementsAre(device(0)));
     bus.removeDevice(device(0));
     EXPECT_THAT(bus.devices(), testing::IsEmpty());
+}
+
+TEST(Bus, OperationsStandInTheirSlots)
+{
+    using Rvl::Test::virtualSlot;
+    const std::vector<std::size_t> slots = {
+        virtualSlot(&IBus::getName), // after the destructor's two
+        virtualSlot(&IBus::addDevice),
+        virtualSlot(&IBus::removeDevice),
+        virtualSlot(&IBus::setProperties),
+        virtualSlot(&IBus::init),
+        virtualSlot(&IBus::connect),
+        virtualSlot(&IBus::disconnect),
+        virtualSlot(&IBus::requestCommunicationStateChange),
+        virtualSlot(&IBus::isConnected),
+        virtualSlot(&IBus::getTypeName),
+        virtualSlot(&IBus::shutdown),
+    };
+    EXPECT_THAT(slots, testing::ElementsAre(2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12));
 }
 
 TEST(BusRegistry, FirstBusOfANameStays)

@@ -3,6 +3,7 @@
 #include "platform/rivlink_core/IoChannelFactory.h"
 
 #include "tests/support/LogCapture.h"
+#include "tests/support/VirtualSlot.h"
 
 #include <boost/property_tree/ptree.hpp>
 #include <gmock/gmock.h>
@@ -22,6 +23,10 @@ template <class Interface, class Product> class CTestFactory : public Interface
 public:
     std::string getTypeName() override { return "Rvl::CNothing"; }
     Product* product = nullptr;
+    static std::size_t createObjectImplSlot()
+    {
+        return Rvl::Test::virtualSlot(&CTestFactory::createObjectImpl);
+    }
 
 protected:
     Product* createObjectImpl(const ptree&) override { return product; }
@@ -44,7 +49,25 @@ template <class Interface, class Product> void nothingMadeIsLoggedAndThrown()
     EXPECT_EQ(factory.product, factory.createObject(ptree())) << "what is made is handed on";
 }
 
+template <class Interface, class Product> void operationsStandInTheirSlots()
+{
+    using Rvl::Test::virtualSlot;
+    EXPECT_EQ(2u, virtualSlot(&Interface::getTypeName)); // after the destructor's two
+    EXPECT_EQ(3u, (CTestFactory<Interface, Product>::createObjectImplSlot()));
+    EXPECT_EQ(4u, virtualSlot(&Interface::createObject));
+}
+
 } // namespace
+
+TEST(BusFactory, OperationsStandInTheirSlots)
+{
+    operationsStandInTheirSlots<IBusFactory, IBus>();
+}
+
+TEST(IoChannelFactory, OperationsStandInTheirSlots)
+{
+    operationsStandInTheirSlots<IIoChannelFactory, IIoChannelInterface>();
+}
 
 TEST(BusFactory, NothingMadeIsLoggedAndThrown)
 {

@@ -1,6 +1,7 @@
 #include "platform/rivlink_core/IoChannelInterface.h"
 
 #include "platform/kor/EventListener.h"
+#include "tests/support/VirtualSlot.h"
 
 #include <boost/property_tree/ptree.hpp>
 #include <gmock/gmock.h>
@@ -43,6 +44,14 @@ TEST(IoChannelInterface, KeepsNameAndProperties)
     tree.put("Device", "Bench");
     channel.setProperties(tree);
     EXPECT_EQ("Bench", channel.properties().get<std::string>("Device"));
+}
+
+TEST(IoChannelInterface, OperationsStandInTheirSlots)
+{
+    using Rvl::Test::virtualSlot;
+    EXPECT_EQ(2u, virtualSlot(&IIoChannelInterface::getName)); // after the destructor's two
+    EXPECT_EQ(3u, virtualSlot(&IIoChannelInterface::connectToDevice));
+    EXPECT_EQ(4u, virtualSlot(&IIoChannelInterface::setProperties));
 }
 
 TEST(IoChannelInterface, NewValueIsEventOne)

@@ -2,6 +2,7 @@
 
 #include "platform/rivlink_device/LinearScaling.h"
 #include "tests/support/LogCapture.h"
+#include "tests/support/VirtualSlot.h"
 
 #include <gmock/gmock.h>
 
@@ -98,4 +99,39 @@ TEST(ControllerChannel, IsOnItsNameServerForItsLife)
         EXPECT_THROW(CTestController("Oven"), CConfigurationException);
     }
     EXPECT_THAT(IControllerChannel::NameServer.names(), testing::IsEmpty());
+}
+
+TEST(ControllerChannel, OperationsStandInTheirSlots)
+{
+    using Rvl::Test::virtualSlot;
+    const std::vector<std::size_t> slots = {
+        virtualSlot(&IControllerChannel::getName), // after the destructor's two
+        virtualSlot(&IControllerChannel::connectToDevice),
+        virtualSlot(&IControllerChannel::setProperties),
+        virtualSlot(&IControllerChannel::writeSetPoint),
+        virtualSlot(&IControllerChannel::readActualValue),
+        virtualSlot(&IControllerChannel::writeSetPointUnscaled),
+        virtualSlot(&IControllerChannel::getSetPoint),
+        virtualSlot(&IControllerChannel::readControlValue),
+        virtualSlot(&IControllerChannel::writeManualControlValue),
+        virtualSlot(&IControllerChannel::readActualValueUnscaled),
+        virtualSlot(&IControllerChannel::setEnabled),
+        virtualSlot(&IControllerChannel::setManualMode),
+        virtualSlot(&IControllerChannel::isControlLoopEnabled),
+        virtualSlot(&IControllerChannel::writeManualControlValueUnscaled),
+        virtualSlot(&IControllerChannel::readControlValueUnscaled),
+    };
+    EXPECT_THAT(slots, ElementsAre(2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15, 16));
+}
+
+TEST(ControllerChannel, BasesStandInOrder)
+{
+    using Registrator = CNameServerRegistrator<IControllerChannel*, CNameServer<IControllerChannel*>>;
+    CTestController controller;
+    const auto offset = [&controller](auto& base) {
+        return reinterpret_cast<const char*>(&base) - reinterpret_cast<const char*>(&controller);
+    };
+    EXPECT_EQ(0, offset(static_cast<IIoChannelInterface&>(controller)));
+    EXPECT_LT(0, offset(static_cast<IScalable&>(controller)));
+    EXPECT_LT(offset(static_cast<IScalable&>(controller)), offset(static_cast<Registrator&>(controller)));
 }

@@ -2,6 +2,7 @@
 
 #include "platform/rivlink_common/ConfigurationException.h"
 #include "platform/rivlink_device/LinearScaling.h"
+#include "tests/support/VirtualSlot.h"
 
 #include <boost/property_tree/ptree.hpp>
 #include <gtest/gtest.h>
@@ -107,4 +108,14 @@ TEST(Scalable, FirstScalingIsTheDefault)
     EXPECT_DOUBLE_EQ(1.0, scalable.getScaledValue(1.0));
     scalable.resetDefaultScaling();
     EXPECT_EQ("first", scalable.unit());
+}
+
+TEST(Scalable, OperationsStandInTheirSlots)
+{
+    using Rvl::Test::virtualSlot;
+    EXPECT_EQ(2u, virtualSlot(&IScalable::setScaling)); // after the destructor's two
+    EXPECT_EQ(3u, virtualSlot(&IScalable::removeScaling));
+    EXPECT_EQ(4u, virtualSlot(&IScalable::scaling));
+    EXPECT_EQ(5u, virtualSlot(&IScalable::setSwScalingOn));
+    EXPECT_EQ(6u, virtualSlot(&IScalable::resetDefaultScaling));
 }
