@@ -7,9 +7,13 @@
 #include <gmock/gmock.h>
 
 #include <memory>
+#include <type_traits>
 
 using Rvl::CLocalBusFactory;
 using Rvl::Test::LogCapture;
+
+static_assert(std::is_copy_constructible_v<CLocalBusFactory>);
+static_assert(std::is_copy_assignable_v<CLocalBusFactory>);
 
 TEST(LocalBusFactory, TypeName)
 {

@@ -3,6 +3,7 @@
 #include "platform/rivlink_common/DeviceAccessException.h"
 #include "platform/rivlink_core/CommunicationStateRequest.h"
 #include "tests/support/LogCapture.h"
+#include "tests/support/VirtualSlot.h"
 
 #include <boost/property_tree/ptree.hpp>
 #include <gmock/gmock.h>
@@ -127,4 +128,23 @@ TEST(LocalBus, WriteDataAsksTheDerivedBusWhetherItIsConnected)
     };
     AlwaysConnected bus("LocalBus");
     EXPECT_EQ("nothing was thrown", messageOfWriteData(bus));
+}
+
+TEST(LocalBus, OperationsStandInTheirSlots)
+{
+    using Rvl::Test::virtualSlot;
+    const std::vector<std::size_t> slots = {
+        virtualSlot(&CLocalBus::getName), // after the destructor's two
+        virtualSlot(&CLocalBus::addDevice),
+        virtualSlot(&CLocalBus::removeDevice),
+        virtualSlot(&CLocalBus::setProperties),
+        virtualSlot(&CLocalBus::init),
+        virtualSlot(&CLocalBus::connect),
+        virtualSlot(&CLocalBus::disconnect),
+        virtualSlot(&CLocalBus::requestCommunicationStateChange),
+        virtualSlot(&CLocalBus::isConnected),
+        virtualSlot(&CLocalBus::getTypeName),
+        virtualSlot(&CLocalBus::shutdown),
+    };
+    EXPECT_THAT(slots, ElementsAre(2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12));
 }

@@ -3,8 +3,20 @@
 #include "driver/local/controller/common/LoopInOutFactory.h"
 #include "driver/local/controller/common/LoopProcessor.h"
 #include "driver/local/controller/common/LoopProcessorFactory.h"
+#include "driver/local/controller/common/TimedLoopProcessorFactory.h"
+#include "driver/local/controller/controlloop/ConditionalControlLoopFactory.h"
+#include "driver/local/controller/controlloop/PIDControlLoopFactory.h"
+#include "driver/local/controller/controlloop/PT1ElementFactory.h"
+#include "driver/local/controller/controlloop/TwoLevelControlLoopFactory.h"
+#include "driver/local/controller/controlloopinput/AnalogChannelLoopInFactory.h"
 #include "driver/local/controller/controlloopinput/LoopInFactory.h"
+#include "driver/local/controller/controlloopoutput/AnalogChannelLoopOutFactory.h"
+#include "driver/local/controller/controlloopoutput/AnalogTwoQuadrantLoopOutFactory.h"
+#include "driver/local/controller/controlloopoutput/DigitalChannelLoopOutFactory.h"
 #include "driver/local/controller/controlloopoutput/LoopOutFactory.h"
+#include "driver/local/controller/controlloopoutput/PumpLoopOutFactory.h"
+#include "driver/local/controller/controlloopoutput/PWMLoopOutFactory.h"
+#include "driver/local/controller/controlloopoutput/PWMTwoQuadrantLoopOutFactory.h"
 #include "tests/support/FakeLoopElements.h"
 #include "tests/support/LogCapture.h"
 #include "tests/support/VirtualSlot.h"
@@ -143,6 +155,15 @@ template <class Factory> class ElementFactory : public testing::Test
 using Factories = testing::Types<FakeControlLoopFactory, FakeLoopInFactory, FakeLoopOutFactory,
                                  FakeLoopInOutFactory, FakeLoopProcessorFactory>;
 TYPED_TEST_SUITE(ElementFactory, Factories);
+
+template <class... Factory>
+constexpr bool areCopyable = ((std::is_copy_constructible_v<Factory> &&
+                               std::is_copy_assignable_v<Factory>)&&...);
+static_assert(
+    areCopyable<CPIDControlLoopFactory, CTwoLevelControlLoopFactory, CConditionalControlLoopFactory,
+                CAnalogChannelLoopInFactory, CAnalogChannelLoopOutFactory, CDigitalChannelLoopOutFactory,
+                CPWMLoopOutFactory, CAnalogTwoQuadrantLoopOutFactory, CPWMTwoQuadrantLoopOutFactory,
+                CPumpLoopOutFactory, CPT1ElementFactory, CTimedLoopProcessorFactory>);
 
 } // namespace
 
