@@ -9,6 +9,9 @@
 #include <gmock/gmock.h>
 
 #include <atomic>
+#include <chrono>
+#include <functional>
+#include <future>
 #include <memory>
 #include <thread>
 
@@ -32,6 +35,21 @@ public:
         return CAnalogInChannel::readValue();
     }
     std::atomic<int> reads{0};
+};
+
+/// Does what the test says while its current value is read.
+class InterruptedAnalogIn : public CAnalogInChannel
+{
+public:
+    using CAnalogInChannel::CAnalogInChannel;
+    double readValue() override
+    {
+        if (onRead) {
+            onRead();
+        }
+        return CAnalogInChannel::readValue();
+    }
+    std::function<void()> onRead;
 };
 
 } // namespace
@@ -86,6 +104,22 @@ TEST(AnalogChannelLoopIn, EveryOtherEventIsIgnored)
     EXPECT_EQ(20.0, input.readInputValue());
     input.deviceEvent(1);
     EXPECT_EQ(1, channel.reads);
+}
+
+TEST(AnalogChannelLoopIn, ReadingTheInputWaitsForTheValueThatIsOnItsWay)
+{
+    InterruptedAnalogIn channel("Temperature");
+    CAnalogChannelLoopIn input(&channel);
+    channel.publishValue(20.0);
+    std::future<double> loopRead;
+    bool waited = false;
+    channel.onRead = [&] {
+        loopRead = std::async(std::launch::async, [&] { return input.readInputValue(); });
+        waited = loopRead.wait_for(std::chrono::milliseconds(40)) == std::future_status::timeout;
+    };
+    channel.publishValue(21.0);
+    EXPECT_TRUE(waited);
+    EXPECT_EQ(21.0, loopRead.get());
 }
 
 TEST(AnalogChannelLoopIn, NullChannelIsNotListenedTo)
