@@ -1,20 +1,28 @@
 #include "driver/local/LocalControllerChannelFactory.h"
 
 #include "driver/local/controller/common/ControlLoop.h"
+#include "driver/local/controller/common/ControlLoopFactory.h"
 #include "driver/local/controller/controlloop/PIDControlLoop.h"
 #include "driver/local/controller/controlloop/PT1Element.h"
 #include "driver/local/controller/controlloopinput/AnalogChannelLoopIn.h"
+#include "driver/local/controller/controlloopinput/LoopInFactory.h"
 #include "driver/local/controller/controlloopoutput/AnalogChannelLoopOut.h"
+#include "driver/local/controller/controlloopoutput/LoopOutFactory.h"
 #include "driver/local/controller/controlloopoutput/PWMLoopOut.h"
 #include "driver/local/LocalControllerChannel.h"
+#include "driver/local/VelonixControlChannelFactory.h"
 #include "platform/rivlink_device/AnalogInChannel.h"
 #include "tests/support/FakeDeviceChannels.h"
+#include "tests/support/VirtualSlot.h"
 #include "tests/unit/driver/local/controller/ElementTesting.h"
 
 #include <gmock/gmock.h>
 
 #include <limits>
 #include <memory>
+#include <string>
+#include <type_traits>
+#include <utility>
 
 using namespace Rvl::Test;
 using boost::property_tree::ptree;
@@ -64,6 +72,39 @@ ptree channelTree(const ptree& loop)
     tree.put_child("ControlLoop", loop);
     return tree;
 }
+
+/// A factory of any type name that builds nothing.
+template <class Interface, class Product> class Decoy : public Interface
+{
+public:
+    explicit Decoy(std::string typeName) : typeName_(std::move(typeName)) {}
+    std::string getTypeName() override { return typeName_; }
+
+protected:
+    Product* createObjectImpl(const ptree&) override { return nullptr; }
+
+private:
+    std::string typeName_;
+};
+
+/// Empties the registries, so that they fill themselves anew.
+struct DefaultFactories
+{
+    ~DefaultFactories()
+    {
+        CLocalControllerChannel::controlLoopFactories().clear();
+        CLocalControllerChannel::loopInFactories().clear();
+        CLocalControllerChannel::loopInOutFactories().clear();
+        CLocalControllerChannel::loopOutFactories().clear();
+    }
+};
+
+template <class Factory>
+constexpr bool isCopyableAndMovable =
+    std::is_copy_constructible_v<Factory>&& std::is_copy_assignable_v<Factory>&&
+        std::is_move_constructible_v<Factory>&& std::is_move_assignable_v<Factory>;
+static_assert(isCopyableAndMovable<Rvl::CLocalControllerChannelFactory>);
+static_assert(isCopyableAndMovable<Rvl::CVelonixControlChannelFactory>);
 
 } // namespace
 
@@ -210,6 +251,31 @@ TEST_F(LocalControllerChannelFactory, OutputOfAControlLoopTypeIsACascade)
     EXPECT_TRUE(std::dynamic_pointer_cast<Rvl::CPWMLoopOut>(inner->outputElement()));
 }
 
+TEST_F(LocalControllerChannelFactory, InAndOutElementsAreLookedUpFirst)
+{
+    const DefaultFactories restored;
+    const auto loops = std::make_shared<Decoy<Rvl::IControlLoopFactory, IControlLoop>>("Rvl::CPT1Element");
+    const auto inputs = std::make_shared<Decoy<Rvl::ILoopInFactory, Rvl::ILoopIn>>("Rvl::CPT1Element");
+    const auto outputs = std::make_shared<Decoy<Rvl::ILoopOutFactory, Rvl::ILoopOut>>("Rvl::CPT1Element");
+    ASSERT_TRUE(CLocalControllerChannel::controlLoopFactories().put(loops));
+    ASSERT_TRUE(CLocalControllerChannel::loopInFactories().put(inputs));
+    ASSERT_TRUE(CLocalControllerChannel::loopOutFactories().put(outputs));
+    const auto channel = create(channelTree(pidLoop(lag(), lag())));
+    EXPECT_TRUE(std::dynamic_pointer_cast<Rvl::CPT1Element>(channel->controlLoop()->inputElement()));
+    EXPECT_TRUE(std::dynamic_pointer_cast<Rvl::CPT1Element>(channel->controlLoop()->outputElement()));
+}
+
+TEST_F(LocalControllerChannelFactory, OutputsAreLookedUpBeforeControlLoops)
+{
+    const DefaultFactories restored;
+    const auto loops =
+        std::make_shared<Decoy<Rvl::IControlLoopFactory, IControlLoop>>("Rvl::CAnalogChannelLoopOut");
+    ASSERT_TRUE(CLocalControllerChannel::controlLoopFactories().put(loops));
+    const auto channel = create(channelTree(pidLoop(analogIn(), analogOut())));
+    EXPECT_TRUE(
+        std::dynamic_pointer_cast<Rvl::CAnalogChannelLoopOut>(channel->controlLoop()->outputElement()));
+}
+
 TEST_F(LocalControllerChannelFactory, InputIsNeverAControlLoop)
 {
     EXPECT_EQ("CConfigurationException: Factory Rvl::CPIDControlLoop does not exist in factory registry",
@@ -224,6 +290,25 @@ TEST_F(LocalControllerChannelFactory, UnknownTypesAreReportedByTheRegistry)
     EXPECT_EQ(fault, faultOf([&] { create(channelTree(unknown)); }));
     EXPECT_EQ(fault, faultOf([&] { create(channelTree(pidLoop(unknown, analogOut()))); }));
     EXPECT_EQ(fault, faultOf([&] { create(channelTree(pidLoop(analogIn(), unknown))); }));
+}
+
+TEST_F(LocalControllerChannelFactory, LoopIsBuiltBeforeItsInputAndTheInputBeforeTheOutput)
+{
+    const std::string fault =
+        "CConfigurationException: Factory Rvl::CNoSuchThing does not exist in factory registry";
+    const ptree unknown = node({{"Type", "Rvl::CNoSuchThing"}});
+    EXPECT_EQ(fault, faultOf([&] { create(channelTree(unknown)); })) << "and not the missing input";
+    ptree loop = pidLoop(ptree(), ptree());
+    loop.erase("Input");
+    loop.erase("Output");
+    ptree faulty = loop;
+    faulty.get_child("PIDParam.<xmlattr>").erase("K");
+    EXPECT_EQ("ptree_bad_path: No such node (<xmlattr>.K)", faultOf([&] { create(channelTree(faulty)); }))
+        << "and not the missing input";
+    EXPECT_EQ("ptree_bad_path: No such node (Input)", faultOf([&] { create(channelTree(loop)); }))
+        << "and not the missing output";
+    loop.put_child("Input", unknown);
+    EXPECT_EQ(fault, faultOf([&] { create(channelTree(loop)); })) << "and not the missing output";
 }
 
 TEST_F(LocalControllerChannelFactory, MissingNodesAreBadPaths)
@@ -294,4 +379,20 @@ TEST_F(LocalControllerChannelFactory, DerivedFactoryChoosesTheClassOfTheChannel)
     const std::unique_ptr<Rvl::IIoChannelInterface> channel(
         OtherFactory().createObject(channelTree(pidLoop(analogIn(), analogOut()))));
     EXPECT_NE(nullptr, dynamic_cast<OtherChannel*>(channel.get()));
+}
+
+TEST_F(LocalControllerChannelFactory, OperationsStandInTheirSlots)
+{
+    struct Exposed : Rvl::CLocalControllerChannelFactory
+    {
+        static std::size_t createObjectImplSlot() { return virtualSlot(&Exposed::createObjectImpl); }
+        static std::size_t createControlChannelObjectSlot()
+        {
+            return virtualSlot(&Exposed::createControlChannelObject);
+        }
+    };
+    EXPECT_EQ(2u, virtualSlot(&Exposed::getTypeName)); // after the destructor's two
+    EXPECT_EQ(3u, Exposed::createObjectImplSlot());
+    EXPECT_EQ(4u, virtualSlot(&Exposed::createObject));
+    EXPECT_EQ(5u, Exposed::createControlChannelObjectSlot());
 }

@@ -7,13 +7,19 @@
 #include "platform/rivlink_core/Environment.h"
 #include "platform/rivlink_device/LinearScaling.h"
 #include "tests/support/LogCapture.h"
+#include "tests/support/VirtualSlot.h"
 #include "tests/unit/driver/local/controller/ElementTesting.h"
 #include "tests/unit/driver/local/FakeLoop.h"
 
 #include <gmock/gmock.h>
 
+#include <boost/signals2/connection.hpp>
+
 #include <algorithm>
+#include <atomic>
+#include <future>
 #include <optional>
+#include <thread>
 
 using namespace Rvl::Test;
 using Rvl::CLocalControllerChannel;
@@ -28,6 +34,34 @@ Rvl::CEnvironment::Signal& aboutToDisconnect()
 {
     return Rvl::CEnvironment::getInstance()->aboutToDisconnect();
 }
+
+/// Holds the first step of a loop in which it is told the actual value.
+class HeldStep : public Rvl::IControlLoopValueListener
+{
+public:
+    void onActualValue(double) override
+    {
+        if (!isEntered_) {
+            isEntered_ = true;
+            entered_.set_value();
+        }
+        released_.wait();
+    }
+    void waitUntilEntered() { entered_.get_future().wait(); }
+    void release()
+    {
+        isReleased_ = true;
+        release_.set_value();
+    }
+    bool isReleased() const { return isReleased_; }
+
+private:
+    bool isEntered_ = false; ///< of the loop's thread
+    std::promise<void> entered_;
+    std::promise<void> release_;
+    std::shared_future<void> released_ = release_.get_future().share();
+    std::atomic<bool> isReleased_{false};
+};
 
 } // namespace
 
@@ -100,6 +134,23 @@ TEST_F(LocalControllerChannel, StartInitialisesInputOutputAndLoopInThisOrder)
     EXPECT_THAT(std::vector<std::string>(entries.begin(), entries.begin() + 4),
                 ElementsAre("input init", "output init", "loop init", "loop sample time"));
     EXPECT_TRUE(counter.waitForMore(2));
+}
+
+TEST_F(LocalControllerChannel, StartLeavesTheElementsOfCascadedLoopsAlone)
+{
+    const auto inner = std::make_shared<FakeLoop>("inner", journal);
+    loop->setOutput(inner);
+    inner->setInput(std::make_shared<FakeLoopIn>("inner input", journal));
+    inner->setOutput(output);
+    CLocalControllerChannel channel("Controller", loop);
+    channel.start();
+    std::vector<std::string> initialised;
+    for (const auto& entry : journal.entries()) {
+        if (entry.find(" init") != std::string::npos) {
+            initialised.push_back(entry);
+        }
+    }
+    EXPECT_THAT(initialised, ElementsAre("input init", "inner init", "loop init"));
 }
 
 TEST_F(LocalControllerChannel, LoopWithoutInputOrOutputCannotBeStarted)
@@ -308,6 +359,38 @@ TEST_F(LocalControllerChannel, DestructionMeetsTheSignalOfAnotherThread)
     EXPECT_EQ(1, loop.use_count());
 }
 
+TEST_F(LocalControllerChannel, DestructionWaitsForASignalThatIsStoppingTheChannel)
+{
+    loop->sampleTime = 1;
+    const auto slots = aboutToDisconnect().num_slots();
+    for (int i = 0; i < 20; ++i) {
+        HeldStep step;
+        loop->addActualValueListener(&step);
+        std::promise<void> emitted;
+        const boost::signals2::scoped_connection earlier =
+            aboutToDisconnect().connect([&] { emitted.set_value(); });
+        std::optional<CLocalControllerChannel> channel(std::in_place, "Controller", loop);
+        channel->setEnabled(true);
+        step.waitUntilEntered();
+        // from here on the processor cannot stop, and the signal's call of the channel not end
+        std::thread host([] { aboutToDisconnect()(); });
+        emitted.get_future().wait();
+        std::thread releaser([&] {
+            while (aboutToDisconnect().num_slots() != slots + 1) { // the destructor has begun
+                std::this_thread::yield();
+            }
+            step.release();
+        });
+        channel.reset();
+        EXPECT_TRUE(step.isReleased()) << "the processor's thread was waited for";
+        releaser.join();
+        host.join();
+        loop->removeActualValueListener(&step);
+        EXPECT_EQ(1, loop.use_count());
+        loop->setEnabled(false);
+    }
+}
+
 TEST_F(LocalControllerChannel, ValuesAreScaledUnlessTheNameSaysOtherwise)
 {
     CLocalControllerChannel channel("Controller", loop);
@@ -367,6 +450,41 @@ TEST_F(LocalControllerChannel, ParametersAreThoseOfTheOutermostLoop)
     EXPECT_EQ("P", loop->parameters.name());
     EXPECT_EQ(&loop->parameters, &channel.parameters());
     EXPECT_EQ("", inner->parameters.name());
+}
+
+TEST_F(LocalControllerChannel, OperationsStandInTheirSlots)
+{
+    const std::vector<std::size_t> slots = {
+        virtualSlot(&CLocalControllerChannel::getName), // after the destructor's two
+        virtualSlot(&CLocalControllerChannel::connectToDevice),
+        virtualSlot(&CLocalControllerChannel::setProperties),
+        virtualSlot(&CLocalControllerChannel::writeSetPoint),
+        virtualSlot(&CLocalControllerChannel::readActualValue),
+        virtualSlot(&CLocalControllerChannel::writeSetPointUnscaled),
+        virtualSlot(&CLocalControllerChannel::getSetPoint),
+        virtualSlot(&CLocalControllerChannel::readControlValue),
+        virtualSlot(&CLocalControllerChannel::writeManualControlValue),
+        virtualSlot(&CLocalControllerChannel::readActualValueUnscaled),
+        virtualSlot(&CLocalControllerChannel::setEnabled),
+        virtualSlot(&CLocalControllerChannel::setManualMode),
+        virtualSlot(&CLocalControllerChannel::isControlLoopEnabled),
+        virtualSlot(&CLocalControllerChannel::writeManualControlValueUnscaled),
+        virtualSlot(&CLocalControllerChannel::readControlValueUnscaled),
+    };
+    EXPECT_THAT(slots, ElementsAre(2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15, 16));
+}
+
+TEST_F(LocalControllerChannel, BasesStandInOrder)
+{
+    using Registrator =
+        Rvl::CNameServerRegistrator<CLocalControllerChannel*, Rvl::CNameServer<CLocalControllerChannel*>>;
+    CLocalControllerChannel channel("Controller", loop);
+    const auto offset = [&channel](const void* base) {
+        return static_cast<const char*>(base) - reinterpret_cast<const char*>(&channel);
+    };
+    EXPECT_EQ(0, offset(static_cast<IControllerChannel*>(&channel)));
+    const auto registratorOffset = offset((Registrator*)&channel); // a private base: no other cast may
+    EXPECT_EQ(static_cast<std::ptrdiff_t>(sizeof(IControllerChannel)), registratorOffset);
 }
 
 TEST(LocalControllerChannelRegistries, FillThemselvesWhileEmpty)
