@@ -14,6 +14,7 @@
 #include <stdexcept>
 #include <string>
 #include <type_traits>
+#include <vector>
 
 using namespace Rvl;
 using namespace Rvl::Test;
@@ -104,6 +105,41 @@ TEST_F(ConditionalControlLoop, OtherKeysAreRequired)
             EXPECT_EQ(error.what(), "No such node (Parameters.<xmlattr>." + key + ")");
         }
     }
+}
+
+TEST_F(ConditionalControlLoop, FirstMissingKeyInReadingOrderIsReported)
+{
+    ptree tree;
+    for (const std::string key : {"SampleTime_ms", "Setpoint", "U_Disabled"}) {
+        try {
+            CConditionalControlLoop configured(tree);
+            ADD_FAILURE() << key;
+        } catch (const boost::property_tree::ptree_bad_path& error) {
+            EXPECT_EQ(error.what(), "No such node (Parameters.<xmlattr>." + key + ")");
+        }
+        tree.put("Parameters.<xmlattr>." + key, "1");
+    }
+    EXPECT_NO_THROW(CConditionalControlLoop configured(tree));
+}
+
+TEST_F(ConditionalControlLoop, FirstUnreadableValueInReadingOrderIsReported)
+{
+    const std::vector<std::string> keys = {"SampleTime_ms", "Setpoint",  "LowerLimit",
+                                           "UpperLimit",    "Threshold", "U_Disabled"};
+    ptree tree;
+    for (const std::string& key : keys) {
+        tree.put("Parameters.<xmlattr>." + key, key);
+    }
+    for (const std::string& key : keys) {
+        try {
+            CConditionalControlLoop configured(tree);
+            ADD_FAILURE() << key;
+        } catch (const boost::property_tree::ptree_bad_data& error) {
+            EXPECT_EQ(error.data<std::string>(), key);
+        }
+        tree.put("Parameters.<xmlattr>." + key, "1");
+    }
+    EXPECT_NO_THROW(CConditionalControlLoop configured(tree));
 }
 
 TEST_F(ConditionalControlLoop, UnreadableValuesThrowBadData)
@@ -242,6 +278,18 @@ TEST_F(ConditionalControlLoop, RepeatedValueReachesTheOutputOnce)
     step(102);
     step(103);
     EXPECT_THAT(output->written, ElementsAre(disabledU));
+}
+
+TEST_F(ConditionalControlLoop, NewParametersBringTheirImmutableFlag)
+{
+    build();
+    CConditionalParameters parameters = loop->parameters();
+    parameters.setImmutable(true);
+    loop->setParameters(static_cast<const CControlParameters&>(parameters));
+    EXPECT_TRUE(loop->parameters().isImmutable());
+    parameters.setImmutable(false);
+    loop->setParameters(parameters);
+    EXPECT_FALSE(loop->parameters().isImmutable());
 }
 
 TEST_F(ConditionalControlLoop, ParametersOfAnotherKindAreRefusedInTheTwoLevelLoopsWords)

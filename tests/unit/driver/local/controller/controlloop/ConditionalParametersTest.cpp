@@ -60,3 +60,16 @@ TEST(ConditionalParameters, CopiesCarryNameAndValues)
     EXPECT_EQ(assigned.name(), "P");
     EXPECT_EQ(assigned.data(), original.data());
 }
+
+TEST(ConditionalParameters, CopiesCarryTheImmutableFlag)
+{
+    CConditionalParameters original;
+    original.setImmutable(true);
+    const CConditionalParameters copy(original);
+    EXPECT_TRUE(copy.isImmutable());
+    CConditionalParameters assigned;
+    assigned = original;
+    EXPECT_TRUE(assigned.isImmutable());
+    assigned = CConditionalParameters();
+    EXPECT_FALSE(assigned.isImmutable()) << "an immutable set may be assigned to";
+}

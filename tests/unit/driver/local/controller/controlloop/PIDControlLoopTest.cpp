@@ -13,6 +13,7 @@
 #include <functional>
 #include <memory>
 #include <stdexcept>
+#include <string>
 #include <vector>
 
 using namespace Rvl;
@@ -168,6 +169,22 @@ TEST_F(PIDControlLoop, MissingSwitchOrParametersThrowBadPath)
             EXPECT_EQ(error.what(), "No such node (" + key + ")");
         }
     }
+}
+
+TEST_F(PIDControlLoop, SwitchIsReadBeforeTheParameters)
+{
+    const auto missing = [](const ptree& tree) {
+        try {
+            CPIDControlLoop configured(tree);
+        } catch (const boost::property_tree::ptree_bad_path& error) {
+            return std::string(error.what());
+        }
+        return std::string("nothing was thrown");
+    };
+    ptree tree;
+    EXPECT_EQ(missing(tree), "No such node (Enabled)");
+    tree.put("Enabled", "true");
+    EXPECT_EQ(missing(tree), "No such node (PIDParam)");
 }
 
 TEST_F(PIDControlLoop, UnreadableSwitchThrowsBadData)
@@ -442,6 +459,30 @@ TEST_F(PIDControlLoop, FixedValueClearsTheTermsInEveryMode)
     loop.setManualMode(true);
     EXPECT_EQ(output->written.back(), 9.0);
     EXPECT_EQ(loop.readControlValue(), 9.0);
+}
+
+TEST_F(PIDControlLoop, ChangeOfModeClearsTheTerms)
+{
+    for (const bool manual : {true, false}) {
+        CPIDControlLoop changing;
+        wire(changing);
+        bringIntegralToOne(changing);
+        changing.setManualMode(manual);
+        EXPECT_EQ(changing.integralControlValue(), 0.0) << manual;
+        EXPECT_EQ(changing.proportionalControlValue(), 0.0) << manual;
+    }
+}
+
+TEST_F(PIDControlLoop, EnablingClearsTheTerms)
+{
+    bringIntegralToOne(loop);
+    loop.setEnabled(false);
+    CPIDParameters changed = loop.parameters();
+    changed.setK(1);
+    loop.setParameters(changed);
+    ASSERT_EQ(loop.integralControlValue(), 4.0);
+    loop.setEnabled(true);
+    EXPECT_EQ(loop.integralControlValue(), 0.0);
 }
 
 TEST_F(PIDControlLoop, ActualValueIsReadFreshly)

@@ -194,6 +194,22 @@ TEST(PIDParameters, EveryAttributeButTtIsRequired)
     }
 }
 
+TEST(PIDParameters, FirstMissingAttributeInReadingOrderIsReported)
+{
+    ptree tree;
+    for (const std::string key : {"Name", "K", "Td", "Ti", "DerivativeGainLimit", "MinU", "MaxU", "DisabledU",
+                                  "SampleTime_ms", "Setpoint"}) {
+        try {
+            CPIDParameters parameters(tree);
+            ADD_FAILURE() << key << " may be absent";
+        } catch (const boost::property_tree::ptree_bad_path& error) {
+            EXPECT_EQ(error.what(), "No such node (<xmlattr>." + key + ")");
+        }
+        tree.put("<xmlattr>." + key, "1");
+    }
+    EXPECT_NO_THROW(CPIDParameters parameters(tree));
+}
+
 TEST(PIDParameters, NameIsRequired)
 {
     ptree tree = completeTree();

@@ -96,6 +96,22 @@ TEST_F(TwoLevelControlLoop, EveryKeyIsRequired)
     }
 }
 
+TEST_F(TwoLevelControlLoop, FirstMissingKeyInReadingOrderIsReported)
+{
+    ptree tree;
+    for (const std::string key :
+         {"SampleTime_ms", "Setpoint", "LowerThreshold", "UpperThreshold", "U_Up", "U_Down", "U_Disabled"}) {
+        try {
+            CTwoLevelControlLoop configured(tree);
+            ADD_FAILURE() << key;
+        } catch (const boost::property_tree::ptree_bad_path& error) {
+            EXPECT_EQ(error.what(), "No such node (Parameters.<xmlattr>." + key + ")");
+        }
+        tree.put("Parameters.<xmlattr>." + key, "1");
+    }
+    EXPECT_NO_THROW(CTwoLevelControlLoop configured(tree));
+}
+
 TEST_F(TwoLevelControlLoop, SwitchingValuesMustBeWhole)
 {
     for (const std::string key : {"U_Up", "U_Down", "SampleTime_ms"}) {
@@ -234,6 +250,18 @@ TEST_F(TwoLevelControlLoop, NewParametersTakeEffectInTheNextStep)
     loop->setParameters(static_cast<const CControlParameters&>(changed));
     step(11);
     EXPECT_THAT(output->written, ElementsAre(100.0, 0.0));
+}
+
+TEST_F(TwoLevelControlLoop, NewParametersBringTheirImmutableFlag)
+{
+    build();
+    CTwoLevelParameters parameters = loop->parameters();
+    parameters.setImmutable(true);
+    loop->setParameters(static_cast<const CControlParameters&>(parameters));
+    EXPECT_TRUE(loop->parameters().isImmutable());
+    parameters.setImmutable(false);
+    loop->setParameters(parameters);
+    EXPECT_FALSE(loop->parameters().isImmutable());
 }
 
 TEST_F(TwoLevelControlLoop, ParametersOfAnotherKindAreRefused)

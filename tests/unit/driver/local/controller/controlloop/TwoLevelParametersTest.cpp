@@ -57,3 +57,16 @@ TEST(TwoLevelParameters, CopiesCarryNameAndValues)
     EXPECT_EQ(assigned.name(), "P");
     EXPECT_EQ(assigned.data(), original.data());
 }
+
+TEST(TwoLevelParameters, CopiesCarryTheImmutableFlag)
+{
+    CTwoLevelParameters original;
+    original.setImmutable(true);
+    const CTwoLevelParameters copy(original);
+    EXPECT_TRUE(copy.isImmutable());
+    CTwoLevelParameters assigned;
+    assigned = original;
+    EXPECT_TRUE(assigned.isImmutable());
+    assigned = CTwoLevelParameters();
+    EXPECT_FALSE(assigned.isImmutable()) << "an immutable set may be assigned to";
+}
