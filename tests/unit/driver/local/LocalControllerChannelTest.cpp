@@ -381,7 +381,7 @@ TEST_F(LocalControllerChannel, DestructionWaitsForASignalThatIsStoppingTheChanne
             }
             step.release();
         });
-        channel.reset();
+        channel.reset(); // what the call still uses must outlive it: the sanitizers see if it does not
         EXPECT_TRUE(step.isReleased()) << "the processor's thread was waited for";
         releaser.join();
         host.join();
