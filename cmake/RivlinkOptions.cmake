@@ -37,7 +37,8 @@ if(CMAKE_CXX_COMPILER_ID MATCHES "GNU|Clang")
         "-fmacro-prefix-map=${PROJECT_SOURCE_DIR}/=")
     if(RIVLINK_SANITIZE)
         target_compile_options(rivlink_options INTERFACE
-            "-fsanitize=${RIVLINK_SANITIZE}" -fno-sanitize-recover=all -fno-omit-frame-pointer)
+            "-fsanitize=${RIVLINK_SANITIZE}" -fno-sanitize-recover=all -fno-omit-frame-pointer
+            -O1 -g1) # instrumented code takes the compiler several times as long to optimise fully
         target_link_options(rivlink_options INTERFACE "-fsanitize=${RIVLINK_SANITIZE}")
     endif()
     if(RIVLINK_COVERAGE)
