@@ -33,8 +33,9 @@ target_compile_definitions(rivlink_options INTERFACE
 if(CMAKE_CXX_COMPILER_ID MATCHES "GNU|Clang")
     target_compile_options(rivlink_options INTERFACE
         -Wall -Wextra -Wpedantic -Wconversion -Wshadow -Wnon-virtual-dtor -Woverloaded-virtual
-        # log records name their source file: by its path in the project, not on the building machine
-        "-fmacro-prefix-map=${PROJECT_SOURCE_DIR}/=")
+        # log records name their source file: by its path in the project, not on the building machine, which
+        # also lets one compiler cache serve every checkout
+        "-ffile-prefix-map=${PROJECT_SOURCE_DIR}/=")
     if(RIVLINK_SANITIZE)
         target_compile_options(rivlink_options INTERFACE
             "-fsanitize=${RIVLINK_SANITIZE}" -fno-sanitize-recover=all -fno-omit-frame-pointer

@@ -51,6 +51,8 @@ install_missing() {
 
 # build PRESET [TARGET...]: configures once and builds; silent while nothing needs to be done.
 build() {
+    # one compiler cache serves every checkout of the project
+    export CCACHE_BASEDIR=$root CCACHE_NOHASHDIR=1
     local preset=$1
     shift
     local folder="$root/build/$preset" targets=()
