@@ -25,6 +25,10 @@ find_package(Threads REQUIRED)
 find_package(Boost 1.74 REQUIRED COMPONENTS thread system date_time filesystem)
 include(RivlinkLog4cplus)
 
+# how the compiler cache names the sources, seen from the folder in which the compiler runs
+file(RELATIVE_PATH from_build_to_source "${PROJECT_BINARY_DIR}" "${PROJECT_SOURCE_DIR}")
+string(REGEX REPLACE "/$" "" from_build_to_source "${from_build_to_source}")
+
 add_library(rivlink_options INTERFACE)
 target_include_directories(rivlink_options INTERFACE "${PROJECT_SOURCE_DIR}")
 target_compile_definitions(rivlink_options INTERFACE
@@ -35,7 +39,7 @@ if(CMAKE_CXX_COMPILER_ID MATCHES "GNU|Clang")
         -Wall -Wextra -Wpedantic -Wconversion -Wshadow -Wnon-virtual-dtor -Woverloaded-virtual
         # log records name their source file: by its path in the project, not on the building machine, which
         # also lets one compiler cache serve every checkout
-        "-ffile-prefix-map=${PROJECT_SOURCE_DIR}/=")
+        "-ffile-prefix-map=${PROJECT_SOURCE_DIR}/=" "-ffile-prefix-map=${from_build_to_source}/=")
     if(RIVLINK_SANITIZE)
         target_compile_options(rivlink_options INTERFACE
             "-fsanitize=${RIVLINK_SANITIZE}" -fno-sanitize-recover=all -fno-omit-frame-pointer
