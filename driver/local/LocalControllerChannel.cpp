@@ -22,12 +22,59 @@
 
 #include <atomic>
 #include <mutex>
+#include <optional>
+#include <set>
 #include <stdexcept>
 #include <utility>
 
 namespace Rvl {
 
 namespace {
+
+/// The processors of all live channels. The host's signal reaches one channel after the other, and each takes
+/// up to a sample time to stop: the first one has the loops of all end, so that they do so side by side.
+class CLiveProcessors
+{
+public:
+    static CLiveProcessors& instance()
+    {
+        static auto* const processors = new CLiveProcessors; // outlives channels that live as statics
+        return *processors;
+    }
+
+    /// Keeps a processor among them for as long as it lives itself.
+    class CMembership
+    {
+    public:
+        explicit CMembership(CTimedLoopProcessor& processor) : processor_(&processor)
+        {
+            const std::lock_guard<std::mutex> lock(instance().mutex_);
+            instance().processors_.insert(processor_);
+        }
+        ~CMembership()
+        {
+            const std::lock_guard<std::mutex> lock(instance().mutex_);
+            instance().processors_.erase(processor_);
+        }
+        CMembership(const CMembership&) = delete;
+        CMembership& operator=(const CMembership&) = delete;
+
+    private:
+        CTimedLoopProcessor* const processor_;
+    };
+
+    void cancelAll()
+    {
+        const std::lock_guard<std::mutex> lock(mutex_);
+        for (CTimedLoopProcessor* const processor : processors_) {
+            processor->cancelControlLoops();
+        }
+    }
+
+private:
+    std::mutex mutex_;
+    std::set<CTimedLoopProcessor*> processors_;
+};
 
 /// Between the host's signal and the channel. A slot may still be called while, or after, it is disconnected
 /// on another thread; it then meets a closed gate. Closing waits for a call that is under way, and stopping
@@ -41,6 +88,7 @@ public:
     {
         const std::lock_guard<std::mutex> lock(mutex_);
         if (channel_) {
+            CLiveProcessors::instance().cancelAll();
             channel_->stop();
         }
     }
@@ -68,6 +116,7 @@ struct CLocalControllerChannel::LocalControllerChannelPrivate
     const std::shared_ptr<IControlLoop> controlLoop;
     CTimedLoopProcessor processor;
 
+    std::optional<CLiveProcessors::CMembership> liveProcessor;
     std::atomic<std::uint64_t> runs{0};
     std::shared_ptr<CStopGate> stopGate;
     boost::signals2::scoped_connection aboutToDisconnect;
@@ -100,6 +149,7 @@ CLocalControllerChannel::CLocalControllerChannel(const std::string& name, std::s
       private_(std::make_unique<LocalControllerChannelPrivate>(std::move(loop)))
 {
     addCascadedControlLoopToProcessor(private_->controlLoop);
+    private_->liveProcessor.emplace(private_->processor);
     private_->stopGate = std::make_shared<CStopGate>(*this);
     private_->aboutToDisconnect = CEnvironment::getInstance()->aboutToDisconnect().connect(
         [gate = private_->stopGate] { gate->stop(); });

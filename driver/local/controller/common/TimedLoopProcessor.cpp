@@ -168,10 +168,15 @@ void CTimedLoopProcessor::stopControlLoops()
     if (!processorActive()) {
         return;
     }
+    cancelControlLoops();
+    d_->worker->join();
+}
+
+void CTimedLoopProcessor::cancelControlLoops()
+{
     for (const auto& operation : d_->operations) {
         operation->cancel();
     }
-    d_->worker->join();
 }
 
 bool CTimedLoopProcessor::processorActive()

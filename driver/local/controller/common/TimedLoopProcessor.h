@@ -68,6 +68,9 @@ public:
     /// the same, and stopControlLoops() on another thread then finishes the stop.
     void stopControlLoops() override;
     bool processorActive() override;
+    /// What stopControlLoops() begins with: every loop ends with its timer's next expiry. Does not wait; the
+    /// processor stays active until stopControlLoops() does. Safe from any thread while no loop is added.
+    void cancelControlLoops();
 
 private:
     class Private;

@@ -330,6 +330,31 @@ TEST_F(LocalControllerChannel, AboutToDisconnectStopsEveryLiveChannel)
     EXPECT_FALSE(first.isControlLoopEnabled());
 }
 
+TEST_F(LocalControllerChannel, AboutToDisconnectStopsAllChannelsWithinOneSampleTime)
+{
+    constexpr int count = 5;
+    loop->sampleTime = 400;
+    std::vector<std::shared_ptr<FakeLoop>> loops;
+    std::vector<std::unique_ptr<CLocalControllerChannel>> channels;
+    for (int i = 0; i < count; ++i) {
+        loops.push_back(std::make_shared<FakeLoop>("slow", journal));
+        loops.back()->sampleTime = 400;
+        loops.back()->setInput(input);
+        loops.back()->setOutput(std::make_shared<FakeLoopOut>("slow output", journal));
+        channels.push_back(
+            std::make_unique<CLocalControllerChannel>("Slow " + std::to_string(i), loops.back()));
+        channels.back()->setEnabled(true);
+    }
+    const auto begin = std::chrono::steady_clock::now();
+    aboutToDisconnect()();
+    const std::chrono::duration<double> taken = std::chrono::steady_clock::now() - begin;
+    for (const auto& channel : channels) {
+        EXPECT_FALSE(channel->isControlLoopEnabled());
+    }
+    // one after the other they would re-arm meanwhile and take more than four sample times
+    EXPECT_LT(taken.count(), 1.0);
+}
+
 TEST_F(LocalControllerChannel, DestroyedChannelIsNoLongerCalled)
 {
     const auto slots = aboutToDisconnect().num_slots();
