@@ -45,6 +45,11 @@ std::string judgeDuration(const std::string& text)
                : "\"" + text + "\" is no duration; expected one such as 500ms, 30s, 5min or 2h";
 }
 
+std::string judgeFileName(const std::string& text)
+{
+    return text.empty() || text.front() == '-' ? "\"" + text + "\" is no file name" : "";
+}
+
 std::string judgeInterval(const std::string& text)
 {
     const auto interval = parseDuration(text);
@@ -83,7 +88,8 @@ void describeCommandLine(CLI::App& app, SArguments& arguments)
         ->check(CLI::Validator(judgeDuration, "", "duration"));
     CLI::Option* const record =
         run->add_option("--record", arguments.record, "Record every controller to this file (CSV)")
-            ->type_name("FILE");
+            ->type_name("FILE")
+            ->check(CLI::Validator(judgeFileName, "", "file name"));
     run->add_option("--record-interval", arguments.recordInterval, "Time between two rows of a controller")
         ->type_name("DURATION")
         ->check(CLI::Validator(judgeInterval, "", "interval"))
@@ -221,19 +227,27 @@ int runApplication(int argc, const char* const* argv, std::chrono::steady_clock:
         if (app.got_subcommand("run")) {
             return run(arguments, pluginPath, programStart, out, err);
         }
+        // what was asked for is the output: it has to arrive
+        const auto delivered = [&](int result) {
+            if (out.flush()) {
+                return result;
+            }
+            err << "the output could not be written" << std::endl;
+            return static_cast<int>(ExitFailure);
+        };
         if (app.got_subcommand("check")) {
-            return check(arguments, pluginPath, out);
+            return delivered(check(arguments, pluginPath, out));
         }
         if (app.got_subcommand("print")) {
-            return print(arguments, pluginPath, out, err);
+            return delivered(print(arguments, pluginPath, out, err));
         }
         if (app.got_subcommand("schema")) {
-            return schema(arguments, pluginPath, out);
+            return delivered(schema(arguments, pluginPath, out));
         }
         if (app.got_subcommand("docs")) {
-            return docs(arguments, pluginPath, out);
+            return delivered(docs(arguments, pluginPath, out));
         }
-        return types(arguments, pluginPath, out, err);
+        return delivered(types(arguments, pluginPath, out, err));
     } catch (const CHostException& exception) {
         err << exception.what() << std::endl;
         return exception.code();

@@ -2,6 +2,7 @@
 
 #include "host/ConfigurationCheck.h"
 #include "host/ConfigurationFrame.h"
+#include "host/LogSetup.h"
 #include "platform/rivlink_core/Environment.h"
 
 #include <map>
@@ -20,6 +21,7 @@ CAssembly::CAssembly(const std::filesystem::path& configurationFile, const CPlug
                         CEnvironment::getInstance()->busRegistry().names(), faults_)
         .run();
     if (complete) {
+        const CLogSilence silence("ExceptionLogger"); // what building throws is told as a fault
         session_.build(faults_);
     }
 }

@@ -28,6 +28,12 @@ bool isTrue(const pugi::xml_node& typeNode, const std::string& path)
     return value == "true" || value == "1";
 }
 
+/// The name of the attribute or element at the end of a path.
+std::string lastPart(const std::string& path)
+{
+    return path.substr(path.find_last_of('.') + 1);
+}
+
 std::string withArticle(const std::string& noun)
 {
     return (std::string("aeiou").find(noun.front()) == std::string::npos ? "a " : "an ") + noun;
@@ -136,6 +142,9 @@ void CConfigurationCheck::checkAttributes(const pugi::xml_node& node, const SKey
             wrong = "is given twice; expected it once";
         } else {
             wrong = judge(*key, attribute.value());
+            if (wrong.empty()) {
+                wrong = judgeAgainstOthers(*key, attribute.value(), typeNode);
+            }
         }
         if (!wrong.empty()) {
             faults_.add(configuration_.fault(node, attribute, wrong));
@@ -237,6 +246,23 @@ std::string CConfigurationCheck::judge(const SKeyDescription& key, const std::st
         return *wrong;
     }
     return key.type == SKeyDescription::Reference ? judgeReference(key, text) : std::string();
+}
+
+std::string CConfigurationCheck::judgeAgainstOthers(const SKeyDescription& key, const std::string& text,
+                                                    const pugi::xml_node& typeNode)
+{
+    if (!key.onlyWith.empty() && !isTrue(typeNode, key.onlyWith)) {
+        return "is not read unless " + lastPart(key.onlyWith) +
+               " is true; expected it to be true, or neither";
+    }
+    const auto limitText = key.notAbove.empty() ? std::nullopt : textAt(typeNode, key.notAbove);
+    const auto limit = limitText ? parseReal(*limitText) : std::nullopt;
+    const auto value = parseReal(text);
+    const auto asIfAbsent = key.defaultText ? parseReal(*key.defaultText) : std::nullopt;
+    if (limit && value && *value > *limit && value != asIfAbsent) {
+        return "\"" + text + "\" is above " + lastPart(key.notAbove) + "; expected at most " + *limitText;
+    }
+    return {};
 }
 
 std::string CConfigurationCheck::judgeReference(const SKeyDescription& key, const std::string& name) const

@@ -32,6 +32,8 @@ private:
     void checkChildren(const pugi::xml_node& node, const SKeyNode& keys, const pugi::xml_node& typeNode);
     void checkTyped(const pugi::xml_node& node, const SKeyDescription& key, const pugi::xml_node& typeNode);
     std::string judge(const SKeyDescription& key, const std::string& text) const;
+    static std::string judgeAgainstOthers(const SKeyDescription& key, const std::string& text,
+                                          const pugi::xml_node& typeNode);
     std::string judgeReference(const SKeyDescription& key, const std::string& name) const;
     bool isRequired(const SKeyDescription& key, const pugi::xml_node& typeNode) const;
     std::string expected(const SKeyDescription& key) const;

@@ -99,6 +99,7 @@ std::optional<std::string> judgeInteger(const SKeyDescription& key, const std::s
         const auto real = parseReal(text);
         const char* const wrong = !real                        ? " is not a number"
                                   : std::trunc(*real) != *real ? " is not a whole number"
+                                  : std::fabs(*real) < 9e15    ? " is not written as a whole number"
                                                                : " is too large";
         return withExpectation(key, quoted(text) + wrong);
     }

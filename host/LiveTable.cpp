@@ -17,19 +17,26 @@ std::string withUnit(double value, const std::string& unit)
 
 CLiveTable::CLiveTable(std::ostream& stream) : stream_(stream) {}
 
-void CLiveTable::draw(const std::vector<SControllerState>& states, std::size_t width)
+void CLiveTable::draw(const std::vector<SControllerState>& states, const STerminalSize& terminal)
 {
     CTextTable table({"name", "mode", "set point", "actual value", "control value", "unit", "state"});
     for (const SControllerState& state : states) {
         table.add({state.name, modeOf(state), shortText(state.setPoint), shortText(state.actualValue),
                    shortText(state.controlValue), state.unit, state.state});
     }
-    const std::vector<std::string> lines = table.lines();
+    std::vector<std::string> lines = table.lines();
+    // the cursor cannot be moved above the window's first line, and stands below the table
+    if (lines.size() + 1 > terminal.height && terminal.height > 2) {
+        const std::size_t shown = terminal.height - 2;
+        const std::string rest = "... and " + std::to_string(lines.size() - shown) + " more";
+        lines.resize(shown);
+        lines.push_back(rest);
+    }
     if (linesDrawn_ > 0) {
         stream_ << "\x1b[" << linesDrawn_ << "A";
     }
     for (const std::string& line : lines) {
-        stream_ << "\r\x1b[2K" << firstCharacters(line, width) << "\n";
+        stream_ << "\r\x1b[2K" << firstCharacters(line, terminal.width) << "\n";
     }
     stream_ << std::flush;
     linesDrawn_ = lines.size();

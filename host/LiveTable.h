@@ -1,6 +1,7 @@
 #pragma once
 
 #include "host/ControllerState.h"
+#include "host/Terminal.h"
 
 #include <chrono>
 #include <cstddef>
@@ -16,9 +17,9 @@ class CLiveTable
 public:
     explicit CLiveTable(std::ostream& stream);
 
-    /// Draws the table, over the one drawn before. Lines are cut at `width` characters: one that the terminal
-    /// breaks in two would shift the table.
-    void draw(const std::vector<SControllerState>& states, std::size_t width);
+    /// Draws the table, over the one drawn before. Lines are cut at the terminal's width, as one that it
+    /// breaks in two would shift the table; lines for which it has no room are counted instead.
+    void draw(const std::vector<SControllerState>& states, const STerminalSize& terminal);
 
 private:
     std::ostream& stream_;

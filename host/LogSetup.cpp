@@ -31,4 +31,17 @@ void setUpLogging(const std::string& level)
     root.setLogLevel(log4cplus::getLogLevelManager().fromString(name));
 }
 
+CLogSilence::CLogSilence(const std::string& logger)
+    : logger_(log4cplus::Logger::getInstance(logger)), level_(logger_.getLogLevel())
+{
+    if (log4cplus::Logger::getRoot().getLogLevel() >= log4cplus::INFO_LOG_LEVEL) {
+        logger_.setLogLevel(log4cplus::OFF_LOG_LEVEL);
+    }
+}
+
+CLogSilence::~CLogSilence()
+{
+    logger_.setLogLevel(level_);
+}
+
 } // namespace Rvl

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <log4cplus/logger.h>
+
 #include <string>
 #include <vector>
 
@@ -11,5 +13,19 @@ const std::vector<std::string>& logLevels();
 /// Sends log records of this level and above to standard error, as "TIME LEVEL [LOGGER] MESSAGE". To be
 /// called before anything is logged.
 void setUpLogging(const std::string& level);
+
+/// Keeps one logger quiet for as long as it lives, unless somebody asked for debug or trace records.
+class CLogSilence
+{
+public:
+    explicit CLogSilence(const std::string& logger);
+    ~CLogSilence();
+    CLogSilence(const CLogSilence&) = delete;
+    CLogSilence& operator=(const CLogSilence&) = delete;
+
+private:
+    log4cplus::Logger logger_;
+    log4cplus::LogLevel level_;
+};
 
 } // namespace Rvl

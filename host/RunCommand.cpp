@@ -13,6 +13,8 @@
 
 #include <boost/asio/signal_set.hpp>
 
+#include <algorithm>
+#include <cmath>
 #include <csignal>
 #include <memory>
 #include <utility>
@@ -51,6 +53,40 @@ bool anyStepDone(const std::vector<Observation>& observations)
     return false;
 }
 
+/// What keeps a running loop from controlling, or an empty text.
+std::string faultOf(const SLoopStatus& loop, bool inner)
+{
+    if (inner && !loop.enabled) {
+        return "is disabled, although the loop above it is enabled";
+    }
+    if (loop.steps > 0 && std::isnan(loop.actualValue)) {
+        return "has an actual value that is not a number";
+    }
+    return std::isnan(loop.controlValue) ? "calculates a control value that is not a number" : "";
+}
+
+/// The states of the controllers with what only their loops tell: one value that is not a number stays in a
+/// loop's integral, and an output may have turned it into a harmless-looking 0.
+std::vector<SControllerState> statesWithLoops(std::vector<SControllerState> states,
+                                              const std::vector<Observation>& observations)
+{
+    for (SControllerState& state : states) {
+        const auto found =
+            std::find_if(observations.begin(), observations.end(),
+                         [&](const auto& observation) { return observation.first == state.name; });
+        if (found == observations.end() || state.state != "ok" || state.manual) {
+            continue;
+        }
+        for (std::size_t index = 0; index < found->second->loopCount() && state.state == "ok"; ++index) {
+            const std::string fault = faultOf(found->second->status(index), index > 0);
+            if (!fault.empty()) {
+                state.state = "fault: " + state.name + ": loop " + std::to_string(index) + " " + fault;
+            }
+        }
+    }
+    return states;
+}
+
 std::vector<SObservedLoops> finalStatus(const std::vector<Observation>& observations)
 {
     std::vector<SObservedLoops> result;
@@ -74,7 +110,9 @@ public:
     {
         // from here on a signal ends the run and not the process, also while devices are being connected
         for (const int signal : endingSignals()) {
-            signals_.add(signal);
+            if (!isIgnored(signal)) { // as under nohup, and for jobs in the background of some shells
+                signals_.add(signal);
+            }
         }
         signals_.async_wait([this](const boost::system::error_code& error, int) {
             if (!error) {
@@ -120,10 +158,7 @@ public:
     }
 
     /// How the run ended; to be asked before the session is shut down.
-    std::string summaryText() const
-    {
-        return summary(finalStatus(observations_), session_.states(), untilFirstStep_);
-    }
+    std::string summaryText() const { return summary(finalStatus(observations_), states(), untilFirstStep_); }
 
     /// To be called before the channels are destroyed.
     void endObservation() { observations_.clear(); }
@@ -142,6 +177,11 @@ private:
         return signals;
     }
 
+    std::vector<SControllerState> states() const
+    {
+        return statesWithLoops(session_.states(), observations_);
+    }
+
     bool noteFirstStep()
     {
         if (!anyStepDone(observations_)) {
@@ -154,7 +194,7 @@ private:
 
     bool record()
     {
-        if (recorder_->write(session_.states(), IClock::current().utc())) {
+        if (recorder_->write(states(), IClock::current().utc())) {
             return true;
         }
         err_ << "writing the record " << options_.record->string()
@@ -167,9 +207,9 @@ private:
         // whoever reads the output may have gone; control goes on
         out_.clear();
         if (terminal) {
-            table_.draw(session_.states(), terminalWidth());
+            table_.draw(states(), terminalSize());
         } else {
-            out_ << stateLine(session_.states(), IClock::current().utc()) << std::endl;
+            out_ << stateLine(states(), IClock::current().utc()) << std::endl;
         }
     }
 
@@ -192,6 +232,10 @@ int runConfiguration(const SRunOptions& options, const CPluginPath& pluginPath, 
                      std::ostream& err)
 {
     surviveBrokenPipes();
+    std::error_code ignored;
+    if (options.record && std::filesystem::equivalent(*options.record, options.configuration, ignored)) {
+        throw CHostException(ExitUsage, "the record " + options.record->string() + " is the configuration");
+    }
     CAssembly assembly(options.configuration, pluginPath);
     if (!assembly.faults().empty()) {
         err << assembly.faults().report(assembly.configuration().name()) << std::flush;

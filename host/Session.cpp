@@ -1,10 +1,12 @@
 #include "host/Session.h"
 
 #include "host/ConfigurationFrame.h"
+#include "host/NumberText.h"
 #include "host/Suggestion.h"
 #include "platform/rivlink_core/DeviceInterface.h"
 #include "platform/rivlink_core/Environment.h"
 #include "platform/rivlink_core/IoChannelInterface.h"
+#include "platform/rivlink_device/AnalogInChannel.h"
 #include "platform/rivlink_device/ControllerChannel.h"
 #include "platform/rivlink_device/LinearScaling.h"
 
@@ -172,6 +174,9 @@ void CSession::buildChannel(const pugi::xml_node& node, const STypeDescription& 
         }
         entry->channel->connectToDevice();
         entry->controller = dynamic_cast<IControllerChannel*>(entry->channel.get());
+        if (entry->controller) {
+            checkSetPoint(node, *entry->controller, faults);
+        }
         for (const SReference& reference : entry->references) {
             for (const auto& other : channels_) {
                 const auto& provides = other->provides;
@@ -183,6 +188,20 @@ void CSession::buildChannel(const pugi::xml_node& node, const STypeDescription& 
         }
         channels_.push_back(std::move(entry));
     });
+}
+
+void CSession::checkSetPoint(const pugi::xml_node& node, IControllerChannel& controller,
+                             CFaultList& faults) const
+{
+    const double setPoint = controller.getSetPoint();
+    if (!(setPoint >= controller.setpointMinimum() && setPoint <= controller.setpointMaximum())) {
+        const pugi::xml_node range = node.child("SetpointRange");
+        faults.add(configuration_.fault(
+            range ? range : node, "the loop's set point, " + shortText(setPoint) +
+                                      ", lies outside the range; expected a range that it lies in, from " +
+                                      shortText(controller.setpointMinimum()) + " to " +
+                                      shortText(controller.setpointMaximum())));
+    }
 }
 
 void CSession::start()
@@ -232,8 +251,17 @@ std::vector<std::string> CSession::shutDown()
     if (started_) {
         for (const auto& entry : channels_) {
             if (entry->controller) {
+                const bool enabled = entry->controller->isControlLoopEnabled();
                 attemptTo("disabling " + entry->controller->getName(),
                           [&] { entry->controller->setEnabled(false); });
+                for (const IIoChannelInterface* channel : entry->referred) {
+                    const bool driven = dynamic_cast<const CAnalogInChannel*>(channel) == nullptr;
+                    if (enabled && driven && channel->isFaulty()) {
+                        failures.push_back(entry->controller->getName() +
+                                           ": its disabled value may not have reached " + channel->getName() +
+                                           ": " + channel->fault());
+                    }
+                }
             }
         }
         attemptTo("stopping what drives devices", [&] { environment.aboutToDisconnect()(); });

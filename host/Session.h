@@ -60,6 +60,7 @@ private:
     void buildDevices(CFaultList& faults);
     void buildChannels(CFaultList& faults);
     void buildChannel(const pugi::xml_node& node, const STypeDescription& type, CFaultList& faults);
+    void checkSetPoint(const pugi::xml_node& node, IControllerChannel& controller, CFaultList& faults) const;
     bool isBuildable(const pugi::xml_node& node, const STypeDescription* type, const CFaultList& faults);
     bool attempt(const pugi::xml_node& node, CFaultList& faults, const std::function<void()>& step);
     const STypeDescription* typeOf(const pugi::xml_node& node) const;

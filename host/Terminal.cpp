@@ -13,7 +13,7 @@ namespace Rvl {
 
 namespace {
 
-constexpr std::size_t usualWidth = 80;
+constexpr STerminalSize usualSize{80, 24};
 
 } // namespace
 
@@ -27,16 +27,22 @@ bool setUpTerminal()
            SetConsoleMode(output, mode | ENABLE_VIRTUAL_TERMINAL_PROCESSING) && SetConsoleOutputCP(CP_UTF8);
 }
 
-std::size_t terminalWidth()
+STerminalSize terminalSize()
 {
     CONSOLE_SCREEN_BUFFER_INFO info{};
     if (!GetConsoleScreenBufferInfo(GetStdHandle(STD_OUTPUT_HANDLE), &info)) {
-        return usualWidth;
+        return usualSize;
     }
-    return static_cast<std::size_t>(info.srWindow.Right - info.srWindow.Left + 1);
+    return {static_cast<std::size_t>(info.srWindow.Right - info.srWindow.Left + 1),
+            static_cast<std::size_t>(info.srWindow.Bottom - info.srWindow.Top + 1)};
 }
 
 void surviveBrokenPipes() {}
+
+bool isIgnored(int)
+{
+    return false;
+}
 
 #else
 
@@ -45,18 +51,24 @@ bool setUpTerminal()
     return isatty(STDOUT_FILENO) == 1;
 }
 
-std::size_t terminalWidth()
+STerminalSize terminalSize()
 {
     winsize size{};
-    if (ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) != 0 || size.ws_col == 0) {
-        return usualWidth;
+    if (ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) != 0 || size.ws_col == 0 || size.ws_row == 0) {
+        return usualSize;
     }
-    return size.ws_col;
+    return {size.ws_col, size.ws_row};
 }
 
 void surviveBrokenPipes()
 {
     std::signal(SIGPIPE, SIG_IGN);
+}
+
+bool isIgnored(int signal)
+{
+    struct sigaction action = {};
+    return sigaction(signal, nullptr, &action) == 0 && action.sa_handler == SIG_IGN;
 }
 
 #endif

@@ -8,11 +8,21 @@ namespace Rvl {
 /// whether it is a terminal at all.
 bool setUpTerminal();
 
-/// The number of characters that fit in a line of the terminal; 80 if it does not tell.
-std::size_t terminalWidth();
+/// What a terminal's window holds.
+struct STerminalSize
+{
+    std::size_t width;  ///< characters in a line
+    std::size_t height; ///< lines
+};
+
+/// The size of the terminal's window; 80 by 24 if it does not tell.
+STerminalSize terminalSize();
 
 /// Keeps the process alive when whoever reads its output goes away: writing then fails, as to a full disk,
 /// instead of ending the process with its actuators driven.
 void surviveBrokenPipes();
+
+/// Whether whoever started the process had it ignore the signal.
+bool isIgnored(int signal);
 
 } // namespace Rvl

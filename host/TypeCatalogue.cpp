@@ -56,6 +56,8 @@ SKeyDescription keyFromJson(const Json& json)
         key.narrowedKinds = json.at("kindsWhile").at("kinds").get<std::vector<std::string>>();
     }
     key.repeated = json.value("repeated", false);
+    key.notAbove = json.value("notAbove", std::string());
+    key.onlyWith = json.value("onlyWith", std::string());
     if (json.contains("example")) {
         key.example = asConfigurationText(json.at("example"));
     }

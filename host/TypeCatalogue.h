@@ -42,7 +42,9 @@ struct SKeyDescription
     std::string narrowedWhile;              ///< path of a boolean key
     std::vector<std::string> narrowedKinds; ///< take the place of `kinds` while that one is true
     bool repeated = false;
-    std::string example; ///< a value for short configurations; empty if none is given
+    std::string notAbove; ///< path of a number that this one must not exceed
+    std::string onlyWith; ///< path of a boolean key; not read unless that one is true
+    std::string example;  ///< a value for short configurations; empty if none is given
     std::string meaning;
 };
 

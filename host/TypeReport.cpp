@@ -44,6 +44,8 @@ Json asJson(const SKeyDescription& key)
     if (!key.narrowedWhile.empty()) {
         json["kindsWhile"] = {{"key", key.narrowedWhile}, {"kinds", key.narrowedKinds}};
     }
+    addText("notAbove", key.notAbove);
+    addText("onlyWith", key.onlyWith);
     if (key.repeated) {
         json["repeated"] = true;
     }

@@ -79,6 +79,38 @@ TEST(LocalConfiguration, NumberThatTheLoopWouldQuietlyIgnoreIsAFault)
     EXPECT_EQ(78, result.exitCode);
 }
 
+TEST(LocalConfiguration, SetPointOutsideItsRangeIsAFault)
+{
+    const SCheck result = check(pidExampleWith("Setpoint=\"40\"", "Setpoint=\"500\""));
+    EXPECT_EQ(
+        ":39: /Configuration/Channels/Channel[3]/SetpointRange: the loop's set point, 500, lies outside "
+        "the range; expected a range that it lies in, from 20 to 80\n",
+        result.out);
+    EXPECT_EQ(78, result.exitCode);
+}
+
+TEST(LocalConfiguration, LimitsTheWrongWayRoundAreFaults)
+{
+    EXPECT_EQ(":28: /Configuration/Channels/Channel[3]/ControlLoop/PIDParam[@MinU]: \"101\" is above MaxU; "
+              "expected at most 100\n",
+              check(pidExampleWith("MinU=\"0\"", "MinU=\"101\"")).out);
+    EXPECT_EQ(":39: /Configuration/Channels/Channel[3]/SetpointRange[@Minimum]: \"81\" is above Maximum; "
+              "expected at most 80\n",
+              check(pidExampleWith("Minimum=\"20\"", "Minimum=\"81\"")).out);
+}
+
+TEST(LocalConfiguration, SwitchThatNobodyLooksAtIsAFault)
+{
+    EXPECT_EQ(
+        ":24: /Configuration/Channels/Channel[3][@ManualControlValue]: is not read unless Manual is true; "
+        "expected it to be true, or neither\n",
+        check(pidExampleWith("Enabled=\"true\"", "Enabled=\"true\" ManualControlValue=\"5\"")).out);
+    EXPECT_EQ(
+        ":24: /Configuration/Channels/Channel[3][@Manual]: is not read unless Enabled is true; expected "
+        "it to be true, or neither\n",
+        check(pidExampleWith("Enabled=\"true\"", "Enabled=\"false\" Manual=\"true\"")).out);
+}
+
 TEST(LocalConfiguration, EveryFaultOfACascadeIsToldAtOnce)
 {
     std::string text = readFile(examples + "/cascade/cascade.xml");

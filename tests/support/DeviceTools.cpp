@@ -127,7 +127,7 @@ std::vector<std::string> faultsOf(const json& descriptions)
             const std::string where = name + " " + path;
             onlyKnown(key,
                       {"path", "type", "required", "requiredUnless", "default", "unit", "minimum", "maximum",
-                       "exclusiveMinimum", "choices", "nameServer", "kinds", "kindsWhile", "repeated", "example",
+                       "exclusiveMinimum", "choices", "nameServer", "kinds", "kindsWhile", "notAbove", "onlyWith", "repeated", "example",
                        "meaning"},
                       where);
             static const std::set<std::string> keyTypes{"text",      "boolean",     "integer",

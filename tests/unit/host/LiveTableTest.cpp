@@ -22,7 +22,7 @@ TEST(LiveTableTest, TableStaysInItsPlace)
 {
     std::ostringstream stream;
     CLiveTable table(stream);
-    table.draw(states, 200);
+    table.draw(states, {200, 24});
     const std::string first = stream.str();
     EXPECT_EQ(
         first,
@@ -33,15 +33,29 @@ TEST(LiveTableTest, TableStaysInItsPlace)
         "\r\x1b[2KValve   manual  1          2             3              %     fault: Out: the valve is "
         "stuck\n");
     stream.str("");
-    table.draw(states, 200);
+    table.draw(states, {200, 24});
     EXPECT_EQ(stream.str(), "\x1b[4A" + first);
 }
 
 TEST(LiveTableTest, LinesAreCutAtTheTerminalsWidth)
 {
     std::ostringstream stream;
-    CLiveTable(stream).draw({states[0]}, 8);
+    CLiveTable(stream).draw({states[0]}, {8, 24});
     EXPECT_EQ(stream.str(), "\r\x1b[2Kname    \n\r\x1b[2KVessel  \n");
+}
+
+TEST(LiveTableTest, LinesWithoutRoomAreCounted)
+{
+    std::ostringstream stream;
+    CLiveTable table(stream);
+    table.draw(states, {4, 4});
+    EXPECT_EQ(stream.str(), "\r\x1b[2Kname\n\r\x1b[2KVess\n\r\x1b[2K... \n");
+    stream.str("");
+    table.draw(states, {13, 5});
+    EXPECT_EQ(stream.str().substr(0, 4), "\x1b[3A") << "up to where it began, and no further";
+    stream.str("");
+    table.draw(states, {14, 4});
+    EXPECT_EQ(stream.str().substr(stream.str().find("...")), "... and 2 more\n");
 }
 
 TEST(LiveTableTest, LineHoldsEveryController)
