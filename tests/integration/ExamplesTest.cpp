@@ -192,14 +192,15 @@ TEST(Examples, CpuLoadHoldsTheMachineAtItsSetPoint)
             EXPECT_LT(now, before + 5.0);
         }
     }
-    // and if the rest of the machine keeps still, the set point is met
+    // and if the rest of the machine keeps still, the set point is met: over these six seconds the mean error
+    // is at most 0.5 s / (0.2 * 6 s) of what the integral has to make up for
     const auto others = [](const SRecordRow& row) { return row.actualValue - row.controlValue; };
     const auto settled = rowsOf(rows, "CPU", 9.0);
     const auto [quietest, busiest] =
         std::minmax_element(settled.begin(), settled.end(),
                             [&](const SRecordRow& a, const SRecordRow& b) { return others(a) < others(b); });
-    if (others(*busiest) < 35.0 && others(*busiest) - others(*quietest) < 20.0) {
-        EXPECT_NEAR(40.0, meanOf(settled, actualValue), 3.0);
+    if (others(*busiest) < 35.0 && others(*busiest) - others(*quietest) < 10.0) {
+        EXPECT_NEAR(40.0, meanOf(settled, actualValue), 5.0);
     }
 }
 
