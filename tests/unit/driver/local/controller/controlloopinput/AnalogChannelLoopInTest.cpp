@@ -124,9 +124,10 @@ TEST(AnalogChannelLoopIn, ReadingTheInputWaitsForTheValueThatIsOnItsWay)
 
 TEST(AnalogChannelLoopIn, NullChannelIsNotListenedTo)
 {
-    CAnalogChannelLoopIn input(nullptr);
-    EXPECT_EQ(0.0, input.readInputValue());
     CAnalogInChannel channel("Temperature");
+    CAnalogChannelLoopIn input(nullptr);
+    channel.publishValue(4.0);
+    EXPECT_EQ(0.0, input.readInputValue());
     input.setAnalogInputChannel(&channel);
     channel.publishValue(5.0);
     EXPECT_EQ(5.0, input.readInputValue());
