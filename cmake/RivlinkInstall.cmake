@@ -19,6 +19,9 @@ install(TARGETS rivlink_simulated rivlink_system
 install(DIRECTORY "${RIVLINK_PLUGIN_DIRECTORY}/" DESTINATION "${plugin_directory}"
     FILES_MATCHING PATTERN "*.types.json")
 install(TARGETS rivlink-host RUNTIME DESTINATION "${CMAKE_INSTALL_BINDIR}")
+if(RIVLINK_RUNTIME_LIBRARIES)
+    install(FILES ${RIVLINK_RUNTIME_LIBRARIES} DESTINATION "${CMAKE_INSTALL_BINDIR}")
+endif()
 set_target_properties(kor rivlink_common rivlink_core rivlink_device PROPERTIES INSTALL_RPATH "$ORIGIN")
 set_target_properties(rivlink_local rivlink_simulated rivlink_system PROPERTIES INSTALL_RPATH "$ORIGIN/../..")
 set_target_properties(rivlink-host PROPERTIES INSTALL_RPATH "$ORIGIN/../${CMAKE_INSTALL_LIBDIR}")

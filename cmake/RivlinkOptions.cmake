@@ -7,6 +7,11 @@ set(CMAKE_CXX_VISIBILITY_PRESET hidden)
 set(CMAKE_VISIBILITY_INLINES_HIDDEN ON)
 set(CMAKE_POSITION_INDEPENDENT_CODE ON)
 set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
+if(WIN32)
+    # rivlink_local.dll whatever the compiler, so that a plug-in's file can be told from its name
+    set(CMAKE_SHARED_LIBRARY_PREFIX "")
+    set(CMAKE_SHARED_MODULE_PREFIX "")
+endif()
 
 # Programs and the libraries that they are linked to stand in bin, plug-ins in plugins: the host finds
 # them there without being told, in the build tree as after installation, on Windows as on Linux.
@@ -24,6 +29,15 @@ set(THREADS_PREFER_PTHREAD_FLAG ON)
 find_package(Threads REQUIRED)
 find_package(Boost 1.74 REQUIRED COMPONENTS thread system date_time filesystem)
 include(RivlinkLog4cplus)
+if(WIN32)
+    # names of files that nobody else has are random numbers of the system's; Boost's package does not say so
+    set_property(TARGET Boost::filesystem APPEND PROPERTY INTERFACE_LINK_LIBRARIES bcrypt)
+endif()
+if(RIVLINK_WINDOWS_DEPENDENCIES)
+    # Windows looks for libraries beside the program
+    file(GLOB RIVLINK_RUNTIME_LIBRARIES "${RIVLINK_WINDOWS_DEPENDENCIES}/prefix/bin/*.dll")
+    file(COPY ${RIVLINK_RUNTIME_LIBRARIES} DESTINATION "${CMAKE_RUNTIME_OUTPUT_DIRECTORY}")
+endif()
 
 # how the compiler cache names the sources, seen from the folder in which the compiler runs
 file(RELATIVE_PATH from_build_to_source "${PROJECT_BINARY_DIR}" "${PROJECT_SOURCE_DIR}")
@@ -34,6 +48,9 @@ target_include_directories(rivlink_options INTERFACE "${PROJECT_SOURCE_DIR}")
 target_compile_definitions(rivlink_options INTERFACE
     BOOST_BIND_GLOBAL_PLACEHOLDERS # Boost 1.74's own headers still use the global names
     $<$<PLATFORM_ID:Windows>:WIN32_LEAN_AND_MEAN NOMINMAX _WIN32_WINNT=0x0A00>)
+if(WIN32)
+    target_link_libraries(rivlink_options INTERFACE ws2_32 mswsock) # Boost.Asio's timers start the sockets too
+endif()
 if(CMAKE_CXX_COMPILER_ID MATCHES "GNU|Clang")
     target_compile_options(rivlink_options INTERFACE
         -Wall -Wextra -Wpedantic -Wconversion -Wshadow -Wnon-virtual-dtor -Woverloaded-virtual

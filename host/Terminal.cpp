@@ -1,6 +1,7 @@
 #include "host/Terminal.h"
 
 #if defined(_WIN32)
+#include <cstdio>
 #include <io.h>
 #include <windows.h>
 #else

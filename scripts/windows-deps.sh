@@ -1,0 +1,165 @@
+#!/usr/bin/env bash
+# Prepares what the cross-build for Windows x86-64 needs, outside the source tree: the libraries, built from the
+# distribution's own source packages, and a Wine to run what is built. A second run does nothing.
+#   scripts/windows-deps.sh            prepares and prints the folder
+#   scripts/windows-deps.sh --where    only prints the folder
+# For Debian 12: the source packages are named as there.
+set -euo pipefail
+source "$(dirname "${BASH_SOURCE[0]}")/common.sh"
+
+[ "${1:-}" = --where ] || install_missing "${packages[@]}" g++-mingw-w64-x86-64-posix wine64 libboost1.74-tools-dev \
+    dpkg-dev googletest
+
+cache=${XDG_CACHE_HOME:-$HOME/.cache}/rivlink_local
+sources=(boost1.74 log4cplus pugixml libxml2)
+# the same versions as those of the build for this system; a change of any of them, or of this script, makes
+# a new folder
+versions=$(dpkg-query -W -f='${Package} ${Version}\n' \
+    libboost1.74-dev liblog4cplus-dev libpugixml-dev libcli11-dev nlohmann-json3-dev libxml2-utils 2>/dev/null || true)
+key=$({ printf '%s\n' "$versions"; cat "${BASH_SOURCE[0]}"; } | sha256sum | cut -c1-16)
+folder=$cache/windows-$key
+prefix=$folder/prefix
+
+if [ "${1:-}" = --where ]; then
+    printf '%s\n' "$folder"
+    exit 0
+fi
+
+# one at a time: two first runs must not build into one folder
+mkdir -p "$folder"
+exec 9>"$folder/lock"
+flock 9
+if [ -f "$folder/complete" ]; then
+    printf '%s\n' "$folder"
+    exit 0
+fi
+
+work=$folder/work
+log=$folder/log
+rm -rf "$work" "$prefix" "$folder/wine"
+mkdir -p "$work/src" "$prefix"
+: >"$log"
+
+step() {
+    say "Windows: $*"
+}
+
+# Fails with the log's end, as the whole is long.
+logged() {
+    if ! "$@" >>"$log" 2>&1 </dev/null; then
+        tail -n 60 "$log" >&2
+        say "failed: $*; everything that was said stands in $log"
+        return 1
+    fi
+}
+
+# The machine's own package sources say where packages come from; this asks the same places for their sources, in
+# lists of its own: nothing of the system's configuration changes, and nothing needs root.
+apt_sources() {
+    local parts=$work/apt/sources.list.d
+    mkdir -p "$parts" "$work/apt/lists/partial" "$work/apt/cache/archives/partial"
+    local file
+    for file in /etc/apt/sources.list /etc/apt/sources.list.d/*.list; do
+        [ -f "$file" ] || continue
+        sed -n 's/^[[:space:]]*deb[[:space:]]/deb-src /p' "$file" >"$parts/$(basename "$file" .list).list"
+    done
+    for file in /etc/apt/sources.list.d/*.sources; do
+        [ -f "$file" ] || continue
+        sed 's/^Types:.*/Types: deb-src/' "$file" >"$parts/$(basename "$file")"
+    done
+}
+
+apt_own() {
+    apt-get -o Dir::Etc::SourceList=/dev/null -o Dir::Etc::SourceParts="$work/apt/sources.list.d" \
+        -o Dir::State::Lists="$work/apt/lists" -o Dir::Cache="$work/apt/cache" "$@"
+}
+
+fetch() {
+    cd "$work/src"
+    apt_own update -qq
+    apt_own source -qq "${sources[@]}"
+}
+
+source_of() {
+    local found=("$work/src/$1"-*/)
+    [ -d "${found[0]}" ] || {
+        say "no source of $1"
+        return 1
+    }
+    printf '%s\n' "${found[0]}"
+}
+
+build_boost() {
+    cd "$(source_of boost1.74)"
+    printf 'using gcc : mingw : x86_64-w64-mingw32-g++-posix ;\n' >"$work/user-config.jam"
+    b2 --user-config="$work/user-config.jam" --build-dir="$work/boost" --prefix="$prefix" --layout=system \
+        toolset=gcc-mingw target-os=windows threadapi=win32 address-model=64 architecture=x86 binary-format=pe \
+        abi=ms link=static runtime-link=shared threading=multi variant=release cxxstd=17 \
+        --with-thread --with-chrono --with-filesystem --with-system --with-date_time --with-atomic \
+        -j"$(nproc)" -d1 install
+}
+
+# cmake_build NAME SOURCE [OPTION...]
+cmake_build() {
+    local name=$1 source=$2
+    shift 2
+    cmake -S "$source" -B "$work/$name" -G Ninja -DCMAKE_BUILD_TYPE=Release \
+        -DCMAKE_TOOLCHAIN_FILE="$root/cmake/toolchain-windows.cmake" -DRIVLINK_WINDOWS_DEPENDENCIES="$folder" \
+        -DCMAKE_INSTALL_PREFIX="$prefix" -DCMAKE_INSTALL_LIBDIR=lib "$@" &&
+        cmake --build "$work/$name" -j"$(nproc)" && cmake --install "$work/$name"
+}
+
+# Headers and package files that hold for every system, taken from the packages installed here.
+copy_headers() {
+    mkdir -p "$prefix/include" "$prefix/share/cmake"
+    cp -r /usr/include/CLI /usr/include/nlohmann "$prefix/include/"
+    cp -r /usr/share/cmake/CLI11 /usr/share/cmake/nlohmann_json "$prefix/share/cmake/"
+}
+
+# What every program for Windows needs beside it. Shared, so that exceptions and type information are one across
+# the libraries of a process.
+copy_runtime() {
+    local name
+    mkdir -p "$prefix/bin"
+    for name in libstdc++-6.dll libgcc_s_seh-1.dll libwinpthread-1.dll; do
+        cp "$(x86_64-w64-mingw32-g++-posix -print-file-name="$name")" "$prefix/bin/"
+    done
+}
+
+keep_licences() {
+    local package
+    mkdir -p "$prefix/licences"
+    for package in libboost1.74-dev liblog4cplus-dev libpugixml-dev libcli11-dev nlohmann-json3-dev \
+        gcc-mingw-w64-x86-64-posix-runtime mingw-w64-x86-64-dev; do
+        cp "/usr/share/doc/$package/copyright" "$prefix/licences/$package.txt"
+    done
+}
+
+step "fetching sources of ${sources[*]}"
+apt_sources
+logged fetch
+step "building Boost"
+logged build_boost
+step "building log4cplus"
+# without its threads for asynchronous logging, which nobody uses: the library would wait for them when the process
+# ends, and Windows has ended them before
+logged cmake_build log4cplus "$(source_of log4cplus)" -DBUILD_SHARED_LIBS=ON -DUNICODE=OFF \
+    -DLOG4CPLUS_ENABLE_DECORATED_LIBRARY_NAME=OFF -DLOG4CPLUS_BUILD_TESTING=OFF -DWITH_UNIT_TESTS=OFF \
+    -DLOG4CPLUS_BUILD_LOGGINGSERVER=OFF -DLOG4CPLUS_ENABLE_THREAD_POOL=OFF
+step "building pugixml, GoogleTest and xmllint"
+logged cmake_build pugixml "$(source_of pugixml)" -DBUILD_SHARED_LIBS=OFF
+logged cmake_build libxml2 "$(source_of libxml2)" -DBUILD_SHARED_LIBS=OFF -DLIBXML2_WITH_PYTHON=OFF \
+    -DLIBXML2_WITH_ZLIB=OFF -DLIBXML2_WITH_LZMA=OFF -DLIBXML2_WITH_ICONV=OFF -DLIBXML2_WITH_TESTS=OFF
+logged cmake_build googletest /usr/src/googletest -DBUILD_SHARED_LIBS=OFF
+logged copy_headers
+logged copy_runtime
+logged keep_licences
+step "starting Wine for the first time"
+logged "$root/scripts/wine.sh" "$folder" wineboot --init
+# temporary files on the drive of the source tree: paths that begin with a slash are meant for that one
+for name in TEMP TMP; do
+    logged "$root/scripts/wine.sh" "$folder" reg add 'HKCU\Environment' /v "$name" /d 'Z:\tmp' /f
+done
+rm -rf "$work"
+printf '%s\n' "$versions" >"$folder/complete"
+printf '%s\n' "$folder"
