@@ -28,7 +28,7 @@ CProgramRun::CProgramRun(const std::string& program, const std::vector<std::stri
     namespace bp = boost::process;
     bp::environment variables = boost::this_process::environment();
     for (const auto& [name, value] : environment) {
-        variables[name] = value;
+        variables.set(name, value); // operator[] of Boost 1.74 reads beyond the end of shorter entries
     }
     private_->child =
         bp::child(bp::exe = program, bp::args = arguments, variables,
