@@ -390,12 +390,14 @@ TEST_F(LocalControllerChannel, DestructionWaitsForASignalThatIsStoppingTheChanne
     const auto slots = aboutToDisconnect().num_slots();
     for (int i = 0; i < 20; ++i) {
         HeldStep step;
-        loop->addActualValueListener(&step);
         std::promise<void> emitted;
         const boost::signals2::scoped_connection earlier =
             aboutToDisconnect().connect([&] { emitted.set_value(); });
         std::optional<CLocalControllerChannel> channel(std::in_place, "Controller", loop);
         channel->setEnabled(true);
+        // not earlier: a held step has the loop's lock, which enabling the loop takes after the processor's
+        // start
+        loop->addActualValueListener(&step);
         step.waitUntilEntered();
         // from here on the processor cannot stop, and the signal's call of the channel not end
         std::thread host([] { aboutToDisconnect()(); });
