@@ -51,7 +51,8 @@ bool isForEditors(const pugi::xml_node& node, const std::string& attribute)
 CConfigurationCheck::CConfigurationCheck(const CConfiguration& configuration, const CTypeCatalogue& catalogue,
                                          bool complete, const std::vector<std::string>& busNames,
                                          CFaultList& faults)
-    : configuration_(configuration), catalogue_(catalogue), complete_(complete), faults_(faults)
+    : configuration_(configuration), catalogue_(catalogue), complete_(complete), faults_(faults),
+      signals_(catalogue, bearers_["device"])
 {
     names_["bus"] = busNames;
 }
@@ -143,7 +144,7 @@ void CConfigurationCheck::checkAttributes(const pugi::xml_node& node, const SKey
         } else {
             wrong = judge(*key, attribute.value());
             if (wrong.empty()) {
-                wrong = judgeAgainstOthers(*key, attribute.value(), typeNode);
+                wrong = judgeAgainstOthers(*key, attribute.value(), node, typeNode);
             }
         }
         if (!wrong.empty()) {
@@ -151,8 +152,10 @@ void CConfigurationCheck::checkAttributes(const pugi::xml_node& node, const SKey
         }
     }
     for (const auto& [name, key] : keys.attributes) {
-        if (!node.attribute(name.c_str()) && isRequired(*key, typeNode)) {
-            SFault fault = configuration_.fault(node, "is missing; expected " + expected(*key));
+        const std::string missing =
+            node.attribute(name.c_str()) ? std::string() : whatIsMissing(*key, node, typeNode);
+        if (!missing.empty()) {
+            SFault fault = configuration_.fault(node, "is missing; expected " + missing);
             fault.path += "[@" + name + "]";
             faults_.add(fault);
         }
@@ -190,7 +193,11 @@ void CConfigurationCheck::checkChildren(const pugi::xml_node& node, const SKeyNo
         }
         checkNode(child, *childKeys, typeNode);
         if (isPlain(*childKeys)) {
-            const std::string wrong = judge(*key, CConfiguration::text(child));
+            const std::string text = CConfiguration::text(child);
+            std::string wrong = judge(*key, text);
+            if (wrong.empty()) {
+                wrong = judgeAgainstOthers(*key, text, node, typeNode);
+            }
             if (!wrong.empty()) {
                 faults_.add(configuration_.fault(child, wrong));
             }
@@ -198,8 +205,10 @@ void CConfigurationCheck::checkChildren(const pugi::xml_node& node, const SKeyNo
     }
     for (const auto& [name, childKeys] : keys.children) {
         const SKeyDescription* const key = childKeys->key;
-        if (key && !node.child(name.c_str()) && isRequired(*key, typeNode)) {
-            SFault fault = configuration_.fault(node, "is missing; expected " + expected(*key));
+        const std::string missing =
+            !key || node.child(name.c_str()) ? std::string() : whatIsMissing(*key, node, typeNode);
+        if (!missing.empty()) {
+            SFault fault = configuration_.fault(node, "is missing; expected " + missing);
             fault.path += "/" + name;
             faults_.add(fault);
         }
@@ -249,33 +258,111 @@ std::string CConfigurationCheck::judge(const SKeyDescription& key, const std::st
 }
 
 std::string CConfigurationCheck::judgeAgainstOthers(const SKeyDescription& key, const std::string& text,
+                                                    const pugi::xml_node& node,
                                                     const pugi::xml_node& typeNode)
 {
     if (!key.onlyWith.empty() && !isTrue(typeNode, key.onlyWith)) {
         return "is not read unless " + lastPart(key.onlyWith) +
                " is true; expected it to be true, or neither";
     }
-    const auto limitText = key.notAbove.empty() ? std::nullopt : textAt(typeNode, key.notAbove);
-    const auto limit = limitText ? parseReal(*limitText) : std::nullopt;
-    const auto value = parseReal(text);
     const auto asIfAbsent = key.defaultText ? parseReal(*key.defaultText) : std::nullopt;
-    if (limit && value && *value > *limit && value != asIfAbsent) {
-        return "\"" + text + "\" is above " + lastPart(key.notAbove) + "; expected at most " + *limitText;
+    if (!asIfAbsent || parseReal(text) != asIfAbsent) {
+        for (const SKeyRelation& relation : key.relations) {
+            const std::string wrong = judgeRelation(key, relation, text, node, typeNode);
+            if (!wrong.empty()) {
+                return wrong;
+            }
+        }
+    }
+    return key.signal ? signals_.judge(*key.signal, text, node, typeNode) : std::string();
+}
+
+std::string CConfigurationCheck::judgeRelation(const SKeyDescription& key, const SKeyRelation& relation,
+                                               const std::string& text, const pugi::xml_node& node,
+                                               const pugi::xml_node& typeNode) const
+{
+    const bool beside = relation.path.starts_with('.');
+    const auto given = beside ? textAt(node, "<xmlattr>" + relation.path) : textAt(typeNode, relation.path);
+    const std::string path =
+        beside ? key.path.substr(0, key.path.find_last_of('.')) + relation.path : relation.path;
+    const auto limitText = given ? given : defaultOf(path, typeNode);
+    const auto value = parseReal(text);
+    const auto other = limitText ? parseReal(*limitText) : std::nullopt;
+    if (!value || !other) {
+        return {};
+    }
+    const double limit = *other * relation.factor;
+    const std::string name = (relation.factor == 1.0 ? "" : exactText(relation.factor) + " of ") +
+                             lastPart(path) + (given ? "" : ", by default " + *limitText);
+    if (relation.relation == SKeyRelation::NotAbove && *value > limit) {
+        return "\"" + text + "\" is above " + name + "; expected at most " + exactText(limit);
+    }
+    if (relation.relation == SKeyRelation::NotBelow && *value < limit) {
+        return "\"" + text + "\" is below " + name + "; expected at least " + exactText(limit);
+    }
+    if (relation.relation == SKeyRelation::Above && *value <= limit) {
+        return "\"" + text + "\" is not above " + name + "; expected more than " + exactText(limit);
     }
     return {};
+}
+
+std::optional<std::string> CConfigurationCheck::defaultOf(const std::string& path,
+                                                          const pugi::xml_node& typeNode) const
+{
+    const STypeDescription* type = nullptr;
+    for (const auto kind : {SKeyDescription::Object, SKeyDescription::Element}) {
+        const auto typeName = typeNameOf(typeNode, kind);
+        type = type ? type : catalogue_.find(typeName.value_or(""));
+    }
+    if (type) {
+        for (const SKeyDescription& key : type->keys) {
+            if (key.path == path) {
+                return key.defaultText;
+            }
+        }
+    }
+    return std::nullopt;
 }
 
 std::string CConfigurationCheck::judgeReference(const SKeyDescription& key, const std::string& name) const
 {
     const auto known = names_.find(key.nameServer);
     const std::vector<std::string> names = known == names_.end() ? std::vector<std::string>() : known->second;
-    const bool found = std::find(names.begin(), names.end(), name) != names.end();
-    if (found || !complete_ || namesOfUnknown_.count(name)) {
+    if (!complete_ || namesOfUnknown_.count(name)) {
         return {};
+    }
+    if (std::find(names.begin(), names.end(), name) != names.end()) {
+        return judgeType(key, name);
     }
     return "\"" + name + "\" is not " + expectation(key) + "; expected " +
            (names.empty() ? std::string("one, but the configuration has none")
                           : expectedChoices(name, names));
+}
+
+std::string CConfigurationCheck::judgeType(const SKeyDescription& key, const std::string& name) const
+{
+    if (key.ofType.empty()) {
+        return {};
+    }
+    const auto isOfType = [&](const pugi::xml_node& node) {
+        const auto typeName = typeNameOf(node, SKeyDescription::Object);
+        const STypeDescription* const type = catalogue_.find(typeName.value_or(""));
+        return type && catalogue_.derives(*type, key.ofType);
+    };
+    const auto& bearers = bearers_.at(key.nameServer);
+    if (isOfType(bearers.at(name))) {
+        return {};
+    }
+    std::vector<std::string> names;
+    for (const std::string& candidate : names_.at(key.nameServer)) {
+        if (isOfType(bearers.at(candidate))) {
+            names.push_back(candidate);
+        }
+    }
+    return "\"" + name + "\" is of the type " + bearers.at(name).attribute("Type").value() +
+           ", which is no " + key.ofType + "; expected " +
+           (names.empty() ? std::string("one that is, but the configuration has none")
+                          : expectedChoices({}, names));
 }
 
 bool CConfigurationCheck::isRequired(const SKeyDescription& key, const pugi::xml_node& typeNode) const
@@ -283,10 +370,14 @@ bool CConfigurationCheck::isRequired(const SKeyDescription& key, const pugi::xml
     return key.requiredUnless.empty() ? key.required : !isTrue(typeNode, key.requiredUnless);
 }
 
-std::string CConfigurationCheck::expected(const SKeyDescription& key) const
+std::string CConfigurationCheck::whatIsMissing(const SKeyDescription& key, const pugi::xml_node& node,
+                                               const pugi::xml_node& typeNode) const
 {
-    return key.requiredUnless.empty() ? expectation(key)
-                                      : expectation(key) + ", or " + key.requiredUnless + " to be true";
+    if (isRequired(key, typeNode)) {
+        return key.requiredUnless.empty() ? expectation(key)
+                                          : expectation(key) + ", or " + key.requiredUnless + " to be true";
+    }
+    return key.signal ? signals_.expectedWhereMissing(*key.signal, node, typeNode) : std::string();
 }
 
 } // namespace Rvl

@@ -2,6 +2,7 @@
 
 #include "host/Configuration.h"
 #include "host/Fault.h"
+#include "host/SignalCheck.h"
 #include "host/TypeCatalogue.h"
 
 #include <map>
@@ -32,11 +33,18 @@ private:
     void checkChildren(const pugi::xml_node& node, const SKeyNode& keys, const pugi::xml_node& typeNode);
     void checkTyped(const pugi::xml_node& node, const SKeyDescription& key, const pugi::xml_node& typeNode);
     std::string judge(const SKeyDescription& key, const std::string& text) const;
-    static std::string judgeAgainstOthers(const SKeyDescription& key, const std::string& text,
-                                          const pugi::xml_node& typeNode);
+    std::string judgeAgainstOthers(const SKeyDescription& key, const std::string& text,
+                                   const pugi::xml_node& node, const pugi::xml_node& typeNode);
+    std::string judgeRelation(const SKeyDescription& key, const SKeyRelation& relation,
+                              const std::string& text, const pugi::xml_node& node,
+                              const pugi::xml_node& typeNode) const;
+    std::optional<std::string> defaultOf(const std::string& path, const pugi::xml_node& typeNode) const;
     std::string judgeReference(const SKeyDescription& key, const std::string& name) const;
+    /// Whether what bears the name is of the type that the key asks for.
+    std::string judgeType(const SKeyDescription& key, const std::string& name) const;
+    std::string whatIsMissing(const SKeyDescription& key, const pugi::xml_node& node,
+                              const pugi::xml_node& typeNode) const;
     bool isRequired(const SKeyDescription& key, const pugi::xml_node& typeNode) const;
-    std::string expected(const SKeyDescription& key) const;
 
     const CConfiguration& configuration_;
     const CTypeCatalogue& catalogue_;
@@ -47,6 +55,7 @@ private:
     std::map<std::string, std::map<std::string, pugi::xml_node>> bearers_;
     /// Names of objects whose type is wrong: what they were meant to provide is not known.
     std::set<std::string> namesOfUnknown_;
+    CSignalCheck signals_;
 };
 
 } // namespace Rvl

@@ -168,6 +168,16 @@ std::string table(const std::vector<SKeyDescription>& keys)
     return text;
 }
 
+std::string table(const std::vector<SSignalDescription>& signals)
+{
+    std::string text = "| signal | kind | unit | meaning |\n|---|---|---|---|\n";
+    for (const SSignalDescription& signal : signals) {
+        text += "| " + code(signal.name) + " | " + signal.kind + " | " + cell(signal.unit) + " | " +
+                cell(signal.meaning) + " |\n";
+    }
+    return text;
+}
+
 std::string sentence(std::string text)
 {
     if (!text.empty()) {
@@ -198,7 +208,11 @@ std::string configurationManual(const CTypeCatalogue& catalogue)
                 text += " Its name may stand where a reference to " + enumeration(type.provides) +
                         " is expected.";
             }
-            text += "\n\n" + table(type.keys) + "\n```xml\n" + shortXml(catalogue, type) + "```\n";
+            text += "\n\n";
+            if (!type.signals.empty()) {
+                text += table(type.signals) + "\n";
+            }
+            text += table(type.keys) + "\n```xml\n" + shortXml(catalogue, type) + "```\n";
         }
     }
     return text;

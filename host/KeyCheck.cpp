@@ -39,6 +39,12 @@ std::string rangeText(const SKeyDescription& key)
     return key.unit.empty() ? "" : " in " + key.unit;
 }
 
+/// The range with what is taken out of it.
+std::string wholeRangeText(const SKeyDescription& key)
+{
+    return rangeText(key) + (key.excluded ? " other than " + exactText(*key.excluded) : "");
+}
+
 std::string objectOfServer(const std::string& nameServer)
 {
     if (nameServer == "analogIn") {
@@ -68,6 +74,9 @@ std::optional<std::string> judgeRange(const SKeyDescription& key, const std::str
     }
     if (key.maximum && value > *key.maximum) {
         return withExpectation(key, quoted(text) + " is too high");
+    }
+    if (key.excluded && value == *key.excluded) {
+        return withExpectation(key, quoted(text) + " is refused");
     }
     return std::nullopt;
 }
@@ -126,9 +135,9 @@ std::string expectation(const SKeyDescription& key)
     case SKeyDescription::Boolean:
         return "true, false, 1 or 0";
     case SKeyDescription::Integer:
-        return "a whole number" + rangeText(key);
+        return "a whole number" + wholeRangeText(key);
     case SKeyDescription::Real:
-        return "a real number" + rangeText(key);
+        return "a real number" + wholeRangeText(key);
     case SKeyDescription::Hexadecimal:
         return "a hexadecimal number of at most 32 bits, such as 0x0F";
     case SKeyDescription::Choice:

@@ -25,6 +25,34 @@ std::string asConfigurationText(const Json& value)
     return value.is_string() ? value.get<std::string>() : value.dump();
 }
 
+void addRelation(const Json& json, const char* field, SKeyRelation::eRelation relation, SKeyDescription& key)
+{
+    if (!json.contains(field)) {
+        return;
+    }
+    const Json& other = json.at(field);
+    if (other.is_string()) {
+        key.relations.push_back({relation, other.get<std::string>(), 1.0});
+    } else {
+        key.relations.push_back(
+            {relation, other.at("key").get<std::string>(), other.at("times").get<double>()});
+    }
+}
+
+SSignalReference signalFromJson(const Json& json)
+{
+    SSignalReference signal;
+    signal.device = json.value("device", std::string());
+    signal.choice = json.value("choice", std::string());
+    if (signal.choice.empty()) {
+        signal.kinds[""] = json.at("kinds").get<std::vector<std::string>>();
+    } else {
+        signal.kinds = json.at("kinds").get<std::map<std::string, std::vector<std::string>>>();
+    }
+    signal.exclusive = json.value("exclusive", false);
+    return signal;
+}
+
 SKeyDescription keyFromJson(const Json& json)
 {
     SKeyDescription key;
@@ -56,7 +84,16 @@ SKeyDescription keyFromJson(const Json& json)
         key.narrowedKinds = json.at("kindsWhile").at("kinds").get<std::vector<std::string>>();
     }
     key.repeated = json.value("repeated", false);
-    key.notAbove = json.value("notAbove", std::string());
+    addRelation(json, "notAbove", SKeyRelation::NotAbove, key);
+    addRelation(json, "notBelow", SKeyRelation::NotBelow, key);
+    addRelation(json, "above", SKeyRelation::Above, key);
+    if (json.contains("excluded")) {
+        key.excluded = json.at("excluded").get<double>();
+    }
+    key.ofType = json.value("ofType", std::string());
+    if (json.contains("signal")) {
+        key.signal = signalFromJson(json.at("signal"));
+    }
     key.onlyWith = json.value("onlyWith", std::string());
     if (json.contains("example")) {
         key.example = asConfigurationText(json.at("example"));
@@ -75,6 +112,13 @@ std::unique_ptr<STypeDescription> typeFromJson(const Json& json, const std::stri
     type->example = json.value("example", std::string());
     type->meaning = json.value("meaning", std::string());
     type->plugin = plugin;
+    if (json.contains("signals")) {
+        for (const Json& signal : json.at("signals")) {
+            type->signals.push_back(
+                {signal.at("name").get<std::string>(), signal.at("kind").get<std::string>(),
+                 signal.value("unit", std::string()), signal.at("meaning").get<std::string>()});
+        }
+    }
     if (json.contains("keys")) {
         for (const Json& key : json.at("keys")) {
             type->keys.push_back(keyFromJson(key));
@@ -120,6 +164,17 @@ void mergeKeys(std::vector<SKeyDescription>& into, const std::vector<SKeyDescrip
 }
 
 } // namespace
+
+std::vector<std::string> STypeDescription::signalsOfKinds(const std::vector<std::string>& ofKinds) const
+{
+    std::vector<std::string> names;
+    for (const SSignalDescription& signal : signals) {
+        if (std::find(ofKinds.begin(), ofKinds.end(), signal.kind) != ofKinds.end()) {
+            names.push_back(signal.name);
+        }
+    }
+    return names;
+}
 
 const char* keyTypeName(SKeyDescription::eType type)
 {
@@ -254,6 +309,7 @@ void CTypeCatalogue::resolve(STypeDescription& type, std::vector<std::string>& d
     descent.push_back(type.name);
     std::vector<SKeyDescription> keys = keysOfKind(type.kind);
     std::vector<std::string> provides;
+    std::vector<SSignalDescription> signals;
     for (const std::string& baseName : type.bases) {
         const auto base = byName_.find(baseName);
         if (base == byName_.end()) {
@@ -263,9 +319,11 @@ void CTypeCatalogue::resolve(STypeDescription& type, std::vector<std::string>& d
         resolve(*base->second, descent);
         mergeKeys(keys, base->second->keys);
         provides.insert(provides.end(), base->second->provides.begin(), base->second->provides.end());
+        signals.insert(signals.end(), base->second->signals.begin(), base->second->signals.end());
     }
     mergeKeys(keys, type.keys);
     type.keys = std::move(keys);
+    type.signals.insert(type.signals.begin(), signals.begin(), signals.end());
     for (const std::string& server : provides) {
         if (std::find(type.provides.begin(), type.provides.end(), server) == type.provides.end()) {
             type.provides.push_back(server);
@@ -283,6 +341,15 @@ const STypeDescription* CTypeCatalogue::find(const std::string& name) const
 {
     const auto found = byName_.find(name);
     return found == byName_.end() ? nullptr : found->second;
+}
+
+bool CTypeCatalogue::derives(const STypeDescription& type, const std::string& base) const
+{
+    return type.name == base ||
+           std::any_of(type.bases.begin(), type.bases.end(), [&](const std::string& name) {
+               const STypeDescription* const direct = find(name);
+               return direct && derives(*direct, base);
+           });
 }
 
 const SKeyNode& CTypeCatalogue::keys(const STypeDescription& type) const

@@ -10,6 +10,31 @@
 
 namespace Rvl {
 
+/// A limit that another key of the same object sets.
+struct SKeyRelation
+{
+    enum eRelation
+    {
+        NotAbove,
+        NotBelow,
+        Above
+    };
+
+    eRelation relation = NotAbove;
+    std::string path; ///< of the other key; one that begins with a dot is an attribute of the same node
+    double factor = 1.0;
+};
+
+/// Which signal of which device a text names.
+struct SSignalReference
+{
+    std::string device; ///< path of the key that names the device; empty if the object itself is the device
+    std::string choice; ///< the attribute or element beside the key on which the kinds depend; may be empty
+    /// Kinds of signals by choice, or for any choice under the empty text. None: no signal may be named.
+    std::map<std::string, std::vector<std::string>> kinds;
+    bool exclusive = false; ///< whether nobody else may name that signal exclusively
+};
+
 /// One key that a type reads; docs/type-descriptions.md gives the meaning of every field.
 struct SKeyDescription
 {
@@ -42,7 +67,10 @@ struct SKeyDescription
     std::string narrowedWhile;              ///< path of a boolean key
     std::vector<std::string> narrowedKinds; ///< take the place of `kinds` while that one is true
     bool repeated = false;
-    std::string notAbove; ///< path of a number that this one must not exceed
+    std::vector<SKeyRelation> relations;
+    std::optional<double> excluded; ///< a number within the range that is refused all the same
+    std::string ofType; ///< for a reference: the type, or base of the type, of what is referred to
+    std::optional<SSignalReference> signal;
     std::string onlyWith; ///< path of a boolean key; not read unless that one is true
     std::string example;  ///< a value for short configurations; empty if none is given
     std::string meaning;
@@ -50,6 +78,15 @@ struct SKeyDescription
 
 /// The name of a key's type as the description files write it.
 const char* keyTypeName(SKeyDescription::eType type);
+
+/// One sensor, actuator or port of a device.
+struct SSignalDescription
+{
+    std::string name;
+    std::string kind;
+    std::string unit;
+    std::string meaning;
+};
 
 /// One type of a plug-in, or an abstract base.
 struct STypeDescription
@@ -61,7 +98,11 @@ struct STypeDescription
     std::string example;               ///< a name for an object of the type; empty if none is given
     std::string meaning;
     std::string plugin;
-    std::vector<SKeyDescription> keys; ///< including those of its bases, which come first
+    std::vector<SSignalDescription> signals; ///< of a device, including those of its bases
+    std::vector<SKeyDescription> keys;       ///< including those of its bases, which come first
+
+    /// The names of its signals of one of these kinds.
+    std::vector<std::string> signalsOfKinds(const std::vector<std::string>& kinds) const;
 };
 
 /// The keys of one node of a configuration, by attribute and child element.
@@ -100,6 +141,8 @@ public:
 
     /// The type of that name, with everything inherited, or null.
     const STypeDescription* find(const std::string& name) const;
+    /// Whether the type is of that name, or has it among its bases, however far up.
+    bool derives(const STypeDescription& type, const std::string& base) const;
     /// The keys of a type arranged by node. The type must be in the catalogue.
     const SKeyNode& keys(const STypeDescription& type) const;
     /// In the order of the files and of the types in them; with the abstract ones only if asked for.

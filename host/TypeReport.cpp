@@ -6,11 +6,31 @@
 
 #include <nlohmann/json.hpp>
 
+#include <map>
+
 namespace Rvl {
 
 namespace {
 
 using Json = nlohmann::ordered_json;
+
+Json asJson(const SSignalReference& signal)
+{
+    Json json = Json::object();
+    if (!signal.device.empty()) {
+        json["device"] = signal.device;
+    }
+    if (signal.choice.empty()) {
+        json["kinds"] = signal.kinds.at("");
+    } else {
+        json["choice"] = signal.choice;
+        json["kinds"] = signal.kinds;
+    }
+    if (signal.exclusive) {
+        json["exclusive"] = true;
+    }
+    return json;
+}
 
 Json asJson(const SKeyDescription& key)
 {
@@ -44,7 +64,25 @@ Json asJson(const SKeyDescription& key)
     if (!key.narrowedWhile.empty()) {
         json["kindsWhile"] = {{"key", key.narrowedWhile}, {"kinds", key.narrowedKinds}};
     }
-    addText("notAbove", key.notAbove);
+    static const std::map<SKeyRelation::eRelation, const char*> relationNames{
+        {SKeyRelation::NotAbove, "notAbove"},
+        {SKeyRelation::NotBelow, "notBelow"},
+        {SKeyRelation::Above, "above"}};
+    for (const SKeyRelation& relation : key.relations) {
+        Json& field = json[relationNames.at(relation.relation)];
+        if (relation.factor == 1.0) {
+            field = relation.path;
+        } else {
+            field = {{"key", relation.path}, {"times", relation.factor}};
+        }
+    }
+    if (key.excluded) {
+        json["excluded"] = *key.excluded;
+    }
+    addText("ofType", key.ofType);
+    if (key.signal) {
+        json["signal"] = asJson(*key.signal);
+    }
     addText("onlyWith", key.onlyWith);
     if (key.repeated) {
         json["repeated"] = true;
@@ -65,6 +103,16 @@ std::string typeReport(const std::vector<const STypeDescription*>& types)
         report += "  " + type->meaning + "\n";
         if (!type->provides.empty()) {
             report += "  provides: " + enumeration(type->provides) + "\n";
+        }
+        if (!type->signals.empty()) {
+            CTextTable signals({"signal", "kind", "unit", "meaning"});
+            for (const SSignalDescription& signal : type->signals) {
+                signals.add({signal.name, signal.kind, signal.unit, signal.meaning});
+            }
+            for (const std::string& line : signals.lines()) {
+                report += "  " + line + "\n";
+            }
+            report += "\n";
         }
         CTextTable table({"key", "type", "unit", "range", "default", "required", "meaning"});
         for (const SKeyDescription& key : type->keys) {
@@ -94,6 +142,14 @@ std::string typeReportAsJson(const std::vector<const STypeDescription*>& types)
             entry["example"] = type->example;
         }
         entry["meaning"] = type->meaning;
+        for (const SSignalDescription& signal : type->signals) {
+            Json described{{"name", signal.name}, {"kind", signal.kind}};
+            if (!signal.unit.empty()) {
+                described["unit"] = signal.unit;
+            }
+            described["meaning"] = signal.meaning;
+            entry["signals"].push_back(described);
+        }
         entry["keys"] = keys;
         list.push_back(entry);
     }

@@ -141,3 +141,82 @@ TEST(LocalConfiguration, EveryFaultOfACascadeIsToldAtOnce)
               result.out);
     EXPECT_EQ(78, result.exitCode);
 }
+
+TEST(LocalConfiguration, WrongSignalsAreToldWithAllOtherFaultsAndEachAtItsLine)
+{
+    // the devices, and with them every channel, have other faults too: what only building finds would wait
+    const SCheck result =
+        check("<Configuration>\n"
+              "  <Plugins><Plugin Name=\"rivlink_local\"/><Plugin Name=\"rivlink_simulated\"/></Plugins>\n"
+              "  <Devices>\n"
+              "    <Device Name=\"Bench\" Type=\"Rvl::CThermalBench\" HeaterPower=\"-1\">\n"
+              "      <Fault Kind=\"SensorNaN\" Signal=\"Heater\" From_s=\"2\" To_s=\"1\"/>\n"
+              "      <Fault Kind=\"DeviceAway\" Signal=\"Heater\"/>\n"
+              "      <Fault Kind=\"ActuatorDead\"/>\n"
+              "    </Device>\n"
+              "    <Device Name=\"Vessel\" Type=\"Rvl::CPumpedVessel\" Volume=\"10\" InitialLiquid=\"10\"/>\n"
+              "  </Devices>\n"
+              "  <Channels>\n"
+              "    <Channel Name=\"Temperature\" Type=\"Rvl::CSimulatedAnalogInChannel\" Odd=\"1\">\n"
+              "      <Device>Bench</Device>\n"
+              "      <Signal>Jacket</Signal>\n"
+              "      <Scaling Factor=\"0\"/>\n"
+              "    </Channel>\n"
+              "    <Channel Name=\"Heater\" Type=\"Rvl::CSimulatedAnalogOutChannel\">\n"
+              "      <Device>Bench</Device>\n"
+              "      <Signal>Heater</Signal>\n"
+              "      <Range Minimum=\"10\" Maximum=\"100\"/>\n"
+              "    </Channel>\n"
+              "    <Channel Name=\"Heater too\" Type=\"Rvl::CSimulatedDigitalOutChannel\">\n"
+              "      <Device>Bench</Device>\n"
+              "      <Signal>Heater</Signal>\n"
+              "    </Channel>\n"
+              "    <Channel Name=\"Direction\" Type=\"Rvl::CSimulatedDigitalPortChannel\">\n"
+              "      <Device>Bench</Device>\n"
+              "      <Signal>Heater</Signal>\n"
+              "    </Channel>\n"
+              "  </Channels>\n"
+              "</Configuration>\n");
+    const std::string devices = " /Configuration/Devices/";
+    const std::string channels = " /Configuration/Channels/";
+    EXPECT_EQ(":4:" + devices +
+                  "Device[1][@HeaterPower]: \"-1\" is too low; expected a real number from 0 W to 1e+09 W\n"
+                  ":5:" +
+                  devices +
+                  "Device[1]/Fault[1][@Signal]: \"Heater\" is no sensor of device \"Bench\"; expected one of "
+                  "JacketTemperature, VesselTemperature\n"
+                  ":5:" +
+                  devices +
+                  "Device[1]/Fault[1][@To_s]: \"1\" is not above From_s; expected more than 2\n"
+                  ":6:" +
+                  devices +
+                  "Device[1]/Fault[2][@Signal]: \"Heater\" is not read while Kind is DeviceAway; expected no "
+                  "signal\n"
+                  ":7:" +
+                  devices +
+                  "Device[1]/Fault[3][@Signal]: is missing; expected \"Heater\"\n"
+                  ":9:" +
+                  devices +
+                  "Device[2][@InitialLiquid]: \"10\" is above 0.99 of Volume; expected at most 9.9\n"
+                  ":12:" +
+                  channels +
+                  "Channel[1][@Odd]: unknown attribute; expected one of Name, Type\n"
+                  ":14:" +
+                  channels +
+                  "Channel[1]/Signal: \"Jacket\" is no sensor of device \"Bench\"; expected one of "
+                  "JacketTemperature, VesselTemperature\n"
+                  ":15:" +
+                  channels +
+                  "Channel[1]/Scaling[@Factor]: \"0\" is refused; expected a real number other than 0\n"
+                  ":20:" +
+                  channels +
+                  "Channel[2]/Range[@Minimum]: \"10\" is above SafeValue, by default 0; expected at most 0\n"
+                  ":24:" +
+                  channels +
+                  "Channel[3]/Signal: \"Heater\" of device \"Bench\" is already driven by "
+                  "/Configuration/Channels/Channel[2]; expected one that nobody drives\n"
+                  ":28:" +
+                  channels + "Channel[4]/Signal: \"Heater\" is no port of device \"Bench\"; expected none\n",
+              result.out);
+    EXPECT_EQ(78, result.exitCode);
+}

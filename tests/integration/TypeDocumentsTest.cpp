@@ -194,13 +194,27 @@ private:
 
     bool appendServant(const SReference& reference)
     {
+        const STypeDescription* servant = nullptr;
         for (const STypeDescription* type : catalogue_.types()) {
             if (isObject(*type) && serves(*type, reference.nameServer)) {
-                appendObject(*type).attribute("Name").set_value(reference.name.c_str());
-                return true;
+                // one that is called so in examples has the signals that go with them
+                const bool fits = nameInExamples(*type) == reference.name;
+                servant = fits || !servant ? type : servant;
+                if (fits) {
+                    break;
+                }
             }
         }
-        return false;
+        if (servant) {
+            appendObject(*servant).attribute("Name").set_value(reference.name.c_str());
+        }
+        return servant != nullptr;
+    }
+
+    std::string nameInExamples(const STypeDescription& type) const
+    {
+        pugi::xml_document document;
+        return appendShortNode(document, catalogue_, type).attribute("Name").value();
     }
 
     const CTypeCatalogue& catalogue_;

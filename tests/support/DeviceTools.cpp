@@ -110,7 +110,7 @@ std::vector<std::string> faultsOf(const json& descriptions)
     }
     for (const json& type : descriptions.at("types")) {
         const std::string name = type.at("name");
-        onlyKnown(type, {"name", "kind", "bases", "provides", "example", "meaning", "keys"}, name);
+        onlyKnown(type, {"name", "kind", "bases", "provides", "example", "meaning", "signals", "keys"}, name);
         static const std::set<std::string> kinds{"bus",    "device",  "channel",   "controlLoop",
                                                  "loopIn", "loopOut", "loopInOut", "abstract"};
         if (!kinds.contains(type.at("kind")) || type.at("meaning").get<std::string>().empty()) {
@@ -126,9 +126,10 @@ std::vector<std::string> faultsOf(const json& descriptions)
             const std::string path = key.at("path");
             const std::string where = name + " " + path;
             onlyKnown(key,
-                      {"path", "type", "required", "requiredUnless", "default", "unit", "minimum", "maximum",
-                       "exclusiveMinimum", "choices", "nameServer", "kinds", "kindsWhile", "notAbove", "onlyWith", "repeated", "example",
-                       "meaning"},
+                      {"path",       "type",     "required",         "requiredUnless", "default",    "unit",
+                       "minimum",    "maximum",  "exclusiveMinimum", "choices",        "nameServer", "kinds",
+                       "kindsWhile", "notAbove", "notBelow",         "above",          "excluded",   "ofType",
+                       "signal",     "onlyWith", "repeated",         "example",        "meaning"},
                       where);
             static const std::set<std::string> keyTypes{"text",      "boolean",     "integer",
                                                         "real",      "hexadecimal", "choice",
@@ -160,6 +161,23 @@ std::vector<std::string> faultsOf(const json& descriptions)
         }
     }
     return faults;
+}
+
+std::vector<std::string> signalsOf(const json& descriptions, const std::string& typeName,
+                                   const std::set<std::string>& kinds)
+{
+    std::vector<std::string> names;
+    for (const json& type : descriptions.at("types")) {
+        if (type.at("name") != typeName) {
+            continue;
+        }
+        for (const json& signal : type.value("signals", json::array())) {
+            if (kinds.contains(signal.at("kind"))) {
+                names.push_back(signal.at("name"));
+            }
+        }
+    }
+    return names;
 }
 
 std::vector<std::string> typeNames(const json& descriptions, const std::string& kind)

@@ -4,6 +4,7 @@
 #include <nlohmann/json.hpp>
 
 #include <functional>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -32,6 +33,33 @@ nlohmann::json typeDescriptions(const std::string& library);
 /// What is wrong with the descriptions themselves: unknown fields, kinds or bases, ranges upside down,
 /// defaults out of range, sections that are not listed.
 std::vector<std::string> faultsOf(const nlohmann::json& descriptions);
+/// The names of the signals of some kinds that a type describes, in the order of the description.
+std::vector<std::string> signalsOf(const nlohmann::json& descriptions, const std::string& typeName,
+                                   const std::set<std::string>& kinds);
+/// What signals a device has that its type does not describe so; empty if they are the same, in the same
+/// order.
+template <class Device>
+std::string wrongSignals(const nlohmann::json& descriptions, const std::string& typeName,
+                         const Device& device)
+{
+    std::string wrong;
+    const auto compare = [&](const std::vector<std::string>& names, const std::set<std::string>& kinds) {
+        if (names != signalsOf(descriptions, typeName, kinds)) {
+            wrong += typeName + " has as " + *kinds.begin() + ": " + nlohmann::json(names).dump() + "\n";
+        }
+    };
+    const std::vector<std::string> actuators = device.actuators();
+    std::vector<std::string> ports;
+    for (std::size_t i = 0; i < actuators.size(); ++i) {
+        if (device.actuatorLines(i) > 0) {
+            ports.push_back(actuators[i]);
+        }
+    }
+    compare(device.sensors(), {"sensor"});
+    compare(actuators, {"actuator", "port"});
+    compare(ports, {"port"});
+    return wrong;
+}
 /// The names of the types of a kind, in ascending order.
 std::vector<std::string> typeNames(const nlohmann::json& descriptions, const std::string& kind);
 /// The keys of a type and of all its bases.

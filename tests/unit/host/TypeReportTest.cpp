@@ -45,6 +45,45 @@ TEST(TypeReportTest, JsonHoldsEveryTypeOfThePlugin)
                            R"("path":"Parameters.<xmlattr>.Gain","required":true,"type":"real"})");
 }
 
+TEST(TypeReportTest, SignalsAndWhatRefersToThemAreTold)
+{
+    CTypeCatalogue catalogue;
+    catalogue.addText(R"({"plugin": "p", "types": [
+        {"name": "D", "kind": "device", "meaning": "m", "signals": [
+            {"name": "Level", "kind": "sensor", "unit": "mm", "meaning": "how high"},
+            {"name": "Valve", "kind": "actuator", "meaning": "how open"}], "keys": []},
+        {"name": "C", "kind": "channel", "meaning": "m", "keys": [
+            {"path": "A", "type": "text", "signal": {"device": "B", "kinds": ["sensor"], "exclusive": true}},
+            {"path": "B", "type": "reference", "nameServer": "device", "ofType": "D"},
+            {"path": "E", "type": "text", "signal": {"choice": "F", "kinds": {"x": ["sensor"], "y": []}}},
+            {"path": "G", "type": "real", "notAbove": "H", "notBelow": {"key": "I", "times": 0.5},
+             "above": "J", "excluded": 0}]}
+    ]})",
+                      "x");
+    catalogue.resolve();
+    const std::string report = typeReport({catalogue.find("D")});
+    EXPECT_NE(report.find("  m\n  provides: device\n"
+                          "  signal  kind      unit  meaning\n"
+                          "  Level   sensor    mm    how high\n"
+                          "  Valve   actuator        how open\n"
+                          "\n"
+                          "  key "),
+              std::string::npos)
+        << report;
+
+    const auto types = nlohmann::json::parse(typeReportAsJson(catalogue.types())).at("types");
+    EXPECT_EQ(R"([{"kind":"sensor","meaning":"how high","name":"Level","unit":"mm"},)"
+              R"({"kind":"actuator","meaning":"how open","name":"Valve"}])",
+              types.at(0).at("signals").dump());
+    const auto& keys = types.at(1).at("keys"); // behind the name and the type
+    EXPECT_EQ(R"({"device":"B","exclusive":true,"kinds":["sensor"]})", keys.at(2).at("signal").dump());
+    EXPECT_EQ("D", keys.at(3).at("ofType"));
+    EXPECT_EQ(R"({"choice":"F","kinds":{"x":["sensor"],"y":[]}})", keys.at(4).at("signal").dump());
+    EXPECT_EQ(R"({"above":"J","excluded":0.0,"meaning":"","notAbove":"H",)"
+              R"("notBelow":{"key":"I","times":0.5},"path":"G","required":false,"type":"real"})",
+              keys.at(5).dump());
+}
+
 TEST(TypeReportTest, UnknownTypeIsAnsweredWithTheChoices)
 {
     const SProgramResult result = runHost({"types", "--plugin", "rivlink_fake", "Rvl::CFakeLop"});

@@ -140,6 +140,18 @@ TEST_F(SimulatedTypes, EveryFactoryIsDescribedAndViceVersa)
               typeNames(descriptions, "device").size() + typeNames(descriptions, "channel").size());
 }
 
+TEST_F(SimulatedTypes, EverySignalIsDescribedAndViceVersa)
+{
+    const std::string wrong = wrongSignals(descriptions, "Rvl::CChipHeater", CChipHeater("Chip")) +
+                              wrongSignals(descriptions, "Rvl::CPeltierBench", peltier) +
+                              wrongSignals(descriptions, "Rvl::CPumpedVessel", CPumpedVessel("Vessel")) +
+                              wrongSignals(descriptions, "Rvl::CThermalBench", present);
+    EXPECT_EQ("", wrong);
+    for (const std::string& device : typeNames(descriptions, "device")) {
+        EXPECT_FALSE(signalsOf(descriptions, device, {"sensor"}).empty()) << device;
+    }
+}
+
 TEST_F(SimulatedTypes, MissingRequiredKeyIsNamed)
 {
     EXPECT_THAT(requiredKeysNotMissed(descriptions, samples), testing::IsEmpty());

@@ -54,6 +54,12 @@ TEST_F(SystemTypes, EveryFactoryIsDescribedAndViceVersa)
               typeNames(descriptions, "device").size() + typeNames(descriptions, "channel").size());
 }
 
+TEST_F(SystemTypes, EverySignalIsDescribedAndViceVersa)
+{
+    EXPECT_EQ("", wrongSignals(descriptions, "Rvl::CComputer", CComputer("Probe")));
+    EXPECT_EQ(std::vector<std::string>{"CpuUse"}, signalsOf(descriptions, "Rvl::CComputer", {"sensor"}));
+}
+
 TEST_F(SystemTypes, MissingRequiredKeyIsNamed)
 {
     EXPECT_THAT(requiredKeysNotMissed(descriptions, samples), testing::IsEmpty());
