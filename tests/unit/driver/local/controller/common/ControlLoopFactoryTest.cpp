@@ -227,10 +227,18 @@ TYPED_TEST(ElementFactory, ExceptionsOfTheProductPassUnlogged)
     EXPECT_THAT(log.lines(), IsEmpty());
 }
 
-TYPED_TEST(ElementFactory, IsCopyable)
+TYPED_TEST(ElementFactory, CopyBuildsOnItsOwn)
 {
-    EXPECT_TRUE(std::is_copy_constructible_v<TypeParam>);
-    EXPECT_TRUE(std::is_copy_assignable_v<TypeParam>);
+    const auto original = std::make_unique<TypeParam>();
+    TypeParam copy(*original);
+    TypeParam assigned;
+    assigned.behaviour = TypeParam::BuildsNull;
+    assigned = *original;
+    original->behaviour = TypeParam::Throws;
+    const std::unique_ptr<typename TypeParam::Product> product(copy.create());
+    EXPECT_TRUE(product);
+    const std::unique_ptr<typename TypeParam::Product> another(assigned.create());
+    EXPECT_TRUE(another);
 }
 
 TYPED_TEST(ElementFactory, OperationsStandInTheirSlots)

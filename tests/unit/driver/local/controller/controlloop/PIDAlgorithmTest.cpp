@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <utility>
 
 using namespace Rvl;
 
@@ -255,6 +256,7 @@ TEST(PIDAlgorithm, ChangeThroughTheReferenceKeepsTheIntegral)
     CPIDAlgorithm algorithm = with(parameters);
     algorithm.calculate(0, 1);
     algorithm.parameters().setK(3);
+    EXPECT_EQ(std::as_const(algorithm).parameters().getK(), 3.0);
     EXPECT_EQ(algorithm.calculate(0, 2), 3.0 * 2.0 + 0.1);
 }
 
