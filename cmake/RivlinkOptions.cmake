@@ -60,7 +60,9 @@ if(CMAKE_CXX_COMPILER_ID MATCHES "GNU|Clang")
     if(RIVLINK_SANITIZE)
         target_compile_options(rivlink_options INTERFACE
             "-fsanitize=${RIVLINK_SANITIZE}" -fno-sanitize-recover=all -fno-omit-frame-pointer
-            -O1 -g1) # instrumented code takes the compiler several times as long to optimise fully
+            -g1
+            # instrumented code takes the compiler several times as long to optimise; a test's own is not worth it
+            $<IF:$<BOOL:$<TARGET_PROPERTY:RIVLINK_IS_TEST>>,-O0,-O1>)
         target_link_options(rivlink_options INTERFACE "-fsanitize=${RIVLINK_SANITIZE}")
     endif()
     if(RIVLINK_COVERAGE)
