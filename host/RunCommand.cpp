@@ -3,6 +3,7 @@
 #include "host/PeriodicTimer.h"
 
 #include "host/Assembly.h"
+#include "host/EndRequest.h"
 #include "host/HostException.h"
 #include "host/LiveTable.h"
 #include "host/Recorder.h"
@@ -11,11 +12,11 @@
 #include "platform/rivlink_core/Clock.h"
 #include "platform/rivlink_device/ControllerChannel.h"
 
-#include <boost/asio/signal_set.hpp>
+#include <boost/asio/io_context.hpp>
+#include <boost/asio/steady_timer.hpp>
 
 #include <algorithm>
 #include <cmath>
-#include <csignal>
 #include <memory>
 #include <utility>
 #include <vector>
@@ -105,20 +106,10 @@ class CRun
 {
 public:
     CRun(const SRunOptions& options, CAssembly& assembly, std::ostream& out, std::ostream& err)
-        : options_(options), session_(assembly.session()), out_(out), err_(err), signals_(context_),
-          end_(context_), table_(out), observations_(observeLoops(assembly.plugins(), assembly.session()))
+        : options_(options), session_(assembly.session()), out_(out), err_(err),
+          endRequest_(context_, [this] { context_.stop(); }), end_(context_), table_(out),
+          observations_(observeLoops(assembly.plugins(), assembly.session()))
     {
-        // from here on a signal ends the run and not the process, also while devices are being connected
-        for (const int signal : endingSignals()) {
-            if (!isIgnored(signal)) { // as under nohup, and for jobs in the background of some shells
-                signals_.add(signal);
-            }
-        }
-        signals_.async_wait([this](const boost::system::error_code& error, int) {
-            if (!error) {
-                context_.stop();
-            }
-        });
         if (options.record) {
             recorder_ =
                 std::make_unique<CRecorder>(*options.record, options.replaceRecord, session_.states());
@@ -166,21 +157,7 @@ public:
     bool recordFailed() const { return recorder_ && recorder_->failed(); }
 
 private:
-    static std::vector<int> endingSignals()
-    {
-        std::vector<int> signals{SIGINT, SIGTERM};
-#if defined(SIGHUP)
-        signals.push_back(SIGHUP); // the terminal is closed: nobody is left to watch
-#elif defined(SIGBREAK)
-        signals.push_back(SIGBREAK);
-#endif
-        return signals;
-    }
-
-    std::vector<SControllerState> states() const
-    {
-        return statesWithLoops(session_.states(), observations_);
-    }
+    std::vector<SControllerState> states() const { return statesWithLoops(session_.states(), observations_); }
 
     bool noteFirstStep()
     {
@@ -218,7 +195,9 @@ private:
     std::ostream& out_;
     std::ostream& err_;
     boost::asio::io_context context_{1};
-    boost::asio::signal_set signals_;
+    /// From construction on a signal ends the run and not the process, also while devices are being
+    /// connected.
+    CEndRequest endRequest_;
     boost::asio::steady_timer end_;
     CLiveTable table_;
     std::unique_ptr<CRecorder> recorder_;

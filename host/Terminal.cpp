@@ -40,11 +40,6 @@ STerminalSize terminalSize()
 
 void surviveBrokenPipes() {}
 
-bool isIgnored(int)
-{
-    return false;
-}
-
 #else
 
 bool setUpTerminal()
@@ -64,12 +59,6 @@ STerminalSize terminalSize()
 void surviveBrokenPipes()
 {
     std::signal(SIGPIPE, SIG_IGN);
-}
-
-bool isIgnored(int signal)
-{
-    struct sigaction action = {};
-    return sigaction(signal, nullptr, &action) == 0 && action.sa_handler == SIG_IGN;
 }
 
 #endif

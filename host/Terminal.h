@@ -22,7 +22,4 @@ STerminalSize terminalSize();
 /// instead of ending the process with its actuators driven.
 void surviveBrokenPipes();
 
-/// Whether whoever started the process had it ignore the signal.
-bool isIgnored(int signal);
-
 } // namespace Rvl

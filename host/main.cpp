@@ -1,4 +1,5 @@
 #include "host/Application.h"
+#include "host/TimerResolution.h"
 
 #include <chrono>
 #include <iostream>
@@ -6,5 +7,6 @@
 int main(int argc, char** argv)
 {
     const auto programStart = std::chrono::steady_clock::now();
+    const Rvl::CTimerResolution timerResolution;
     return Rvl::runApplication(argc, argv, programStart, std::cout, std::cerr);
 }

@@ -1,0 +1,31 @@
+#pragma once
+
+#include <boost/asio/io_context.hpp>
+
+#include <functional>
+#include <memory>
+
+namespace Rvl {
+
+/// Turns the wish of the system or the user to end the process into a call, while the object lives: SIGINT,
+/// SIGTERM and SIGHUP, or Ctrl-C, Ctrl-Break, the closing of the console, the logging off of its user and the
+/// shutting down of the system.
+/// What whoever started the process had it ignore stays ignored. Nothing of these then ends the process: that
+/// is left to whoever is called. A system that ends a process as soon as it has taken note (Windows after all
+/// but Ctrl-C and Ctrl-Break) is made to wait for the process's own end, as far as it waits at all. One at a
+/// time in a process.
+class CEndRequest
+{
+public:
+    /// Makes each call on the thread that runs `context`.
+    CEndRequest(boost::asio::io_context& context, std::function<void()> call);
+    ~CEndRequest();
+    CEndRequest(const CEndRequest&) = delete;
+    CEndRequest& operator=(const CEndRequest&) = delete;
+
+private:
+    struct Private;
+    std::unique_ptr<Private> private_;
+};
+
+} // namespace Rvl
