@@ -7,6 +7,10 @@
 #include <chrono>
 #include <csignal>
 
+#if defined(_WIN32)
+#include <windows.h>
+#endif
+
 using namespace Rvl::Test;
 using testing::HasSubstr;
 using testing::IsEmpty;
@@ -88,14 +92,23 @@ TEST(HostFaults, SlowLoopsEndSideBySide)
     EXPECT_LT(taken.count(), 4.0) << "four sample times one after the other take 6 s";
 }
 
-#if !defined(_WIN32)
 TEST(HostFaults, SignalThatTheStarterHadIgnoredStaysIgnored)
 {
+#if defined(_WIN32)
+    constexpr eEnd ignored = eEnd::Interrupt;
+    ASSERT_TRUE(SetConsoleCtrlHandler(nullptr, TRUE));
+#else
+    constexpr eEnd ignored = eEnd::HangUp;
     ASSERT_NE(SIG_ERR, std::signal(SIGHUP, SIG_IGN)); // as nohup does
+#endif
     CProgramRun run(host, {"run", examples + "/pid/pid.xml", "--for", "3s"});
+#if defined(_WIN32)
+    SetConsoleCtrlHandler(nullptr, FALSE);
+#else
     std::signal(SIGHUP, SIG_DFL);
+#endif
     ASSERT_TRUE(eventually([&] { return run.outSoFar().find("Jacket: auto") != std::string::npos; }));
-    run.sendSignal(SIGHUP);
+    run.end(ignored);
     const SProgramResult result = run.wait();
     EXPECT_EQ(0, result.exitCode);
     EXPECT_THAT(result.out, HasSubstr("  Jacket   0     Rvl::CPIDControlLoop  2")) << "it ran its full time";
@@ -103,15 +116,14 @@ TEST(HostFaults, SignalThatTheStarterHadIgnoredStaysIgnored)
 
 TEST(HostFaults, OutputThatCannotBeWrittenIsAFailure)
 {
-    for (const char* command : {"types", "schema", "docs", "print " RIVLINK_EXAMPLES_DIRECTORY "/pid/pid.xml",
-                                "check " RIVLINK_EXAMPLES_DIRECTORY "/pid/pid.xml"}) {
-        const SProgramResult result =
-            runProgram("/bin/sh", {"-c", "'" + host + "' " + command + " > /dev/full"});
-        EXPECT_EQ(1, result.exitCode) << command;
-        EXPECT_EQ("the output could not be written\n", result.err) << command;
+    const std::string file = examples + "/pid/pid.xml";
+    for (const std::vector<std::string>& command : std::vector<std::vector<std::string>>{
+             {"types"}, {"schema"}, {"docs"}, {"print", file}, {"check", file}}) {
+        const SProgramResult result = runProgramWithoutOutput(host, command);
+        EXPECT_EQ(1, result.exitCode) << command.front();
+        EXPECT_EQ("the output could not be written\n", result.err) << command.front();
     }
 }
-#endif
 
 TEST(HostFaults, ConfigurationIsNotReplacedByItsRecord)
 {

@@ -1,37 +1,278 @@
 #include "tests/support/ProgramRun.h"
 
 #include <boost/filesystem.hpp>
-#include <boost/process.hpp>
 
 #include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <sstream>
+#include <stdexcept>
 
-#if !defined(_WIN32)
+#if defined(_WIN32)
+#include <algorithm>
+#include <cstdint>
+#include <windows.h>
+#else
+#include <boost/process.hpp>
+
 #include <csignal>
 #include <sys/wait.h>
 #endif
 
 namespace Rvl::Test {
 
+#if defined(_WIN32)
+
+namespace {
+
+/// A handle of the system's, closed with the object.
+class CHandle
+{
+public:
+    explicit CHandle(HANDLE handle = nullptr) : handle_(handle)
+    {
+        if (handle == INVALID_HANDLE_VALUE) {
+            throw std::runtime_error("Windows error " + std::to_string(GetLastError()));
+        }
+    }
+    ~CHandle() { close(); }
+    CHandle(const CHandle&) = delete;
+    CHandle& operator=(const CHandle&) = delete;
+
+    HANDLE get() const { return handle_; }
+    void close()
+    {
+        if (handle_) {
+            CloseHandle(handle_);
+        }
+        handle_ = nullptr;
+    }
+
+private:
+    HANDLE handle_;
+};
+
+HANDLE openForChild(const std::string& file, DWORD access, DWORD disposition)
+{
+    SECURITY_ATTRIBUTES inherited{sizeof(SECURITY_ATTRIBUTES), nullptr, TRUE};
+    return CreateFileA(file.c_str(), access, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
+                       &inherited, disposition, FILE_ATTRIBUTE_NORMAL, nullptr);
+}
+
+/// The argument as the C runtime's start-up code takes it out of a command line again.
+std::string quoted(const std::string& argument)
+{
+    std::string result = "\"";
+    std::size_t backslashes = 0;
+    for (const char character : argument) {
+        if (character == '"') {
+            result.append(backslashes + 1, '\\'); // each before a quotation mark counts only if doubled
+        }
+        backslashes = character == '\\' ? backslashes + 1 : 0;
+        result += character;
+    }
+    return result.append(backslashes, '\\') + "\"";
+}
+
+/// This process's environment with `added`, as CreateProcess takes it.
+std::string environmentBlock(const std::map<std::string, std::string>& added)
+{
+    std::string block;
+    for (const auto& [name, value] : added) {
+        block += name + "=" + value + '\0';
+    }
+    char* const present = GetEnvironmentStringsA();
+    for (const char* entry = present; *entry != '\0'; entry += std::string(entry).size() + 1) {
+        const std::string variable(entry);
+        // the names of hidden variables begin with the sign that ends the others
+        if (!added.contains(variable.substr(0, variable.find('=', 1)))) {
+            block += variable + '\0';
+        }
+    }
+    FreeEnvironmentStringsA(present);
+    return block + '\0';
+}
+
+HANDLE startProcess(const std::string& program, const std::vector<std::string>& arguments,
+                    const std::string& folder, const std::map<std::string, std::string>& environment,
+                    HANDLE out, HANDLE err)
+{
+    std::string commandLine = quoted(program);
+    for (const std::string& argument : arguments) {
+        commandLine += " " + quoted(argument);
+    }
+    std::string variables = environmentBlock(environment);
+    const CHandle in(openForChild("NUL", GENERIC_READ, OPEN_EXISTING));
+    STARTUPINFOA start{};
+    start.cb = sizeof(start);
+    start.dwFlags = STARTF_USESTDHANDLES;
+    start.hStdInput = in.get();
+    start.hStdOutput = out;
+    start.hStdError = err;
+    PROCESS_INFORMATION process{};
+    if (!CreateProcessA(program.c_str(), commandLine.data(), nullptr, nullptr, TRUE, 0, variables.data(),
+                        folder.empty() ? nullptr : folder.c_str(), &start, &process)) {
+        throw std::runtime_error(program + " cannot be started: Windows error " +
+                                 std::to_string(GetLastError()));
+    }
+    CloseHandle(process.hThread);
+    return process.hProcess;
+}
+
+int exitCodeOf(HANDLE process)
+{
+    WaitForSingleObject(process, INFINITE);
+    DWORD code = 0;
+    GetExitCodeProcess(process, &code);
+    return static_cast<int>(code);
+}
+
+} // namespace
+
 struct CProgramRun::Private
 {
     CTemporaryFolder output;
-    boost::process::child child;
+    CHandle out{openForChild(output.file("out"), GENERIC_WRITE, CREATE_ALWAYS)};
+    CHandle err{openForChild(output.file("err"), GENERIC_WRITE, CREATE_ALWAYS)};
+    CHandle process;
+
+    Private(const std::string& program, const std::vector<std::string>& arguments, const std::string& folder,
+            const std::map<std::string, std::string>& environment)
+        : process(startProcess(program, arguments, folder, environment, out.get(), err.get()))
+    {
+        out.close();
+        err.close();
+    }
+};
+
+CProgramRun::CProgramRun(const std::string& program, const std::vector<std::string>& arguments,
+                         const std::string& folder, const std::map<std::string, std::string>& environment)
+    : private_(new Private(program, arguments, folder, environment))
+{}
+
+CProgramRun::~CProgramRun()
+{
+    if (isRunning()) {
+        end(eEnd::Kill);
+        WaitForSingleObject(private_->process.get(), INFINITE);
+    }
+}
+
+void CProgramRun::end(eEnd how)
+{
+    const HANDLE process = private_->process.get();
+    if (how == eEnd::Kill) {
+        TerminateProcess(process, killedExitCode);
+        return;
+    }
+    const std::uintptr_t event = how == eEnd::Interrupt   ? CTRL_C_EVENT
+                                 : how == eEnd::Terminate ? CTRL_BREAK_EVENT
+                                                          : CTRL_CLOSE_EVENT;
+    // what the system itself does for a console's user: a thread in the process, at the same address as here
+    const auto routine = reinterpret_cast<LPTHREAD_START_ROUTINE>(
+        reinterpret_cast<void*>(GetProcAddress(GetModuleHandleA("kernelbase.dll"), "CtrlRoutine")));
+    if (!routine) {
+        throw std::runtime_error("no CtrlRoutine");
+    }
+    const CHandle thread(
+        CreateRemoteThread(process, nullptr, 0, routine, reinterpret_cast<void*>(event), 0, nullptr));
+    if (!thread.get()) {
+        throw std::runtime_error("the process takes no event: Windows error " +
+                                 std::to_string(GetLastError()));
+    }
+}
+
+bool CProgramRun::isRunning()
+{
+    return WaitForSingleObject(private_->process.get(), 0) == WAIT_TIMEOUT;
+}
+
+SProgramResult CProgramRun::wait()
+{
+    const int code = exitCodeOf(private_->process.get());
+    return {code, readFile(private_->output.file("out")), readFile(private_->output.file("err"))};
+}
+
+SProgramResult runProgramWithLeavingReader(const std::string& program,
+                                           const std::vector<std::string>& arguments,
+                                           const std::map<std::string, std::string>& environment)
+{
+    const CTemporaryFolder output;
+    HANDLE readEnd = nullptr;
+    HANDLE writeEnd = nullptr;
+    SECURITY_ATTRIBUTES inherited{sizeof(SECURITY_ATTRIBUTES), nullptr, TRUE};
+    if (!CreatePipe(&readEnd, &writeEnd, &inherited, 0)) {
+        throw std::runtime_error("no pipe");
+    }
+    SetHandleInformation(readEnd, HANDLE_FLAG_INHERIT, 0);
+    CHandle reader(readEnd);
+    CHandle writer(writeEnd);
+    CHandle err(openForChild(output.file("err"), GENERIC_WRITE, CREATE_ALWAYS));
+    const CHandle process(startProcess(program, arguments, {}, environment, writer.get(), err.get()));
+    writer.close();
+    err.close();
+
+    std::string line;
+    char character = 0;
+    DWORD count = 0;
+    while (ReadFile(reader.get(), &character, 1, &count, nullptr) && count == 1 && character != '\n') {
+        line += character;
+    }
+    reader.close();
+    const int code = exitCodeOf(process.get());
+    line.erase(std::remove(line.begin(), line.end(), '\r'), line.end());
+    return {code, line, readFile(output.file("err"))};
+}
+
+SProgramResult runProgramWithoutOutput(const std::string& program, const std::vector<std::string>& arguments)
+{
+    const CTemporaryFolder output;
+    // what was opened for reading only cannot be written to
+    CHandle out(openForChild(output.write("out", ""), GENERIC_READ, OPEN_EXISTING));
+    CHandle err(openForChild(output.file("err"), GENERIC_WRITE, CREATE_ALWAYS));
+    const CHandle process(startProcess(program, arguments, {}, {}, out.get(), err.get()));
+    out.close();
+    err.close();
+    const int code = exitCodeOf(process.get());
+    return {code, {}, readFile(output.file("err"))};
+}
+
+#else
+
+namespace bp = boost::process;
+
+namespace {
+
+bp::environment withAdded(const std::map<std::string, std::string>& added)
+{
+    bp::environment variables = boost::this_process::environment();
+    for (const auto& [name, value] : added) {
+        variables.set(name, value); // operator[] of Boost 1.74 reads beyond the end of shorter entries
+    }
+    return variables;
+}
+
+int exitCodeOf(bp::child& child)
+{
+    child.wait();
+    const int native = child.native_exit_code();
+    return WIFSIGNALED(native) ? 128 + WTERMSIG(native) : child.exit_code();
+}
+
+} // namespace
+
+struct CProgramRun::Private
+{
+    CTemporaryFolder output;
+    bp::child child;
 };
 
 CProgramRun::CProgramRun(const std::string& program, const std::vector<std::string>& arguments,
                          const std::string& folder, const std::map<std::string, std::string>& environment)
     : private_(new Private)
 {
-    namespace bp = boost::process;
-    bp::environment variables = boost::this_process::environment();
-    for (const auto& [name, value] : environment) {
-        variables.set(name, value); // operator[] of Boost 1.74 reads beyond the end of shorter entries
-    }
     private_->child =
-        bp::child(bp::exe = program, bp::args = arguments, variables,
+        bp::child(bp::exe = program, bp::args = arguments, withAdded(environment),
                   bp::start_dir = folder.empty() ? std::filesystem::current_path().string() : folder,
                   bp::std_in<bp::null, bp::std_out> private_->output.file("out"),
                   bp::std_err > private_->output.file("err"));
@@ -43,17 +284,15 @@ CProgramRun::~CProgramRun()
     if (private_->child.running(ignored)) {
         private_->child.terminate(ignored);
     }
-    delete private_;
 }
 
-void CProgramRun::sendSignal(int signal)
+void CProgramRun::end(eEnd how)
 {
-#if defined(_WIN32)
-    static_cast<void>(signal);
-    private_->child.terminate();
-#else
+    const int signal = how == eEnd::Interrupt   ? SIGINT
+                       : how == eEnd::Terminate ? SIGTERM
+                       : how == eEnd::HangUp    ? SIGHUP
+                                                : SIGKILL;
     ::kill(private_->child.id(), signal);
-#endif
 }
 
 bool CProgramRun::isRunning()
@@ -64,15 +303,35 @@ bool CProgramRun::isRunning()
 
 SProgramResult CProgramRun::wait()
 {
-    private_->child.wait();
-    int code = private_->child.exit_code();
-#if !defined(_WIN32)
-    if (WIFSIGNALED(private_->child.native_exit_code())) {
-        code = 128 + WTERMSIG(private_->child.native_exit_code());
-    }
-#endif
+    const int code = exitCodeOf(private_->child);
     return {code, readFile(private_->output.file("out")), readFile(private_->output.file("err"))};
 }
+
+SProgramResult runProgramWithLeavingReader(const std::string& program,
+                                           const std::vector<std::string>& arguments,
+                                           const std::map<std::string, std::string>& environment)
+{
+    const CTemporaryFolder output;
+    bp::ipstream reader;
+    bp::child child(bp::exe = program, bp::args = arguments, withAdded(environment),
+                    bp::std_in<bp::null, bp::std_out> reader, bp::std_err > output.file("err"));
+    std::string line;
+    std::getline(reader, line);
+    reader.pipe().close();
+    const int code = exitCodeOf(child);
+    return {code, line, readFile(output.file("err"))};
+}
+
+SProgramResult runProgramWithoutOutput(const std::string& program, const std::vector<std::string>& arguments)
+{
+    const CTemporaryFolder output;
+    bp::child child(bp::exe = program, bp::args = arguments, bp::std_in<bp::null, bp::std_out> "/dev/full",
+                    bp::std_err > output.file("err"));
+    const int code = exitCodeOf(child);
+    return {code, {}, readFile(output.file("err"))};
+}
+
+#endif
 
 std::string CProgramRun::outSoFar() const
 {
@@ -110,7 +369,7 @@ std::string CTemporaryFolder::write(const std::string& name, const std::string& 
 
 std::string readFile(const std::string& path)
 {
-    std::ifstream stream(path, std::ios::binary);
+    std::ifstream stream(path);
     return std::string(std::istreambuf_iterator<char>(stream), std::istreambuf_iterator<char>());
 }
 

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <map>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -13,6 +14,19 @@ struct SProgramResult
     std::string out;
     std::string err;
 };
+
+/// How a process is asked to end, or made to: by SIGINT, SIGTERM, SIGHUP and SIGKILL, or by Ctrl-C,
+/// Ctrl-Break, the closing of its console and termination.
+enum class eEnd
+{
+    Interrupt,
+    Terminate,
+    HangUp,
+    Kill
+};
+
+/// The exit code of a process that was killed.
+constexpr int killedExitCode = 128 + 9;
 
 /// A program under test as a process of its own, with its output in files. Ends with the object if it has not
 /// ended before.
@@ -27,7 +41,7 @@ public:
     CProgramRun(const CProgramRun&) = delete;
     CProgramRun& operator=(const CProgramRun&) = delete;
 
-    void sendSignal(int signal);
+    void end(eEnd how);
     bool isRunning();
     /// Waits for the program's end. A signal that ended it counts as exit code 128 + signal.
     SProgramResult wait();
@@ -36,13 +50,22 @@ public:
 
 private:
     struct Private;
-    Private* private_;
+    std::unique_ptr<Private> private_;
 };
 
 /// Runs a program to its end.
 SProgramResult runProgram(const std::string& program, const std::vector<std::string>& arguments,
                           const std::string& folder = {},
                           const std::map<std::string, std::string>& environment = {});
+
+/// Runs a program whose output goes to a reader that leaves after the first line, which is the result's
+/// output.
+SProgramResult runProgramWithLeavingReader(const std::string& program,
+                                           const std::vector<std::string>& arguments,
+                                           const std::map<std::string, std::string>& environment = {});
+
+/// Runs a program whose standard output takes nothing, as on a full disk.
+SProgramResult runProgramWithoutOutput(const std::string& program, const std::vector<std::string>& arguments);
 
 /// A folder for one test's files, deleted with the object.
 class CTemporaryFolder
@@ -62,7 +85,7 @@ private:
     std::string path_;
 };
 
-/// The content of a file; empty if there is none.
+/// The content of a text file, its lines ended as the system's programs see them; empty if there is none.
 std::string readFile(const std::string& path);
 std::vector<std::string> linesOf(const std::string& text);
 

@@ -1,5 +1,6 @@
 #include "host/Application.h"
 
+#include "tests/support/MatchesPattern.h"
 #include "tests/unit/host/HostProgram.h"
 
 #include <gmock/gmock.h>
@@ -95,9 +96,10 @@ TEST(ApplicationTest, LogGoesToStandardErrorWithItsLogger)
     const std::string file = folder.write("c.xml", SFakeConfiguration().text());
     const SProgramResult result = runHost({"--log", "info", "check", file});
     EXPECT_EQ(result.out, file + ": no faults\n");
-    EXPECT_THAT(result.err,
-                testing::ContainsRegex(
-                    "[0-9:.]+ INFO  \\[EnvLogger\\] Factory Rvl::CFakeDevice registered in registry\n"));
+    EXPECT_THAT(
+        result.err,
+        MatchesPattern("[\\s\\S]*[0-9:.]+ INFO  \\[EnvLogger\\] Factory Rvl::CFakeDevice registered in "
+                       "registry\n[\\s\\S]*"));
     EXPECT_EQ(runHost({"check", file, "--log", "error"}).err, "");
 }
 

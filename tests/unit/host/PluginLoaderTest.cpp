@@ -1,6 +1,7 @@
 #include "host/PluginLoader.h"
 
 #include "platform/rivlink_core/Environment.h"
+#include "tests/support/MatchesPattern.h"
 #include "tests/unit/host/HostProgram.h"
 
 #include <gmock/gmock.h>
@@ -11,8 +12,6 @@
 namespace Rvl::Test {
 
 namespace {
-
-using testing::MatchesRegex;
 
 const CPluginPath path({RIVLINK_TEST_PLUGIN_DIRECTORY});
 
@@ -76,8 +75,8 @@ TEST(PluginLoaderTest, BrokenPluginIsNamed)
               "broken_undescribed.types.json beside its library");
     EXPECT_THAT(
         loadFailure("broken_no_library", true),
-        MatchesRegex("plug-in \"broken_no_library\" cannot be loaded: .*broken_no_library.*; expected a "
-                     "plug-in library"));
+        MatchesPattern("plug-in \"broken_no_library\" cannot be loaded: .*broken_no_library.*; expected a "
+                       "plug-in library"));
 }
 
 TEST(PluginLoaderTest, PluginThatThrowsIsNamedAmongSoundOnes)
@@ -131,8 +130,8 @@ TEST(PluginLoaderTest, MissingPluginIsAFaultOfTheConfiguration)
     const SProgramResult run = runHost({"run", folder.write("c.xml", configuration.text())});
     EXPECT_EQ(run.exitCode, 78);
     EXPECT_THAT(run.err,
-                MatchesRegex(".*c.xml:1: /Configuration/Plugins/Plugin\\[2\\]\\[@Name\\]: plug-in "
-                             "\"rivlink_nowhere\" is not in the plug-in path; expected one of .*\n"));
+                MatchesPattern(".*c.xml:1: /Configuration/Plugins/Plugin\\[2\\]\\[@Name\\]: plug-in "
+                               "\"rivlink_nowhere\" is not in the plug-in path; expected one of .*\n"));
 }
 
 TEST(PluginLoaderTest, PluginMayStandAtAPathOfItsOwn)

@@ -1,6 +1,7 @@
 #include "host/Recorder.h"
 
 #include "host/HostException.h"
+#include "tests/support/FullDisk.h"
 #include "tests/support/ProgramRun.h"
 
 #include <gtest/gtest.h>
@@ -78,14 +79,13 @@ TEST(RecorderTest, FileThatCannotBeCreatedIsNamed)
     }
 }
 
-#if defined(__linux__)
 TEST(RecorderTest, FullDiskIsToldOnce)
 {
-    CRecorder recorder("/dev/full", false, {state("Vessel", "")});
-    EXPECT_FALSE(recorder.write({state("Vessel", "")}, moment));
+    const CFullDisk disk;
+    CRecorder recorder(disk.path(), false, {state("Vessel", "")});
+    EXPECT_TRUE(eventually([&] { return !recorder.write({state("Vessel", "")}, moment); }));
     EXPECT_TRUE(recorder.failed());
     EXPECT_TRUE(recorder.write({state("Vessel", "")}, moment));
 }
-#endif
 
 } // namespace Rvl::Test

@@ -1,9 +1,12 @@
+#include "tests/support/FullDisk.h"
+#include "tests/support/MatchesPattern.h"
 #include "tests/unit/host/HostProgram.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <csignal>
+#include <cmath>
+#include <cstdio>
 
 namespace Rvl::Test {
 
@@ -11,7 +14,6 @@ namespace {
 
 using testing::ElementsAre;
 using testing::HasSubstr;
-using testing::MatchesRegex;
 using testing::Not;
 
 /// One run of a configuration of the tests' plug-in.
@@ -70,14 +72,14 @@ TEST_F(RunCommandTest, TakesEverythingDownInOrderWhenItsTimeIsOver)
     EXPECT_EQ(journal(), completeJournal);
 }
 
-class EndedBySignal : public RunCommandTest, public testing::WithParamInterface<int>
+class EndedBySignal : public RunCommandTest, public testing::WithParamInterface<eEnd>
 {};
 
 TEST_P(EndedBySignal, TakesEverythingDownInOrder)
 {
     const auto program = start({"--quiet"});
     ASSERT_TRUE(eventually([&] { return journalText().find("output Heater = 10") != std::string::npos; }));
-    program->sendSignal(GetParam());
+    program->end(GetParam());
     const SProgramResult result = program->wait();
     EXPECT_EQ(result.exitCode, 0);
     EXPECT_EQ(result.err, "");
@@ -85,7 +87,8 @@ TEST_P(EndedBySignal, TakesEverythingDownInOrder)
     EXPECT_THAT(result.out, HasSubstr("Controllers at the end:\n"));
 }
 
-INSTANTIATE_TEST_SUITE_P(Signals, EndedBySignal, testing::Values(SIGINT, SIGTERM, SIGHUP));
+INSTANTIATE_TEST_SUITE_P(Signals, EndedBySignal,
+                         testing::Values(eEnd::Interrupt, eEnd::Terminate, eEnd::HangUp));
 
 TEST_F(RunCommandTest, RunsForTheTimeGiven)
 {
@@ -154,16 +157,17 @@ TEST_F(RunCommandTest, OneLinePerSecondShowsEveryController)
     ASSERT_GE(lines.size(), 3U);
     for (int line = 0; line < 2; ++line) {
         EXPECT_THAT(lines[static_cast<std::size_t>(line)],
-                    MatchesRegex(
+                    MatchesPattern(
                         "[0-9-]+T[0-9:.]+Z  Vessel: auto, set point 30 degC, actual value 25 degC, control "
                         "value (0|10), ok; Spare: off, set point 30, actual value 25, control value 0, off"));
     }
     EXPECT_EQ(lines[2], "Loops:");
     EXPECT_THAT(result.out,
-                MatchesRegex(".*\n  Vessel   0     Rvl::CFakeLoop  [0-9]+ +10                0.25      "
-                             "              -1.5                     3\n.*"));
+                MatchesPattern("[\\s\\S]*\n  Vessel   0     Rvl::CFakeLoop  [0-9]+ +10                0.25      "
+                               "              -1.5                     3\n[\\s\\S]*"));
     EXPECT_THAT(result.out, HasSubstr("  Vessel   auto  30 degC    25 degC       5 degC     ok\n"));
-    EXPECT_THAT(result.out, MatchesRegex(".*\nFirst loop step [0-9.]+ ms after the start of the program\n"));
+    EXPECT_THAT(result.out,
+                MatchesPattern("[\\s\\S]*\nFirst loop step [0-9.]+ ms after the start of the program\n"));
 }
 
 TEST_F(RunCommandTest, QuietLeavesTheSummary)
@@ -184,8 +188,8 @@ TEST_F(RunCommandTest, RecordHasARowPerControllerAndInterval)
     EXPECT_LE(lines.size(), 12U);
     for (std::size_t line = 1; line < lines.size(); ++line) {
         EXPECT_THAT(lines[line],
-                    MatchesRegex("[0-9]{4}-[0-9]{2}-[0-9]{2}T[0-9]{2}:[0-9]{2}:[0-9]{2}\\.[0-9]{3}Z,"
-                                 "Vessel,30,25,(0|10),true,false"));
+                    MatchesPattern("[0-9]{4}-[0-9]{2}-[0-9]{2}T[0-9]{2}:[0-9]{2}:[0-9]{2}\\.[0-9]{3}Z,"
+                                   "Vessel,30,25,(0|10),true,false"));
     }
 }
 
@@ -209,12 +213,13 @@ TEST_F(RunCommandTest, RecordThatIsThereIsKeptAndNothingStarts)
     EXPECT_THAT(readFile(record), testing::StartsWith("time,channel,"));
 }
 
-#if defined(__linux__)
 TEST_F(RunCommandTest, FullDiskEndsTheRecordButNotTheControl)
 {
-    const SProgramResult result = run({"--for", "500ms", "--quiet", "--record", "/dev/full"});
+    const CFullDisk disk;
+    const SProgramResult result = run({"--for", "500ms", "--quiet", "--record", disk.path()});
     EXPECT_EQ(result.exitCode, 1);
-    EXPECT_EQ(result.err, "writing the record /dev/full failed; control goes on without a record\n");
+    EXPECT_EQ(result.err,
+              "writing the record " + disk.path() + " failed; control goes on without a record\n");
     EXPECT_EQ(journal(), completeJournal);
 }
 
@@ -222,32 +227,28 @@ TEST_F(RunCommandTest, ClosedPipeDoesNotEndTheControl)
 {
     const std::string file = folder.write("c.xml", configuration.text());
     // the reader leaves after the first line; the program writes about three
-    const std::string command = "{ " RIVLINK_HOST_PROGRAM " --plugin-path " RIVLINK_TEST_PLUGIN_DIRECTORY
-                                " run " +
-                                file + " --for 2500ms; echo $? > " + folder.file("code") + "; } | head -n 1";
     const SProgramResult result =
-        runProgram("/bin/sh", {"-c", command}, {}, {{"RIVLINK_FAKE_JOURNAL", folder.file("journal")}});
-    EXPECT_EQ(linesOf(result.out).size(), 1U);
-    EXPECT_EQ(readFile(folder.file("code")), "0\n");
+        runProgramWithLeavingReader(RIVLINK_HOST_PROGRAM, withTestPlugins({"run", file, "--for", "2500ms"}),
+                                    {{"RIVLINK_FAKE_JOURNAL", folder.file("journal")}});
+    EXPECT_THAT(result.out, HasSubstr("Vessel: auto"));
+    EXPECT_EQ(result.exitCode, 0);
     EXPECT_EQ(journal(), completeJournal);
 }
-#endif
 
-#if !defined(_WIN32)
 TEST_F(RunCommandTest, KillLosesAtMostASecondOfTheRecord)
 {
     const auto record = folder.file("r.csv");
     const auto program = start({"--quiet", "--record", record});
     ASSERT_TRUE(eventually([&] { return linesOf(readFile(record)).size() >= 8; }));
     const auto killed = std::chrono::system_clock::now();
-    program->sendSignal(SIGKILL);
-    EXPECT_EQ(program->wait().exitCode, 128 + SIGKILL);
+    program->end(eEnd::Kill);
+    EXPECT_EQ(program->wait().exitCode, killedExitCode);
     const std::string text = readFile(record);
     ASSERT_FALSE(text.empty());
     EXPECT_EQ(text.back(), '\n');
     const auto lines = linesOf(text);
     for (std::size_t line = 1; line < lines.size(); ++line) {
-        EXPECT_THAT(lines[line], MatchesRegex("[^,]+Z,Vessel,30,25,(0|10),true,false"));
+        EXPECT_THAT(lines[line], MatchesPattern("[^,]+Z,Vessel,30,25,(0|10),true,false"));
     }
     // hours, minutes and seconds of the last row against those of the kill
     int hours = 0;
@@ -260,6 +261,5 @@ TEST_F(RunCommandTest, KillLosesAtMostASecondOfTheRecord)
         std::fmod(std::chrono::duration<double>(killed.time_since_epoch()).count(), day_s);
     EXPECT_LE(std::fmod(killed_s - last_s + day_s, day_s), 1.0);
 }
-#endif
 
 } // namespace Rvl::Test

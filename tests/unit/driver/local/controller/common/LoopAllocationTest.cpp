@@ -15,6 +15,10 @@
 #include <new>
 #include <thread>
 
+#if defined(_WIN32)
+#include <malloc.h>
+#endif
+
 // Counts every allocation of the program, on every thread; that is why these tests have a program of their
 // own.
 
@@ -35,10 +39,24 @@ void* countedAligned(std::size_t size, std::align_val_t alignment)
 {
     ++allocations;
     const std::size_t step = static_cast<std::size_t>(alignment);
-    if (void* memory = std::aligned_alloc(step, (size + step - 1) / step * step)) {
+#if defined(_WIN32)
+    void* const memory = _aligned_malloc(size, step);
+#else
+    void* const memory = std::aligned_alloc(step, (size + step - 1) / step * step);
+#endif
+    if (memory) {
         return memory;
     }
     throw std::bad_alloc();
+}
+
+void freeAligned(void* memory)
+{
+#if defined(_WIN32)
+    _aligned_free(memory);
+#else
+    std::free(memory);
+#endif
 }
 
 } // namespace
@@ -77,19 +95,19 @@ void operator delete[](void* memory, std::size_t) noexcept
 }
 void operator delete(void* memory, std::align_val_t) noexcept
 {
-    std::free(memory);
+    freeAligned(memory);
 }
 void operator delete[](void* memory, std::align_val_t) noexcept
 {
-    std::free(memory);
+    freeAligned(memory);
 }
 void operator delete(void* memory, std::size_t, std::align_val_t) noexcept
 {
-    std::free(memory);
+    freeAligned(memory);
 }
 void operator delete[](void* memory, std::size_t, std::align_val_t) noexcept
 {
-    std::free(memory);
+    freeAligned(memory);
 }
 
 using namespace Rvl;
