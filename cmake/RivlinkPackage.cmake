@@ -1,0 +1,13 @@
+# The zip for Windows: what is installed, with the examples and the licences of everything that is inside.
+if(NOT WIN32)
+    return()
+endif()
+install(DIRECTORY examples DESTINATION .)
+if(RIVLINK_WINDOWS_DEPENDENCIES)
+    install(DIRECTORY "${RIVLINK_WINDOWS_DEPENDENCIES}/prefix/licences" DESTINATION .)
+endif()
+set(CPACK_GENERATOR ZIP)
+set(CPACK_PACKAGE_FILE_NAME "rivlink_local-${PROJECT_VERSION}-windows-x86_64")
+set(CPACK_STRIP_FILES ON)
+set(CPACK_VERBATIM_VARIABLES ON)
+include(CPack)

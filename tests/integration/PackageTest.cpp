@@ -1,0 +1,62 @@
+// The zip for Windows, unpacked into an empty folder: what a user has who has nothing else.
+
+#include "tests/support/ProgramRun.h"
+
+#include <gmock/gmock.h>
+
+#include <filesystem>
+#include <set>
+
+using namespace Rvl::Test;
+using testing::HasSubstr;
+
+namespace {
+
+/// The one folder in the zip.
+std::filesystem::path top()
+{
+    std::vector<std::filesystem::path> found;
+    for (const auto& entry : std::filesystem::directory_iterator(RIVLINK_UNPACKED)) {
+        found.push_back(entry.path());
+    }
+    EXPECT_EQ(1U, found.size());
+    return found.at(0);
+}
+
+} // namespace
+
+TEST(Package, ExampleRunsFromAnEmptyFolder)
+{
+    const std::string host = (top() / "bin" / "rivlink-host.exe").string();
+    const std::map<std::string, std::string> nothingElse{{"PATH", ""}, {"RIVLINK_PLUGIN_PATH", ""}};
+    const SProgramResult checked =
+        runProgram(host, {"check", "examples/cascade/cascade.xml"}, top().string(), nothingElse);
+    EXPECT_EQ("examples/cascade/cascade.xml: no faults\n", checked.out) << checked.err;
+    const SProgramResult run =
+        runProgram(host, {"run", "examples/cascade/cascade.xml", "--for", "2s"}, top().string(), nothingElse);
+    EXPECT_EQ(0, run.exitCode) << run.err;
+    EXPECT_EQ("", run.err);
+    EXPECT_THAT(run.out, HasSubstr("Vessel   0     Rvl::CPIDControlLoop"));
+}
+
+TEST(Package, EveryPluginIsInside)
+{
+    const SProgramResult types = runProgram((top() / "bin" / "rivlink-host.exe").string(), {"types"});
+    EXPECT_EQ(0, types.exitCode) << types.err;
+    for (const char* type : {"Rvl::CLocalControllerChannel", "Rvl::CThermalBench", "Rvl::CComputer"}) {
+        EXPECT_THAT(types.out, HasSubstr(type));
+    }
+}
+
+TEST(Package, LicencesOfWhatIsInsideAreThere)
+{
+    std::set<std::string> licences;
+    for (const auto& entry : std::filesystem::directory_iterator(top() / "licences")) {
+        EXPECT_GT(entry.file_size(), 500U) << entry.path();
+        licences.insert(entry.path().filename().string());
+    }
+    EXPECT_THAT(licences,
+                testing::ElementsAre("gcc-mingw-w64-x86-64-posix-runtime.txt", "libboost1.74-dev.txt",
+                                     "libcli11-dev.txt", "liblog4cplus-dev.txt", "libpugixml-dev.txt",
+                                     "mingw-w64-x86-64-dev.txt", "nlohmann-json3-dev.txt"));
+}
