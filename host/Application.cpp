@@ -60,6 +60,8 @@ std::string judgeInterval(const std::string& text)
 
 void describeCommandLine(CLI::App& app, SArguments& arguments)
 {
+    // on Windows CLI11 would take a path that begins with a slash for an option; commands inherit this
+    app.allow_windows_style_options(false);
     app.description("Runs closed control loops over laboratory devices.");
     app.set_version_flag("--version", "rivlink-host " RIVLINK_VERSION);
     app.require_subcommand(1);

@@ -46,14 +46,15 @@ struct CEndRequest::Private
 CEndRequest::CEndRequest(boost::asio::io_context& context, std::function<void()> call)
     : private_(new Private{context, std::move(call)})
 {
+    // Once and for good: the system holds its lock on the handlers while one of them runs, so taking this one
+    // off again would wait for a thread that waits for the end of the process.
+    [[maybe_unused]] static const BOOL handles = SetConsoleCtrlHandler(&Private::onConsoleEvent, TRUE);
     const std::lock_guard<std::mutex> lock(Private::mutex);
     Private::current = private_.get();
-    SetConsoleCtrlHandler(&Private::onConsoleEvent, TRUE);
 }
 
 CEndRequest::~CEndRequest()
 {
-    SetConsoleCtrlHandler(&Private::onConsoleEvent, FALSE);
     const std::lock_guard<std::mutex> lock(Private::mutex);
     Private::current = nullptr;
 }

@@ -9,16 +9,22 @@ namespace Rvl {
 
 namespace {
 
-/// What the system's loader said, out of the wrapping in which Boost delivers it.
-std::string loaderText(const std::string& wrapped)
+/// What the system's loader said, out of the wrapping in which Boost delivers it, and about which library.
+std::string loaderText(const std::string& wrapped, const std::string& library)
 {
     const std::string mark = "system message: ";
-    const auto begin = wrapped.find(mark);
-    if (begin == std::string::npos) {
-        return wrapped;
+    if (const auto begin = wrapped.find(mark); begin != std::string::npos) {
+        const std::string text = wrapped.substr(begin + mark.size());
+        return text.substr(0, text.rfind(')'));
     }
-    const std::string text = wrapped.substr(begin + mark.size());
-    return text.substr(0, text.rfind(')'));
+    // Windows leaves the name to whoever asks
+    const std::string end = "failed: ";
+    const auto begin = wrapped.find(end);
+    std::string text = begin == std::string::npos ? wrapped : wrapped.substr(begin + end.size());
+    if (const auto placeholder = text.find("%1"); placeholder != std::string::npos) {
+        return text.replace(placeholder, 2, library);
+    }
+    return library + ": " + text;
 }
 
 } // namespace
@@ -79,11 +85,14 @@ void CPluginLoader::load(const std::string& plugin, const std::filesystem::path&
     auto loaded = std::make_unique<SPlugin>();
     loaded->name = plugin;
     try {
-        loaded->library.load(boost::filesystem::path(library.string()), boost::dll::load_mode::rtld_now);
+        // on Windows a path may begin at the root of whatever drive, which Boost takes for a relative one
+        loaded->library.load(boost::filesystem::path(std::filesystem::absolute(library).string()),
+                             boost::dll::load_mode::rtld_now);
     } catch (const std::exception& exception) {
         throw CPluginException(plugin, true,
-                               "plug-in \"" + plugin + "\" cannot be loaded: " +
-                                   loaderText(exception.what()) + "; expected a plug-in library");
+                               "plug-in \"" + plugin +
+                                   "\" cannot be loaded: " + loaderText(exception.what(), library.string()) +
+                                   "; expected a plug-in library");
     }
     plugins_.push_back(std::move(loaded));
     if (signal.num_slots() == slots) {
