@@ -18,6 +18,7 @@ struct CFullDisk::Private
     const HANDLE pipe =
         CreateNamedPipeA(path.c_str(), PIPE_ACCESS_INBOUND, PIPE_TYPE_BYTE | PIPE_WAIT, 1, 0, 0, 0, nullptr);
     std::atomic<bool> stop{false};
+    std::atomic<bool> ended{false};
     std::thread thread;
 
     Private()
@@ -30,18 +31,23 @@ struct CFullDisk::Private
                 ConnectNamedPipe(pipe, nullptr);
                 DisconnectNamedPipe(pipe);
             }
+            ended = true;
         });
     }
 
     ~Private()
     {
         stop = true;
-        // the thread waits for somebody to open it
-        const HANDLE last = CreateFileA(path.c_str(), GENERIC_WRITE, 0, nullptr, OPEN_EXISTING, 0, nullptr);
-        thread.join();
-        if (last != INVALID_HANDLE_VALUE) {
-            CloseHandle(last);
+        // the thread waits for somebody to open it, or is about to
+        while (!ended) {
+            const HANDLE last =
+                CreateFileA(path.c_str(), GENERIC_WRITE, 0, nullptr, OPEN_EXISTING, 0, nullptr);
+            if (last != INVALID_HANDLE_VALUE) {
+                CloseHandle(last);
+            }
+            std::this_thread::yield();
         }
+        thread.join();
         CloseHandle(pipe);
     }
 };

@@ -17,13 +17,15 @@ CSchemaCheck::CSchemaCheck(const std::string& schema) : schema_(folder_.write("s
 
 std::vector<std::vector<SMark>> CSchemaCheck::marks(const std::vector<std::string>& documents) const
 {
+    // run where they stand: messages spell the path of a file in ways of their own on Windows
     std::vector<std::string> arguments{"--noout", "--schema", schema_};
     std::vector<std::string> files;
     for (const std::string& document : documents) {
-        files.push_back(folder_.write(std::to_string(files.size()) + ".xml", document));
+        files.push_back(std::to_string(files.size()) + ".xml");
+        folder_.write(files.back(), document);
         arguments.push_back(files.back());
     }
-    const std::vector<std::string> lines = linesOf(runProgram(RIVLINK_XMLLINT, arguments).err);
+    const std::vector<std::string> lines = linesOf(runProgram(RIVLINK_XMLLINT, arguments, folder_.file("")).err);
 
     std::vector<std::vector<SMark>> result;
     for (const std::string& file : files) {
@@ -39,7 +41,7 @@ std::vector<std::vector<SMark>> CSchemaCheck::marks(const std::vector<std::strin
             }
         }
         if (validated == failed || failed == marks.empty()) {
-            throw std::runtime_error("no verdict on " + file + ":\n" + readFile(file) + asText(marks));
+            throw std::runtime_error("no verdict on " + file + ":\n" + readFile(folder_.file(file)) + asText(marks));
         }
         result.push_back(marks);
     }

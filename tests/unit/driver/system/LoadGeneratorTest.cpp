@@ -1,10 +1,15 @@
 #include "driver/system/LoadGenerator.h"
 
+#include "tests/support/CpuTime.h"
+
 #include <gmock/gmock.h>
 
-#include <ctime>
+#include <atomic>
+#include <chrono>
+#include <thread>
 
 using namespace Rvl;
+using namespace Rvl::Test;
 using namespace std::chrono_literals;
 
 namespace {
@@ -12,11 +17,30 @@ namespace {
 /// The process's own CPU time per wall time, in cores, over the next half second or so.
 double coresInUse()
 {
-    const std::clock_t cpu = std::clock();
+    const double cpu_s = processCpuTime_s();
     const auto wall = std::chrono::steady_clock::now();
     std::this_thread::sleep_for(600ms);
     const std::chrono::duration<double> elapsed = std::chrono::steady_clock::now() - wall;
-    return static_cast<double>(std::clock() - cpu) / CLOCKS_PER_SEC / elapsed.count();
+    return (processCpuTime_s() - cpu_s) / elapsed.count();
+}
+
+/// What the load takes of what one thread that does nothing but work gets beside it, over the next second.
+/// Other programs keep both from their work.
+double shareOfAThread()
+{
+    std::atomic<bool> stop{false};
+    double worker_s = 0.0;
+    const double before_s = processCpuTime_s();
+    std::thread worker([&] {
+        const double begin_s = threadCpuTime_s();
+        while (!stop) {
+        }
+        worker_s = threadCpuTime_s() - begin_s;
+    });
+    std::this_thread::sleep_for(1s);
+    stop = true;
+    worker.join();
+    return (processCpuTime_s() - before_s - worker_s) / worker_s;
 }
 
 } // namespace
@@ -27,15 +51,12 @@ TEST(LoadGenerator, DutyIsTheShareOfTheTimeThatAThreadWorks)
     load.start(1, 50ms);
     EXPECT_EQ(1U, load.threadCount());
     EXPECT_LT(coresInUse(), 0.1) << "it begins at 0";
-    // other programs may keep the thread from its work, but nothing makes it work more
     load.setDuty(50.0);
-    const double half = coresInUse();
-    EXPECT_GT(half, 0.15);
-    EXPECT_LT(half, 0.65);
+    EXPECT_LT(coresInUse(), 0.65);
+    EXPECT_GT(shareOfAThread(), 0.25);
     load.setDuty(100.0);
-    const double full = coresInUse();
-    EXPECT_GT(full, 0.3);
-    EXPECT_LT(full, 1.15);
+    EXPECT_LT(coresInUse(), 1.15);
+    EXPECT_GT(shareOfAThread(), 0.6);
     load.setDuty(0.0);
     std::this_thread::sleep_for(100ms); // the period under way ends
     EXPECT_LT(coresInUse(), 0.1);
@@ -76,5 +97,5 @@ TEST(LoadGenerator, DutyCanBeSetBeforeTheStart)
     load.setDuty(30.0);
     EXPECT_EQ(30.0, load.duty());
     load.start(1, 20ms);
-    EXPECT_GT(coresInUse(), 0.08);
+    EXPECT_GT(shareOfAThread(), 0.1);
 }
