@@ -14,6 +14,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <filesystem>
 #include <memory>
 #include <optional>
 
@@ -29,7 +30,7 @@ namespace {
 class Plugin : public testing::Test
 {
 protected:
-    Plugin() : library(RIVLINK_LOCAL_LIBRARY) {}
+    Plugin() : library(std::filesystem::absolute(RIVLINK_LOCAL_LIBRARY).string()) {}
     // what the plug-in filed is its code, which goes with the library
     ~Plugin() override
     {

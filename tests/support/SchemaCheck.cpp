@@ -25,7 +25,8 @@ std::vector<std::vector<SMark>> CSchemaCheck::marks(const std::vector<std::strin
         folder_.write(files.back(), document);
         arguments.push_back(files.back());
     }
-    const std::vector<std::string> lines = linesOf(runProgram(RIVLINK_XMLLINT, arguments, folder_.file("")).err);
+    const std::vector<std::string> lines =
+        linesOf(runProgram(RIVLINK_XMLLINT, arguments, folder_.file("")).err);
 
     std::vector<std::vector<SMark>> result;
     for (const std::string& file : files) {
@@ -41,7 +42,8 @@ std::vector<std::vector<SMark>> CSchemaCheck::marks(const std::vector<std::strin
             }
         }
         if (validated == failed || failed == marks.empty()) {
-            throw std::runtime_error("no verdict on " + file + ":\n" + readFile(folder_.file(file)) + asText(marks));
+            throw std::runtime_error("no verdict on " + file + ":\n" + readFile(folder_.file(file)) +
+                                     asText(marks));
         }
         result.push_back(marks);
     }

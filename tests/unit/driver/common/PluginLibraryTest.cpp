@@ -7,6 +7,7 @@
 #include <boost/dll/shared_library.hpp>
 #include <gmock/gmock.h>
 
+#include <filesystem>
 #include <memory>
 
 using namespace Rvl;
@@ -17,7 +18,9 @@ namespace {
 class PluginLibraries : public testing::Test
 {
 protected:
-    PluginLibraries() : simulated(SIMULATED_LIBRARY), system(SYSTEM_LIBRARY)
+    PluginLibraries()
+        : simulated(std::filesystem::absolute(SIMULATED_LIBRARY).string()),
+          system(std::filesystem::absolute(SYSTEM_LIBRARY).string())
     {
         environment.registerFactories()();
     }

@@ -21,6 +21,12 @@
 #include <thread>
 #include <type_traits>
 
+#if defined(_WIN32)
+#include <windows.h>
+
+#include <tlhelp32.h>
+#endif
+
 using namespace Rvl;
 using namespace Rvl::Test;
 using boost::system::error_code;
@@ -52,17 +58,27 @@ std::string withoutBlanks(std::string text)
     return text;
 }
 
-#ifdef __linux__
 /// The threads of this program.
 std::set<std::string> threads()
 {
     std::set<std::string> ids;
+#if defined(_WIN32)
+    const HANDLE all = CreateToolhelp32Snapshot(TH32CS_SNAPTHREAD, 0);
+    THREADENTRY32 entry{};
+    entry.dwSize = sizeof(entry);
+    for (BOOL more = Thread32First(all, &entry); more; more = Thread32Next(all, &entry)) {
+        if (entry.th32OwnerProcessID == GetCurrentProcessId()) {
+            ids.insert(std::to_string(entry.th32ThreadID));
+        }
+    }
+    CloseHandle(all);
+#else
     for (const auto& entry : std::filesystem::directory_iterator("/proc/self/task")) {
         ids.insert(entry.path().filename().string());
     }
+#endif
     return ids;
 }
-#endif
 
 /// The operation's handlers, driven by hand.
 class TimedLoopProcessorOperation : public testing::Test
@@ -302,7 +318,6 @@ TEST(TimedLoopProcessor, WithoutLoopsItIsActiveUntilStopped)
     }
 }
 
-#ifdef __linux__
 TEST(TimedLoopProcessor, StaysActiveAfterItsThreadRanOutOfWork)
 {
     CTimedLoopProcessor processor;
@@ -321,7 +336,6 @@ TEST(TimedLoopProcessor, StaysActiveAfterItsThreadRanOutOfWork)
     processor.stopControlLoops();
     EXPECT_FALSE(processor.processorActive());
 }
-#endif
 
 TEST(TimedLoopProcessor, SharesTheLoopsAndReleasesThem)
 {

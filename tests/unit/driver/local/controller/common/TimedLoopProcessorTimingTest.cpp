@@ -19,7 +19,11 @@
 #include <thread>
 #include <vector>
 
-#if defined(__GLIBC__)
+#if defined(_WIN32)
+#include <cerrno>
+#include <process.h>
+#include <windows.h>
+#else
 #include <pthread.h>
 #endif
 
@@ -31,6 +35,57 @@ using testing::Ge;
 namespace {
 
 using Clock = std::chrono::steady_clock;
+
+/// While it lives, no further thread can be started.
+#if defined(_WIN32)
+class CNoFurtherThread
+{
+public:
+    CNoFurtherThread() { refuse = true; }
+    ~CNoFurtherThread() { refuse = false; }
+    CNoFurtherThread(const CNoFurtherThread&) = delete;
+    CNoFurtherThread& operator=(const CNoFurtherThread&) = delete;
+
+    static std::uintptr_t begin(void* security, unsigned stackSize, _beginthreadex_proc_type start,
+                                void* argument, unsigned flags, unsigned* id)
+    {
+        if (refuse) {
+            errno = EAGAIN;
+            return 0;
+        }
+        static const auto system = reinterpret_cast<decltype(&begin)>(
+            reinterpret_cast<void*>(GetProcAddress(GetModuleHandleA("msvcrt.dll"), "_beginthreadex")));
+        return system(security, stackSize, start, argument, flags, id);
+    }
+
+private:
+    static inline std::atomic<bool> refuse{false};
+};
+#else
+class CNoFurtherThread
+{
+public:
+    CNoFurtherThread()
+    {
+        EXPECT_EQ(pthread_getattr_default_np(&usual_), 0);
+        pthread_attr_t unaffordable;
+        EXPECT_EQ(pthread_attr_init(&unaffordable), 0);
+        EXPECT_EQ(pthread_attr_setstacksize(&unaffordable, std::size_t{1} << 50), 0);
+        EXPECT_EQ(pthread_setattr_default_np(&unaffordable), 0);
+        pthread_attr_destroy(&unaffordable);
+    }
+    ~CNoFurtherThread()
+    {
+        EXPECT_EQ(pthread_setattr_default_np(&usual_), 0);
+        pthread_attr_destroy(&usual_);
+    }
+    CNoFurtherThread(const CNoFurtherThread&) = delete;
+    CNoFurtherThread& operator=(const CNoFurtherThread&) = delete;
+
+private:
+    pthread_attr_t usual_;
+};
+#endif
 
 double milliseconds(Clock::duration duration)
 {
@@ -132,6 +187,12 @@ protected:
 };
 
 } // namespace
+
+#if defined(_WIN32)
+// Boost's threads begin through this pointer, which would otherwise be the C runtime's library's
+extern "C" const decltype(&CNoFurtherThread::begin) __imp__beginthreadex;
+const decltype(&CNoFurtherThread::begin) __imp__beginthreadex = &CNoFurtherThread::begin;
+#endif
 
 TEST_F(TimedLoopProcessorTiming, LoopIsCalculatedOncePerSampleTime)
 {
@@ -330,7 +391,8 @@ TEST_F(TimedLoopProcessorTiming, SampleTimeOfZeroOrBelowRunsBackToBack)
         processor->runControlLoops();
         ASSERT_TRUE(loop->waitForSteps(500));
         processor->stopControlLoops();
-        EXPECT_LT(medianOf(loop->pauses_ms()), 5.0);
+        EXPECT_LT(medianOf(loop->pauses_ms()), 12.0)
+            << "the least that a busy machine takes to wake a thread";
     }
 }
 
@@ -382,28 +444,19 @@ TEST_F(TimedLoopProcessorTiming, StopFromWithinAStepThrows)
     EXPECT_EQ(loop->stepCount(), 1u) << "the flags were set before the join failed";
 }
 
-#if defined(__GLIBC__)
 TEST_F(TimedLoopProcessorTiming, ThreadThatCannotBeStartedLeavesTheProcessorIdle)
 {
     auto loop = addLoop(20);
-    pthread_attr_t usual;
-    ASSERT_EQ(pthread_getattr_default_np(&usual), 0);
-    pthread_attr_t unaffordable;
-    ASSERT_EQ(pthread_attr_init(&unaffordable), 0);
-    ASSERT_EQ(pthread_attr_setstacksize(&unaffordable, std::size_t{1} << 50), 0);
-    ASSERT_EQ(pthread_setattr_default_np(&unaffordable), 0);
-    EXPECT_THROW(processor->runControlLoops(), boost::thread_resource_error);
-    ASSERT_EQ(pthread_setattr_default_np(&usual), 0);
-    pthread_attr_destroy(&unaffordable);
-    pthread_attr_destroy(&usual);
-
+    {
+        const CNoFurtherThread none;
+        EXPECT_THROW(processor->runControlLoops(), boost::thread_resource_error);
+    }
     EXPECT_FALSE(processor->processorActive());
     EXPECT_EQ(loop->stepCount(), 0u);
     processor->runControlLoops();
     EXPECT_TRUE(loop->waitForSteps(2)) << "the failed start left nothing behind";
     processor->stopControlLoops();
 }
-#endif
 
 TEST(TimedLoopProcessorDeathTest, ExceptionOutOfAStepEndsTheProcess)
 {
