@@ -9,6 +9,7 @@ set(package_directory "${CMAKE_INSTALL_LIBDIR}/cmake/rivlink_local")
 
 install(TARGETS kor rivlink_common rivlink_core rivlink_device rivlink_registries EXPORT rivlink_local
     RUNTIME DESTINATION "${CMAKE_INSTALL_BINDIR}" LIBRARY DESTINATION "${CMAKE_INSTALL_LIBDIR}"
+    ARCHIVE DESTINATION "${CMAKE_INSTALL_LIBDIR}"
     INCLUDES DESTINATION "${header_directory}")
 install(TARGETS rivlink_local EXPORT rivlink_local
     RUNTIME DESTINATION "${plugin_directory}" LIBRARY DESTINATION "${plugin_directory}"
