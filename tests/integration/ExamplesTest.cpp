@@ -287,11 +287,11 @@ TEST(Examples, PumpHoldsThePressureWithinWhatItCanGive)
 
 TEST(Examples, SimulatedProcessComesToItsSetPoint)
 {
-    const auto rows = rowsOf(runExample("simulated-process/simulated-process.xml", "7s"), "Process");
+    const auto rows = rowsOf(runExample("simulated-process/simulated-process.xml", "10s"), "Process");
     ASSERT_FALSE(rows.empty());
     EXPECT_LT(rows.front().actualValue, 10.0);
     EXPECT_GT(largest(rows, controlValue), 75.0) << "the lag has to be pushed";
-    const auto end = rowsOf(rows, "Process", 6.0);
+    const auto end = rowsOf(rows, "Process", 9.0);
     ASSERT_GT(end.size(), 5u);
     EXPECT_NEAR(50.0, meanOf(end, actualValue), 1.0);
     EXPECT_NEAR(50.0, meanOf(end, controlValue), 1.5) << "the lag's gain is 1";
