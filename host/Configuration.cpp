@@ -29,6 +29,24 @@ std::string normalised(std::string_view text)
     return result;
 }
 
+/// Fills a tree in its place: one that is put into another is copied, with everything below it.
+void fill(boost::property_tree::ptree& tree, const pugi::xml_node& node)
+{
+    using boost::property_tree::ptree;
+    if (node.first_attribute()) {
+        ptree& attributes = tree.push_back({"<xmlattr>", ptree()})->second;
+        for (const pugi::xml_attribute& attribute : node.attributes()) {
+            attributes.push_back({attribute.name(), ptree(attribute.value())});
+        }
+    }
+    for (const pugi::xml_node& child : node.children()) {
+        if (child.type() == pugi::node_element) {
+            fill(tree.push_back({child.name(), ptree()})->second, child);
+        }
+    }
+    tree.data() = CConfiguration::text(node);
+}
+
 } // namespace
 
 CConfiguration CConfiguration::load(const std::filesystem::path& path)
@@ -163,20 +181,8 @@ std::string CConfiguration::text(const pugi::xml_node& node)
 
 boost::property_tree::ptree CConfiguration::tree(const pugi::xml_node& node)
 {
-    using boost::property_tree::ptree;
-    ptree result;
-    if (node.first_attribute()) {
-        ptree& attributes = result.push_back({"<xmlattr>", ptree()})->second;
-        for (const pugi::xml_attribute& attribute : node.attributes()) {
-            attributes.push_back({attribute.name(), ptree(attribute.value())});
-        }
-    }
-    for (const pugi::xml_node& child : node.children()) {
-        if (child.type() == pugi::node_element) {
-            result.push_back({child.name(), tree(child)});
-        }
-    }
-    result.data() = text(node);
+    boost::property_tree::ptree result;
+    fill(result, node);
     return result;
 }
 
