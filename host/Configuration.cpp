@@ -5,9 +5,12 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <charconv>
+#include <cstdint>
 #include <fstream>
 #include <functional>
 #include <iterator>
+#include <string_view>
 #include <system_error>
 
 namespace Rvl {
@@ -27,6 +30,71 @@ std::string normalised(std::string_view text)
         }
     }
     return result;
+}
+
+/// Further down than anybody means, and far from where the stack ends: objects are built level by level.
+constexpr std::size_t greatestDepth = 500;
+
+bool isXmlCharacter(std::uint32_t code)
+{
+    return code == '\t' || code == '\n' || code == '\r' || (code >= 0x20 && code < 0xd800) ||
+           (code >= 0xe000 && code <= 0x10ffff && code != 0xfffe && code != 0xffff);
+}
+
+/// The number of bytes of the character with which the text begins; 0 if that is none in UTF-8, or none that
+/// XML allows.
+std::size_t characterLength(std::string_view text)
+{
+    const auto lead = static_cast<unsigned char>(text.front());
+    if (lead < 0x80) {
+        return isXmlCharacter(lead) ? 1 : 0;
+    }
+    const std::size_t length = lead >= 0xf0 ? 4 : lead >= 0xe0 ? 3 : 2;
+    if (lead < 0xc2 || lead > 0xf4 || text.size() < length) {
+        return 0;
+    }
+    std::uint32_t code = lead & (0x7fU >> length);
+    for (const char c : text.substr(1, length - 1)) {
+        const auto byte = static_cast<unsigned char>(c);
+        if ((byte & 0xc0) != 0x80) {
+            return 0;
+        }
+        code = code << 6 | (byte & 0x3fU);
+    }
+    const bool shortest = length == 2 || code >= (length == 3 ? 0x800U : 0x10000U);
+    return shortest && isXmlCharacter(code) ? length : 0;
+}
+
+/// Where the text has something other than characters that XML allows; its end if nowhere.
+std::size_t firstForeignByte(std::string_view text)
+{
+    std::size_t place = 0;
+    while (place < text.size()) {
+        const std::size_t length = characterLength(text.substr(place));
+        if (length == 0) {
+            break;
+        }
+        place += length;
+    }
+    return place;
+}
+
+/// Whether the text, which begins behind an ampersand, is a reference that XML knows without a document type.
+bool isReference(std::string_view text)
+{
+    const std::string_view name = text.substr(0, text.find(';'));
+    if (name.size() == text.size()) {
+        return false;
+    }
+    if (!name.starts_with('#')) {
+        return name == "amp" || name == "lt" || name == "gt" || name == "quot" || name == "apos";
+    }
+    const bool hexadecimal = name.starts_with("#x");
+    const char* const begin = name.data() + (hexadecimal ? 2 : 1);
+    const char* const end = name.data() + name.size();
+    std::uint32_t code = 0;
+    const auto [stop, error] = std::from_chars(begin, end, code, hexadecimal ? 16 : 10);
+    return error == std::errc() && stop == end && isXmlCharacter(code);
 }
 
 /// Fills a tree in its place: one that is put into another is copied, with everything below it.
@@ -90,20 +158,80 @@ void CConfiguration::parseBuffer(const std::string& text)
     }
     buffer_ = std::make_unique<std::string>(text);
     document_ = std::make_unique<pugi::xml_document>();
+    // The parser passes over some of what is not XML. It is told to leave references as they are and text
+    // outside of the root in its place, so that they can be judged.
     const auto result = document_->load_buffer_inplace(buffer_->data(), buffer_->size(),
-                                                       pugi::parse_cdata | pugi::parse_escapes);
-    const auto complain = [this](std::size_t place, const std::string& what) {
-        throw CHostException(ExitBadData, name_ + ":" + std::to_string(lineOfOffset(place)) +
-                                              ": /: not well-formed: " + what + "; expected an XML document");
-    };
+                                                       pugi::parse_cdata | pugi::parse_fragment);
+    if (result.encoding == pugi::encoding_utf8) {
+        const std::size_t mark = text.starts_with("\xEF\xBB\xBF") ? 3 : 0;
+        const std::size_t place = mark + firstForeignByte(std::string_view(text).substr(mark));
+        if (place < text.size()) {
+            complain(place, "a byte that is no character of XML in UTF-8");
+        }
+    }
     if (!result) {
         complain(static_cast<std::size_t>(std::max<std::ptrdiff_t>(result.offset, 0)), result.description());
     }
-    for (const pugi::xml_node& node : document_->children()) {
-        if (node.type() == pugi::node_element && node != root()) {
+    if (!root()) {
+        pugi::xml_parse_result empty;
+        empty.status = pugi::status_no_document_element;
+        complain(0, empty.description());
+    }
+    if (judgeNodes()) {
+        buffer_->assign(text);
+        document_->load_buffer_inplace(buffer_->data(), buffer_->size(),
+                                       pugi::parse_cdata | pugi::parse_escapes);
+    }
+}
+
+bool CConfiguration::judgeNodes() const
+{
+    bool anyReference = false;
+    const auto judgeReferences = [&](std::string_view text, const pugi::xml_node& owner) {
+        for (std::size_t i = text.find('&'); i != std::string_view::npos; i = text.find('&', i + 1)) {
+            anyReference = true;
+            if (!isReference(text.substr(i + 1))) {
+                complain(offset(text.data() + i, owner),
+                         "\"&\" without one of the references of XML behind it");
+            }
+        }
+    };
+    std::size_t depth = 1;
+    for (pugi::xml_node node = document_->first_child(); node;) {
+        if (depth == 1 && node != root() && node.type() == pugi::node_element) {
             complain(offset(node), "a second root element");
         }
+        if (depth == 1 && node != root()) {
+            complain(offset(withoutOuterBlanks(node.value()).data(), node),
+                     "text outside of the root element");
+        }
+        if (depth > greatestDepth) {
+            complain(offset(node), "elements nested more than " + std::to_string(greatestDepth) + " deep");
+        }
+        if (node.type() == pugi::node_pcdata) {
+            judgeReferences(node.value(), node);
+        }
+        for (const pugi::xml_attribute& attribute : node.attributes()) {
+            judgeReferences(attribute.value(), node);
+        }
+        if (node.first_child()) {
+            node = node.first_child();
+            ++depth;
+            continue;
+        }
+        while (!node.next_sibling() && depth > 1) {
+            node = node.parent();
+            --depth;
+        }
+        node = node.next_sibling();
     }
+    return anyReference;
+}
+
+void CConfiguration::complain(std::size_t place, const std::string& what) const
+{
+    throw CHostException(ExitBadData, name_ + ":" + std::to_string(lineOfOffset(place)) +
+                                          ": /: not well-formed: " + what + "; expected an XML document");
 }
 
 pugi::xml_node CConfiguration::root() const
@@ -116,14 +244,13 @@ std::size_t CConfiguration::offset(const pugi::xml_node& node) const
     return static_cast<std::size_t>(std::max<std::ptrdiff_t>(node.offset_debug(), 0));
 }
 
-std::size_t CConfiguration::offset(const pugi::xml_attribute& attribute, const pugi::xml_node& owner) const
+std::size_t CConfiguration::offset(const char* text, const pugi::xml_node& owner) const
 {
-    const char* const name = attribute.name();
     const char* const begin = buffer_->data();
     // in another encoding than UTF-8 the parser works on a converted copy of the buffer
     const std::less<const char*> before;
-    const bool inBuffer = !before(name, begin) && before(name, begin + buffer_->size());
-    return inBuffer ? static_cast<std::size_t>(name - begin) : offset(owner);
+    const bool inBuffer = !before(text, begin) && before(text, begin + buffer_->size());
+    return inBuffer ? static_cast<std::size_t>(text - begin) : offset(owner);
 }
 
 std::size_t CConfiguration::lineOfOffset(std::size_t offset) const
@@ -141,7 +268,7 @@ SFault CConfiguration::fault(const pugi::xml_node& node, const std::string& text
 SFault CConfiguration::fault(const pugi::xml_node& node, const pugi::xml_attribute& attribute,
                              const std::string& text) const
 {
-    const std::size_t place = offset(attribute, node);
+    const std::size_t place = offset(attribute.name(), node);
     return {place, lineOfOffset(place), path(node) + "[@" + attribute.name() + "]", text, false};
 }
 

@@ -45,8 +45,12 @@ public:
 private:
     CConfiguration() = default;
     void parseBuffer(const std::string& text);
+    /// Complains about what the parser lets pass; returns whether any text has a reference in it.
+    bool judgeNodes() const;
+    [[noreturn]] void complain(std::size_t place, const std::string& what) const;
     std::size_t offset(const pugi::xml_node& node) const;
-    std::size_t offset(const pugi::xml_attribute& attribute, const pugi::xml_node& owner) const;
+    /// Where a name or value of the document stands; where its owner does if that cannot be told.
+    std::size_t offset(const char* text, const pugi::xml_node& owner) const;
     std::size_t lineOfOffset(std::size_t offset) const;
 
     std::string name_;
