@@ -17,17 +17,6 @@ bool isPlain(const SKeyNode& keys)
     return keys.key && isValue(*keys.key);
 }
 
-/// Whether a boolean key is there and true; an empty path names none.
-bool isTrue(const pugi::xml_node& typeNode, const std::string& path)
-{
-    if (path.empty()) {
-        return false;
-    }
-    const std::string text = textAt(typeNode, path).value_or("");
-    const std::string_view value = withoutOuterBlanks(text);
-    return value == "true" || value == "1";
-}
-
 /// The name of the attribute or element at the end of a path.
 std::string lastPart(const std::string& path)
 {
@@ -219,7 +208,7 @@ void CConfigurationCheck::checkTyped(const pugi::xml_node& node, const SKeyDescr
                                      const pugi::xml_node& typeNode)
 {
     const bool isObject = key.type == SKeyDescription::Object;
-    const bool narrowed = isTrue(typeNode, key.narrowedWhile);
+    const bool narrowed = isTrueAt(typeNode, key.narrowedWhile);
     const std::vector<std::string>& kinds = narrowed ? key.narrowedKinds : key.kinds;
     const std::vector<std::string> choices = catalogue_.namesOfKinds(kinds);
     const auto typeName = typeNameOf(node, key.type);
@@ -261,7 +250,7 @@ std::string CConfigurationCheck::judgeAgainstOthers(const SKeyDescription& key, 
                                                     const pugi::xml_node& node,
                                                     const pugi::xml_node& typeNode)
 {
-    if (!key.onlyWith.empty() && !isTrue(typeNode, key.onlyWith)) {
+    if (!key.onlyWith.empty() && !isTrueAt(typeNode, key.onlyWith)) {
         return "is not read unless " + lastPart(key.onlyWith) +
                " is true; expected it to be true, or neither";
     }
@@ -367,7 +356,7 @@ std::string CConfigurationCheck::judgeType(const SKeyDescription& key, const std
 
 bool CConfigurationCheck::isRequired(const SKeyDescription& key, const pugi::xml_node& typeNode) const
 {
-    return key.requiredUnless.empty() ? key.required : !isTrue(typeNode, key.requiredUnless);
+    return key.requiredUnless.empty() ? key.required : !isTrueAt(typeNode, key.requiredUnless);
 }
 
 std::string CConfigurationCheck::whatIsMissing(const SKeyDescription& key, const pugi::xml_node& node,

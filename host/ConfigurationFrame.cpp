@@ -85,6 +85,16 @@ std::optional<std::string> textAt(const pugi::xml_node& node, const std::string&
     return CConfiguration::text(place);
 }
 
+bool isTrueAt(const pugi::xml_node& node, const std::string& path)
+{
+    if (path.empty()) {
+        return false;
+    }
+    const std::string text = textAt(node, path).value_or("");
+    const std::string_view value = withoutOuterBlanks(text);
+    return value == "true" || value == "1";
+}
+
 std::vector<pugi::xml_node> objectsOf(const pugi::xml_node& root, const char* section, const char* element)
 {
     std::vector<pugi::xml_node> result;

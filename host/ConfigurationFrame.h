@@ -22,6 +22,9 @@ std::optional<std::string> typeNameOf(const pugi::xml_node& node, SKeyDescriptio
 /// The text at a path below a node, such as "PIDParam.<xmlattr>.Ti"; nothing if nothing stands there.
 std::optional<std::string> textAt(const pugi::xml_node& node, const std::string& path);
 
+/// Whether the boolean key at a path below a node is there and true; an empty path names none.
+bool isTrueAt(const pugi::xml_node& node, const std::string& path);
+
 /// The buses, devices or channels of a configuration, in file order: objectsOf(root, "Devices", "Device").
 std::vector<pugi::xml_node> objectsOf(const pugi::xml_node& root, const char* section, const char* element);
 

@@ -8,16 +8,23 @@ namespace Rvl {
 
 namespace {
 
-void fill(pugi::xml_node node, const SKeyNode& keys, const CTypeCatalogue& catalogue)
+/// Whether the key's default is to be written out when it is absent: one that would not be read is not.
+bool hasDefault(const SKeyDescription& key, const pugi::xml_node& typeNode)
+{
+    return key.defaultText && (key.onlyWith.empty() || isTrueAt(typeNode, key.onlyWith));
+}
+
+/// `typeNode` is the node of the object or element to which `node` belongs.
+void fill(pugi::xml_node node, const SKeyNode& keys, const CTypeCatalogue& catalogue, pugi::xml_node typeNode)
 {
     for (const auto& [name, key] : keys.attributes) {
-        if (key->defaultText && !node.attribute(name.c_str())) {
+        if (hasDefault(*key, typeNode) && !node.attribute(name.c_str())) {
             node.append_attribute(name.c_str()).set_value(key->defaultText->c_str());
         }
     }
     for (const auto& [name, childKeys] : keys.children) {
         const SKeyDescription* const key = childKeys->key;
-        if (key && key->defaultText && !node.child(name.c_str())) {
+        if (key && hasDefault(*key, typeNode) && !node.child(name.c_str())) {
             node.append_child(name.c_str()).text().set(key->defaultText->c_str());
         }
         for (pugi::xml_node child : node.children(name.c_str())) {
@@ -25,10 +32,10 @@ void fill(pugi::xml_node node, const SKeyNode& keys, const CTypeCatalogue& catal
                 const auto typeName = typeNameOf(child, key->type);
                 const STypeDescription* const type = catalogue.find(typeName.value_or(""));
                 if (type) {
-                    fill(child, catalogue.keys(*type), catalogue);
+                    fill(child, catalogue.keys(*type), catalogue, child);
                 }
             } else {
-                fill(child, *childKeys, catalogue);
+                fill(child, *childKeys, catalogue, typeNode);
             }
         }
     }
@@ -40,7 +47,7 @@ std::string effectiveConfiguration(const CConfiguration& configuration, const CT
 {
     pugi::xml_document document;
     document.append_copy(configuration.root());
-    fill(document.document_element(), configurationFrame(), catalogue);
+    fill(document.document_element(), configurationFrame(), catalogue, document.document_element());
     std::ostringstream text;
     document.save(text, "  ", pugi::format_default, pugi::encoding_utf8);
     return text.str();
