@@ -51,7 +51,7 @@ fuzz() {
     [ "$name" != configuration ] || seeds+=("$root/examples" "$root/tests/unit/host/broken" "$root/tests/unit/host/sound")
     [ ! -f "$root/tests/fuzz/$name.dict" ] || options+=("-dict=$root/tests/fuzz/$name.dict")
     mkdir -p "corpus/$name"
-    "bin/${name}_fuzzer" "-max_total_time=$seconds" -timeout=20 -rss_limit_mb=2048 -max_len=16384 \
+    "bin/${name}_fuzzer" "-max_total_time=$seconds" -timeout=20 -rss_limit_mb=2048 -max_len=16384 -len_control=0 \
         -print_final_stats=1 "-artifact_prefix=$PWD/found/$name-" "${options[@]}" "$PWD/corpus/$name" \
         "${seeds[@]}" \
         >"$name.log" 2>&1

@@ -79,6 +79,14 @@ cmake_language(DEFER CALL target_compile_options rivlink_local_objects PRIVATE -
 Mutant = collections.namedtuple("Mutant", "key file start end text line what")
 
 
+def use_copy(worker):
+    """Each worker has a copy of the tree."""
+    global TREE, BUILD
+    if worker > 1:
+        TREE = WORK / f"tree{worker}"
+        BUILD = TREE / "build" / "dev"
+
+
 def source_files():
     files = sorted(ROOT.glob("common/*.h")) + sorted((ROOT / "driver/local").rglob("*.cpp"))
     # of the headers only the constants are of interest
@@ -291,6 +299,8 @@ def main():
     parser.add_argument("--survivors", action="store_true")
     parser.add_argument("--sample", type=int, metavar="N")
     parser.add_argument("--seed", type=int, default=1)
+    parser.add_argument("--worker", default="1/1", metavar="K/N",
+                        help="only every N-th of them, on a copy of its own: several of these run side by side")
     parser.add_argument("--file", default="", help="only files whose path contains this")
     arguments = parser.parse_args()
 
@@ -311,11 +321,15 @@ def main():
             chosen = sorted(mutants, key=lambda m: m.key)
             random.Random(arguments.seed).shuffle(chosen)
             chosen = [m for m in chosen[:arguments.sample] if m.key not in results]
+        worker, workers = (int(number) for number in arguments.worker.split("/"))
+        chosen = [m for m in chosen if int(hashlib.sha1(m.key.encode()).hexdigest(), 16) % workers == worker % workers]
         # in batches by file, because each change of files costs one more compilation; headers cost many, and last
         sources = [m for m in chosen if not m.file.endswith(".h")]
         batches = [sources[i:i + 50] for i in range(0, len(sources), 50)]
         batches.append([m for m in chosen if m.file.endswith(".h")])
-        run_mutants([m for batch in batches for m in sorted(batch, key=lambda m: (m.file, m.start))])
+        ordered = [m for batch in batches for m in sorted(batch, key=lambda m: (m.file, m.start))]
+        use_copy(worker)
+        run_mutants(ordered)
     report(mutants)
 
 

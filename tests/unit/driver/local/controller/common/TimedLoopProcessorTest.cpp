@@ -212,14 +212,15 @@ TEST_F(TimedLoopProcessorOperation, ExecuteOnceKeepsTheExpiryThatTheTimerHas)
 {
     CControlLoopOperation operation(loop, eventLoop);
     operation.execute();
-    eventLoop.run_one(); // armed again with 1 ms
+    eventLoop.run_one();      // armed again with 1 ms
+    loop->sampleTime = 60000; // what the periodic one queues anew is far away
     operation.executeOnce();
     loop->onStep = [&] {
         if (loop->steps == 3) {
-            operation.cancel();
+            eventLoop.stop();
         }
     };
-    eventLoop.run(); // both waits for that expiry, and the one that the periodic one queued anew
+    eventLoop.run_for(std::chrono::seconds(20)); // both waits for that expiry
     EXPECT_EQ(loop->steps, 3);
 }
 

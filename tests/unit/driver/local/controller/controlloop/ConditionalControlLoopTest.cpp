@@ -334,12 +334,13 @@ TEST_F(ConditionalControlLoop, DisablingWritesTheDisabledValue)
     EXPECT_THAT(output->written, ElementsAre(setpoint, disabledU));
 }
 
-TEST_F(ConditionalControlLoop, ActualValueIsReadUnderTheLock)
+TEST_F(ConditionalControlLoop, ValuesAndParametersAreUsedUnderTheLock)
 {
     build();
     input->value = 4;
     EXPECT_EQ(loop->actualValue(), 4.0);
     EXPECT_TRUE(waitsForLock(*loop, [&] { loop->actualValue(); }));
+    EXPECT_TRUE(waitsForLock(*loop, [&] { loop->sampleTime_ms(); }));
     EXPECT_TRUE(waitsForLock(*loop, [&] { loop->setParameters(loop->parameters()); }));
     EXPECT_TRUE(waitsForLock(
         *loop, [&] { loop->setParameters(static_cast<const CControlParameters&>(loop->parameters())); }));

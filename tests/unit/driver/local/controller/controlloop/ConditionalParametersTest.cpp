@@ -2,6 +2,9 @@
 
 #include <gmock/gmock.h>
 
+#include <cmath>
+#include <limits>
+
 using namespace Rvl;
 using testing::Each;
 using testing::ElementsAre;
@@ -45,6 +48,17 @@ TEST(ConditionalParameters, SampleTimeLosesItsFractionTowardsZero)
 TEST(ConditionalParameters, NoLimitIsTheLargestUnsignedInteger)
 {
     EXPECT_EQ(CConditionalParameters::NoLimit, 4294967295.0);
+}
+
+TEST(ConditionalParameters, SampleTimeThatNoIntHoldsIsTheNearestOne)
+{
+    CConditionalParameters parameters;
+    parameters.setValue(7, 1e300);
+    EXPECT_EQ(parameters.getSampleTime(), std::numeric_limits<int>::max());
+    parameters.setValue(7, -1e300);
+    EXPECT_EQ(parameters.getSampleTime(), std::numeric_limits<int>::min());
+    parameters.setValue(7, std::nan(""));
+    EXPECT_EQ(parameters.getSampleTime(), 0);
 }
 
 TEST(ConditionalParameters, CopiesCarryNameAndValues)

@@ -579,6 +579,22 @@ TEST_F(PIDControlLoop, CopyGoesOnFromTheSameStateWithALockOfItsOwn)
     EXPECT_EQ(loop.readSetpoint(), 2.0);
 }
 
+TEST_F(PIDControlLoop, CopiesAreInManualModeIfTheOriginalIs)
+{
+    loop.setParameters(someParameters());
+    loop.setManualMode(true);
+    loop.writeFixedControlValue(4.0);
+    CPIDControlLoop copy(loop);
+    CPIDControlLoop assigned;
+    assigned = loop;
+    for (CPIDControlLoop* other : {&copy, &assigned}) {
+        other->setEnabled(true);
+        EXPECT_EQ(other->readControlValue(), 4.0);
+        other->process();
+        EXPECT_EQ(other->readControlValue(), 4.0);
+    }
+}
+
 TEST_F(PIDControlLoop, CopySharesTheListeners)
 {
     FakeValueListener listener;

@@ -286,12 +286,13 @@ TEST_F(TwoLevelControlLoop, ParametersOfAnotherKindAreRefused)
     }
 }
 
-TEST_F(TwoLevelControlLoop, ActualValueIsReadUnderTheLock)
+TEST_F(TwoLevelControlLoop, ValuesAndParametersAreUsedUnderTheLock)
 {
     build();
     input->value = 4;
     EXPECT_EQ(loop->actualValue(), 4.0);
     EXPECT_TRUE(waitsForLock(*loop, [&] { loop->actualValue(); }));
+    EXPECT_TRUE(waitsForLock(*loop, [&] { loop->sampleTime_ms(); }));
     EXPECT_TRUE(waitsForLock(*loop, [&] { loop->setParameters(loop->parameters()); }));
     EXPECT_TRUE(waitsForLock(
         *loop, [&] { loop->setParameters(static_cast<const CControlParameters&>(loop->parameters())); }));

@@ -2,6 +2,9 @@
 
 #include <gmock/gmock.h>
 
+#include <cmath>
+#include <limits>
+
 using namespace Rvl;
 using testing::Each;
 using testing::ElementsAre;
@@ -42,6 +45,17 @@ TEST(TwoLevelParameters, SampleTimeLosesItsFractionTowardsZero)
     EXPECT_EQ(parameters.getSampleTime(), 99);
     parameters.setValue(6, -1.9);
     EXPECT_EQ(parameters.getSampleTime(), -1);
+}
+
+TEST(TwoLevelParameters, SampleTimeThatNoIntHoldsIsTheNearestOne)
+{
+    CTwoLevelParameters parameters;
+    parameters.setValue(6, 1e300);
+    EXPECT_EQ(parameters.getSampleTime(), std::numeric_limits<int>::max());
+    parameters.setValue(6, -1e300);
+    EXPECT_EQ(parameters.getSampleTime(), std::numeric_limits<int>::min());
+    parameters.setValue(6, std::nan(""));
+    EXPECT_EQ(parameters.getSampleTime(), 0);
 }
 
 TEST(TwoLevelParameters, CopiesCarryNameAndValues)
