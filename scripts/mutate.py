@@ -39,7 +39,7 @@ PROGRAMS = [
     (r"common/", ["common_test"]),
     (r"driver/local/controller/common/TimedLoopProcessor", ["local_test", "timed_local_test", "local_channels_test"]),
     (r"driver/local/controller/(common|controlloop)/", ["local_test", "local_channels_test"]),
-    (r"driver/local/(controller|Bus)/", ["local_elements_test", "local_channels_test"]),
+    (r"driver/local/(controller|Bus)/", ["local_elements_test", "local_channels_test", "local_test"]),
     (r"driver/local/", ["local_channels_test"]),
 ]
 

@@ -108,6 +108,15 @@ TEST_F(LoopMonitor, PeriodOfTwiceTheSampleTimeIsAnOverrun)
     EXPECT_DOUBLE_EQ(99980.0, monitor.status(0).worstPeriodError_ms) << "a long pause within a run counts";
 }
 
+TEST_F(LoopMonitor, ShortestSampleTimeHasOverrunsToo)
+{
+    loop->sampleTime = 1;
+    const CLoopMonitor monitor(channel, clock());
+    loop->process();
+    stepAfter(2ms);
+    EXPECT_EQ(1u, monitor.status(0).overruns);
+}
+
 TEST_F(LoopMonitor, SampleTimeIsThatInForceWhenThePeriodBegan)
 {
     const CLoopMonitor monitor(channel, clock());

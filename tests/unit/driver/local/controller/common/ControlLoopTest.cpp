@@ -6,6 +6,7 @@
 
 #include <gmock/gmock.h>
 
+#include <chrono>
 #include <cmath>
 #include <functional>
 #include <future>
@@ -516,6 +517,31 @@ TEST_F(ControlLoop, GuardedOperationsWaitForTheLock)
     for (const auto& [name, operation] : operations) {
         EXPECT_TRUE(waitsForLock(loop, operation)) << name;
     }
+}
+
+TEST_F(ControlLoop, WhoHoldsTheLockSeesNothingOfWhatAnotherThreadHasBegun)
+{
+    loop.setEnabled(true);
+    const auto begun = [this](const std::function<void()>& operation,
+                              const std::function<void()>& meanwhile) {
+        loop.lockAccess();
+        std::future<void> other = std::async(std::launch::async, operation);
+        EXPECT_EQ(other.wait_for(std::chrono::milliseconds(40)), std::future_status::timeout);
+        meanwhile();
+        loop.unlockAccess();
+        other.get();
+    };
+    begun([this] { loop.setManualMode(true); },
+          [this] {
+              loop.process();
+              EXPECT_EQ(loop.calculations, 1) << "still in automatic mode";
+          });
+    begun([this] { loop.writeFixedControlValue(5.0); },
+          [this] {
+              loop.setManualMode(true);
+              EXPECT_EQ(loop.readControlValue(), 0.0) << "still the former fixed value";
+          });
+    EXPECT_EQ(loop.readControlValue(), 5.0);
 }
 
 TEST_F(ControlLoop, WiringAndKindAreReadWithoutTheLock)

@@ -1,4 +1,5 @@
 #include "driver/local/controller/controlloop/ConditionalControlLoop.h"
+#include "driver/local/controller/controlloop/PIDAlgorithm.h"
 #include "driver/local/controller/controlloop/PIDControlLoop.h"
 #include "driver/local/controller/controlloop/TwoLevelControlLoop.h"
 #include "tests/support/FakeLoopElements.h"
@@ -441,6 +442,42 @@ TEST(LoopModel, RandomSequencesOfOperationsDoWhatTheModelDoes)
     for (std::uint32_t seed = 1; seed <= 2000; ++seed) {
         if (!runSequence(seed)) {
             return;
+        }
+    }
+}
+
+TEST(LoopModel, PIDAlgorithmCalculatesWhatItsModelDoes)
+{
+    for (std::uint32_t seed = 1; seed <= 2000; ++seed) {
+        CChoices choices(seed);
+        CPIDAlgorithm algorithm;
+        SPIDAlgorithmModel model;
+        std::string history;
+        for (int step = 0; step < 40; ++step) {
+            if (choices.oneIn(4)) {
+                PIDValues values{};
+                for (double& value : values) {
+                    value = choices.number();
+                }
+                algorithm.setParameters(CPIDParameters({values.begin(), values.end()}, "random"));
+                model.setParameters(values);
+                history += "parameters " + text(algorithm.parameters().data()) + "\n";
+            }
+            const double actual = choices.number();
+            const double setPoint = choices.number();
+            history += "actual value " + text(actual) + ", set point " + text(setPoint);
+            double u = 0.0;
+            if (choices.oneIn(4)) {
+                model.override_ms = static_cast<int>(choices.below(300)) - 100;
+                history += ", sample time " + std::to_string(model.override_ms);
+                u = algorithm.calculate(actual, setPoint, model.override_ms);
+            } else {
+                u = algorithm.calculate(actual, setPoint);
+            }
+            history += "\n";
+            const double expected = model.step(actual, setPoint);
+            ASSERT_TRUE(sameBits(u, expected)) << "with seed " << seed << ", after\n"
+                                               << history << text(u) << " instead of " << text(expected);
         }
     }
 }

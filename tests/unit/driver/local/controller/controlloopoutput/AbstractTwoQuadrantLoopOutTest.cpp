@@ -6,7 +6,9 @@
 #include <gmock/gmock.h>
 
 #include <cmath>
+#include <locale>
 #include <stdexcept>
+#include <string>
 
 using namespace Rvl::Test;
 using Rvl::CAbstractTwoQuadrantLoopOut;
@@ -146,6 +148,19 @@ TEST_F(AbstractTwoQuadrantLoopOut, HexadecimalTexts)
     EXPECT_EQ(255u, TwoQuadrant::intFromHexString(" ff"));
     EXPECT_EQ(26u, TwoQuadrant::intFromHexString("1Ag3"));
     EXPECT_EQ(4294967295u, TwoQuadrant::intFromHexString("FFFFFFFF"));
+}
+
+TEST_F(AbstractTwoQuadrantLoopOut, HexadecimalTextsMeanTheSameInEveryLocale)
+{
+    struct SGrouped : std::numpunct<char>
+    {
+        char do_thousands_sep() const override { return ','; }
+        std::string do_grouping() const override { return "\1"; }
+    };
+    const std::locale before = std::locale::global(std::locale(std::locale::classic(), new SGrouped));
+    const unsigned int number = TwoQuadrant::intFromHexString("1,F");
+    std::locale::global(before);
+    EXPECT_EQ(1u, number);
 }
 
 TEST_F(AbstractTwoQuadrantLoopOut, KeysAreReadInOrder)
