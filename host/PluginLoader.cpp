@@ -125,4 +125,15 @@ std::vector<ObserveLoopsFunction*> CPluginLoader::loopObservers() const
     return observers;
 }
 
+std::vector<SuperviseLoopsFunction*> CPluginLoader::loopSupervisors() const
+{
+    std::vector<SuperviseLoopsFunction*> supervisors;
+    for (const auto& plugin : plugins_) {
+        if (plugin->library.has(superviseLoopsFunctionName)) {
+            supervisors.push_back(&plugin->library.get<SuperviseLoopsFunction>(superviseLoopsFunctionName));
+        }
+    }
+    return supervisors;
+}
+
 } // namespace Rvl

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "common/LoopObservation.h"
+#include "common/LoopSupervision.h"
 #include "host/HostException.h"
 #include "host/PluginPath.h"
 #include "host/TypeCatalogue.h"
@@ -48,6 +49,8 @@ public:
     void registerFactories();
     /// The functions by which loaded plug-ins show their loops.
     std::vector<ObserveLoopsFunction*> loopObservers() const;
+    /// The functions by which loaded plug-ins have their loops supervised.
+    std::vector<SuperviseLoopsFunction*> loopSupervisors() const;
 
 private:
     struct SPlugin;

@@ -52,7 +52,7 @@ CRecorder::CRecorder(const std::filesystem::path& file, bool replace,
     }
     const std::string unit = unitText(states);
     stream_ << "time,channel," << csvField("set point" + unit) << ',' << csvField("actual value" + unit)
-            << ",control value,enabled,manual\n";
+            << ",control value,enabled,manual,state\n";
     // whether it could be written is told with the first rows
     stream_.flush();
 }
@@ -67,7 +67,8 @@ bool CRecorder::write(const std::vector<SControllerState>& states,
     for (const SControllerState& state : states) {
         stream_ << time << ',' << csvField(state.name) << ',' << exactText(state.setPoint) << ','
                 << exactText(state.actualValue) << ',' << exactText(state.controlValue) << ','
-                << (state.enabled ? "true" : "false") << ',' << (state.manual ? "true" : "false") << '\n';
+                << (state.enabled ? "true" : "false") << ',' << (state.manual ? "true" : "false") << ','
+                << csvField(state.state) << '\n';
     }
     return flush();
 }

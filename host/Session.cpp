@@ -1,6 +1,8 @@
 #include "host/Session.h"
 
 #include "host/ConfigurationFrame.h"
+#include "host/HostException.h"
+#include "host/InputSupervision.h"
 #include "host/NumberText.h"
 #include "host/Suggestion.h"
 #include "platform/rivlink_core/DeviceInterface.h"
@@ -27,6 +29,7 @@ struct CSession::SChannel
     IControllerChannel* controller = nullptr; ///< the same object, if it is one
     bool manual = false;
     std::vector<const IIoChannelInterface*> referred; ///< for a controller: the channels it refers to
+    std::unique_ptr<CInputSupervision> supervision;   ///< ends before the channel
 };
 
 struct CSession::SDevice
@@ -76,8 +79,9 @@ bool CSession::attempt(const pugi::xml_node& node, CFaultList& faults, const std
     }
 }
 
-void CSession::build(CFaultList& faults)
+void CSession::build(CFaultList& faults, const std::vector<SuperviseLoopsFunction*>& supervisors)
 {
+    supervisors_ = supervisors;
     buildBuses(faults);
     buildDevices(faults);
     buildChannels(faults);
@@ -176,6 +180,7 @@ void CSession::buildChannel(const pugi::xml_node& node, const STypeDescription& 
         entry->controller = dynamic_cast<IControllerChannel*>(entry->channel.get());
         if (entry->controller) {
             checkSetPoint(node, *entry->controller, faults);
+            superviseInputs(node, *entry, faults);
         }
         for (const SReference& reference : entry->references) {
             for (const auto& other : channels_) {
@@ -188,6 +193,24 @@ void CSession::buildChannel(const pugi::xml_node& node, const STypeDescription& 
         }
         channels_.push_back(std::move(entry));
     });
+}
+
+void CSession::superviseInputs(const pugi::xml_node& node, SChannel& entry, CFaultList& faults) const
+{
+    const auto tree = entry.tree.get_child_optional("BadInput");
+    if (!tree) {
+        return;
+    }
+    try {
+        const SBadInputPolicy policy = SBadInputPolicy::from(*tree);
+        entry.supervision = CInputSupervision::begin(*entry.channel, policy, supervisors_);
+        if (!entry.supervision) {
+            throw CHostException(ExitBadConfiguration, "cannot be carried out: no plug-in supervises the "
+                                                       "loops of this channel; expected no BadInput");
+        }
+    } catch (const CHostException& exception) {
+        faults.add(configuration_.fault(node.child("BadInput"), exception.what()));
+    }
 }
 
 void CSession::checkSetPoint(const pugi::xml_node& node, IControllerChannel& controller,
@@ -270,6 +293,7 @@ std::vector<std::string> CSession::shutDown()
     for (auto entry = channels_.rbegin(); entry != channels_.rend(); ++entry) {
         if ((*entry)->controller) {
             (*entry)->controller = nullptr;
+            (*entry)->supervision.reset();
             (*entry)->channel.reset();
         }
     }
@@ -341,6 +365,13 @@ SControllerState CSession::stateOf(const SChannel& entry) const
     state.controlValue = controller.readControlValue();
     state.enabled = controller.isControlLoopEnabled();
     state.manual = entry.manual;
+    if (state.enabled && entry.supervision) {
+        state.state = entry.supervision->state();
+        state.enabled = !entry.supervision->disables();
+        if (!state.state.empty()) {
+            return state;
+        }
+    }
     std::vector<const IIoChannelInterface*> watched{entry.channel.get()};
     watched.insert(watched.end(), entry.referred.begin(), entry.referred.end());
     for (const IIoChannelInterface* channel : watched) {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "common/LoopSupervision.h"
 #include "host/Configuration.h"
 #include "host/ControllerState.h"
 #include "host/Fault.h"
@@ -35,7 +36,9 @@ public:
 
     /// Builds buses, devices and channels and binds the channels to their devices; drives nothing. What fails
     /// becomes a fault. Objects that `faults` already concerns are not built, nor is what refers to them.
-    void build(CFaultList& faults);
+    /// Controllers whose configuration says what to do about bad input are supervised from here on, by the
+    /// plug-ins' functions in `supervisors`.
+    void build(CFaultList& faults, const std::vector<SuperviseLoopsFunction*>& supervisors = {});
     /// Connects buses and devices and enables the controllers whose configuration says so. What a device or
     /// controller throws passes; shutDown() then undoes what was done.
     void start();
@@ -49,7 +52,8 @@ public:
     std::vector<IControllerChannel*> controllers() const;
     /// The state of each controller, in the same order. An enabled controller that is sound is "ok", one that
     /// is not enabled "off"; "fault: CHANNEL: TEXT" names the first faulty channel among the controller
-    /// itself and those that it refers to, or a missing actual value.
+    /// itself and those that it refers to, or a missing actual value. "bad input: ..." comes before these, if
+    /// the controller's configuration says what to do about it.
     std::vector<SControllerState> states() const;
 
 private:
@@ -60,6 +64,7 @@ private:
     void buildDevices(CFaultList& faults);
     void buildChannels(CFaultList& faults);
     void buildChannel(const pugi::xml_node& node, const STypeDescription& type, CFaultList& faults);
+    void superviseInputs(const pugi::xml_node& node, SChannel& entry, CFaultList& faults) const;
     void checkSetPoint(const pugi::xml_node& node, IControllerChannel& controller, CFaultList& faults) const;
     bool isBuildable(const pugi::xml_node& node, const STypeDescription* type, const CFaultList& faults);
     bool attempt(const pugi::xml_node& node, CFaultList& faults, const std::function<void()>& step);
@@ -72,6 +77,7 @@ private:
     /// In the order of building; destroyed in reverse.
     std::vector<std::unique_ptr<SChannel>> channels_;
     std::set<std::string> notBuilt_;
+    std::vector<SuperviseLoopsFunction*> supervisors_;
     std::vector<std::shared_ptr<IBus>> connectedBuses_;
     bool started_ = false;
 };

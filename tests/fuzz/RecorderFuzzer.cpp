@@ -102,6 +102,7 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
                 state.controlValue = bytes.number();
                 state.enabled = bytes.byte() % 2 == 0;
                 state.manual = bytes.byte() % 2 == 0;
+                state.state = bytes.text(20);
             }
             FUZZ_REQUIRE(recorder.write(states, std::chrono::system_clock::time_point(moment)), "failed");
             written.insert(written.end(), states.begin(), states.end());
@@ -109,7 +110,7 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
         const auto rows = rowsOf(contentOf(file));
         FUZZ_REQUIRE(rows.size() == written.size() + 1, std::to_string(rows.size()));
         for (std::size_t index = 0; index < rows.size(); ++index) {
-            FUZZ_REQUIRE(rows[index].size() == 7, std::to_string(rows[index].size()));
+            FUZZ_REQUIRE(rows[index].size() == 8, std::to_string(rows[index].size()));
             if (index == 0) {
                 continue;
             }
@@ -121,6 +122,7 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
             requireNumber(rows[index][4], state.controlValue);
             FUZZ_REQUIRE(rows[index][5] == (state.enabled ? "true" : "false"), rows[index][5]);
             FUZZ_REQUIRE(rows[index][6] == (state.manual ? "true" : "false"), rows[index][6]);
+            FUZZ_REQUIRE(rows[index][7] == state.state, rows[index][7]);
         }
     } catch (const CHostException& exception) {
         FUZZ_REQUIRE(there && !replace, exception.what());

@@ -47,7 +47,7 @@ std::vector<SRecordRow> readRecord(const std::string& path)
         for (std::string field; std::getline(fieldsOfLine, field, ',');) {
             fields.push_back(field);
         }
-        if (fields.size() != 7) {
+        if (fields.size() != 8) {
             throw std::runtime_error("not a row: " + line);
         }
         double time_s = secondsOfDay(fields[0]);
@@ -59,7 +59,8 @@ std::vector<SRecordRow> readRecord(const std::string& path)
             time_s += 86400.0; // past midnight
         }
         rows.push_back({time_s, fields[1], number(fields[2]), number(fields[3]), number(fields[4]),
-                        fields[5] == "true" || fields[5] == "1", fields[6] == "true" || fields[6] == "1"});
+                        fields[5] == "true" || fields[5] == "1", fields[6] == "true" || fields[6] == "1",
+                        fields[7]});
     }
     return rows;
 }

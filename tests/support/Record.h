@@ -16,6 +16,7 @@ struct SRecordRow
     double controlValue;
     bool enabled;
     bool manual;
+    std::string state;
 };
 
 /// Reads a record. Throws std::runtime_error if a row has not the fields it should have.

@@ -34,9 +34,9 @@ TEST(RecorderTest, EveryControllerHasARow)
     EXPECT_TRUE(recorder.write(states, moment));
     // read while the recorder is still open: what was written is not held back
     EXPECT_EQ(readFile(folder.file("r.csv")),
-              "time,channel,set point [degC],actual value [degC],control value,enabled,manual\n"
-              "2023-11-14T22:13:20.007Z,Vessel,60,0.1,0.3333333333333333,true,false\n"
-              "2023-11-14T22:13:20.007Z,\"CPU \"\"load\"\", %\",60,nan,0.3333333333333333,false,true\n");
+              "time,channel,set point [degC],actual value [degC],control value,enabled,manual,state\n"
+              "2023-11-14T22:13:20.007Z,Vessel,60,0.1,0.3333333333333333,true,false,ok\n"
+              "2023-11-14T22:13:20.007Z,\"CPU \"\"load\"\", %\",60,nan,0.3333333333333333,false,true,ok\n");
 }
 
 TEST(RecorderTest, HeaderNamesEachUnitWhereTheyDiffer)
@@ -45,10 +45,10 @@ TEST(RecorderTest, HeaderNamesEachUnitWhereTheyDiffer)
     CRecorder(folder.file("a"), false, {state("Vessel", "degC"), state("CPU", "%"), state("X", "")});
     EXPECT_EQ(linesOf(readFile(folder.file("a"))).at(0),
               "time,channel,set point [Vessel: degC; CPU: %],actual value [Vessel: degC; CPU: %],"
-              "control value,enabled,manual");
+              "control value,enabled,manual,state");
     CRecorder(folder.file("b"), false, {state("X", "")});
     EXPECT_EQ(linesOf(readFile(folder.file("b"))).at(0),
-              "time,channel,set point,actual value,control value,enabled,manual");
+              "time,channel,set point,actual value,control value,enabled,manual,state");
 }
 
 TEST(RecorderTest, RecordIsReplacedOnlyIfAllowed)

@@ -182,14 +182,14 @@ TEST_F(RunCommandTest, RecordHasARowPerControllerAndInterval)
     const auto record = folder.file("r.csv");
     EXPECT_EQ(run({"--for", "1s", "--quiet", "--record", record}).exitCode, 0);
     const auto lines = linesOf(readFile(record));
-    EXPECT_EQ(lines.at(0), "time,channel,set point [degC],actual value [degC],control value,enabled,manual");
+    EXPECT_EQ(lines.at(0), "time,channel,set point [degC],actual value [degC],control value,enabled,manual,state");
     // ten intervals of 100 ms; some may be left out on a busy machine, none comes in addition
     EXPECT_GE(lines.size(), 3U);
     EXPECT_LE(lines.size(), 12U);
     for (std::size_t line = 1; line < lines.size(); ++line) {
         EXPECT_THAT(lines[line],
                     MatchesPattern("[0-9]{4}-[0-9]{2}-[0-9]{2}T[0-9]{2}:[0-9]{2}:[0-9]{2}\\.[0-9]{3}Z,"
-                                   "Vessel,30,25,(0|10),true,false"));
+                                 "Vessel,30,25,(0|10),true,false,ok"));
     }
 }
 
@@ -248,7 +248,7 @@ TEST_F(RunCommandTest, KillLosesAtMostASecondOfTheRecord)
     EXPECT_EQ(text.back(), '\n');
     const auto lines = linesOf(text);
     for (std::size_t line = 1; line < lines.size(); ++line) {
-        EXPECT_THAT(lines[line], MatchesPattern("[^,]+Z,Vessel,30,25,(0|10),true,false"));
+        EXPECT_THAT(lines[line], MatchesPattern("[^,]+Z,Vessel,30,25,(0|10),true,false,ok"));
     }
     // hours, minutes and seconds of the last row against those of the kill
     int hours = 0;

@@ -132,4 +132,22 @@ TEST(SessionTest, ControllerThatCannotBeDisabledIsTold)
     EXPECT_TRUE(loaded.session.controllers().empty());
 }
 
+TEST(SessionTest, BadInputThatNoPlugInCanSeeToIsAFault)
+{
+    SFakeConfiguration fake;
+    fake.vesselContent = "<BadInput Action=\"hold\"/>";
+    const CConfiguration configuration = CConfiguration::parse(fake.text(), "c.xml");
+    CTypeCatalogue catalogue;
+    CPluginLoader plugins(CPluginPath({RIVLINK_TEST_PLUGIN_DIRECTORY}), catalogue);
+    CSession session(configuration, catalogue);
+    plugins.load("rivlink_fake");
+    plugins.registerFactories();
+    catalogue.resolve();
+    CFaultList faults;
+    session.build(faults, plugins.loopSupervisors());
+    EXPECT_EQ(faults.report("c.xml"),
+              "c.xml:4: /Configuration/Channels/Channel[1]/BadInput: cannot be carried out: no plug-in "
+              "supervises the loops of this channel; expected no BadInput\n");
+}
+
 } // namespace Rvl::Test

@@ -2,6 +2,7 @@
 
 #include "driver/local/controller/common/ControlLoopValueListener.h"
 #include "driver/local/controller/common/ControlParameters.h"
+#include "driver/local/controller/common/LoopStepGuard.h"
 
 #include <limits>
 
@@ -14,7 +15,7 @@ IControlLoop::IControlLoop()
 
 IControlLoop::IControlLoop(const IControlLoop& other)
     : ILoopOut(), controlType_(other.controlType_), listeners_(other.listeners_), input_(other.input_),
-      output_(other.output_), enabled_(other.enabled_), manualMode_(other.manualMode_),
+      output_(other.output_), enabled_(other.enabled_), manualMode_(other.manualMode_.load()),
       setpoint_(other.setpoint_), controlValue_(other.controlValue_),
       fixedControlValue_(other.fixedControlValue_)
 {
@@ -29,7 +30,7 @@ IControlLoop& IControlLoop::operator=(const IControlLoop& other)
     input_ = other.input_;
     output_ = other.output_;
     enabled_ = other.enabled_;
-    manualMode_ = other.manualMode_;
+    manualMode_ = other.manualMode_.load();
     setpoint_ = other.setpoint_;
     controlValue_ = other.controlValue_;
     fixedControlValue_ = other.fixedControlValue_;
@@ -50,6 +51,9 @@ void IControlLoop::setEnabled(bool enabled)
         return;
     }
     enabled_ = enabled;
+    if (stepGuard_) {
+        stepGuard_->switched();
+    }
     if (output_) {
         output_->setEnabled(enabled);
     }
@@ -123,7 +127,11 @@ void IControlLoop::process()
 {
     CControlLoopElementGuard guard(this);
     if (isEnabled() && !manualMode_) {
-        calculateOutput();
+        if (mayCalculate()) {
+            calculateOutput();
+        }
+    } else if (stepGuard_) {
+        stepGuard_->passedStep();
     }
     callActualValueListeners();
 }
@@ -159,6 +167,33 @@ IControlLoop::eType IControlLoop::controlType() const
     return controlType_;
 }
 
+bool IControlLoop::isManualMode() const
+{
+    return manualMode_;
+}
+
+void IControlLoop::setStepGuard(ILoopStepGuard* guard)
+{
+    CControlLoopElementGuard elementGuard(this);
+    stepGuard_ = guard;
+}
+
+void IControlLoop::driveControlValue(double value)
+{
+    CControlLoopElementGuard guard(this);
+    controlValue_ = value;
+    writeOutput(value);
+}
+
+bool IControlLoop::mayCalculate()
+{
+    if (!stepGuard_) {
+        return true;
+    }
+    guardedValue_ = readInput();
+    return stepGuard_->mayCalculate(guardedValue_);
+}
+
 void IControlLoop::callActualValueListeners()
 {
     // a listener may add or remove listeners, itself too, so the next one is looked up by its address
@@ -173,6 +208,12 @@ double IControlLoop::readInput() const
 {
     CControlLoopElementGuard guard(this);
     return input_ ? input_->readInputValue() : std::numeric_limits<double>::quiet_NaN();
+}
+
+double IControlLoop::readInputOfStep()
+{
+    // read once for guard and calculation: in between, another thread may bring a worse value
+    return stepGuard_ ? guardedValue_ : input_->readInputValue();
 }
 
 void IControlLoop::writeOutput(double value)

@@ -3,6 +3,7 @@
 #include "driver/local/controller/common/LoopElements.h"
 #include "driver/local/Export.h"
 
+#include <atomic>
 #include <memory>
 #include <set>
 #include <string>
@@ -11,6 +12,7 @@ namespace Rvl {
 
 class CControlParameters;
 class IControlLoopValueListener;
+class ILoopStepGuard;
 
 /// Base of the control loops. Each step, process(), lets the derived class read the input, calculate, and
 /// write the output, and tells the listeners the actual value.
@@ -99,6 +101,14 @@ public:
 
     eType controlType() const;
 
+    /// Whether the loop is in manual mode. Takes no lock, so that one loop's step may ask another loop.
+    bool isManualMode() const;
+    /// Puts a guard in charge of which steps calculate; null: every step does. Not owned, and not copied with
+    /// the loop.
+    void setStepGuard(ILoopStepGuard* guard);
+    /// For a step guard: makes `value` the control value and writes it to the output, in any state.
+    void driveControlValue(double value);
+
 protected:
     /// For loops that can be copied. The copy shares input, output and listeners with the original and has a
     /// lock of its own. The original must not be running, or the caller holds its guard.
@@ -109,6 +119,9 @@ protected:
     void callActualValueListeners();
     /// Reads the input under the lock; NaN without an input.
     double readInput() const;
+    /// For calculateOutput(): the actual value of the step under way, which is the one that a step guard saw.
+    /// Not without an input.
+    double readInputOfStep();
     /// Writes the output, if there is one.
     void writeOutput(double value);
 
@@ -118,10 +131,16 @@ protected:
     std::shared_ptr<ILoopInInterface> input_;
     std::shared_ptr<ILoopOutInterface> output_;
     bool enabled_;
-    bool manualMode_;
+    std::atomic<bool> manualMode_; ///< read without the lock by isManualMode()
     double setpoint_;
     double controlValue_;
     double fixedControlValue_;
+
+private:
+    bool mayCalculate();
+
+    ILoopStepGuard* stepGuard_ = nullptr;
+    double guardedValue_ = 0.0; ///< the actual value that the guard saw
 };
 
 } // namespace Rvl

@@ -42,7 +42,7 @@ void CConditionalControlLoop::calculateOutput()
     if (!input_) {
         return;
     }
-    const double actualValue = input_->readInputValue();
+    const double actualValue = readInputOfStep();
     if (valueOutOfRange(actualValue)) {
         outOfRange_ = true;
     } else if (outOfRange_ && valueReenteredRange(actualValue)) {

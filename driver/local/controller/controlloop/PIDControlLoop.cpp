@@ -107,6 +107,15 @@ double CPIDControlLoop::actualValue() const
     return readInput();
 }
 
+void CPIDControlLoop::resume(double actualValue)
+{
+    CControlLoopElementGuard guard(this);
+    actualValue_ = actualValue;
+    if (parameters_.getTi() != 0.0) {
+        integral_ = limited(controlValue_) - parameters_.getK() * (setpoint_ - actualValue);
+    }
+}
+
 CPIDParameters CPIDControlLoop::parameters() const
 {
     return parameters_;
@@ -133,7 +142,7 @@ double CPIDControlLoop::derivativeControlValue() const
 void CPIDControlLoop::calculateControlLoopError()
 {
     previousActualValue_ = actualValue_;
-    actualValue_ = input_->readInputValue();
+    actualValue_ = readInputOfStep();
     error_ = setpoint_ - actualValue_;
 }
 
@@ -163,14 +172,20 @@ void CPIDControlLoop::limitDerivative()
 void CPIDControlLoop::calculateAndLimitControlValue()
 {
     unlimitedControlValue_ = derivative_ + proportional_ + integral_;
-    controlValue_ = unlimitedControlValue_;
-    if (parameters_.getMinU() > unlimitedControlValue_) {
-        controlValue_ = parameters_.getMinU();
+    controlValue_ = limited(unlimitedControlValue_);
+}
+
+double CPIDControlLoop::limited(double controlValue) const
+{
+    double result = controlValue;
+    if (parameters_.getMinU() > controlValue) {
+        result = parameters_.getMinU();
     }
     // the upper limit comes second: it wins if the limits are the wrong way round
-    if (unlimitedControlValue_ > parameters_.getMaxU()) {
-        controlValue_ = parameters_.getMaxU();
+    if (controlValue > parameters_.getMaxU()) {
+        result = parameters_.getMaxU();
     }
+    return result;
 }
 
 void CPIDControlLoop::calculateIntegral()

@@ -58,6 +58,12 @@ public:
     CControlParameters& controlParameters() override;
     double actualValue() const override;
 
+    /// To be called before a step that follows steps which did not calculate. That step, with this actual
+    /// value and the set point of now, then gives the present control value, limited to MinU and MaxU: D
+    /// begins at 0, and I becomes what is left. With Ti = 0 there is nothing that could make up for a bump,
+    /// as I never changes again by itself: I stays.
+    void resume(double actualValue);
+
     /// A copy of the parameters. Not locked, as controlParameters().
     CPIDParameters parameters() const;
     /// P of the last step.
@@ -73,6 +79,7 @@ private:
     void calculateDerivative();
     void limitDerivative();
     void calculateAndLimitControlValue();
+    double limited(double controlValue) const;
     void calculateIntegral();
     void recalculateIntegralActionParameters();
     void recalculateDifferentialActionParameters();

@@ -31,13 +31,13 @@ void CTwoLevelControlLoop::calculateOutput()
         return;
     }
     if (controlValue_ == parameters_.getControlValueUp()) {
-        if (input_->readInputValue() > setpoint_ + parameters_.getUpperThresholdOffset()) {
+        if (readInputOfStep() > setpoint_ + parameters_.getUpperThresholdOffset()) {
             controlValue_ = parameters_.getControlValueDown();
             writeOutput(controlValue_);
         }
     }
     if (controlValue_ == parameters_.getControlValueDown()) {
-        if (setpoint_ - parameters_.getLowerThresholdOffset() > input_->readInputValue()) {
+        if (setpoint_ - parameters_.getLowerThresholdOffset() > readInputOfStep()) {
             controlValue_ = parameters_.getControlValueUp();
             writeOutput(controlValue_);
         }
@@ -79,6 +79,15 @@ void CTwoLevelControlLoop::setParameters(const CTwoLevelParameters& parameters)
 {
     CControlLoopElementGuard guard(this);
     parameters_ = parameters;
+}
+
+void CTwoLevelControlLoop::resume(double controlValue)
+{
+    CControlLoopElementGuard guard(this);
+    if (controlValue_ != parameters_.getControlValueUp() &&
+        controlValue_ != parameters_.getControlValueDown()) {
+        driveControlValue(controlValue);
+    }
 }
 
 CTwoLevelParameters CTwoLevelControlLoop::parameters() const

@@ -45,6 +45,10 @@ public:
     double actualValue() const override;
 
     void setParameters(const CTwoLevelParameters& parameters);
+    /// To be called before a step that follows steps which did not calculate. A control value that is neither
+    /// U_Up nor U_Down, with which the loop would be inert, gives way to `controlValue`, which is written.
+    void resume(double controlValue);
+
     /// A copy of the parameters. Not locked, as controlParameters().
     CTwoLevelParameters parameters() const;
 

@@ -38,6 +38,12 @@ void CAnalogChannelLoopIn::setAnalogInputChannel(CAnalogInChannel* channel)
     listenTo(*channel);
 }
 
+CAnalogInChannel* CAnalogChannelLoopIn::analogInputChannel() const
+{
+    const std::lock_guard<std::recursive_mutex> lock(*valueMutex_);
+    return analogInChannel_;
+}
+
 void CAnalogChannelLoopIn::init()
 {
     value_ = analogInChannel_->readValue();

@@ -33,6 +33,8 @@ public:
     /// Reads from `channel` (not null) from now on and listens to it. The input keeps listening to the former
     /// channel as well: an announcement of either makes it read the present one.
     void setAnalogInputChannel(CAnalogInChannel* channel);
+    /// The channel read at present; null if there is none.
+    CAnalogInChannel* analogInputChannel() const;
 
     /// Takes the channel's current value.
     void init() override;

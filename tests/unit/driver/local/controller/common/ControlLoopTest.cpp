@@ -1,5 +1,6 @@
 #include "driver/local/controller/common/ControlLoop.h"
 
+#include "driver/local/controller/common/LoopStepGuard.h"
 #include "tests/support/FakeLoopElements.h"
 #include "tests/support/LockProbe.h"
 #include "tests/support/VirtualSlot.h"
@@ -593,4 +594,78 @@ TEST_F(ControlLoop, OperationsStandInTheirSlots)
 TEST(ControlLoopValueListener, ActualValueIsTheSecondOperation)
 {
     EXPECT_EQ(virtualSlot(&IControlLoopValueListener::onActualValue), 2u); // after the destructor's two
+}
+
+namespace {
+
+/// Allows steps as the test says, and keeps what it was told.
+struct FakeStepGuard : ILoopStepGuard
+{
+    bool mayCalculate(double actualValue) override
+    {
+        seen.push_back(actualValue);
+        return allow;
+    }
+    void passedStep() override { ++passed; }
+    void switched() override { ++switches; }
+
+    bool allow = true;
+    std::vector<double> seen;
+    int passed = 0;
+    int switches = 0;
+};
+
+} // namespace
+
+TEST_F(ControlLoop, StepGuardDecidesWhichStepsCalculate)
+{
+    FakeStepGuard guard;
+    loop.setStepGuard(&guard);
+    loop.setEnabled(true);
+    input->value = 7.0;
+    loop.process();
+    guard.allow = false;
+    loop.process();
+    EXPECT_EQ(loop.calculations, 1);
+    EXPECT_THAT(guard.seen, ElementsAre(7.0, 7.0));
+    loop.setStepGuard(nullptr);
+    loop.process();
+    EXPECT_EQ(loop.calculations, 2);
+    EXPECT_EQ(guard.seen.size(), 2u);
+}
+
+TEST_F(ControlLoop, StepGuardIsToldOfStepsThatWouldNotCalculateAndOfTheSwitch)
+{
+    FakeStepGuard guard;
+    loop.setStepGuard(&guard);
+    loop.process();
+    EXPECT_EQ(guard.passed, 1);
+    loop.setEnabled(true);
+    loop.setEnabled(true);
+    EXPECT_EQ(guard.switches, 1);
+    loop.setManualMode(true);
+    EXPECT_TRUE(loop.isManualMode());
+    loop.process();
+    EXPECT_EQ(guard.passed, 2);
+    EXPECT_THAT(guard.seen, IsEmpty());
+}
+
+TEST_F(ControlLoop, ListenersAreToldInAStepThatMayNotCalculate)
+{
+    FakeStepGuard guard;
+    guard.allow = false;
+    FakeValueListener listener;
+    loop.setStepGuard(&guard);
+    loop.addActualValueListener(&listener);
+    loop.setEnabled(true);
+    input->value = 7.0;
+    loop.process();
+    EXPECT_THAT(listener.values, ElementsAre(7.0));
+}
+
+TEST_F(ControlLoop, DrivenControlValueIsWrittenInAnyState)
+{
+    loop.driveControlValue(3.0);
+    EXPECT_EQ(loop.readControlValue(), 3.0);
+    EXPECT_THAT(output->written, ElementsAre(3.0));
 }

@@ -621,3 +621,43 @@ TEST(PIDControlLoopFactory, ErrorsOfTheConfigurationPassUnlogged)
     EXPECT_THROW(factory.createObject(ptree()), boost::property_tree::ptree_bad_path);
     EXPECT_THAT(log.lines(), IsEmpty());
 }
+
+TEST_F(PIDControlLoop, ResumedStepGivesTheControlValueThatIsThere)
+{
+    bringIntegralToOne(loop);
+    loop.driveControlValue(100);
+    loop.resume(-4);
+    EXPECT_EQ(step(-4, 2), 100.0) << "I = 100 - 3 * 6";
+    EXPECT_EQ(loop.derivativeControlValue(), 0.0);
+}
+
+TEST_F(PIDControlLoop, ResumedStepKeepsToTheLimits)
+{
+    bringIntegralToOne(loop);
+    loop.driveControlValue(5000);
+    loop.resume(-4);
+    EXPECT_EQ(step(-4, 2), 1000.0);
+    EXPECT_EQ(loop.integralControlValue(), 1000.0 - 18.0 + 3.0) << "nothing was left over to be limited";
+}
+
+TEST_F(PIDControlLoop, ResumeBeginsTheDerivativeAtZero)
+{
+    CPIDParameters parameters = someParameters();
+    parameters.setTd(1);
+    loop.setParameters(parameters);
+    loop.setEnabled(true);
+    step(1, 0);
+    loop.resume(9);
+    step(9, 0);
+    EXPECT_EQ(loop.derivativeControlValue(), 0.0);
+}
+
+TEST_F(PIDControlLoop, ResumeWithoutAnIntegralTimeLeavesTheIntegralAlone)
+{
+    bringIntegralToOne(loop);
+    loop.setParameters(someParameters());
+    const double integral = loop.integralControlValue();
+    loop.driveControlValue(100);
+    loop.resume(0);
+    EXPECT_EQ(loop.integralControlValue(), integral);
+}

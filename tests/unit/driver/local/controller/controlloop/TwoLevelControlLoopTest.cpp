@@ -322,3 +322,15 @@ TEST(TwoLevelControlLoopFactory, BuildsTwoLevelLoops)
     EXPECT_EQ(loop->getTypeName(), factory.getTypeName());
     EXPECT_EQ(loop->readSetpoint(), 10.0);
 }
+
+TEST_F(TwoLevelControlLoop, ResumeReplacesOnlyAControlValueThatIsNeitherUpNorDown)
+{
+    build();
+    loop->driveControlValue(100);
+    loop->resume(0);
+    EXPECT_THAT(output->written, ElementsAre(100.0));
+    loop->driveControlValue(30);
+    loop->resume(0);
+    EXPECT_THAT(output->written, ElementsAre(100.0, 30.0, 0.0));
+    EXPECT_EQ(loop->readControlValue(), 0.0);
+}

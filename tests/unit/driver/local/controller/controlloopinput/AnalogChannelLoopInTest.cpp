@@ -217,3 +217,14 @@ TEST(AnalogChannelLoopInFactory, LetsTheFaultPass)
     Rvl::CAnalogChannelLoopInFactory factory;
     EXPECT_EQ("ptree_bad_path: No such node (Channel)", faultOf([&] { factory.createObject(node({})); }));
 }
+
+TEST(AnalogChannelLoopIn, TellsWhichChannelItReads)
+{
+    CAnalogInChannel first("First");
+    CAnalogInChannel second("Second");
+    CAnalogChannelLoopIn input(&first);
+    EXPECT_EQ(&first, input.analogInputChannel());
+    input.setAnalogInputChannel(&second);
+    EXPECT_EQ(&second, input.analogInputChannel());
+    EXPECT_EQ(nullptr, CAnalogChannelLoopIn(nullptr).analogInputChannel());
+}

@@ -1,0 +1,146 @@
+#include "driver/local/LoopSupervisor.h"
+
+#include "driver/local/controller/common/ControlLoop.h"
+#include "driver/local/controller/common/ControlParameters.h"
+#include "driver/local/controller/common/LoopStepGuard.h"
+#include "driver/local/controller/controlloop/PIDControlLoop.h"
+#include "driver/local/controller/controlloop/TwoLevelControlLoop.h"
+#include "driver/local/controller/controlloopinput/AnalogChannelLoopIn.h"
+#include "driver/local/LocalControllerChannel.h"
+#include "platform/rivlink_device/AnalogInChannel.h"
+
+#include <atomic>
+#include <utility>
+
+namespace Rvl {
+
+/// One loop with what happened to it. The loop's own lock guards all but the state.
+class CLoopSupervisor::CSupervisedLoop : public ILoopStepGuard
+{
+public:
+    CSupervisedLoop(const CLoopSupervisor& supervisor, std::size_t index, std::shared_ptr<IControlLoop> loop)
+        : supervisor_(supervisor), index_(index), loop_(std::move(loop))
+    {}
+
+    ~CSupervisedLoop() override { loop_->setStepGuard(nullptr); }
+
+    void begin() { loop_->setStepGuard(this); }
+
+    bool mayCalculate(double actualValue) override
+    {
+        const bool good =
+            supervisor_.judge_.isGoodValue(actualValue) && supervisor_.inputsAreGood(index_, calculated_);
+        if (!good) {
+            if (calculated_) {
+                act();
+            }
+            state_ = calculated_ ? Acting : Waiting;
+            return false;
+        }
+        if (acting_) {
+            resume(actualValue);
+        }
+        calculated_ = true;
+        acting_ = false;
+        state_ = Calculating;
+        return true;
+    }
+
+    void passedStep() override { state_ = Idle; }
+
+    void switched() override
+    {
+        calculated_ = false;
+        acting_ = false;
+        state_ = Waiting;
+    }
+
+    IControlLoop& loop() const { return *loop_; }
+    eState state() const { return state_; }
+
+private:
+    void act()
+    {
+        if (!acting_) {
+            acting_ = true;
+            controlValueBefore_ = loop_->readControlValue();
+        }
+        const SBadInputReaction& reaction = supervisor_.reaction_;
+        if (reaction.action == SBadInputReaction::Disable) {
+            loop_->driveControlValue(loop_->controlParameters().getDisabledU());
+        } else if (reaction.action == SBadInputReaction::Write && index_ + 1 == supervisor_.loopCount()) {
+            loop_->driveControlValue(reaction.value);
+        }
+    }
+
+    void resume(double actualValue)
+    {
+        if (auto* const pid = dynamic_cast<CPIDControlLoop*>(loop_.get())) {
+            pid->resume(actualValue);
+        } else if (auto* const twoLevel = dynamic_cast<CTwoLevelControlLoop*>(loop_.get())) {
+            twoLevel->resume(controlValueBefore_);
+        }
+    }
+
+    const CLoopSupervisor& supervisor_;
+    const std::size_t index_;
+    const std::shared_ptr<IControlLoop> loop_;
+    std::atomic<eState> state_{Waiting};
+    bool calculated_ = false; ///< since the loop was enabled
+    bool acting_ = false;
+    double controlValueBefore_ = 0.0;
+};
+
+CLoopSupervisor::CLoopSupervisor(CLocalControllerChannel& channel, const IInputJudge& judge,
+                                 const SBadInputReaction& reaction)
+    : judge_(judge), reaction_(reaction)
+{
+    std::shared_ptr<IControlLoop> loop = channel.controlLoop();
+    while (loop) {
+        loops_.push_back(std::make_unique<CSupervisedLoop>(*this, loops_.size(), loop));
+        loop = std::dynamic_pointer_cast<IControlLoop>(loop->outputElement());
+    }
+    for (const auto& supervised : loops_) {
+        supervised->begin();
+    }
+}
+
+CLoopSupervisor::~CLoopSupervisor() = default;
+
+std::size_t CLoopSupervisor::loopCount() const
+{
+    return loops_.size();
+}
+
+IIoChannelInterface* CLoopSupervisor::inputChannel(std::size_t loop) const
+{
+    const auto input = loops_.at(loop)->loop().inputElement();
+    const auto* const analog = dynamic_cast<const CAnalogChannelLoopIn*>(input.get());
+    return analog ? analog->analogInputChannel() : nullptr;
+}
+
+ILoopSupervision::eState CLoopSupervisor::state(std::size_t loop) const
+{
+    return loops_.at(loop)->state();
+}
+
+bool CLoopSupervisor::inputsAreGood(std::size_t loop, bool calculated) const
+{
+    // loops above still count where everything stops, and before anything is driven
+    const bool all = !calculated || reaction_.action != SBadInputReaction::Hold;
+    for (std::size_t other = all ? 0 : loop; other < loops_.size(); ++other) {
+        if (!loops_[other]->loop().isManualMode() && !judge_.isGoodInput(other)) {
+            return false;
+        }
+    }
+    return true;
+}
+
+} // namespace Rvl
+
+Rvl::ILoopSupervision* rivlinkSuperviseLoops(Rvl::IIoChannelInterface& channel, const Rvl::IInputJudge& judge,
+                                             const Rvl::SBadInputReaction& reaction)
+{
+    const auto local = dynamic_cast<Rvl::CLocalControllerChannel*>(&channel);
+    return local ? new Rvl::CLoopSupervisor(*local, judge, reaction) : nullptr;
+}

@@ -1,0 +1,25 @@
+#pragma once
+
+#include "driver/local/Export.h"
+
+namespace Rvl {
+
+/// Decides at each step of a loop whether it may calculate. Called with the loop's lock held, on the thread
+/// that steps or switches the loop.
+class RIVLINK_LOCAL_EXPORT ILoopStepGuard
+{
+public:
+    ILoopStepGuard();
+    virtual ~ILoopStepGuard();
+    ILoopStepGuard(const ILoopStepGuard&) = delete;
+    ILoopStepGuard& operator=(const ILoopStepGuard&) = delete;
+
+    /// A step of an enabled loop in automatic mode, with the actual value that it would calculate with.
+    virtual bool mayCalculate(double actualValue) = 0;
+    /// A step of a loop that is disabled or in manual mode.
+    virtual void passedStep() = 0;
+    /// The loop was enabled or disabled.
+    virtual void switched() = 0;
+};
+
+} // namespace Rvl

@@ -1,0 +1,424 @@
+#include "driver/local/LoopSupervisor.h"
+
+#include "driver/local/controller/controlloop/PIDControlLoop.h"
+#include "driver/local/controller/controlloop/TwoLevelControlLoop.h"
+#include "driver/local/controller/controlloopinput/AnalogChannelLoopIn.h"
+#include "driver/local/LocalControllerChannel.h"
+#include "platform/rivlink_device/AnalogInChannel.h"
+
+#include <boost/property_tree/ptree.hpp>
+#include <gmock/gmock.h>
+
+#include <cmath>
+#include <limits>
+#include <memory>
+#include <set>
+#include <stdexcept>
+#include <vector>
+
+using namespace Rvl;
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+namespace {
+
+const double notANumber = std::numeric_limits<double>::quiet_NaN();
+
+/// Finds bad what the test says, and every value that is not a number.
+class FakeJudge : public IInputJudge
+{
+public:
+    bool isGoodInput(std::size_t loop) const override { return bad.count(loop) == 0; }
+    bool isGoodValue(double actualValue) const override { return !std::isnan(actualValue); }
+
+    std::set<std::size_t> bad;
+};
+
+class RecordingOut : public ILoopOut
+{
+public:
+    void writeOutputValue(double value) override { written.push_back(value); }
+    std::vector<double> written;
+};
+
+/// K = 2, Ti = 1 s, dt = 0.125 s: integral gain 0.25 per step. Powers of two, so that results are exact.
+std::shared_ptr<CPIDControlLoop> pid(double disabledU, double setpoint)
+{
+    CPIDParameters parameters("pid");
+    parameters.setK(2);
+    parameters.setTi(1);
+    parameters.setMinU(-1000);
+    parameters.setMaxU(1000);
+    parameters.setDisabledU(disabledU);
+    parameters.setSampleTime(125);
+    const auto loop = std::make_shared<CPIDControlLoop>();
+    loop->setParameters(parameters);
+    loop->writeSetpoint(setpoint);
+    return loop;
+}
+
+class LoopSupervisor : public testing::Test
+{
+protected:
+    LoopSupervisor()
+    {
+        loop->setInput(std::make_shared<CAnalogChannelLoopIn>(&sensor));
+        loop->setOutput(output);
+    }
+
+    void supervise(SBadInputReaction::eAction action = SBadInputReaction::Hold, double value = 0.0)
+    {
+        supervisor = std::make_unique<CLoopSupervisor>(channel, judge, SBadInputReaction{action, value});
+    }
+    /// Steps with a good value until the loop has written something, and returns that.
+    double control(double value)
+    {
+        sensor.publishValue(value);
+        loop->setEnabled(true);
+        loop->process();
+        return output->written.back();
+    }
+
+    CAnalogInChannel sensor{"Sensor"};
+    FakeJudge judge;
+    std::shared_ptr<RecordingOut> output = std::make_shared<RecordingOut>();
+    std::shared_ptr<CPIDControlLoop> loop = pid(-5, 10);
+    CLocalControllerChannel channel{"Controller", loop};
+    std::unique_ptr<CLoopSupervisor> supervisor;
+};
+
+/// An outer loop (set point 10) above an inner one.
+class CascadeSupervisor : public testing::Test
+{
+protected:
+    CascadeSupervisor()
+    {
+        outer->setInput(std::make_shared<CAnalogChannelLoopIn>(&outerSensor));
+        outer->setOutput(inner);
+        inner->setInput(std::make_shared<CAnalogChannelLoopIn>(&innerSensor));
+        inner->setOutput(output);
+        outerSensor.publishValue(8);
+        innerSensor.publishValue(1);
+        inner->setEnabled(true);
+        outer->setEnabled(true);
+    }
+    void supervise(SBadInputReaction::eAction action, double value = 0.0)
+    {
+        supervisor = std::make_unique<CLoopSupervisor>(channel, judge, SBadInputReaction{action, value});
+    }
+    void step()
+    {
+        outer->process();
+        inner->process();
+    }
+
+    CAnalogInChannel outerSensor{"Outer sensor"};
+    CAnalogInChannel innerSensor{"Inner sensor"};
+    FakeJudge judge;
+    std::shared_ptr<RecordingOut> output = std::make_shared<RecordingOut>();
+    std::shared_ptr<CPIDControlLoop> outer = pid(-5, 10);
+    std::shared_ptr<CPIDControlLoop> inner = pid(-7, 0);
+    CLocalControllerChannel channel{"Controller", outer};
+    std::unique_ptr<CLoopSupervisor> supervisor;
+};
+
+} // namespace
+
+TEST_F(LoopSupervisor, GoodInputMakesNoDifference)
+{
+    supervise();
+    EXPECT_EQ(4.0, control(8));
+    EXPECT_EQ(0.5, loop->integralControlValue());
+    EXPECT_EQ(4.5, control(8));
+    EXPECT_EQ(ILoopSupervision::Calculating, supervisor->state(0));
+}
+
+TEST_F(LoopSupervisor, LoopWhoseSensorWasNeverThereDrivesNothingWhateverTheAction)
+{
+    for (const auto action :
+         {SBadInputReaction::Hold, SBadInputReaction::Disable, SBadInputReaction::Write}) {
+        supervisor.reset();
+        supervise(action, 33);
+        judge.bad = {0};
+        loop->setEnabled(true);
+        loop->process();
+        loop->process();
+        EXPECT_THAT(output->written, IsEmpty());
+        EXPECT_EQ(ILoopSupervision::Waiting, supervisor->state(0));
+        loop->setEnabled(false);
+        output->written.clear();
+    }
+}
+
+TEST_F(LoopSupervisor, WaitingLoopStartsAsAnyLoopWithTheFirstGoodValue)
+{
+    supervise();
+    judge.bad = {0};
+    loop->setEnabled(true);
+    loop->process();
+    judge.bad.clear();
+    EXPECT_EQ(4.0, control(8)) << "P of the first step, as the integral begins at 0";
+}
+
+TEST_F(LoopSupervisor, BadValueNeverReachesTheTermsEvenIfTheChannelWasJudgedGood)
+{
+    supervise();
+    control(8);
+    sensor.publishValue(notANumber);
+    loop->process();
+    EXPECT_THAT(output->written, ElementsAre(4.0));
+    EXPECT_EQ(4.0, loop->proportionalControlValue());
+    EXPECT_EQ(0.5, loop->integralControlValue());
+    EXPECT_EQ(ILoopSupervision::Acting, supervisor->state(0));
+}
+
+TEST_F(LoopSupervisor, HeldLoopResumesWithTheControlValueItHad)
+{
+    supervise();
+    control(8);
+    judge.bad = {0};
+    for (int i = 0; i < 10; ++i) {
+        loop->process();
+    }
+    judge.bad.clear();
+    EXPECT_EQ(4.0, control(2)) << "the actual value has moved a long way meanwhile";
+    EXPECT_EQ(6.0, control(2)) << "and from there it goes on by its integral gain times the error";
+}
+
+TEST_F(LoopSupervisor, ChangedSetPointMakesNoBumpEither)
+{
+    supervise();
+    control(8);
+    judge.bad = {0};
+    loop->process();
+    loop->writeSetpoint(50);
+    judge.bad.clear();
+    EXPECT_EQ(4.0, control(8));
+}
+
+TEST_F(LoopSupervisor, DisableWritesTheDisabledValueAndResumesFromIt)
+{
+    supervise(SBadInputReaction::Disable);
+    control(8);
+    judge.bad = {0};
+    loop->process();
+    loop->process();
+    EXPECT_THAT(output->written, ElementsAre(4.0, -5.0));
+    EXPECT_EQ(-5.0, loop->readControlValue());
+    EXPECT_TRUE(loop->isEnabled()) << "the switch is the user's";
+    judge.bad.clear();
+    control(8);
+    EXPECT_THAT(output->written, ElementsAre(4.0, -5.0)) << "the first step gives what is there";
+    EXPECT_EQ(-4.5, control(8));
+}
+
+TEST_F(LoopSupervisor, WriteWritesItsValueAndResumesFromIt)
+{
+    supervise(SBadInputReaction::Write, 33);
+    control(8);
+    judge.bad = {0};
+    loop->process();
+    judge.bad.clear();
+    control(8);
+    EXPECT_THAT(output->written, ElementsAre(4.0, 33.0));
+    EXPECT_EQ(33.5, control(8));
+}
+
+TEST_F(LoopSupervisor, WrittenValueBeyondTheLimitsResumesAtTheLimit)
+{
+    supervise(SBadInputReaction::Write, 5000);
+    control(8);
+    judge.bad = {0};
+    loop->process();
+    judge.bad.clear();
+    EXPECT_EQ(1000.0, control(8));
+}
+
+TEST_F(LoopSupervisor, ManualModeIsRespected)
+{
+    supervise(SBadInputReaction::Disable);
+    control(8);
+    judge.bad = {0};
+    loop->process();
+    loop->writeFixedControlValue(12);
+    loop->setManualMode(true);
+    loop->process();
+    EXPECT_THAT(output->written, ElementsAre(4.0, -5.0, 12.0));
+    EXPECT_EQ(ILoopSupervision::Idle, supervisor->state(0));
+    loop->setManualMode(false);
+    loop->process();
+    EXPECT_EQ(-5.0, output->written.back()) << "in automatic mode the action is due again";
+}
+
+TEST_F(LoopSupervisor, UserWhoDisablesMeanwhileHasTheLastWord)
+{
+    supervise();
+    control(8);
+    judge.bad = {0};
+    loop->process();
+    loop->setEnabled(false);
+    judge.bad.clear();
+    sensor.publishValue(8);
+    loop->process();
+    loop->process();
+    EXPECT_THAT(output->written, ElementsAre(4.0, -5.0));
+    EXPECT_EQ(ILoopSupervision::Idle, supervisor->state(0));
+}
+
+TEST_F(LoopSupervisor, LoopThatIsEnabledAgainWaitsForAGoodValue)
+{
+    supervise(SBadInputReaction::Write, 33);
+    control(8);
+    loop->setEnabled(false);
+    judge.bad = {0};
+    loop->setEnabled(true);
+    EXPECT_EQ(ILoopSupervision::Waiting, supervisor->state(0));
+    loop->process();
+    EXPECT_THAT(output->written, ElementsAre(4.0, -5.0));
+}
+
+TEST_F(LoopSupervisor, ProportionalControllerKeepsNoOffsetFromTheFault)
+{
+    CPIDParameters parameters = loop->parameters();
+    parameters.setTi(0);
+    loop->setParameters(parameters);
+    supervise(SBadInputReaction::Write, 33);
+    control(8);
+    judge.bad = {0};
+    loop->process();
+    judge.bad.clear();
+    EXPECT_EQ(4.0, control(8));
+    EXPECT_EQ(0.0, loop->integralControlValue());
+}
+
+TEST_F(LoopSupervisor, LoopsGoOnWithoutItWhenItIsGone)
+{
+    supervise();
+    judge.bad = {0};
+    loop->setEnabled(true);
+    loop->process();
+    supervisor.reset();
+    EXPECT_EQ(4.0, control(8));
+}
+
+TEST_F(LoopSupervisor, TwoLevelLoopIsNotLeftInert)
+{
+    boost::property_tree::ptree tree;
+    for (const auto& [key, value] :
+         {std::pair("SampleTime_ms", "20"), std::pair("Setpoint", "10"), std::pair("LowerThreshold", "2"),
+          std::pair("UpperThreshold", "3"), std::pair("U_Up", "100"), std::pair("U_Down", "0"),
+          std::pair("U_Disabled", "0")}) {
+        tree.put(std::string("Parameters.<xmlattr>.") + key, value);
+    }
+    const auto twoLevel = std::make_shared<CTwoLevelControlLoop>(tree);
+    twoLevel->setInput(std::make_shared<CAnalogChannelLoopIn>(&sensor));
+    twoLevel->setOutput(output);
+    CLocalControllerChannel other("Two-level", twoLevel);
+    CLoopSupervisor supervised(other, judge, {SBadInputReaction::Write, 30});
+    sensor.publishValue(5);
+    twoLevel->setEnabled(true);
+    twoLevel->process();
+    judge.bad = {0};
+    twoLevel->process();
+    judge.bad.clear();
+    sensor.publishValue(10);
+    twoLevel->process();
+    EXPECT_THAT(output->written, ElementsAre(100.0, 30.0, 100.0)) << "between its thresholds again";
+    sensor.publishValue(14);
+    twoLevel->process();
+    EXPECT_EQ(0.0, output->written.back());
+}
+
+TEST_F(LoopSupervisor, InputChannelIsTheOneThatTheLoopReads)
+{
+    supervise();
+    ASSERT_EQ(1u, supervisor->loopCount());
+    EXPECT_EQ(&sensor, supervisor->inputChannel(0));
+    EXPECT_THROW(supervisor->inputChannel(1), std::out_of_range);
+    EXPECT_THROW(supervisor->state(1), std::out_of_range);
+}
+
+TEST_F(LoopSupervisor, SuperviseLoopsBeginsASupervisionOfALocalControllerChannelOnly)
+{
+    SuperviseLoopsFunction* const function = &rivlinkSuperviseLoops;
+    EXPECT_STREQ("rivlinkSuperviseLoops", superviseLoopsFunctionName);
+    const std::unique_ptr<ILoopSupervision> supervision(function(channel, judge, {}));
+    ASSERT_TRUE(supervision);
+    EXPECT_EQ(1u, supervision->loopCount());
+    EXPECT_EQ(nullptr, function(sensor, judge, {}));
+}
+
+TEST_F(CascadeSupervisor, NoLoopDrivesBeforeTheInputsOfAllAreGood)
+{
+    for (const std::size_t missing : {0u, 1u}) {
+        supervisor.reset();
+        supervise(SBadInputReaction::Hold);
+        judge.bad = {missing};
+        step();
+        EXPECT_THAT(output->written, IsEmpty()) << missing;
+        EXPECT_EQ(0.0, inner->readSetpoint()) << missing;
+    }
+    judge.bad.clear();
+    step();
+    EXPECT_EQ(4.0, inner->readSetpoint());
+    EXPECT_THAT(output->written, ElementsAre(6.0));
+}
+
+TEST_F(CascadeSupervisor, HoldLeavesTheLoopsBelowABadInputInControl)
+{
+    supervise(SBadInputReaction::Hold);
+    step();
+    judge.bad = {0};
+    step();
+    EXPECT_EQ(ILoopSupervision::Acting, supervisor->state(0));
+    EXPECT_EQ(ILoopSupervision::Calculating, supervisor->state(1));
+    EXPECT_EQ(4.0, inner->readSetpoint());
+    EXPECT_THAT(output->written, ElementsAre(6.0, 6.75)) << "towards the set point that it has";
+}
+
+TEST_F(CascadeSupervisor, HoldStopsTheLoopsAboveABadInput)
+{
+    supervise(SBadInputReaction::Hold);
+    step();
+    const double integral = outer->integralControlValue();
+    judge.bad = {1};
+    for (int i = 0; i < 10; ++i) {
+        step();
+    }
+    EXPECT_EQ(integral, outer->integralControlValue()) << "no winding up";
+    EXPECT_THAT(output->written, ElementsAre(6.0));
+}
+
+TEST_F(CascadeSupervisor, DisableStopsTheLoopsBelowABadInputAsWell)
+{
+    supervise(SBadInputReaction::Disable);
+    step();
+    judge.bad = {0};
+    step();
+    EXPECT_EQ(-5.0, inner->readSetpoint());
+    EXPECT_THAT(output->written, ElementsAre(6.0, -7.0));
+    judge.bad.clear();
+    step();
+    EXPECT_THAT(output->written, ElementsAre(6.0, -7.0)) << "the first step gives what is there";
+}
+
+TEST_F(CascadeSupervisor, WriteWritesToTheInnermostOutput)
+{
+    supervise(SBadInputReaction::Write, 33);
+    step();
+    judge.bad = {0};
+    step();
+    EXPECT_EQ(4.0, inner->readSetpoint());
+    EXPECT_THAT(output->written, ElementsAre(6.0, 33.0));
+}
+
+TEST_F(CascadeSupervisor, InputOfALoopInManualModeDoesNotCount)
+{
+    supervise(SBadInputReaction::Disable);
+    outer->writeFixedControlValue(4);
+    outer->setManualMode(true);
+    judge.bad = {0};
+    step();
+    EXPECT_THAT(output->written, ElementsAre(6.0)) << "the inner loop controls to the manual set point";
+    EXPECT_EQ(ILoopSupervision::Idle, supervisor->state(0));
+}
