@@ -22,7 +22,7 @@ CAssembly::CAssembly(const std::filesystem::path& configurationFile, const CPlug
         .run();
     if (complete) {
         const CLogSilence silence("ExceptionLogger"); // what building throws is told as a fault
-        session_.build(faults_, plugins_.loopSupervisors());
+        session_.build(faults_, {plugins_.loopSupervisors(), plugins_.loopRearmers()});
     }
 }
 

@@ -11,6 +11,7 @@
 #include <boost/asio/signal_set.hpp>
 
 #include <csignal>
+#include <vector>
 #endif
 
 namespace Rvl {
@@ -30,10 +31,9 @@ struct CEndRequest::Private
     {
         {
             const std::lock_guard<std::mutex> lock(mutex);
-            if (!current) {
-                return FALSE;
+            if (current) {
+                boost::asio::post(current->context, current->call);
             }
-            boost::asio::post(current->context, current->call);
         }
         if (event != CTRL_C_EVENT && event != CTRL_BREAK_EVENT) {
             // returning would end the process here and now: this thread goes with the process instead
@@ -77,6 +77,7 @@ struct CEndRequest::Private
 {
     boost::asio::signal_set signals;
     std::function<void()> call;
+    std::vector<int> handled;
 
     void wait()
     {
@@ -90,17 +91,34 @@ struct CEndRequest::Private
 };
 
 CEndRequest::CEndRequest(boost::asio::io_context& context, std::function<void()> call)
-    : private_(new Private{boost::asio::signal_set(context), std::move(call)})
+    : private_(new Private{boost::asio::signal_set(context), std::move(call), {}})
 {
     for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
         if (!isIgnored(signal)) {
             private_->signals.add(signal);
+            private_->handled.push_back(signal);
         }
     }
     private_->wait();
 }
 
-CEndRequest::~CEndRequest() = default;
+CEndRequest::~CEndRequest()
+{
+    // blocked in between, so that no signal meets the system's own handler, which ends the process
+    sigset_t set;
+    sigemptyset(&set);
+    for (const int signal : private_->handled) {
+        sigaddset(&set, signal);
+    }
+    sigset_t before;
+    pthread_sigmask(SIG_BLOCK, &set, &before);
+    boost::system::error_code ignored;
+    private_->signals.clear(ignored);
+    for (const int signal : private_->handled) {
+        std::signal(signal, SIG_IGN);
+    }
+    pthread_sigmask(SIG_SETMASK, &before, nullptr);
+}
 
 #endif
 

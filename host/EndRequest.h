@@ -12,7 +12,8 @@ namespace Rvl {
 /// shutting down of the system.
 /// What whoever started the process had it ignore stays ignored. Nothing of these then ends the process: that
 /// is left to whoever is called. A system that ends a process as soon as it has taken note (Windows after all
-/// but Ctrl-C and Ctrl-Break) is made to wait for the process's own end, as far as it waits at all. One at a
+/// but Ctrl-C and Ctrl-Break) is made to wait for the process's own end, as far as it waits at all. Once the
+/// object is gone the process is on its way out: who asks again has been heard, and changes nothing. One at a
 /// time in a process.
 class CEndRequest
 {

@@ -114,26 +114,30 @@ void CPluginLoader::registerFactories()
     }
 }
 
-std::vector<ObserveLoopsFunction*> CPluginLoader::loopObservers() const
+template <class Function> std::vector<Function*> CPluginLoader::functions(const char* name) const
 {
-    std::vector<ObserveLoopsFunction*> observers;
+    std::vector<Function*> found;
     for (const auto& plugin : plugins_) {
-        if (plugin->library.has(observeLoopsFunctionName)) {
-            observers.push_back(&plugin->library.get<ObserveLoopsFunction>(observeLoopsFunctionName));
+        if (plugin->library.has(name)) {
+            found.push_back(&plugin->library.get<Function>(name));
         }
     }
-    return observers;
+    return found;
+}
+
+std::vector<ObserveLoopsFunction*> CPluginLoader::loopObservers() const
+{
+    return functions<ObserveLoopsFunction>(observeLoopsFunctionName);
 }
 
 std::vector<SuperviseLoopsFunction*> CPluginLoader::loopSupervisors() const
 {
-    std::vector<SuperviseLoopsFunction*> supervisors;
-    for (const auto& plugin : plugins_) {
-        if (plugin->library.has(superviseLoopsFunctionName)) {
-            supervisors.push_back(&plugin->library.get<SuperviseLoopsFunction>(superviseLoopsFunctionName));
-        }
-    }
-    return supervisors;
+    return functions<SuperviseLoopsFunction>(superviseLoopsFunctionName);
+}
+
+std::vector<RearmLoopsFunction*> CPluginLoader::loopRearmers() const
+{
+    return functions<RearmLoopsFunction>(rearmLoopsFunctionName);
 }
 
 } // namespace Rvl

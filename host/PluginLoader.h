@@ -1,6 +1,7 @@
 #pragma once
 
 #include "common/LoopObservation.h"
+#include "common/LoopRearming.h"
 #include "common/LoopSupervision.h"
 #include "host/HostException.h"
 #include "host/PluginPath.h"
@@ -51,9 +52,12 @@ public:
     std::vector<ObserveLoopsFunction*> loopObservers() const;
     /// The functions by which loaded plug-ins have their loops supervised.
     std::vector<SuperviseLoopsFunction*> loopSupervisors() const;
+    /// The functions by which loaded plug-ins set their loops' timers anew.
+    std::vector<RearmLoopsFunction*> loopRearmers() const;
 
 private:
     struct SPlugin;
+    template <class Function> std::vector<Function*> functions(const char* name) const;
 
     const CPluginPath path_;
     CTypeCatalogue& catalogue_;

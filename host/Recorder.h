@@ -5,22 +5,27 @@
 #include <chrono>
 #include <filesystem>
 #include <fstream>
+#include <memory>
 #include <string>
 #include <vector>
 
 namespace Rvl {
 
 /// Writes the controllers' states to a CSV file (RFC 4180 quoting, lines ended by a line feed): time,
-/// channel, set point, actual value, control value, enabled, manual. Numbers have a decimal point whatever
-/// the locale and read back exactly. Every row is handed to the system before write() returns, so that
-/// killing the process loses none of them.
+/// channel, set point, actual value, control value, enabled, manual, state. Numbers have a decimal point
+/// whatever the locale and read back exactly. Every row is handed to the system before write() returns, so
+/// that killing the process loses none of them.
 class CRecorder
 {
 public:
     /// Creates the file and writes its header with the units of the controllers given. A file that is already
     /// there is replaced if `replace` says so.
-    /// Throws CHostException (ExitFailure) if there is one otherwise, or if it cannot be created.
+    /// Throws CHostException (ExitFailure) if there is one otherwise, if it cannot be created, or if another
+    /// recorder is still writing it (where the system can tell).
     CRecorder(const std::filesystem::path& file, bool replace, const std::vector<SControllerState>& states);
+    ~CRecorder();
+    CRecorder(const CRecorder&) = delete;
+    CRecorder& operator=(const CRecorder&) = delete;
 
     /// One row per controller. Once writing has failed nothing more is written: a record has no holes.
     /// Returns false the one time that it fails.
@@ -30,6 +35,8 @@ public:
 private:
     bool flush();
 
+    class CClaim;
+    std::unique_ptr<CClaim> claim_;
     std::ofstream stream_;
     bool failed_ = false;
 };

@@ -5,6 +5,7 @@
 #include "host/Assembly.h"
 #include "host/EndRequest.h"
 #include "host/HostException.h"
+#include "host/LastResort.h"
 #include "host/LiveTable.h"
 #include "host/Recorder.h"
 #include "host/Summary.h"
@@ -210,7 +211,7 @@ private:
 int runConfiguration(const SRunOptions& options, const CPluginPath& pluginPath, std::ostream& out,
                      std::ostream& err)
 {
-    surviveBrokenPipes();
+    surviveFailedWrites();
     std::error_code ignored;
     if (options.record && std::filesystem::equivalent(*options.record, options.configuration, ignored)) {
         throw CHostException(ExitUsage, "the record " + options.record->string() + " is the configuration");
@@ -225,10 +226,14 @@ int runConfiguration(const SRunOptions& options, const CPluginPath& pluginPath, 
         CRun run(options, assembly, out, err);
         std::string text;
         try {
+            const CLastResort lastResort([&assembly] { assembly.session().emergencyStop(); });
             run.perform();
             text = run.summaryText();
         } catch (const std::exception& exception) {
             err << "stopped: " << exception.what() << std::endl;
+            result = ExitFailure;
+        } catch (...) {
+            err << "stopped: an exception of unknown kind" << std::endl;
             result = ExitFailure;
         }
         run.endObservation();

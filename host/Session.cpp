@@ -1,5 +1,6 @@
 #include "host/Session.h"
 
+#include "host/ClockWatch.h"
 #include "host/ConfigurationFrame.h"
 #include "host/HostException.h"
 #include "host/InputSupervision.h"
@@ -74,14 +75,16 @@ bool CSession::attempt(const pugi::xml_node& node, CFaultList& faults, const std
         return true;
     } catch (const std::exception& exception) {
         faults.add(configuration_.fault(node, std::string("cannot be built: ") + exception.what()));
-        notBuilt_.insert(node.attribute("Name").value());
-        return false;
+    } catch (...) {
+        faults.add(configuration_.fault(node, "cannot be built: an exception of unknown kind"));
     }
+    notBuilt_.insert(node.attribute("Name").value());
+    return false;
 }
 
-void CSession::build(CFaultList& faults, const std::vector<SuperviseLoopsFunction*>& supervisors)
+void CSession::build(CFaultList& faults, const SLoopFunctions& functions)
 {
-    supervisors_ = supervisors;
+    functions_ = functions;
     buildBuses(faults);
     buildDevices(faults);
     buildChannels(faults);
@@ -203,7 +206,7 @@ void CSession::superviseInputs(const pugi::xml_node& node, SChannel& entry, CFau
     }
     try {
         const SBadInputPolicy policy = SBadInputPolicy::from(*tree);
-        entry.supervision = CInputSupervision::begin(*entry.channel, policy, supervisors_);
+        entry.supervision = CInputSupervision::begin(*entry.channel, policy, functions_.supervise);
         if (!entry.supervision) {
             throw CHostException(ExitBadConfiguration, "cannot be carried out: no plug-in supervises the "
                                                        "loops of this channel; expected no BadInput");
@@ -230,6 +233,13 @@ void CSession::checkSetPoint(const pugi::xml_node& node, IControllerChannel& con
 void CSession::start()
 {
     started_ = true;
+    clockWatch_ = std::make_unique<CClockWatch>([this] {
+        for (const auto& entry : channels_) {
+            for (RearmLoopsFunction* const rearm : functions_.rearm) {
+                rearm(*entry->channel);
+            }
+        }
+    });
     CBusRegistry& buses = CEnvironment::getInstance()->busRegistry();
     for (const std::string& name : buses.names()) {
         const std::shared_ptr<IBus> bus = buses.get(name);
@@ -289,6 +299,7 @@ std::vector<std::string> CSession::shutDown()
         }
         attemptTo("stopping what drives devices", [&] { environment.aboutToDisconnect()(); });
     }
+    clockWatch_.reset(); // not before: stopping waits for the loops' timers
     // in reverse, because the later ones may be built on the earlier ones
     for (auto entry = channels_.rbegin(); entry != channels_.rend(); ++entry) {
         if ((*entry)->controller) {
@@ -323,6 +334,25 @@ std::vector<std::string> CSession::shutDown()
     }
     started_ = false;
     return failures;
+}
+
+void CSession::emergencyStop()
+{
+    const auto attemptTo = [](const auto& step) {
+        try {
+            step();
+        } catch (...) {
+            // the others are what matters now
+        }
+    };
+    for (const auto& entry : channels_) {
+        if (entry->controller) {
+            attemptTo([&] { entry->controller->setEnabled(false); });
+        }
+    }
+    for (const auto& entry : devices_) {
+        attemptTo([&] { entry->device->disconnect(); });
+    }
 }
 
 std::vector<IControllerChannel*> CSession::controllers() const

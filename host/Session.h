@@ -1,5 +1,6 @@
 #pragma once
 
+#include "common/LoopRearming.h"
 #include "common/LoopSupervision.h"
 #include "host/Configuration.h"
 #include "host/ControllerState.h"
@@ -18,10 +19,18 @@
 
 namespace Rvl {
 
+class CClockWatch;
 class IBus;
 class IControllerChannel;
 class IDeviceInterface;
 class IIoChannelInterface;
+
+/// What loaded plug-ins can do for their loops.
+struct SLoopFunctions
+{
+    std::vector<SuperviseLoopsFunction*> supervise;
+    std::vector<RearmLoopsFunction*> rearm;
+};
 
 /// The objects of one configuration, from building to destruction: build(), start(), shutDown().
 class CSession
@@ -37,9 +46,10 @@ public:
     /// Builds buses, devices and channels and binds the channels to their devices; drives nothing. What fails
     /// becomes a fault. Objects that `faults` already concerns are not built, nor is what refers to them.
     /// Controllers whose configuration says what to do about bad input are supervised from here on, by the
-    /// plug-ins' functions in `supervisors`.
-    void build(CFaultList& faults, const std::vector<SuperviseLoopsFunction*>& supervisors = {});
-    /// Connects buses and devices and enables the controllers whose configuration says so. What a device or
+    /// plug-ins' own functions.
+    void build(CFaultList& faults, const SLoopFunctions& functions = {});
+    /// Connects buses and devices and enables the controllers whose configuration says so. From now on the
+    /// loops' timers are set anew whenever the system's calendar goes back. What a device or
     /// controller throws passes; shutDown() then undoes what was done.
     void start();
     /// Takes everything down, in this order: disables every controller once start() was called, emits
@@ -47,6 +57,11 @@ public:
     /// the devices, disconnects and shuts down the buses. One failure does not keep the rest from being done.
     /// Returns what failed, one text each. Nothing is left to do for a second call.
     std::vector<std::string> shutDown();
+
+    /// For a process that is about to end: has every controller write its disabled value and every device
+    /// carry that out, as far as they still can. Nothing is destroyed. Other threads may be in any operation
+    /// but shutDown().
+    void emergencyStop();
 
     /// The controllers in file order; valid until shutDown().
     std::vector<IControllerChannel*> controllers() const;
@@ -77,7 +92,8 @@ private:
     /// In the order of building; destroyed in reverse.
     std::vector<std::unique_ptr<SChannel>> channels_;
     std::set<std::string> notBuilt_;
-    std::vector<SuperviseLoopsFunction*> supervisors_;
+    SLoopFunctions functions_;
+    std::unique_ptr<CClockWatch> clockWatch_;
     std::vector<std::shared_ptr<IBus>> connectedBuses_;
     bool started_ = false;
 };

@@ -38,7 +38,7 @@ STerminalSize terminalSize()
             static_cast<std::size_t>(info.srWindow.Bottom - info.srWindow.Top + 1)};
 }
 
-void surviveBrokenPipes() {}
+void surviveFailedWrites() {}
 
 #else
 
@@ -56,9 +56,10 @@ STerminalSize terminalSize()
     return {size.ws_col, size.ws_row};
 }
 
-void surviveBrokenPipes()
+void surviveFailedWrites()
 {
     std::signal(SIGPIPE, SIG_IGN);
+    std::signal(SIGXFSZ, SIG_IGN); // a file that may not grow any further
 }
 
 #endif

@@ -18,8 +18,8 @@ struct STerminalSize
 /// The size of the terminal's window; 80 by 24 if it does not tell.
 STerminalSize terminalSize();
 
-/// Keeps the process alive when whoever reads its output goes away: writing then fails, as to a full disk,
-/// instead of ending the process with its actuators driven.
-void surviveBrokenPipes();
+/// Keeps the process alive when whoever reads its output goes away, or a file reaches the size that it may
+/// have: writing then fails, as to a full disk, instead of ending the process with its actuators driven.
+void surviveFailedWrites();
 
 } // namespace Rvl

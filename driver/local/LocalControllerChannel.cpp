@@ -233,6 +233,11 @@ void CLocalControllerChannel::stop()
     private_->processor.stopControlLoops();
 }
 
+void CLocalControllerChannel::rearm()
+{
+    private_->processor.rearmControlLoops();
+}
+
 std::uint64_t CLocalControllerChannel::runs() const
 {
     return private_->runs;
@@ -309,3 +314,10 @@ void CLocalControllerChannel::addCascadedControlLoopToProcessor(std::shared_ptr<
 }
 
 } // namespace Rvl
+
+void rivlinkRearmLoops(Rvl::IIoChannelInterface& channel)
+{
+    if (auto* const local = dynamic_cast<Rvl::CLocalControllerChannel*>(&channel)) {
+        local->rearm();
+    }
+}

@@ -1,11 +1,18 @@
 // What the host says and does when something is wrong with a running loop, its output or its surroundings.
 
 #include "tests/support/ProgramRun.h"
+#include "tests/support/Record.h"
 
 #include <gmock/gmock.h>
 
+#include <algorithm>
 #include <chrono>
 #include <csignal>
+#include <optional>
+
+#if !defined(_WIN32)
+#include <sys/types.h>
+#endif
 
 #if defined(_WIN32)
 #include <windows.h>
@@ -145,3 +152,296 @@ TEST(HostFaults, RecordNeedsAFileName)
         EXPECT_THAT(result.err, Not(IsEmpty()));
     }
 }
+
+namespace {
+
+const std::string pidBench = "Noise=\"0.02\" Seed=\"1\"/>";
+
+std::string pidWithFault(const std::string& fault)
+{
+    return exampleWith("pid/pid.xml", pidBench, ">" + fault + "</Device>");
+}
+
+/// Runs a configuration and returns its record. The run has to end well.
+std::vector<SRecordRow> recordOf(const std::string& text, const std::string& duration)
+{
+    const CTemporaryFolder folder;
+    const SProgramResult result =
+        runProgram(host, {"run", "--log", "off", folder.write("c.xml", text), "--for", duration, "--record",
+                          folder.file("r.csv"), "--record-interval", "20ms"});
+    EXPECT_EQ(0, result.exitCode) << result.err;
+    return readRecord(folder.file("r.csv"));
+}
+
+std::ptrdiff_t rowsWith(const std::vector<SRecordRow>& rows, const std::string& state)
+{
+    return std::count_if(rows.begin(), rows.end(), [&](const SRecordRow& row) { return row.state == state; });
+}
+
+/// A configuration of rivlink_local over channels of the tests' plug-in, whose outputs keep a journal: the
+/// controllers "Sound" and "Other" with the disabled value 7. The second is called
+/// as `other` says, and its output likewise; one called "Broken output" throws.
+std::string journalledConfiguration(const std::string& other = "Other",
+                                    const std::string& secondDevice = "Name=\"Bench 2\"")
+{
+    const auto controller = [](const std::string& name) {
+        return "<Channel Name=\"" + name +
+               "\" Type=\"Rvl::CLocalControllerChannel\" Enabled=\"true\">"
+               "<ControlLoop><Type>Rvl::CPIDControlLoop</Type><Enabled>true</Enabled>"
+               "<PIDParam Name=\"p\" K=\"1\" Ti=\"0\" Td=\"0\" DerivativeGainLimit=\"0\" MinU=\"0\" "
+               "MaxU=\"100\" "
+               "DisabledU=\"7\" Setpoint=\"45\" SampleTime_ms=\"" +
+               (name == "Sound" ? "20" : "300") +
+               "\"/><Input><Type>Rvl::CAnalogChannelLoopIn</Type><Channel>Temperature</Channel></Input>"
+               "<Output><Type>Rvl::CAnalogChannelLoopOut</Type><Channel>" +
+               name + " output</Channel></Output></ControlLoop></Channel>\n";
+    };
+    return "<Configuration><Plugins><Plugin Name=\"rivlink_local\"/><Plugin Name=\"rivlink_fake\" Path=\"" +
+           std::string(RIVLINK_FAKE_PLUGIN) +
+           "\"/></Plugins>\n"
+           "<Devices><Device Name=\"Bench\" Type=\"Rvl::CFakeDevice\"/>"
+           "<Device " +
+           secondDevice +
+           " Type=\"Rvl::CFakeDevice\"/></Devices>\n"
+           "<Channels><Channel Name=\"Temperature\" Type=\"Rvl::CFakeInput\" Device=\"Bench\" "
+           "Value=\"25\"/>\n"
+           "<Channel Name=\"Sound output\" Type=\"Rvl::CFakeOutput\" Device=\"Bench\"/>\n"
+           "<Channel Name=\"" +
+           other + " output\" Type=\"Rvl::CFakeOutput\" Device=\"" +
+           (secondDevice.find("Strange") == std::string::npos ? "Bench 2" : "Strange") + "\"/>\n" +
+           controller("Sound") + controller(other) + "</Channels></Configuration>\n";
+}
+
+} // namespace
+
+TEST(HostFaults, FrozenSensorGoesUnnoticedAndTheLoopKeepsToItsLimits)
+{
+    const auto rows =
+        recordOf(pidWithFault("<Fault Kind=\"SensorStuck\" Signal=\"JacketTemperature\" From_s=\"0.5\" "
+                              "To_s=\"3\"/>"),
+                 "5s");
+    EXPECT_EQ(static_cast<std::ptrdiff_t>(rows.size()), rowsWith(rows, "ok"));
+    EXPECT_TRUE(std::all_of(rows.begin(), rows.end(), [](const SRecordRow& row) {
+        return row.controlValue >= 0.0 && row.controlValue <= 100.0;
+    }));
+    EXPECT_LT(rows.back().controlValue, 50.0) << "the integral has not run away meanwhile";
+}
+
+TEST(HostFaults, DeviceThatComesBackGetsItsOutputsAgainAndTheLoopGoesOn)
+{
+    const auto rows = recordOf(pidWithFault("<Fault Kind=\"DeviceAway\" From_s=\"0.5\" To_s=\"1\"/>"), "3s");
+    EXPECT_GT(rowsWith(rows, "fault: Jacket temperature: Device Bench is away and does not answer"), 10);
+    EXPECT_EQ("ok", rows.back().state);
+    EXPECT_GT(rows.back().actualValue, rows.front().actualValue + 5.0) << "the heater heats again";
+}
+
+TEST(HostFaults, FailedWriteOfAnActuatorIsToldAndRepeatedOnceItCanBe)
+{
+    // the heater of a bench of its own, which is away when the first value is written
+    std::string text = exampleWith("pid/pid.xml", pidBench,
+                                   "/><Device Name=\"Far\" Type=\"Rvl::CThermalBench\"><Fault "
+                                   "Kind=\"DeviceAway\" From_s=\"0\" To_s=\"1\"/></Device>");
+    const std::string bound = "<Device>Bench</Device>\n      <Signal>Heater</Signal>";
+    text.replace(text.find(bound), bound.size(), "<Device>Far</Device><Signal>Heater</Signal>");
+    const std::string channels = "<Channels>";
+    text.replace(text.find(channels), channels.size(),
+                 "<Channels><Channel Name=\"Far temperature\" Type=\"Rvl::CSimulatedAnalogInChannel\">"
+                 "<Device>Far</Device><Signal>JacketTemperature</Signal></Channel>"
+                 "<Channel Name=\"Watch\" Type=\"Rvl::CLocalControllerChannel\" Enabled=\"true\" "
+                 "Manual=\"true\"><ControlLoop><Type>Rvl::CPIDControlLoop</Type><Enabled>true</Enabled>"
+                 "<PIDParam Name=\"p\" K=\"0\" Ti=\"0\" Td=\"0\" DerivativeGainLimit=\"0\" MinU=\"0\" "
+                 "MaxU=\"0\" DisabledU=\"0\" Setpoint=\"0\" SampleTime_ms=\"100\"/>"
+                 "<Input><Type>Rvl::CAnalogChannelLoopIn</Type><Channel>Far temperature</Channel></Input>"
+                 "<InputSameAsOutput>false</InputSameAsOutput>"
+                 "<Output><Type>Rvl::CConditionalControlLoop</Type><Parameters SampleTime_ms=\"100\" "
+                 "Setpoint=\"0\" U_Disabled=\"0\"/><Input><Type>Rvl::CAnalogChannelLoopIn</Type>"
+                 "<Channel>Far temperature</Channel></Input><Output><Type>Rvl::CPT1Element</Type></Output>"
+                 "</Output></ControlLoop></Channel>");
+    const auto rows = recordOf(text, "3s");
+    const auto jacket = rowsOf(rows, "Jacket");
+    EXPECT_GT(rowsWith(jacket, "fault: Heater: Device Far is away and does not answer"), 10);
+    EXPECT_EQ("ok", jacket.back().state);
+    EXPECT_EQ(100.0, jacket.back().controlValue)
+        << "the same value from the first step on: never written anew";
+    EXPECT_GT(rowsOf(rows, "Watch").back().actualValue, 25.0) << "and yet the far heater has it now";
+}
+
+TEST(HostFaults, PlugInThatThrowsWhileBuildingStartsNothing)
+{
+    for (const auto& [device, fault] :
+         {std::pair<std::string, std::string>("Name=\"Bench 2\" FailAt=\"construct\"",
+                                              "failing at construct as told"),
+          std::pair<std::string, std::string>("Name=\"Strange\"", "an exception of unknown kind")}) {
+        const CTemporaryFolder folder;
+        const std::string file = folder.write("c.xml", journalledConfiguration("Other", device));
+        const SProgramResult result = runProgram(host, {"run", file, "--for", "1s"}, "",
+                                                 {{"RIVLINK_FAKE_JOURNAL", folder.file("journal")}});
+        EXPECT_EQ(78, result.exitCode);
+        EXPECT_THAT(result.err, HasSubstr("cannot be built: " + fault));
+        EXPECT_THAT(readFile(folder.file("journal")), Not(HasSubstr("connect")));
+    }
+}
+
+TEST(HostFaults, ExceptionOutOfAStepEndsTheProcessAfterTheOtherLoopsTookTheirDisabledValues)
+{
+    const CTemporaryFolder folder;
+    const std::string file = folder.write("c.xml", journalledConfiguration("Broken"));
+    const SProgramResult result = runProgram(host, {"run", "--log", "off", file, "--for", "20s"}, "",
+                                             {{"RIVLINK_FAKE_JOURNAL", folder.file("journal")}});
+#if !defined(_WIN32)
+    EXPECT_EQ(128 + SIGABRT, result.exitCode);
+#else
+    EXPECT_NE(0, result.exitCode);
+#endif
+    EXPECT_THAT(result.err,
+                testing::StartsWith("the process ends, as nobody caught an exception: the output is "
+                                    "out of its mind\n"));
+    EXPECT_THAT(linesOf(readFile(folder.file("journal"))),
+                testing::IsSupersetOf({"output Sound output = 20", "output Sound output = 7",
+                                       "device Bench disconnect, last output 7"}));
+}
+
+#if !defined(_WIN32)
+TEST(HostFaults, DiskThatFillsUpWhileRecordingEndsTheRecordButNotTheControl)
+{
+    const CTemporaryFolder folder;
+    const std::string record = folder.file("r.csv");
+    // a file may grow to four blocks only, which takes some rows
+    const SProgramResult result = runProgram(
+        "/bin/sh", {"-c", "ulimit -f 4; exec '" + host + "' run --log off '" + examples +
+                              "/pid/pid.xml' --for 2s --record '" + record + "' --record-interval 10ms"});
+    EXPECT_EQ("writing the record " + record + " failed; control goes on without a record\n", result.err);
+    EXPECT_EQ(1, result.exitCode);
+    EXPECT_THAT(result.out, HasSubstr("  Jacket   0     Rvl::CPIDControlLoop  1")) << "some nineteen steps";
+    EXPECT_GT(linesOf(readFile(record)).size(), 10u) << "it had begun";
+}
+#endif
+
+TEST(HostFaults, SecondHostDoesNotTouchTheRecordOfTheFirst)
+{
+    const CTemporaryFolder folder;
+    const std::string record = folder.file("r.csv");
+    const std::vector<std::string> arguments{
+        "run", "--log", "off", examples + "/pid/pid.xml", "--for", "30s", "--record", record, "--force"};
+    CProgramRun first(host, arguments);
+    ASSERT_TRUE(eventually([&] { return linesOf(readFile(record)).size() > 3; }));
+    const SProgramResult second = runProgram(host, arguments);
+    EXPECT_EQ(1, second.exitCode);
+    EXPECT_EQ("the record " + record + " is being written by another program\n", second.err);
+    const std::size_t rows = linesOf(readFile(record)).size();
+    EXPECT_GT(rows, 3u);
+    EXPECT_TRUE(eventually([&] { return linesOf(readFile(record)).size() > rows; })) << "the first goes on";
+    first.end(eEnd::Interrupt);
+    EXPECT_EQ(0, first.wait().exitCode);
+    EXPECT_NO_THROW(readRecord(record)) << "every row is whole";
+}
+
+TEST(HostFaults, SecondHostOnAConfigurationRunsBesideTheFirst)
+{
+    // simulated devices belong to their process
+    CProgramRun first(host, {"run", "--log", "off", examples + "/pid/pid.xml", "--for", "1s"});
+    CProgramRun second(host, {"run", "--log", "off", examples + "/pid/pid.xml", "--for", "1s"});
+    EXPECT_EQ(0, first.wait().exitCode);
+    EXPECT_EQ(0, second.wait().exitCode);
+}
+
+TEST(HostFaults, SignalInTheMiddleOfTheStartTakesBackWhatWasStarted)
+{
+    // however far the start has come: from before the signal is the host's own (nothing is connected then) to
+    // a running loop
+    int ended = 0;
+    for (int delay_ms = 0; delay_ms < 160 || (ended == 0 && delay_ms < 20000);
+         delay_ms += delay_ms < 160 ? 8 : 200) {
+        const CTemporaryFolder folder;
+        const std::string file = folder.write("c.xml", journalledConfiguration());
+        CProgramRun run(host, {"run", "--log", "off", file, "--for", "30s"}, "",
+                        {{"RIVLINK_FAKE_JOURNAL", folder.file("journal")}});
+        const auto start = std::chrono::steady_clock::now();
+        while (std::chrono::steady_clock::now() - start < std::chrono::milliseconds(delay_ms)) {
+        }
+        run.end(eEnd::Terminate);
+        const SProgramResult result = run.wait();
+        const std::string journal = readFile(folder.file("journal"));
+        if (journal.find("connect") == std::string::npos) {
+            continue; // nothing was driven yet; before the signal is the host's, the system ends the process
+        }
+        EXPECT_EQ(0, result.exitCode) << delay_ms << result.err;
+        EXPECT_THAT(journal, HasSubstr("device Bench destroyed")) << delay_ms << result.err;
+        EXPECT_THAT(journal, Not(HasSubstr("last output 20"))) << delay_ms;
+        ++ended;
+    }
+    EXPECT_GT(ended, 0) << "the last ones at least meet a host that handles signals";
+}
+
+TEST(HostFaults, SignalsInTheMiddleOfTheShutdownDoNotCutItShort)
+{
+    const CTemporaryFolder folder;
+    // a sample time of 300 ms keeps the shutdown waiting that long
+    const std::string file = folder.write("c.xml", journalledConfiguration());
+    CProgramRun run(host, {"run", "--log", "off", file, "--for", "30s"}, "",
+                    {{"RIVLINK_FAKE_JOURNAL", folder.file("journal")}});
+    ASSERT_TRUE(eventually(
+        [&] { return readFile(folder.file("journal")).find("Other output = 20") != std::string::npos; }));
+    while (run.isRunning()) {
+        run.end(eEnd::Terminate);
+        run.end(eEnd::Interrupt);
+    }
+    EXPECT_EQ(0, run.wait().exitCode);
+    EXPECT_THAT(
+        linesOf(readFile(folder.file("journal"))),
+        testing::IsSupersetOf({"output Sound output = 7", "output Other output = 7",
+                               "device Bench disconnect, last output 7",
+                               "device Bench 2 disconnect, last output 7", "device Bench destroyed"}));
+}
+
+TEST(HostFaults, KilledHostWritesNothingMoreSoOnlyADevicesOwnWatchdogCanSwitchItOff)
+{
+    const CTemporaryFolder folder;
+    const std::string file = folder.write("c.xml", journalledConfiguration());
+    CProgramRun run(host, {"run", "--log", "off", file, "--for", "30s"}, "",
+                    {{"RIVLINK_FAKE_JOURNAL", folder.file("journal")}});
+    const auto journal = [&] { return readFile(folder.file("journal")); };
+    ASSERT_TRUE(eventually([&] {
+        return journal().find("Other output = 20") != std::string::npos &&
+               journal().find("Sound output = 20") != std::string::npos;
+    }));
+    run.end(eEnd::Kill);
+    EXPECT_EQ(killedExitCode, run.wait().exitCode);
+    EXPECT_THAT(journal(), Not(HasSubstr("= 7")));
+    EXPECT_THAT(journal(), Not(HasSubstr("disconnect")));
+}
+
+#if defined(RIVLINK_CLOCK_STEP)
+namespace {
+
+/// Runs the PID example for two seconds more after its calendar was set by so many seconds, once it controls.
+SProgramResult runWithClockStep(const std::string& step_s)
+{
+    const CTemporaryFolder folder;
+    CProgramRun run(host, {"run", "--log", "off", examples + "/pid/pid.xml", "--for", "3s"}, "",
+                    {{"LD_PRELOAD", RIVLINK_CLOCK_STEP},
+                     {"ASAN_OPTIONS", "verify_asan_link_order=0"},
+                     {"RIVLINK_TEST_CLOCK_STEP_S", step_s},
+                     {"RIVLINK_TEST_CLOCK_STEP_WHEN", folder.file("now")}});
+    EXPECT_TRUE(eventually([&] { return run.outSoFar().find("Z  Jacket: auto") != std::string::npos; }));
+    folder.write("now", "");
+    return run.wait();
+}
+
+} // namespace
+
+TEST(HostFaults, ClockSetBackByAnHourLetsLoopsGoOnWithinASampleTime)
+{
+    const SProgramResult result = runWithClockStep("-3600");
+    EXPECT_EQ(0, result.exitCode) << result.err;
+    EXPECT_THAT(result.out, HasSubstr("  Jacket   0     Rvl::CPIDControlLoop  2"))
+        << "some 29 steps, and an end";
+}
+
+TEST(HostFaults, ClockSetForwardByAnHourMakesNoDifferenceToLoops)
+{
+    const SProgramResult result = runWithClockStep("3600");
+    EXPECT_EQ(0, result.exitCode) << result.err;
+    EXPECT_THAT(result.out, HasSubstr("  Jacket   0     Rvl::CPIDControlLoop  2"));
+}
+#endif

@@ -1,6 +1,8 @@
 /// A plug-in for tests of the host: a bus, a device with an input and an output, and a controller that works
 /// them with u = Gain * (Setpoint - actual value). Everything that happens to them is written to the file
-/// that the environment variable RIVLINK_FAKE_JOURNAL names, one line each, as it happens.
+/// that the environment variable RIVLINK_FAKE_JOURNAL names, one line each, as it happens. A device called
+/// "Strange" throws something that is no exception when it is built, and an output called "Broken output"
+/// throws what no output may throw whenever it is written.
 #include "common/LoggedThrow.h"
 #include "common/LoopObservation.h"
 #include "platform/rivlink_common/ConfigurationException.h"
@@ -22,6 +24,7 @@
 #include <fstream>
 #include <mutex>
 #include <sstream>
+#include <stdexcept>
 #include <string>
 #include <thread>
 #include <vector>
@@ -94,6 +97,9 @@ public:
         : IDeviceInterface(IDeviceFactory::deviceNameFromProperties(tree)), tree_(tree)
     {
         failIf(tree, "construct");
+        if (getName() == "Strange") {
+            throw 42;
+        }
     }
     ~CFakeDevice() override { journal("device " + getName() + " destroyed"); }
     void setProperties(const ptree& tree) override { failIf(tree, "setProperties"); }
@@ -170,6 +176,9 @@ protected:
     {
         if (!device_ || !device_->isConnected()) {
             throw CDeviceAccessException("device is not connected");
+        }
+        if (getName() == "Broken output") {
+            throw std::logic_error("the output is out of its mind");
         }
         if (tree_.get("<xmlattr>.Stuck", false)) {
             throw CDeviceAccessException("the valve is stuck");

@@ -51,6 +51,25 @@ TEST(RecorderTest, HeaderNamesEachUnitWhereTheyDiffer)
               "time,channel,set point,actual value,control value,enabled,manual,state");
 }
 
+#if !defined(_WIN32)
+TEST(RecorderTest, RecordThatAnotherIsWritingIsLeftAlone)
+{
+    const CTemporaryFolder folder;
+    const std::string file = folder.file("r.csv");
+    {
+        CRecorder first(file, false, {state("Vessel", "")});
+        try {
+            CRecorder(file, true, {});
+            FAIL() << "nothing thrown";
+        } catch (const CHostException& exception) {
+            EXPECT_EQ(exception.what(), "the record " + file + " is being written by another program");
+        }
+        EXPECT_EQ(linesOf(readFile(file)).size(), 1U) << "the header is still there";
+    }
+    CRecorder second(file, true, {});
+}
+#endif
+
 TEST(RecorderTest, RecordIsReplacedOnlyIfAllowed)
 {
     const CTemporaryFolder folder;

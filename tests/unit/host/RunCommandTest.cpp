@@ -182,7 +182,8 @@ TEST_F(RunCommandTest, RecordHasARowPerControllerAndInterval)
     const auto record = folder.file("r.csv");
     EXPECT_EQ(run({"--for", "1s", "--quiet", "--record", record}).exitCode, 0);
     const auto lines = linesOf(readFile(record));
-    EXPECT_EQ(lines.at(0), "time,channel,set point [degC],actual value [degC],control value,enabled,manual,state");
+    EXPECT_EQ(lines.at(0),
+              "time,channel,set point [degC],actual value [degC],control value,enabled,manual,state");
     // ten intervals of 100 ms; some may be left out on a busy machine, none comes in addition
     EXPECT_GE(lines.size(), 3U);
     EXPECT_LE(lines.size(), 12U);

@@ -24,6 +24,9 @@ public:
 
     /// Sets the timer to expire one sample time from now and waits for it with the periodic handler.
     void armPeriodically();
+    /// Sets a timer that is being waited for anew, as armPeriodically() does. Only on the event loop's
+    /// thread.
+    void rearm();
 
     /// The timer's periodic handler: calculates the loop and arms the timer again. Does nothing if the
     /// operation is cancelled; otherwise throws std::runtime_error if `error` is set.
@@ -34,6 +37,7 @@ public:
     std::shared_ptr<IControlLoop> loop;
     boost::asio::deadline_timer timer;
     std::atomic<bool> cancelled;
+    int abortedWaits = 0; ///< handlers still to come of waits that rearm() gave up
     // small enough for boost::function's own buffer, so that the copies made for each wait need no memory
     boost::function<void(const boost::system::error_code&)> periodicHandler;
     boost::function<void(const boost::system::error_code&)> oneShotHandler;

@@ -4,6 +4,7 @@
 #include "driver/local/controller/common/ControlLoop.h"
 #include "driver/local/controller/common/ControlLoopOperationPrivate.h"
 
+#include <boost/asio/error.hpp>
 #include <boost/asio/post.hpp>
 #include <boost/bind/bind.hpp>
 #include <boost/date_time/posix_time/posix_time_types.hpp>
@@ -40,8 +41,23 @@ void ControlLoopOperationPrivate::armPeriodically()
     timer.async_wait(periodicHandler);
 }
 
+void ControlLoopOperationPrivate::rearm()
+{
+    const auto aborted =
+        timer.expires_from_now(boost::posix_time::microseconds(std::int64_t{1000} * loop->sampleTime_ms()));
+    // without a wait to abort, its handler is on its way already and arms the timer itself
+    if (aborted > 0) {
+        ++abortedWaits;
+        timer.async_wait(periodicHandler);
+    }
+}
+
 void ControlLoopOperationPrivate::calculateControlLoop(const boost::system::error_code& error)
 {
+    if (error == boost::asio::error::operation_aborted && abortedWaits > 0) {
+        --abortedWaits;
+        return;
+    }
     if (cancelled) {
         return;
     }
@@ -177,6 +193,15 @@ void CTimedLoopProcessor::cancelControlLoops()
     for (const auto& operation : d_->operations) {
         operation->cancel();
     }
+}
+
+void CTimedLoopProcessor::rearmControlLoops()
+{
+    boost::asio::post(d_->eventLoop, [this] {
+        for (const auto& operation : d_->operations) {
+            operation->d_->rearm();
+        }
+    });
 }
 
 bool CTimedLoopProcessor::processorActive()

@@ -71,6 +71,10 @@ public:
     /// What stopControlLoops() begins with: every loop ends with its timer's next expiry. Does not wait; the
     /// processor stays active until stopControlLoops() does. Safe from any thread while no loop is added.
     void cancelControlLoops();
+    /// Sets every timer that is being waited for anew, to one sample time from now. Timers go by the system's
+    /// UTC clock: when that is set back they would expire that much later. Does not wait. Safe from any
+    /// thread while no loop is added.
+    void rearmControlLoops();
 
 private:
     class Private;

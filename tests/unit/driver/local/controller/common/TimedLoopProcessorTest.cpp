@@ -357,3 +357,31 @@ TEST(TimedLoopProcessorFactory, BuildsIdleProcessorsUnderItsOwnName)
     EXPECT_NE(dynamic_cast<CTimedLoopProcessor*>(processor.get()), nullptr);
     EXPECT_FALSE(processor->processorActive());
 }
+
+TEST(TimedLoopProcessor, RearmedLoopIsCalculatedOneSampleTimeLater)
+{
+    const auto loop = std::make_shared<Rvl::Test::FakeControlLoop>(600'000);
+    loop->setInput(std::make_shared<Rvl::Test::FakeLoopIn>());
+    loop->setOutput(std::make_shared<Rvl::Test::FakeLoopOut>());
+    loop->setEnabled(true);
+    Rvl::CTimedLoopProcessor processor;
+    processor.addControlLoop(loop);
+    processor.rearmControlLoops(); // of no account before the loops run
+    processor.runControlLoops();
+    loop->sampleTime = 20;
+    EXPECT_EQ(loop->calculations, 0);
+    processor.rearmControlLoops();
+    while (loop->calculations < 3) {
+        std::this_thread::yield();
+    }
+    // again and again, also while steps are under way: neither a step nor the end of the loops gets lost
+    for (int i = 0; i < 1000; ++i) {
+        processor.rearmControlLoops();
+    }
+    const int calculations = loop->calculations;
+    while (loop->calculations < calculations + 3) {
+        std::this_thread::yield();
+    }
+    processor.stopControlLoops();
+    EXPECT_FALSE(processor.processorActive());
+}

@@ -1,0 +1,86 @@
+// A controller that is switched on and off again and again, on the real plug-ins within this process.
+
+#include "host/Assembly.h"
+#include "platform/rivlink_device/AnalogOutChannel.h"
+#include "platform/rivlink_device/ControllerChannel.h"
+#include "tests/support/ProgramRun.h"
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <filesystem>
+#include <thread>
+#include <vector>
+
+using namespace Rvl;
+using namespace Rvl::Test;
+
+namespace {
+
+std::ptrdiff_t entriesOf(const char* folder)
+{
+    std::error_code none;
+    const std::filesystem::directory_iterator entries(folder, none);
+    return std::distance(begin(entries), end(entries));
+}
+
+/// Keeps the computer busy.
+class CLoad
+{
+public:
+    CLoad()
+    {
+        for (unsigned i = 0; i < std::thread::hardware_concurrency() + 1; ++i) {
+            threads_.emplace_back([this] {
+                while (!ending_) {
+                }
+            });
+        }
+    }
+    ~CLoad()
+    {
+        ending_ = true;
+        for (std::thread& thread : threads_) {
+            thread.join();
+        }
+    }
+
+private:
+    std::atomic<bool> ending_{false};
+    std::vector<std::thread> threads_;
+};
+
+} // namespace
+
+TEST(EnableCycles, ThousandCyclesUnderLoadLeaveTheDisabledValueAndNothingElseBehind)
+{
+    const std::string example = RIVLINK_EXAMPLES_DIRECTORY "/pid/pid.xml";
+    CAssembly assembly(example, CPluginPath({RIVLINK_TEST_PLUGIN_DIRECTORY}));
+    ASSERT_TRUE(assembly.faults().empty()) << assembly.faults().report(example);
+    CSession& session = assembly.session();
+    session.start();
+    IControllerChannel& controller = *session.controllers().at(0);
+    const CAnalogOutChannel& heater = *CAnalogOutChannel::NameServer.lookupObject("Heater");
+    ASSERT_TRUE(eventually([&] { return heater.outputValue() > 0.0; }));
+    const CLoad load;
+    const std::ptrdiff_t threads = entriesOf("/proc/self/task");
+    const std::ptrdiff_t handles = entriesOf("/proc/self/fd");
+    int left = 0;
+    for (int cycle = 0; cycle < 1000; ++cycle) {
+        controller.setEnabled(false);
+        left += heater.outputValue() != 0.0 || controller.isControlLoopEnabled() ? 1 : 0;
+        if (cycle % 100 == 0) { // a step in the disabled state must not drive either
+            std::this_thread::yield();
+            left += heater.outputValue() != 0.0 ? 1 : 0;
+        }
+        controller.setEnabled(true);
+        if (cycle % 50 == 0) {
+            EXPECT_TRUE(eventually([&] { return heater.outputValue() > 0.0; })) << "it controls in between";
+        }
+    }
+    EXPECT_EQ(0, left) << "cycles that left the heater driven";
+    EXPECT_EQ(threads, entriesOf("/proc/self/task"));
+    EXPECT_EQ(handles, entriesOf("/proc/self/fd"));
+    EXPECT_EQ("ok", session.states().at(0).state);
+    EXPECT_TRUE(session.shutDown().empty());
+}
