@@ -110,10 +110,15 @@ HANDLE startProcess(const std::string& program, const std::vector<std::string>& 
     start.hStdOutput = out;
     start.hStdError = err;
     PROCESS_INFORMATION process{};
-    if (!CreateProcessA(program.c_str(), commandLine.data(), nullptr, nullptr, TRUE, 0, variables.data(),
-                        folder.empty() ? nullptr : folder.c_str(), &start, &process)) {
-        throw std::runtime_error(program + " cannot be started: Windows error " +
-                                 std::to_string(GetLastError()));
+    // a busy Wine loses a process that has hardly begun once in some thousand times, and tells it so
+    constexpr int tries = 5;
+    for (int failed = 0;
+         !CreateProcessA(program.c_str(), commandLine.data(), nullptr, nullptr, TRUE, 0, variables.data(),
+                         folder.empty() ? nullptr : folder.c_str(), &start, &process);) {
+        const DWORD error = GetLastError();
+        if (error != ERROR_INTERNAL_ERROR || ++failed == tries) {
+            throw std::runtime_error(program + " cannot be started: Windows error " + std::to_string(error));
+        }
     }
     CloseHandle(process.hThread);
     return process.hProcess;
