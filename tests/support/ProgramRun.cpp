@@ -99,7 +99,8 @@ HANDLE startProcess(const std::string& program, const std::vector<std::string>& 
 {
     std::string commandLine = quoted(program);
     for (const std::string& argument : arguments) {
-        commandLine += " " + quoted(argument);
+        commandLine += ' ';
+        commandLine += quoted(argument);
     }
     std::string variables = environmentBlock(environment);
     const CHandle in(openForChild("NUL", GENERIC_READ, OPEN_EXISTING));
@@ -181,7 +182,8 @@ void CProgramRun::end(eEnd how)
     }
     const CHandle thread(
         CreateRemoteThread(process, nullptr, 0, routine, reinterpret_cast<void*>(event), 0, nullptr));
-    if (!thread.get()) {
+    // Wine denies the thread's handle if the process has ended by then: it took the event
+    if (!thread.get() && GetLastError() != ERROR_ACCESS_DENIED) {
         throw std::runtime_error("the process takes no event: Windows error " +
                                  std::to_string(GetLastError()));
     }
