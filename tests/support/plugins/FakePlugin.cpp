@@ -22,6 +22,7 @@
 #include <condition_variable>
 #include <cstdlib>
 #include <fstream>
+#include <iostream>
 #include <mutex>
 #include <sstream>
 #include <stdexcept>
@@ -46,7 +47,11 @@ void journal(const std::string& line)
     static std::mutex mutex;
     const std::lock_guard<std::mutex> lock(mutex);
     if (const char* const file = std::getenv("RIVLINK_FAKE_JOURNAL")) {
-        std::ofstream(file, std::ios::app) << line << "\n";
+        std::ofstream stream(file, std::ios::app);
+        stream << line << std::endl;
+        if (!stream) {
+            std::cerr << "the journal takes no line: " << line << std::endl; // a test that looks finds it
+        }
     }
 }
 
