@@ -53,6 +53,8 @@ if(WIN32)
 endif()
 if(CMAKE_CXX_COMPILER_ID MATCHES "GNU|Clang")
     target_compile_options(rivlink_options INTERFACE
+        # nobody puts other functions in the place of a library's own, so it calls and inlines them directly
+        -fno-semantic-interposition
         -Wall -Wextra -Wpedantic -Wconversion -Wshadow -Wnon-virtual-dtor -Woverloaded-virtual
         # log records name their source file: by its path in the project, not on the building machine, which
         # also lets one compiler cache serve every checkout

@@ -117,12 +117,6 @@ void IControlLoop::setManualMode(bool manual)
     writeFixedControlValue(fixedControlValue_);
 }
 
-bool IControlLoop::isEnabled() const
-{
-    CControlLoopElementGuard guard(this);
-    return enabled_;
-}
-
 void IControlLoop::process()
 {
     CControlLoopElementGuard guard(this);
@@ -201,25 +195,6 @@ void IControlLoop::callActualValueListeners()
         IControlLoopValueListener* const listener = *next;
         listener->onActualValue(actualValue());
         next = listeners_.upper_bound(listener);
-    }
-}
-
-double IControlLoop::readInput() const
-{
-    CControlLoopElementGuard guard(this);
-    return input_ ? input_->readInputValue() : std::numeric_limits<double>::quiet_NaN();
-}
-
-double IControlLoop::readInputOfStep()
-{
-    // read once for guard and calculation: in between, another thread may bring a worse value
-    return stepGuard_ ? guardedValue_ : input_->readInputValue();
-}
-
-void IControlLoop::writeOutput(double value)
-{
-    if (output_) {
-        output_->write(value);
     }
 }
 

@@ -4,6 +4,7 @@
 #include "driver/local/Export.h"
 
 #include <atomic>
+#include <limits>
 #include <memory>
 #include <set>
 #include <string>
@@ -71,7 +72,11 @@ public:
     /// Switches between manual and automatic mode. An enabled loop that goes to manual mode writes its fixed
     /// control value at once; one that goes to automatic mode waits for its next step.
     virtual void setManualMode(bool manual);
-    virtual bool isEnabled() const;
+    virtual bool isEnabled() const
+    {
+        CControlLoopElementGuard guard(this);
+        return enabled_;
+    }
 
     /// One step, to be called every sampleTime_ms(). The listeners are told in every state of the loop.
     /// Exceptions of the input, the output or a listener pass, with the lock released.
@@ -118,12 +123,25 @@ protected:
     /// Tells each listener, in the order of their addresses, a freshly read actual value.
     void callActualValueListeners();
     /// Reads the input under the lock; NaN without an input.
-    double readInput() const;
+    double readInput() const
+    {
+        CControlLoopElementGuard guard(this);
+        return input_ ? input_->readInputValue() : std::numeric_limits<double>::quiet_NaN();
+    }
     /// For calculateOutput(): the actual value of the step under way, which is the one that a step guard saw.
     /// Not without an input.
-    double readInputOfStep();
+    double readInputOfStep()
+    {
+        // read once for guard and calculation: in between, another thread may bring a worse value
+        return stepGuard_ ? guardedValue_ : input_->readInputValue();
+    }
     /// Writes the output, if there is one.
-    void writeOutput(double value);
+    void writeOutput(double value)
+    {
+        if (output_) {
+            output_->write(value);
+        }
+    }
 
     // guarded by the element's lock
     eType controlType_;

@@ -22,9 +22,9 @@ public:
     virtual void init() = 0;
 
     /// Blocks until the calling thread holds the lock. Throws std::system_error if the system refuses.
-    void lockAccess() const;
+    void lockAccess() const { mutex_->lock(); }
     /// Gives the lock back, once for each lockAccess(). Must be called by the thread that holds it.
-    void unlockAccess() const;
+    void unlockAccess() const { mutex_->unlock(); }
 
 private:
     std::unique_ptr<std::recursive_mutex> mutex_;
@@ -35,8 +35,11 @@ class RIVLINK_LOCAL_EXPORT CControlLoopElementGuard
 {
 public:
     /// Locks `element`, which must not be null and must outlive the guard.
-    explicit CControlLoopElementGuard(const IControlLoopElement* element);
-    ~CControlLoopElementGuard();
+    explicit CControlLoopElementGuard(const IControlLoopElement* element) : element_(element)
+    {
+        element_->lockAccess();
+    }
+    ~CControlLoopElementGuard() { element_->unlockAccess(); }
     CControlLoopElementGuard(const CControlLoopElementGuard&) = delete;
     /// From now on the guard unlocks the other guard's element. Nothing is locked or unlocked here: whoever
     /// assigns sees to it that every lock is given back.

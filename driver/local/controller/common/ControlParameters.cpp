@@ -4,7 +4,6 @@
 #include <boost/property_tree/ptree.hpp>
 
 #include <algorithm>
-#include <cmath>
 #include <cstddef>
 #include <limits>
 
@@ -30,11 +29,6 @@ CControlParameters::~CControlParameters() = default;
 double CControlParameters::getDisabledU() const
 {
     return 0.0;
-}
-
-const std::vector<double>& CControlParameters::data() const
-{
-    return data_;
 }
 
 void CControlParameters::setData(const std::vector<double>& data)
@@ -73,19 +67,12 @@ bool CControlParameters::isValid() const
            std::any_of(data_.begin(), data_.end(), [](double value) { return value != 0.0; });
 }
 
-double CControlParameters::value(int index) const
-{
-    return data_[static_cast<std::size_t>(index)];
-}
-
-int CControlParameters::truncated(double value)
+int CControlParameters::nearest(double value)
 {
     if (std::isnan(value)) {
         return 0;
     }
-    constexpr double lowest = std::numeric_limits<int>::min();
-    constexpr double highest = std::numeric_limits<int>::max();
-    return static_cast<int>(std::clamp(value, lowest, highest));
+    return value < 0.0 ? std::numeric_limits<int>::min() : std::numeric_limits<int>::max();
 }
 
 } // namespace Rvl

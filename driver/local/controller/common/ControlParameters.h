@@ -4,6 +4,8 @@
 
 #include <boost/property_tree/ptree_fwd.hpp>
 
+#include <cmath>
+#include <cstddef>
 #include <string>
 #include <vector>
 
@@ -32,7 +34,7 @@ public:
     /// The value that a loop writes to its output when it is disabled: 0.0 unless overridden.
     virtual double getDisabledU() const;
 
-    const std::vector<double>& data() const;
+    const std::vector<double>& data() const { return data_; }
     /// Replaces all values, by any number of them.
     void setData(const std::vector<double>& data);
     const std::string& name() const;
@@ -49,11 +51,17 @@ public:
 
 protected:
     /// The value at `index`. Unchecked as setValue().
-    double value(int index) const;
+    double value(int index) const { return data_[static_cast<std::size_t>(index)]; }
     /// `value` without its fraction. What an int cannot hold becomes the int nearest to it, NaN becomes 0.
-    static int truncated(double value);
+    static int truncated(double value)
+    {
+        return std::fabs(value) < tooLarge ? static_cast<int>(value) : nearest(value);
+    }
 
 private:
+    static constexpr double tooLarge = 2147483648.0; // the first magnitude that not every int has
+    static int nearest(double value);
+
     std::vector<double> data_;
     std::string name_;
     bool immutable_;

@@ -13,15 +13,6 @@ ILoopOutInterface::~ILoopOutInterface() = default;
 
 void ILoopOutInterface::setEnabled(bool) {}
 
-void ILoopOutInterface::write(double value)
-{
-    if (value == lastWrittenValue_) {
-        return;
-    }
-    lastWrittenValue_ = value;
-    writeOutputValue(value);
-}
-
 void ILoopOutInterface::adoptLastWrittenValue(const ILoopOutInterface& other)
 {
     lastWrittenValue_ = other.lastWrittenValue_;

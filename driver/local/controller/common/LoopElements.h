@@ -36,7 +36,13 @@ public:
 
     /// Delivers `value` unless it equals the last written value exactly, without any tolerance. The first
     /// value and every NaN are always delivered. The value counts as written even if its delivery throws.
-    void write(double value);
+    void write(double value)
+    {
+        if (value != lastWrittenValue_) {
+            lastWrittenValue_ = value;
+            writeOutputValue(value);
+        }
+    }
 
 protected:
     /// Filters from now on as `other` does.

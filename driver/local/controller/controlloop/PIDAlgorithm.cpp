@@ -18,6 +18,7 @@ CPIDAlgorithm::~CPIDAlgorithm() = default;
 
 double CPIDAlgorithm::calculate(double actualValue, double setpoint)
 {
+    stepTime_s_ = deltaT_s();
     calculateControlLoopError(actualValue, setpoint);
     calculateProportional();
     calculateDerivative();
@@ -111,17 +112,17 @@ void CPIDAlgorithm::onParameterChange()
 
 double CPIDAlgorithm::a0() const
 {
-    return parameters_.getTi() == 0.0 ? 0.0 : deltaT_s() / parameters_.getTt();
+    return parameters_.getTi() == 0.0 ? 0.0 : stepTime_s_ / parameters_.getTt();
 }
 
 double CPIDAlgorithm::a1() const
 {
-    return parameters_.getTd() == 0.0 ? 0.0 : -(parameters_.getK() * parameters_.getTd() / deltaT_s());
+    return parameters_.getTd() == 0.0 ? 0.0 : -(parameters_.getK() * parameters_.getTd() / stepTime_s_);
 }
 
 double CPIDAlgorithm::integral() const
 {
-    return parameters_.getTi() == 0.0 ? 0.0 : parameters_.getK() * deltaT_s() / parameters_.getTi();
+    return parameters_.getTi() == 0.0 ? 0.0 : parameters_.getK() * stepTime_s_ / parameters_.getTi();
 }
 
 double CPIDAlgorithm::deltaT_s() const

@@ -51,7 +51,7 @@ private:
     /// Keeps P + I of the last step across a change of K. Not used: a parameter change resets I here.
     void bumplessParameterChange();
     void onParameterChange();
-    /// Gain of the anti-windup, dt / Tt.
+    /// Gain of the anti-windup, dt / Tt. The coefficients are those of the step under way.
     double a0() const;
     /// Gain of the derivative, -(K Td / dt).
     double a1() const;
@@ -70,6 +70,9 @@ private:
     double unlimitedControlValue_;
     int sampleTimeOverride_ms_;
     CPIDParameters parameters_;
+
+    /// deltaT_s() for the step under way: its division is not worth repeating for each coefficient.
+    double stepTime_s_ = 0.0;
 };
 
 } // namespace Rvl

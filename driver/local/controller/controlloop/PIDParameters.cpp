@@ -2,40 +2,25 @@
 
 #include <boost/property_tree/ptree.hpp>
 
-#include <algorithm>
+#include <cstddef>
 
 namespace Rvl {
 
 namespace {
 
-enum Index
+std::vector<double> zeros(std::size_t count)
 {
-    IndexK,
-    IndexTi,
-    IndexTd,
-    IndexDerivativeGainLimit,
-    IndexTt,
-    IndexMaxU,
-    IndexMinU,
-    IndexDisabledU,
-    IndexSetpoint,
-    IndexSampleTime_ms,
-    IndexCount,
-};
-
-std::vector<double> zeros()
-{
-    return std::vector<double>(IndexCount, 0.0);
+    return std::vector<double>(count, 0.0);
 }
 
 } // namespace
 
 CPIDParameters::CPIDParameters()
 {
-    setData(zeros());
+    setData(zeros(IndexCount));
 }
 
-CPIDParameters::CPIDParameters(const std::string& name) : CControlParameters(name, zeros())
+CPIDParameters::CPIDParameters(const std::string& name) : CControlParameters(name, zeros(IndexCount))
 {
     setSampleTime(MinimumSampleTime);
 }
@@ -46,7 +31,7 @@ CPIDParameters::CPIDParameters(const std::vector<double>& data, const std::strin
 
 CPIDParameters::CPIDParameters(const boost::property_tree::ptree& tree) : CControlParameters(tree)
 {
-    setData(zeros());
+    setData(zeros(IndexCount));
     setK(tree.get<double>("<xmlattr>.K"));
     setTd(tree.get<double>("<xmlattr>.Td"));
     setTi(tree.get<double>("<xmlattr>.Ti"));
@@ -70,62 +55,9 @@ double CPIDParameters::getDisabledU() const
     return value(IndexDisabledU);
 }
 
-double CPIDParameters::getK() const
-{
-    return value(IndexK);
-}
-
-double CPIDParameters::getTi() const
-{
-    return value(IndexTi);
-}
-
-double CPIDParameters::getTd() const
-{
-    return value(IndexTd);
-}
-
-double CPIDParameters::getDerivativeGainLimit() const
-{
-    return value(IndexDerivativeGainLimit);
-}
-
-double CPIDParameters::getTt() const
-{
-    if (getTi() != 0.0 && value(IndexTt) == 0.0) {
-        return 0.8 * getTi();
-    }
-    return value(IndexTt);
-}
-
-double CPIDParameters::getMaxU() const
-{
-    return value(IndexMaxU);
-}
-
-double CPIDParameters::getMinU() const
-{
-    return value(IndexMinU);
-}
-
-double CPIDParameters::initialSetpoint() const
-{
-    return value(IndexSetpoint);
-}
-
 double CPIDParameters::getProportionalBand() const
 {
     return 100.0 / getK();
-}
-
-int CPIDParameters::sampleTime_ms() const
-{
-    return std::max(truncated(value(IndexSampleTime_ms)), +MinimumSampleTime);
-}
-
-double CPIDParameters::sampleTime_s() const
-{
-    return sampleTime_ms() / 1000.0;
 }
 
 void CPIDParameters::setK(double gain)

@@ -5,6 +5,7 @@
 
 #include <boost/property_tree/ptree_fwd.hpp>
 
+#include <algorithm>
 #include <string>
 #include <vector>
 
@@ -37,27 +38,27 @@ public:
     double getDisabledU() const override;
 
     /// Proportional gain, in units of the control value per unit of the actual value.
-    double getK() const;
+    double getK() const { return value(IndexK); }
     /// Integral time in seconds; 0 switches the integral action off.
-    double getTi() const;
+    double getTi() const { return value(IndexTi); }
     /// Derivative time in seconds; 0 switches the derivative action off.
-    double getTd() const;
+    double getTd() const { return value(IndexTd); }
     /// Bound on the magnitude of the derivative term, in units of the control value.
-    double getDerivativeGainLimit() const;
+    double getDerivativeGainLimit() const { return value(IndexDerivativeGainLimit); }
     /// Tracking time of the anti-windup in seconds: 0.8 Ti if it is stored as 0 and Ti is not 0.
-    double getTt() const;
+    double getTt() const { return getTi() != 0.0 && value(IndexTt) == 0.0 ? 0.8 * getTi() : value(IndexTt); }
     /// Upper limit of the control value.
-    double getMaxU() const;
+    double getMaxU() const { return value(IndexMaxU); }
     /// Lower limit of the control value.
-    double getMinU() const;
+    double getMinU() const { return value(IndexMinU); }
     /// Set point with which a loop begins.
-    double initialSetpoint() const;
+    double initialSetpoint() const { return value(IndexSetpoint); }
     /// 100 / K, in percent; infinite for K = 0.
     double getProportionalBand() const;
     /// Sample time in milliseconds without its fraction, at least MinimumSampleTime.
-    int sampleTime_ms() const;
+    int sampleTime_ms() const { return std::max(truncated(value(IndexSampleTime_ms)), +MinimumSampleTime); }
     /// sampleTime_ms() in seconds.
-    double sampleTime_s() const;
+    double sampleTime_s() const { return sampleTime_ms() / 1000.0; }
 
     void setK(double gain);
     void setTi(double integralTime_s);
@@ -74,6 +75,22 @@ public:
     void setSampleTime(int sampleTime_ms);
     /// Stored in whole milliseconds; a fraction of a millisecond is cut off.
     void setSampleTimeInSeconds(double sampleTime_s);
+
+private:
+    enum Index
+    {
+        IndexK,
+        IndexTi,
+        IndexTd,
+        IndexDerivativeGainLimit,
+        IndexTt,
+        IndexMaxU,
+        IndexMinU,
+        IndexDisabledU,
+        IndexSetpoint,
+        IndexSampleTime_ms,
+        IndexCount,
+    };
 };
 
 } // namespace Rvl
