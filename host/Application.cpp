@@ -33,6 +33,7 @@ struct SArguments
     std::string recordInterval = "100ms";
     bool force = false;
     bool quiet = false;
+    bool realtime = false;
     std::vector<std::string> plugins;
     std::string typeName;
     bool json = false;
@@ -99,6 +100,9 @@ void describeCommandLine(CLI::App& app, SArguments& arguments)
         ->capture_default_str();
     run->add_flag("--force", arguments.force, "Replace a record that is already there")->needs(record);
     run->add_flag("--quiet", arguments.quiet, "No live output, only the summary at the end");
+    run->add_flag("--realtime", arguments.realtime,
+                  "Serve loops and devices before ordinary programs and keep memory from being paged out, as "
+                  "far as the system allows it");
 
     withConfiguration(
         app.add_subcommand("check", "Tell everything that is wrong with a configuration; drives nothing"));
@@ -206,6 +210,7 @@ int run(const SArguments& arguments, const CPluginPath& pluginPath,
     options.recordInterval = *parseDuration(arguments.recordInterval);
     options.replaceRecord = arguments.force;
     options.quiet = arguments.quiet;
+    options.realtime = arguments.realtime;
     options.programStart = programStart;
     return runConfiguration(options, pluginPath, out, err);
 }

@@ -33,6 +33,8 @@ public:
     SFault fault(const pugi::xml_node& node, const pugi::xml_attribute& attribute,
                  const std::string& text) const;
     std::size_t line(const pugi::xml_node& node) const;
+    /// Where it stands, in bytes from the text's start.
+    std::size_t offset(const pugi::xml_node& node) const;
 
     /// The element's path from the root, with an index, counted from 1, where siblings share its name.
     static std::string path(const pugi::xml_node& node);
@@ -48,7 +50,6 @@ private:
     /// Complains about what the parser lets pass; returns whether any text has a reference in it.
     bool judgeNodes() const;
     [[noreturn]] void complain(std::size_t place, const std::string& what) const;
-    std::size_t offset(const pugi::xml_node& node) const;
     /// Where a name or value of the document stands; where its owner does if that cannot be told.
     std::size_t offset(const char* text, const pugi::xml_node& owner) const;
     std::size_t lineOfOffset(std::size_t offset) const;

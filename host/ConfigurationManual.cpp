@@ -109,7 +109,8 @@ std::string keyForReaders(std::string path)
     const std::string attribute = "<xmlattr>.";
     const auto place = path.find(attribute);
     if (place != std::string::npos) {
-        path.replace(place, attribute.size(), "@");
+        path.erase(place, attribute.size() - 1);
+        path[place] = '@';
     }
     std::replace(path.begin(), path.end(), '.', '/');
     return path;

@@ -7,6 +7,7 @@
 #include "host/HostException.h"
 #include "host/LastResort.h"
 #include "host/LiveTable.h"
+#include "host/Realtime.h"
 #include "host/Recorder.h"
 #include "host/Summary.h"
 #include "host/Terminal.h"
@@ -72,11 +73,17 @@ std::string faultOf(const SLoopStatus& loop, bool inner)
 std::vector<SControllerState> statesWithLoops(std::vector<SControllerState> states,
                                               const std::vector<Observation>& observations)
 {
+    // both are in the order of the file, so what belongs to a state is ahead
+    auto next = observations.begin();
     for (SControllerState& state : states) {
-        const auto found =
-            std::find_if(observations.begin(), observations.end(),
-                         [&](const auto& observation) { return observation.first == state.name; });
-        if (found == observations.end() || state.state != "ok" || state.manual) {
+        const auto found = std::find_if(next, observations.end(), [&](const auto& observation) {
+            return observation.first == state.name;
+        });
+        if (found == observations.end()) {
+            continue;
+        }
+        next = std::next(found);
+        if (state.state != "ok" || state.manual) {
             continue;
         }
         for (std::size_t index = 0; index < found->second->loopCount() && state.state == "ok"; ++index) {
@@ -120,7 +127,7 @@ public:
     /// Starts the session and returns when its time is over.
     void perform()
     {
-        session_.start();
+        start();
         if (options_.duration) {
             end_.expires_after(*options_.duration);
             end_.async_wait([this](const boost::system::error_code& error) {
@@ -158,6 +165,18 @@ public:
     bool recordFailed() const { return recorder_ && recorder_->failed(); }
 
 private:
+    void start()
+    {
+        std::optional<CRealtime> realtime; // for the threads of loops and devices only
+        if (options_.realtime) {
+            realtime.emplace();
+            for (const std::string& refusal : realtime->refusals()) {
+                err_ << refusal << std::endl;
+            }
+        }
+        session_.start();
+    }
+
     std::vector<SControllerState> states() const { return statesWithLoops(session_.states(), observations_); }
 
     bool noteFirstStep()

@@ -2,6 +2,7 @@
 
 #include "host/ClockWatch.h"
 #include "host/ConfigurationFrame.h"
+#include "host/DescriptorLimit.h"
 #include "host/HostException.h"
 #include "host/InputSupervision.h"
 #include "host/NumberText.h"
@@ -12,6 +13,8 @@
 #include "platform/rivlink_device/AnalogInChannel.h"
 #include "platform/rivlink_device/ControllerChannel.h"
 #include "platform/rivlink_device/LinearScaling.h"
+
+#include <boost/system/system_error.hpp>
 
 #include <algorithm>
 #include <cmath>
@@ -55,8 +58,10 @@ const STypeDescription* CSession::typeOf(const pugi::xml_node& node) const
 
 bool CSession::isBuildable(const pugi::xml_node& node, const STypeDescription* type, const CFaultList& faults)
 {
-    bool buildable = type && !faults.concerns(CConfiguration::path(node));
-    if (buildable) {
+    // a path is looked for among all siblings: not for nothing
+    bool buildable =
+        type && !outOfDescriptors_ && (faults.empty() || !faults.concerns(CConfiguration::path(node)));
+    if (buildable && !notBuilt_.empty()) {
         const auto references = referencesOf(catalogue_, *type, node);
         buildable = std::none_of(references.begin(), references.end(), [this](const SReference& reference) {
             return notBuilt_.count(reference.name) > 0;
@@ -73,6 +78,12 @@ bool CSession::attempt(const pugi::xml_node& node, CFaultList& faults, const std
     try {
         step();
         return true;
+    } catch (const boost::system::system_error& exception) {
+        outOfDescriptors_ = exception.code() == boost::system::errc::too_many_files_open;
+        SFault fault = configuration_.fault(
+            node, "cannot be built: " + (outOfDescriptors_ ? tooManyFiles() : exception.what()));
+        fault.runtime = outOfDescriptors_;
+        faults.add(std::move(fault));
     } catch (const std::exception& exception) {
         faults.add(configuration_.fault(node, std::string("cannot be built: ") + exception.what()));
     } catch (...) {
@@ -82,12 +93,32 @@ bool CSession::attempt(const pugi::xml_node& node, CFaultList& faults, const std
     return false;
 }
 
+std::string CSession::tooManyFiles() const
+{
+    std::size_t built = 0;
+    for (const auto& entry : channels_) {
+        built += entry->controller != nullptr;
+    }
+    std::string text = "this program may open no more files at once";
+    if (const auto limit = descriptorLimit()) {
+        text += " than " + std::to_string(limit);
+        if (built > 0) {
+            text += ", which is enough for " + std::to_string(built) + " of " +
+                    std::to_string(builtOnChannels_) + " controllers; expected about " +
+                    std::to_string(limit * builtOnChannels_ / built + 1) +
+                    " (ulimit -n, LimitNOFILE of a service)";
+        }
+    }
+    return text;
+}
+
 void CSession::build(CFaultList& faults, const SLoopFunctions& functions)
 {
     functions_ = functions;
     buildBuses(faults);
     buildDevices(faults);
     buildChannels(faults);
+    controllersInFileOrder_.reset();
 }
 
 void CSession::buildBuses(CFaultList& faults)
@@ -152,6 +183,10 @@ void CSession::buildDevices(CFaultList& faults)
 void CSession::buildChannels(CFaultList& faults)
 {
     const auto nodes = objectsOf(configuration_.root(), "Channels", "Channel");
+    for (const pugi::xml_node& node : nodes) {
+        const STypeDescription* const type = typeOf(node);
+        builtOnChannels_ += type && isBuiltOnChannels(*type);
+    }
     for (const bool builtOnChannels : {false, true}) {
         for (const pugi::xml_node& node : nodes) {
             const STypeDescription* const type = typeOf(node);
@@ -167,7 +202,7 @@ void CSession::buildChannel(const pugi::xml_node& node, const STypeDescription& 
 {
     attempt(node, faults, [&] {
         auto entry = std::make_unique<SChannel>();
-        entry->position = configuration_.fault(node, {}).offset;
+        entry->position = configuration_.offset(node);
         entry->tree = CConfiguration::tree(node);
         entry->provides = type.provides;
         entry->references = referencesOf(catalogue_, type, node);
@@ -185,17 +220,23 @@ void CSession::buildChannel(const pugi::xml_node& node, const STypeDescription& 
             checkSetPoint(node, *entry->controller, faults);
             superviseInputs(node, *entry, faults);
         }
-        for (const SReference& reference : entry->references) {
-            for (const auto& other : channels_) {
-                const auto& provides = other->provides;
-                if (other->channel->getName() == reference.name &&
-                    std::find(provides.begin(), provides.end(), reference.nameServer) != provides.end()) {
-                    entry->referred.push_back(other->channel.get());
-                }
-            }
-        }
+        addReferred(*entry);
+        channelsByName_.emplace(entry->channel->getName(), entry.get());
         channels_.push_back(std::move(entry));
     });
+}
+
+void CSession::addReferred(SChannel& entry) const
+{
+    for (const SReference& reference : entry.references) {
+        const auto [begin, end] = channelsByName_.equal_range(reference.name);
+        for (auto other = begin; other != end; ++other) {
+            const auto& provides = other->second->provides;
+            if (std::find(provides.begin(), provides.end(), reference.nameServer) != provides.end()) {
+                entry.referred.push_back(other->second->channel.get());
+            }
+        }
+    }
 }
 
 void CSession::superviseInputs(const pugi::xml_node& node, SChannel& entry, CFaultList& faults) const
@@ -299,6 +340,8 @@ std::vector<std::string> CSession::shutDown()
         }
         attemptTo("stopping what drives devices", [&] { environment.aboutToDisconnect()(); });
     }
+    controllersInFileOrder_.reset();
+    channelsByName_.clear();
     clockWatch_.reset(); // not before: stopping waits for the loops' timers
     // in reverse, because the later ones may be built on the earlier ones
     for (auto entry = channels_.rbegin(); entry != channels_.rend(); ++entry) {
@@ -355,18 +398,26 @@ void CSession::emergencyStop()
     }
 }
 
+const std::vector<const CSession::SChannel*>& CSession::controllersInFileOrder() const
+{
+    if (!controllersInFileOrder_) {
+        controllersInFileOrder_.emplace();
+        for (const auto& entry : channels_) {
+            if (entry->controller) {
+                controllersInFileOrder_->push_back(entry.get());
+            }
+        }
+        std::sort(
+            controllersInFileOrder_->begin(), controllersInFileOrder_->end(),
+            [](const SChannel* left, const SChannel* right) { return left->position < right->position; });
+    }
+    return *controllersInFileOrder_;
+}
+
 std::vector<IControllerChannel*> CSession::controllers() const
 {
-    std::vector<const SChannel*> found;
-    for (const auto& entry : channels_) {
-        if (entry->controller) {
-            found.push_back(entry.get());
-        }
-    }
-    std::sort(found.begin(), found.end(),
-              [](const SChannel* left, const SChannel* right) { return left->position < right->position; });
     std::vector<IControllerChannel*> result;
-    for (const SChannel* entry : found) {
+    for (const SChannel* entry : controllersInFileOrder()) {
         result.push_back(entry->controller);
     }
     return result;
@@ -375,11 +426,8 @@ std::vector<IControllerChannel*> CSession::controllers() const
 std::vector<SControllerState> CSession::states() const
 {
     std::vector<SControllerState> result;
-    for (IControllerChannel* controller : controllers()) {
-        const auto entry = std::find_if(channels_.begin(), channels_.end(), [&](const auto& candidate) {
-            return candidate->controller == controller;
-        });
-        result.push_back(stateOf(**entry));
+    for (const SChannel* entry : controllersInFileOrder()) {
+        result.push_back(stateOf(*entry));
     }
     return result;
 }

@@ -11,10 +11,13 @@
 #include <boost/property_tree/ptree.hpp>
 #include <pugixml.hpp>
 
+#include <cstddef>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <set>
 #include <string>
+#include <unordered_map>
 #include <vector>
 
 namespace Rvl {
@@ -79,11 +82,14 @@ private:
     void buildDevices(CFaultList& faults);
     void buildChannels(CFaultList& faults);
     void buildChannel(const pugi::xml_node& node, const STypeDescription& type, CFaultList& faults);
+    void addReferred(SChannel& entry) const;
     void superviseInputs(const pugi::xml_node& node, SChannel& entry, CFaultList& faults) const;
     void checkSetPoint(const pugi::xml_node& node, IControllerChannel& controller, CFaultList& faults) const;
     bool isBuildable(const pugi::xml_node& node, const STypeDescription* type, const CFaultList& faults);
     bool attempt(const pugi::xml_node& node, CFaultList& faults, const std::function<void()>& step);
+    std::string tooManyFiles() const;
     const STypeDescription* typeOf(const pugi::xml_node& node) const;
+    const std::vector<const SChannel*>& controllersInFileOrder() const;
     SControllerState stateOf(const SChannel& channel) const;
 
     const CConfiguration& configuration_;
@@ -91,7 +97,12 @@ private:
     std::vector<std::unique_ptr<SDevice>> devices_;
     /// In the order of building; destroyed in reverse.
     std::vector<std::unique_ptr<SChannel>> channels_;
+    std::unordered_multimap<std::string, const SChannel*> channelsByName_;
+    mutable std::optional<std::vector<const SChannel*>>
+        controllersInFileOrder_; ///< found when asked for first
     std::set<std::string> notBuilt_;
+    std::size_t builtOnChannels_ = 0; ///< how many channels that are built on others the configuration has
+    bool outOfDescriptors_ = false;
     SLoopFunctions functions_;
     std::unique_ptr<CClockWatch> clockWatch_;
     std::vector<std::shared_ptr<IBus>> connectedBuses_;

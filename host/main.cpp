@@ -1,4 +1,5 @@
 #include "host/Application.h"
+#include "host/DescriptorLimit.h"
 #include "host/TimerResolution.h"
 
 #include <chrono>
@@ -8,5 +9,6 @@ int main(int argc, char** argv)
 {
     const auto programStart = std::chrono::steady_clock::now();
     const Rvl::CTimerResolution timerResolution;
+    Rvl::raiseDescriptorLimit();
     return Rvl::runApplication(argc, argv, programStart, std::cout, std::cerr);
 }

@@ -21,13 +21,6 @@ namespace {
 const std::string host = RIVLINK_HOST_PROGRAM;
 const std::string examples = RIVLINK_EXAMPLES_DIRECTORY;
 
-std::string replaced(std::string text, const std::string& part, const std::string& replacement)
-{
-    const std::size_t at = text.find(part);
-    EXPECT_NE(std::string::npos, at) << part;
-    return at == std::string::npos ? text : text.replace(at, part.size(), replacement);
-}
-
 /// The PID example with faults of its sensor and a policy.
 std::string pidWith(const std::string& faults, const std::string& policy)
 {

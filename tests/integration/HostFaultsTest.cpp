@@ -1,5 +1,6 @@
 // What the host says and does when something is wrong with a running loop, its output or its surroundings.
 
+#include "tests/support/FullDisk.h"
 #include "tests/support/ProgramRun.h"
 #include "tests/support/Record.h"
 
@@ -8,6 +9,7 @@
 #include <algorithm>
 #include <chrono>
 #include <csignal>
+#include <map>
 #include <optional>
 
 #if !defined(_WIN32)
@@ -31,10 +33,31 @@ const std::string examples = RIVLINK_EXAMPLES_DIRECTORY;
 /// An example with one part of it replaced.
 std::string exampleWith(const std::string& example, const std::string& part, const std::string& replacement)
 {
-    std::string text = readFile(examples + "/" + example);
-    const std::size_t at = text.find(part);
-    EXPECT_NE(std::string::npos, at) << part;
-    return text.replace(at, part.size(), replacement);
+    return replaced(readFile(examples + "/" + example), part, replacement);
+}
+
+/// The PID example, or one like it, with so many controllers.
+std::string pidWithControllers(int count, std::string text = readFile(examples + "/pid/pid.xml"))
+{
+    const std::size_t begin = text.find("    <Channel Name=\"Jacket\"");
+    const std::size_t end = text.find("  </Channels>");
+    const std::string controller = text.substr(begin, end - begin);
+    for (int i = 2; i <= count; ++i) {
+        text.insert(end, replaced(controller, "\"Jacket\"", "\"Jacket " + std::to_string(i) + "\""));
+    }
+    return text;
+}
+
+/// Runs the host in a shell that first does what `limits` say.
+SProgramResult runWithin(const std::string& limits, std::vector<std::string> arguments)
+{
+#if defined(_WIN32)
+    // a process may open as many files there as memory has room for
+    return runProgram(host, arguments);
+#else
+    arguments.insert(arguments.begin(), {"-c", limits + "; exec \"$0\" \"$@\"", host});
+    return runProgram("/bin/sh", arguments);
+#endif
 }
 
 SProgramResult runFor(const std::string& duration, const std::string& text)
@@ -82,17 +105,8 @@ TEST(HostFaults, DisabledValueThatCannotArriveIsTold)
 
 TEST(HostFaults, SlowLoopsEndSideBySide)
 {
-    std::string text = readFile(examples + "/pid/pid.xml");
-    const std::string sampleTime = "SampleTime_ms=\"100\"";
-    text.replace(text.find(sampleTime), sampleTime.size(), "SampleTime_ms=\"1500\"");
-    const std::size_t begin = text.find("    <Channel Name=\"Jacket\"");
-    const std::size_t end = text.find("  </Channels>");
-    const std::string controller = text.substr(begin, end - begin);
-    for (int i = 2; i <= 4; ++i) {
-        std::string another = controller;
-        another.replace(another.find("\"Jacket\""), 8, "\"Jacket " + std::to_string(i) + "\"");
-        text.insert(end, another);
-    }
+    const std::string text =
+        pidWithControllers(4, exampleWith("pid/pid.xml", "SampleTime_ms=\"100\"", "SampleTime_ms=\"1500\""));
     const auto start = std::chrono::steady_clock::now();
     EXPECT_EQ(0, runFor("100ms", text).exitCode);
     const std::chrono::duration<double> taken = std::chrono::steady_clock::now() - start;
@@ -301,21 +315,55 @@ TEST(HostFaults, ExceptionOutOfAStepEndsTheProcessAfterTheOtherLoopsTookTheirDis
                                        "device Bench disconnect, last output 7"}));
 }
 
-#if !defined(_WIN32)
 TEST(HostFaults, DiskThatFillsUpWhileRecordingEndsTheRecordButNotTheControl)
 {
+    // the record may grow to 2 KiB only, which takes some rows
+    const std::string file = examples + "/pid/pid.xml";
+#if defined(_WIN32)
+    CFullDisk disk(2048);
+    const std::string record = disk.path();
+    const SProgramResult result = runProgram(
+        host, {"run", "--log", "off", file, "--for", "2s", "--record", record, "--record-interval", "10ms"});
+    const std::string recorded = disk.content();
+#else
     const CTemporaryFolder folder;
     const std::string record = folder.file("r.csv");
-    // a file may grow to four blocks only, which takes some rows
-    const SProgramResult result = runProgram(
-        "/bin/sh", {"-c", "ulimit -f 4; exec '" + host + "' run --log off '" + examples +
-                              "/pid/pid.xml' --for 2s --record '" + record + "' --record-interval 10ms"});
+    const SProgramResult result = runWithin("ulimit -f 4", {"run", "--log", "off", file, "--for", "2s",
+                                                            "--record", record, "--record-interval", "10ms"});
+    const std::string recorded = readFile(record);
+#endif
     EXPECT_EQ("writing the record " + record + " failed; control goes on without a record\n", result.err);
     EXPECT_EQ(1, result.exitCode);
     EXPECT_THAT(result.out, HasSubstr("  Jacket   0     Rvl::CPIDControlLoop  1")) << "some nineteen steps";
-    EXPECT_GT(linesOf(readFile(record)).size(), 10u) << "it had begun";
+    EXPECT_GT(linesOf(recorded).size(), 10u) << "it had begun";
 }
+
+TEST(HostFaults, ConfigurationThatNeedsMoreFilesThanTheSystemAllowsIsToldBeforeAnythingStarts)
+{
+    const CTemporaryFolder folder;
+    const std::string file = folder.write("c.xml", pidWithControllers(60));
+    const SProgramResult result = runWithin("ulimit -n 100", {"run", file, "--for", "200ms", "--quiet"});
+#if defined(_WIN32)
+    EXPECT_EQ(0, result.exitCode) << result.err;
+#else
+    EXPECT_EQ(1, result.exitCode);
+    ASSERT_EQ(1u, linesOf(result.err).size()) << result.err;
+    EXPECT_THAT(
+        result.err,
+        testing::ContainsRegex(
+            "c\\.xml:[0-9]+: /Configuration/Channels/Channel\\[[0-9]+\\]: cannot be built: this program "
+            "may open no more files at once than 100, which is enough for [23][0-9] of 60 controllers; "
+            "expected about [12][0-9][0-9] \\(ulimit -n, LimitNOFILE of a service\\)"));
 #endif
+}
+
+TEST(HostFaults, LimitOnFilesThatCanBeRaisedIsRaised)
+{
+    const CTemporaryFolder folder;
+    const std::string file = folder.write("c.xml", pidWithControllers(60));
+    const SProgramResult result = runWithin("ulimit -S -n 50", {"run", file, "--for", "200ms", "--quiet"});
+    EXPECT_EQ(0, result.exitCode) << result.err;
+}
 
 TEST(HostFaults, SecondHostDoesNotTouchTheRecordOfTheFirst)
 {
@@ -411,18 +459,26 @@ TEST(HostFaults, KilledHostWritesNothingMoreSoOnlyADevicesOwnWatchdogCanSwitchIt
     EXPECT_THAT(journal(), Not(HasSubstr("disconnect")));
 }
 
-#if defined(RIVLINK_CLOCK_STEP)
 namespace {
 
 /// Runs the PID example for two seconds more after its calendar was set by so many seconds, once it controls.
 SProgramResult runWithClockStep(const std::string& step_s)
 {
     const CTemporaryFolder folder;
-    CProgramRun run(host, {"run", "--log", "off", examples + "/pid/pid.xml", "--for", "3s"}, "",
-                    {{"LD_PRELOAD", RIVLINK_CLOCK_STEP},
-                     {"ASAN_OPTIONS", "verify_asan_link_order=0"},
-                     {"RIVLINK_TEST_CLOCK_STEP_S", step_s},
-                     {"RIVLINK_TEST_CLOCK_STEP_WHEN", folder.file("now")}});
+    std::map<std::string, std::string> environment{{"RIVLINK_TEST_CLOCK_STEP_S", step_s},
+                                                   {"RIVLINK_TEST_CLOCK_STEP_WHEN", folder.file("now")}};
+#if defined(_WIN32)
+    const std::string plugins = "</Plugins>";
+    const std::string file =
+        folder.write("c.xml", exampleWith("pid/pid.xml", plugins,
+                                          "<Plugin Name=\"rivlink_fake\" Path=\"" +
+                                              std::string(RIVLINK_FAKE_PLUGIN) + "\"/>" + plugins));
+#else
+    const std::string file = examples + "/pid/pid.xml";
+    environment["LD_PRELOAD"] = RIVLINK_CLOCK_STEP;
+    environment["ASAN_OPTIONS"] = "verify_asan_link_order=0";
+#endif
+    CProgramRun run(host, {"run", "--log", "off", file, "--for", "3s"}, "", environment);
     EXPECT_TRUE(eventually([&] { return run.outSoFar().find("Z  Jacket: auto") != std::string::npos; }));
     folder.write("now", "");
     return run.wait();
@@ -444,4 +500,3 @@ TEST(HostFaults, ClockSetForwardByAnHourMakesNoDifferenceToLoops)
     EXPECT_EQ(0, result.exitCode) << result.err;
     EXPECT_THAT(result.out, HasSubstr("  Jacket   0     Rvl::CPIDControlLoop  2"));
 }
-#endif

@@ -2,6 +2,7 @@
 
 #if defined(_WIN32)
 #include <atomic>
+#include <mutex>
 #include <stdexcept>
 #include <thread>
 #include <windows.h>
@@ -11,7 +12,7 @@ namespace Rvl::Test {
 
 #if defined(_WIN32)
 
-/// A pipe that nobody reads from: whoever opens it is cut off at once.
+/// A pipe that is read until it has taken enough; from then on whoever opens it is cut off at once.
 struct CFullDisk::Private
 {
     const std::string path = "\\\\.\\pipe\\rivlink-full-disk-" + std::to_string(GetCurrentProcessId());
@@ -19,9 +20,12 @@ struct CFullDisk::Private
         CreateNamedPipeA(path.c_str(), PIPE_ACCESS_INBOUND, PIPE_TYPE_BYTE | PIPE_WAIT, 1, 0, 0, 0, nullptr);
     std::atomic<bool> stop{false};
     std::atomic<bool> ended{false};
+    const std::size_t takes;
+    mutable std::mutex mutex;
+    std::string taken;
     std::thread thread;
 
-    Private()
+    explicit Private(std::size_t takes) : takes(takes)
     {
         if (pipe == INVALID_HANDLE_VALUE) {
             throw std::runtime_error("no pipe " + path);
@@ -29,6 +33,7 @@ struct CFullDisk::Private
         thread = std::thread([this] {
             while (!stop) {
                 ConnectNamedPipe(pipe, nullptr);
+                take();
                 DisconnectNamedPipe(pipe);
             }
             ended = true;
@@ -50,9 +55,27 @@ struct CFullDisk::Private
         thread.join();
         CloseHandle(pipe);
     }
+
+    void take()
+    {
+        char bytes[128];
+        DWORD count = 0;
+        while (taken.size() < takes && ReadFile(pipe, bytes, sizeof bytes, &count, nullptr)) {
+            const std::lock_guard<std::mutex> lock(mutex);
+            taken.append(bytes, count);
+        }
+    }
 };
 
-CFullDisk::CFullDisk() : private_(std::make_unique<Private>()) {}
+CFullDisk::CFullDisk() : CFullDisk(0) {}
+
+CFullDisk::CFullDisk(std::size_t takes) : private_(std::make_unique<Private>(takes)) {}
+
+std::string CFullDisk::content() const
+{
+    const std::lock_guard<std::mutex> lock(private_->mutex);
+    return private_->taken;
+}
 
 std::string CFullDisk::path() const
 {

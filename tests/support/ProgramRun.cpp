@@ -194,6 +194,11 @@ bool CProgramRun::isRunning()
     return WaitForSingleObject(private_->process.get(), 0) == WAIT_TIMEOUT;
 }
 
+int CProgramRun::process() const
+{
+    return static_cast<int>(GetProcessId(private_->process.get()));
+}
+
 SProgramResult CProgramRun::wait()
 {
     const int code = exitCodeOf(private_->process.get());
@@ -308,6 +313,11 @@ bool CProgramRun::isRunning()
     return private_->child.running(ignored);
 }
 
+int CProgramRun::process() const
+{
+    return private_->child.id();
+}
+
 SProgramResult CProgramRun::wait()
 {
     const int code = exitCodeOf(private_->child);
@@ -378,6 +388,15 @@ std::string readFile(const std::string& path)
 {
     std::ifstream stream(path);
     return std::string(std::istreambuf_iterator<char>(stream), std::istreambuf_iterator<char>());
+}
+
+std::string replaced(std::string text, const std::string& part, const std::string& replacement)
+{
+    const std::size_t at = text.find(part);
+    if (at == std::string::npos) {
+        throw std::invalid_argument("the text does not read " + part);
+    }
+    return text.replace(at, part.size(), replacement);
 }
 
 std::vector<std::string> linesOf(const std::string& text)

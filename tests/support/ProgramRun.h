@@ -43,6 +43,8 @@ public:
 
     void end(eEnd how);
     bool isRunning();
+    /// The system's number of the process.
+    int process() const;
     /// Waits for the program's end. A signal that ended it counts as exit code 128 + signal.
     SProgramResult wait();
     /// Standard output so far.
@@ -88,6 +90,9 @@ private:
 /// The content of a text file, its lines ended as the system's programs see them; empty if there is none.
 std::string readFile(const std::string& path);
 std::vector<std::string> linesOf(const std::string& text);
+/// The text with the first place where it reads `part` replaced. Throws std::invalid_argument without such a
+/// place.
+std::string replaced(std::string text, const std::string& part, const std::string& replacement);
 
 /// Waits until the condition holds and returns true, or false after `limit_s` seconds.
 template <class Condition> bool eventually(Condition condition, double limit_s = 60.0);
