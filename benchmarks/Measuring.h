@@ -10,6 +10,7 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <string>
 #include <vector>
 
 // What the benchmarks measure with. Linux only.
@@ -40,20 +41,35 @@ inline std::int64_t threadCpu_ns()
     return clockNanoseconds(CLOCK_THREAD_CPUTIME_ID);
 }
 
-inline std::int64_t residentBytes()
+/// A figure in KiB from a file of /proc, in bytes.
+inline std::int64_t processFigure(const char* file, const std::string& name)
 {
-    std::int64_t size = 0;
-    std::int64_t resident = 0;
-    std::ifstream("/proc/self/statm") >> size >> resident;
-    return resident * 4096;
+    std::ifstream stream(file);
+    for (std::string word; stream >> word;) {
+        if (word == name) {
+            std::int64_t kib = 0;
+            stream >> kib;
+            return kib * 1024;
+        }
+    }
+    return 0;
 }
 
-/// The most that the process ever held.
+/// Counted now; the usual figure lags behind for each thread.
+inline std::int64_t residentBytes()
+{
+    return processFigure("/proc/self/smaps_rollup", "Rss:");
+}
+
+/// From here on peakResidentBytes() begins anew.
+inline void forgetPeak()
+{
+    std::ofstream("/proc/self/clear_refs") << 5 << std::flush;
+}
+
 inline std::int64_t peakResidentBytes()
 {
-    rusage usage{};
-    getrusage(RUSAGE_SELF, &usage);
-    return std::int64_t{usage.ru_maxrss} * 1024;
+    return processFigure("/proc/self/status", "VmHWM:");
 }
 
 inline std::int64_t openDescriptors()

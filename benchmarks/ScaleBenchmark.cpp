@@ -1,26 +1,35 @@
 // Many controller channels of 20 ms in one process. "bare" is as many threads with nothing but an event loop
 // and a deadline_timer each, which its handler arms again, relative to its end.
 //
-// scale_benchmark rivlink|bare CHANNELS SECONDS
-// prints what that takes of the machine, and how late the steps were.
+// scale_benchmark rivlink|bare CHANNELS SECONDS [busy [realtime]]
+// prints what that takes of the machine, and how late the steps were. "busy" leaves it one core, on which
+// another program is at work all the time; "realtime" has the threads served first, as the host does.
 
 #include "benchmarks/Measuring.h"
 #include "driver/local/controller/common/ControlLoopValueListener.h"
 #include "driver/local/controller/common/LoopElements.h"
 #include "driver/local/controller/controlloop/PIDControlLoop.h"
 #include "driver/local/LocalControllerChannel.h"
+#include "host/Realtime.h"
 #include "platform/rivlink_core/Environment.h"
 
 #include <boost/asio/deadline_timer.hpp>
 #include <boost/asio/io_context.hpp>
 #include <boost/date_time/posix_time/posix_time_types.hpp>
 
+#include <sched.h>
+#include <sys/prctl.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
 #include <atomic>
 #include <chrono>
+#include <csignal>
 #include <cstdlib>
 #include <iostream>
 #include <list>
 #include <memory>
+#include <optional>
 #include <string>
 #include <thread>
 #include <vector>
@@ -132,7 +141,34 @@ private:
     std::thread thread_;
 };
 
-template <class Made> void measure(std::size_t count, int seconds)
+/// A program that needs all it can get of the core on which this one has to be from now on.
+class CBusyCore
+{
+public:
+    CBusyCore()
+    {
+        cpu_set_t core;
+        CPU_ZERO(&core);
+        CPU_SET(0, &core);
+        sched_setaffinity(0, sizeof core, &core);
+        child_ = fork();
+        if (child_ == 0) {
+            prctl(PR_SET_PDEATHSIG, SIGKILL);
+            for (volatile unsigned turn = 0;; turn = turn + 1) {
+            }
+        }
+    }
+    ~CBusyCore()
+    {
+        kill(child_, SIGKILL);
+        waitpid(child_, nullptr, 0);
+    }
+
+private:
+    pid_t child_ = 0;
+};
+
+template <class Made> void measure(std::size_t count, int seconds, bool realtime)
 {
     std::list<STicks> ticks;
     for (std::size_t i = 0; i < count; ++i) {
@@ -143,8 +179,19 @@ template <class Made> void measure(std::size_t count, int seconds)
     const std::int64_t descriptorsBefore = openDescriptors();
     std::list<Made> made;
     std::size_t index = 0;
-    for (STicks& each : ticks) {
-        made.emplace_back(index++, each);
+    const auto start = [&] {
+        for (STicks& each : ticks) {
+            made.emplace_back(index++, each);
+        }
+    };
+    if (realtime) {
+        for (const auto& refusals : {serveThreadsFirst(start), lockMemory()}) {
+            for (const std::string& refusal : refusals) {
+                std::cerr << refusal << '\n';
+            }
+        }
+    } else {
+        start();
     }
     std::this_thread::sleep_for(std::chrono::seconds(2));
     const auto perChannel = [count](std::int64_t total) {
@@ -182,16 +229,21 @@ template <class Made> void measure(std::size_t count, int seconds)
 
 int main(int argc, char** argv)
 {
-    if (argc != 4) {
-        std::cerr << "usage: scale_benchmark rivlink|bare CHANNELS SECONDS\n";
+    if (argc < 4 || argc > 6) {
+        std::cerr << "usage: scale_benchmark rivlink|bare CHANNELS SECONDS [busy [realtime]]\n";
         return EXIT_FAILURE;
     }
     const auto channels = static_cast<std::size_t>(std::stoul(argv[2]));
     const int seconds = std::stoi(argv[3]);
+    std::optional<Rvl::Benchmark::CBusyCore> busyCore;
+    if (argc > 4) {
+        busyCore.emplace();
+    }
+    const bool realtime = argc > 5;
     if (argv[1] == std::string("rivlink")) {
-        Rvl::Benchmark::measure<Rvl::Benchmark::CChannel>(channels, seconds);
+        Rvl::Benchmark::measure<Rvl::Benchmark::CChannel>(channels, seconds, realtime);
     } else {
-        Rvl::Benchmark::measure<Rvl::Benchmark::CBareThread>(channels, seconds);
+        Rvl::Benchmark::measure<Rvl::Benchmark::CBareThread>(channels, seconds, realtime);
     }
     return EXIT_SUCCESS;
 }

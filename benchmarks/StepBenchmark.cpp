@@ -18,9 +18,10 @@ namespace Rvl::Benchmark {
 
 namespace {
 
-// values around the set point that keep the control value within its limits and changing
+// values around the set point, which is their mean, that keep the control value within its limits and
+// changing
 constexpr double setPoint = 45.0;
-constexpr std::array<double, 8> actualValues{44.0, 44.4, 44.1, 45.2, 45.9, 45.3, 44.8, 45.0};
+constexpr std::array<double, 8> actualValues{44.0, 44.4, 44.1, 45.2, 46.6, 45.9, 44.8, 45.0};
 
 CPIDParameters parameters()
 {
@@ -29,7 +30,7 @@ CPIDParameters parameters()
     result.setTi(5.0);
     result.setTd(0.1);
     result.setDerivativeGainLimit(20.0);
-    result.setMinU(0.0);
+    result.setMinU(-100.0);
     result.setMaxU(100.0);
     result.setInitialSetpoint(setPoint);
     result.setSampleTime(100);
@@ -49,6 +50,7 @@ SPlainAlgorithm plainAlgorithm()
     plain.Ti = 5.0;
     plain.Td = 0.1;
     plain.derivativeGainLimit = 20.0;
+    plain.minU = -100.0;
     plain.maxU = 100.0;
     plain.sampleTime_ms = 100;
     return plain;
@@ -61,6 +63,7 @@ SPlainLoop plainLoop()
     plain.Ti = 5.0;
     plain.Td = 0.1;
     plain.derivativeGainLimit = 20.0;
+    plain.minU = -100.0;
     plain.maxU = 100.0;
     plain.setPoint = setPoint;
     plain.derivativeCoefficient = -(10.0 * 0.1 / 0.1);
@@ -69,23 +72,42 @@ SPlainLoop plainLoop()
     return plain;
 }
 
-class CInput : public ILoopIn, public IFloorInput
+std::size_t valueIndex = 0; // the actual value that inputs give
+
+class CInput : public ILoopIn
 {
 public:
-    double readInputValue() override { return read(); }
-    double read() override { return actualValues[index]; }
-    std::size_t index = 0;
+    double readInputValue() override { return actualValues[valueIndex]; }
 };
 
-class COutput : public ILoopOut, public IFloorOutput
+class CFloorInput : public IFloorInput
+{
+public:
+    double read() override { return actualValues[valueIndex]; }
+};
+
+class COutput : public ILoopOut
 {
 public:
     void writeOutputValue(double newValue) override { value = newValue; }
+    double value = 0.0;
+};
+
+class CFloorOutput : public IFloorOutput
+{
+public:
     void write(double newValue) override { value = newValue; }
     double value = 0.0;
 };
 
-class CListener : public IControlLoopValueListener, public IFloorListener
+class CListener : public IControlLoopValueListener
+{
+public:
+    void onActualValue(double newValue) override { value = newValue; }
+    double value = 0.0;
+};
+
+class CFloorListener : public IFloorListener
 {
 public:
     void onActualValue(double newValue) override { value = newValue; }
@@ -94,14 +116,13 @@ public:
 
 struct SLoop
 {
-    std::shared_ptr<CInput> input = std::make_shared<CInput>();
     std::shared_ptr<COutput> output = std::make_shared<COutput>();
     CListener listener;
     CPIDControlLoop loop;
 
     SLoop()
     {
-        loop.setInput(input);
+        loop.setInput(std::make_shared<CInput>());
         loop.setOutput(output);
         loop.setParameters(parameters());
         loop.writeSetpoint(setPoint);
@@ -131,14 +152,14 @@ void algorithm(benchmark::State& state)
 
 void processFloor(benchmark::State& state)
 {
-    CInput input;
-    COutput output;
-    CListener listener;
+    CFloorInput input;
+    CFloorOutput output;
+    CFloorListener listener;
     const auto loop = std::make_unique<CFloorLoop>(plainLoop(), input, output, listener);
     CFloorLoop* called = loop.get();
     benchmark::DoNotOptimize(called);
     for (auto _ : state) {
-        nextActualValue(input.index);
+        nextActualValue(valueIndex);
         called->process();
         benchmark::DoNotOptimize(output.value);
     }
@@ -150,7 +171,7 @@ void process(benchmark::State& state)
     IControlLoop* called = &running.loop;
     benchmark::DoNotOptimize(called);
     for (auto _ : state) {
-        nextActualValue(running.input->index);
+        nextActualValue(valueIndex);
         called->process();
         benchmark::DoNotOptimize(running.output->value);
     }
@@ -163,18 +184,16 @@ bool floorsAreRight()
     CPIDAlgorithm algorithm;
     algorithm.setParameters(parameters());
     SLoop running;
-    CInput input;
-    COutput output;
-    CListener listener;
+    CFloorInput input;
+    CFloorOutput output;
+    CFloorListener listener;
     CFloorLoop floor(plainLoop(), input, output, listener);
-    std::size_t index = 0;
     for (int step = 0; step < 1000; ++step) {
-        nextActualValue(index);
-        running.input->index = input.index = index;
+        nextActualValue(valueIndex);
         running.loop.process();
         floor.process();
-        if (plain.calculate(actualValues[index], setPoint) !=
-                algorithm.calculate(actualValues[index], setPoint) ||
+        if (plain.calculate(actualValues[valueIndex], setPoint) !=
+                algorithm.calculate(actualValues[valueIndex], setPoint) ||
             running.output->value != output.value || running.listener.value != listener.value) {
             return false;
         }

@@ -49,6 +49,8 @@ public:
         return found->second;
     }
 
+    bool contains(const std::string& name) const { return byName_.find(name) != byName_.end(); }
+
     /// Takes the object's name away. Nothing happens if it has none.
     void unregisterObject(T object)
     {

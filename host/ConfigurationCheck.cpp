@@ -41,7 +41,7 @@ CConfigurationCheck::CConfigurationCheck(const CConfiguration& configuration, co
                                          bool complete, const std::vector<std::string>& busNames,
                                          CFaultList& faults)
     : configuration_(configuration), catalogue_(catalogue), complete_(complete), faults_(faults),
-      signals_(catalogue, bearers_["device"])
+      signals_(catalogue, bearers_["device"]), busesBroughtAlong_(busNames.begin(), busNames.end())
 {
     names_["bus"] = busNames;
 }
@@ -89,9 +89,8 @@ void CConfigurationCheck::collectName(const pugi::xml_node& node, const std::vec
     for (const std::string& server : nameServers) {
         const auto [bearer, fresh] = bearers_[server].emplace(name, node);
         if (fresh) {
-            std::vector<std::string>& names = names_[server];
-            if (std::find(names.begin(), names.end(), name) == names.end()) {
-                names.push_back(name);
+            if (server != "bus" || !busesBroughtAlong_.count(name)) {
+                names_[server].push_back(name);
             }
         } else if (!taken) {
             taken = true;
@@ -315,13 +314,17 @@ std::optional<std::string> CConfigurationCheck::defaultOf(const std::string& pat
 
 std::string CConfigurationCheck::judgeReference(const SKeyDescription& key, const std::string& name) const
 {
-    const auto known = names_.find(key.nameServer);
-    const std::vector<std::string> names = known == names_.end() ? std::vector<std::string>() : known->second;
     if (!complete_ || namesOfUnknown_.count(name)) {
         return {};
     }
-    if (std::find(names.begin(), names.end(), name) != names.end()) {
+    const auto bearers = bearers_.find(key.nameServer);
+    if (bearers != bearers_.end() && bearers->second.count(name)) {
         return judgeType(key, name);
+    }
+    const auto known = names_.find(key.nameServer);
+    const std::vector<std::string> names = known == names_.end() ? std::vector<std::string>() : known->second;
+    if (std::find(names.begin(), names.end(), name) != names.end()) {
+        return judgeType(key, name); // borne by what a plug-in brings along
     }
     return "\"" + name + "\" is not " + expectation(key) + "; expected " +
            (names.empty() ? std::string("one, but the configuration has none")

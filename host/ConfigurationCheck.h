@@ -56,6 +56,7 @@ private:
     /// Names of objects whose type is wrong: what they were meant to provide is not known.
     std::set<std::string> namesOfUnknown_;
     CSignalCheck signals_;
+    const std::set<std::string> busesBroughtAlong_;
 };
 
 } // namespace Rvl

@@ -1,30 +1,24 @@
 #pragma once
 
+#include <functional>
 #include <string>
 #include <vector>
 
 namespace Rvl {
 
-/// Has the threads that this thread starts while the object lives served before those of ordinary programs,
-/// for as long as they live, and keeps the process's memory from being paged out, for good. What this thread
-/// does itself is back to normal once the object is gone.
+// What `--realtime` asks of the system. Each returns what the system refused, a sentence each with what would
+// make it agree; whatever else was asked for is in force.
+
+/// Has the threads that `start` starts served before those of ordinary programs, for as long as they live,
+/// and this thread from now on as well, but after them: it looks at the loops, and must not be kept from
+/// letting go of a loop's lock. What `start` throws passes.
 ///
-/// On Linux that is SCHED_FIFO at a low real-time priority, and locked memory. On Windows threads inherit
-/// nothing: the whole process then gets the highest class of priority that the system grants it, for good.
-class CRealtime
-{
-public:
-    CRealtime();
-    ~CRealtime();
-    CRealtime(const CRealtime&) = delete;
-    CRealtime& operator=(const CRealtime&) = delete;
+/// On Linux that is SCHED_FIFO at low real-time priorities, unless this thread already had a higher one. On
+/// Windows threads inherit nothing: the whole process gets the priority class "high".
+std::vector<std::string> serveThreadsFirst(const std::function<void()>& start);
 
-    /// What the system refused, a sentence each, with what would make it agree. The rest is in force.
-    const std::vector<std::string>& refusals() const { return refusals_; }
-
-private:
-    std::vector<std::string> refusals_;
-    bool scheduled_ = false;
-};
+/// Keeps the process's memory from being paged out, for good: what it has, and what it gets later unless the
+/// system limits how much may be locked.
+std::vector<std::string> lockMemory();
 
 } // namespace Rvl

@@ -167,14 +167,16 @@ public:
 private:
     void start()
     {
-        std::optional<CRealtime> realtime; // for the threads of loops and devices only
-        if (options_.realtime) {
-            realtime.emplace();
-            for (const std::string& refusal : realtime->refusals()) {
-                err_ << refusal << std::endl;
-            }
+        if (!options_.realtime) {
+            session_.start();
+            return;
         }
-        session_.start();
+        std::vector<std::string> refusals = serveThreadsFirst([this] { session_.start(); });
+        const std::vector<std::string> further = lockMemory();
+        refusals.insert(refusals.end(), further.begin(), further.end());
+        for (const std::string& refusal : refusals) {
+            err_ << refusal << std::endl;
+        }
     }
 
     std::vector<SControllerState> states() const { return statesWithLoops(session_.states(), observations_); }
@@ -191,7 +193,8 @@ private:
 
     bool record()
     {
-        if (recorder_->write(states(), IClock::current().utc())) {
+        const auto now = IClock::current().utc(); // before the values: they are no older than it
+        if (recorder_->write(states(), now)) {
             return true;
         }
         err_ << "writing the record " << options_.record->string()
@@ -244,8 +247,9 @@ int runConfiguration(const SRunOptions& options, const CPluginPath& pluginPath, 
     {
         CRun run(options, assembly, out, err);
         std::string text;
+        std::optional<CLastResort> lastResort;
         try {
-            const CLastResort lastResort([&assembly] { assembly.session().emergencyStop(); });
+            lastResort.emplace([&assembly] { assembly.session().emergencyStop(); });
             run.perform();
             text = run.summaryText();
         } catch (const std::exception& exception) {
@@ -257,7 +261,7 @@ int runConfiguration(const SRunOptions& options, const CPluginPath& pluginPath, 
         }
         run.endObservation();
         // while the signals are still ours: a second one must not cut this short
-        for (const std::string& failure : assembly.session().shutDown()) {
+        for (const std::string& failure : assembly.session().shutDown([&] { lastResort.reset(); })) {
             err << failure << std::endl;
             result = ExitFailure;
         }

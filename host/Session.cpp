@@ -17,7 +17,11 @@
 #include <boost/system/system_error.hpp>
 
 #include <algorithm>
+#include <chrono>
 #include <cmath>
+#include <condition_variable>
+#include <mutex>
+#include <thread>
 
 namespace Rvl {
 
@@ -41,6 +45,62 @@ struct CSession::SDevice
     std::string busName;
     std::unique_ptr<IDeviceInterface> device;
 };
+
+namespace {
+
+/// How long an emergency waits for something that somebody else may be keeping from happening.
+constexpr std::chrono::seconds patience(2);
+
+/// Things that are tried side by side, each on a thread of its own, as any of them may never end.
+struct SAttempts : std::enable_shared_from_this<SAttempts>
+{
+    void begin(std::function<void()> action)
+    {
+        std::size_t index = 0;
+        {
+            const std::lock_guard<std::mutex> lock(mutex);
+            index = done.size();
+            done.push_back(false);
+        }
+        std::thread([self = shared_from_this(), index, action = std::move(action)] {
+            try {
+                action();
+            } catch (...) {
+                // the others are what matters now
+            }
+            const std::lock_guard<std::mutex> lock(self->mutex);
+            self->done[index] = true;
+            self->changed.notify_all();
+        }).detach();
+    }
+
+    /// Whether all are done within that time.
+    bool wait(std::chrono::seconds limit)
+    {
+        std::unique_lock<std::mutex> lock(mutex);
+        return changed.wait_for(lock, limit,
+                                [this] { return std::find(done.begin(), done.end(), false) == done.end(); });
+    }
+
+    /// Which of the first so many are not done.
+    std::vector<std::size_t> notDone(std::size_t count)
+    {
+        const std::lock_guard<std::mutex> lock(mutex);
+        std::vector<std::size_t> result;
+        for (std::size_t index = 0; index < count; ++index) {
+            if (!done[index]) {
+                result.push_back(index);
+            }
+        }
+        return result;
+    }
+
+    std::mutex mutex;
+    std::condition_variable changed;
+    std::vector<bool> done;
+};
+
+} // namespace
 
 CSession::CSession(const CConfiguration& configuration, const CTypeCatalogue& catalogue)
     : configuration_(configuration), catalogue_(catalogue)
@@ -305,11 +365,17 @@ void CSession::start()
             }
             entry->controller->setManualMode(true);
         }
-        entry->controller->setEnabled(true);
+        if (!emergency_) {
+            entry->controller->setEnabled(true);
+        }
+        if (emergency_) { // perhaps only since then
+            entry->controller->setEnabled(false);
+            return;
+        }
     }
 }
 
-std::vector<std::string> CSession::shutDown()
+std::vector<std::string> CSession::shutDown(const std::function<void()>& onStopped)
 {
     std::vector<std::string> failures;
     const auto attemptTo = [&failures](const std::string& what, const auto& step) {
@@ -339,6 +405,9 @@ std::vector<std::string> CSession::shutDown()
             }
         }
         attemptTo("stopping what drives devices", [&] { environment.aboutToDisconnect()(); });
+    }
+    if (onStopped) {
+        onStopped();
     }
     controllersInFileOrder_.reset();
     channelsByName_.clear();
@@ -381,21 +450,40 @@ std::vector<std::string> CSession::shutDown()
 
 void CSession::emergencyStop()
 {
-    const auto attemptTo = [](const auto& step) {
-        try {
-            step();
-        } catch (...) {
-            // the others are what matters now
-        }
-    };
+    emergency_ = true;
+    const auto attempts = std::make_shared<SAttempts>();
+    std::vector<IControllerChannel*> controllers;
     for (const auto& entry : channels_) {
         if (entry->controller) {
-            attemptTo([&] { entry->controller->setEnabled(false); });
+            controllers.push_back(entry->controller);
+            attempts->begin([controller = entry->controller] { controller->setEnabled(false); });
         }
     }
-    for (const auto& entry : devices_) {
-        attemptTo([&] { entry->device->disconnect(); });
+    if (!attempts->wait(patience)) {
+        // what failed still holds its loop's lock, which only its own thread, that is this one, can take; if
+        // another loop has failed as well, its lock is never to be had, but its actuator's device is
+        attempts->begin([this] {
+            std::this_thread::sleep_for(patience);
+            disconnectDevices();
+        });
+        for (const std::size_t left : attempts->notDone(controllers.size())) {
+            try {
+                controllers[left]->setEnabled(false);
+            } catch (...) {
+                // the others are what matters now
+            }
+        }
     }
+    disconnectDevices();
+}
+
+void CSession::disconnectDevices()
+{
+    const auto attempts = std::make_shared<SAttempts>();
+    for (const auto& entry : devices_) {
+        attempts->begin([device = entry->device.get()] { device->disconnect(); });
+    }
+    attempts->wait(patience);
 }
 
 const std::vector<const CSession::SChannel*>& CSession::controllersInFileOrder() const

@@ -11,6 +11,7 @@
 #include <boost/property_tree/ptree.hpp>
 #include <pugixml.hpp>
 
+#include <atomic>
 #include <cstddef>
 #include <functional>
 #include <memory>
@@ -58,12 +59,14 @@ public:
     /// Takes everything down, in this order: disables every controller once start() was called, emits
     /// aboutToDisconnect, destroys the controllers, disconnects the devices, destroys the other channels and
     /// the devices, disconnects and shuts down the buses. One failure does not keep the rest from being done.
-    /// Returns what failed, one text each. Nothing is left to do for a second call.
-    std::vector<std::string> shutDown();
+    /// Returns what failed, one text each. Nothing is left to do for a second call. `onStopped` is called
+    /// once no loop is calculated any more, before anything is destroyed.
+    std::vector<std::string> shutDown(const std::function<void()>& onStopped = {});
 
-    /// For a process that is about to end: has every controller write its disabled value and every device
-    /// carry that out, as far as they still can. Nothing is destroyed. Other threads may be in any operation
-    /// but shutDown().
+    /// For a process that is about to end, on the thread that is the reason: has every controller write its
+    /// disabled value and every device carry that out, as far as they still can, which takes some seconds at
+    /// most unless the calling thread itself never gets a lock. Nothing is destroyed, and start() enables
+    /// nothing any more. Other threads may be in any operation; in shutDown() only until `onStopped`.
     void emergencyStop();
 
     /// The controllers in file order; valid until shutDown().
@@ -90,6 +93,7 @@ private:
     std::string tooManyFiles() const;
     const STypeDescription* typeOf(const pugi::xml_node& node) const;
     const std::vector<const SChannel*>& controllersInFileOrder() const;
+    void disconnectDevices();
     SControllerState stateOf(const SChannel& channel) const;
 
     const CConfiguration& configuration_;
@@ -107,6 +111,7 @@ private:
     std::unique_ptr<CClockWatch> clockWatch_;
     std::vector<std::shared_ptr<IBus>> connectedBuses_;
     bool started_ = false;
+    std::atomic<bool> emergency_{false};
 };
 
 } // namespace Rvl

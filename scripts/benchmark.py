@@ -2,7 +2,7 @@
 """Runs the benchmarks of build/benchmark and prints, as tables, how rivlink_local compares with its floors.
 
 Whatever is compared runs in turns, so that a machine that gets slower or faster does so for both: each figure is
-the median over the rounds, each ratio the median of the rounds' ratios. What the floors are stands at the head of
+the median over the rounds, each ratio the median of the rounds' ratios (with the lowest and the highest). What the floors are stands at the head of
 the programs in benchmarks/.
 """
 import argparse
@@ -22,6 +22,7 @@ HEADING = {
     "step": "One step",
     "tick": "One period of the timed processor",
     "scale": "Channels of 20 ms",
+    "realtime": "Channels of 20 ms on a core that is busy with another program",
     "load": "Loading a configuration",
 }
 
@@ -54,7 +55,9 @@ def median(results, key):
 
 
 def ratio(ours, floor, key):
-    return statistics.median(a[key] / b[key] for a, b in zip(ours, floor))
+    """The rounds' ratios: their median, the lowest and the highest."""
+    ratios = [a[key] / b[key] for a, b in zip(ours, floor) if b[key] > 0]
+    return f"{statistics.median(ratios):.2f} ({min(ratios):.2f} to {max(ratios):.2f})" if ratios else "-"
 
 
 def step(options):
@@ -66,7 +69,7 @@ def step(options):
     ours, floor = in_turns(options.rounds, lambda: side("rivlink"), lambda: side("floor"))
     table(["step", "rivlink_local", "floor", "ratio"],
           [[f"`{name}`", f"{median(ours, key):.1f} ns", f"{median(floor, key):.1f} ns",
-            f"{ratio(ours, floor, key):.3f}"]
+            ratio(ours, floor, key)]
            for name, key in (("CPIDAlgorithm::calculate", "calculate"), ("CPIDControlLoop::process", "process"))])
 
 
@@ -76,10 +79,15 @@ def tick(options):
         ours, floor = in_turns(options.rounds, *(
             lambda side=side: output_of("tick_benchmark", side, loops, options.seconds)
             for side in ("rivlink", "bare")))
-        rows.append([loops, f"{median(ours, 'cpu_us'):.2f} us", f"{median(floor, 'cpu_us'):.2f} us",
-                     f"{ratio(ours, floor, 'cpu_us'):.3f}", f"{median(ours, 'mean_us'):.0f} us",
-                     f"{median(floor, 'mean_us'):.0f} us", f"{ratio(ours, floor, 'mean_us'):.3f}"])
-    table(["loops on one processor", "CPU per tick", "floor", "ratio", "mean period error", "floor", "ratio"], rows)
+        for name, side in (("rivlink_local", ours), ("bare timers", floor)):
+            rows.append([loops, name, f"{median(side, 'cpu_us'):.2f} us"] +
+                        [f"{median(side, key):.0f} us" for key in ("mean_us", "p50_us", "p99_us")])
+        rows.append([loops, "ratio"] +
+                    [ratio(ours, floor, key) for key in ("cpu_us", "mean_us", "p50_us", "p99_us")])
+    table(["loops on one processor", "", "CPU per tick", "mean period error", "median", "99 %"], rows)
+
+
+LATE = ("p50_us", "p99_us", "p999_us")
 
 
 def scale(options):
@@ -92,49 +100,77 @@ def scale(options):
             rows.append([channels, name, f"{median(side, 'cpu_percent'):.1f} %",
                          f"{median(side, 'resident_kib'):.1f} KiB", f"{median(side, 'descriptors'):.2f}",
                          f"{median(side, 'delivered_percent'):.1f} %"] +
-                        [f"{median(side, key) / 1000:.2f} ms" for key in ("p50_us", "p99_us", "p999_us")])
-        rows.append([channels, "ratio"] + [f"{ratio(ours, floor, key):.2f}" for key in
-                    ("cpu_percent", "resident_kib", "descriptors", "delivered_percent", "p50_us", "p99_us",
-                     "p999_us")])
+                        [f"{median(side, key) / 1000:.2f} ms" for key in LATE])
+        rows.append([channels, "ratio"] + [ratio(ours, floor, key) for key in
+                    ("cpu_percent", "resident_kib", "descriptors", "delivered_percent") + LATE])
     table(["channels", "", "CPU (of one core)", "resident per channel", "descriptors per channel", "steps delivered",
            "late, median", "late, 99 %", "late, 99.9 %"], rows)
 
 
-def configuration(controllers):
-    """The smallest example with that many controllers."""
+def realtime(options):
+    rows = []
+    for channels in options.sizes or (10, 100):
+        for name, side in (("rivlink_local", "rivlink"), ("bare threads", "bare")):
+            ordinary, first = in_turns(options.rounds, *(
+                lambda words=words, side=side: output_of("scale_benchmark", side, channels, options.seconds, *words)
+                for words in (("busy",), ("busy", "realtime"))))
+            for mode, results in (("ordinary", ordinary), ("`--realtime`", first)):
+                rows.append([channels, name, mode, f"{median(results, 'delivered_percent'):.1f} %"] +
+                            [f"{median(results, key) / 1000:.2f} ms" for key in LATE])
+            rows.append([channels, name, "ratio", ratio(ordinary, first, "delivered_percent")] +
+                        [ratio(ordinary, first, key) for key in LATE])
+    table(["channels", "", "", "steps delivered", "late, median", "late, 99 %", "late, 99.9 %"], rows)
+
+
+def configuration(channels):
+    """So many channels: of three, one is a sensor, one a heater and one the controller between them, as in the
+    smallest example."""
     text = (ROOT / "examples" / "pid" / "pid.xml").read_text()
-    found = re.search(r'    <Channel Name="Jacket" .*?\n    </Channel>\n', text, re.DOTALL)
-    return (text[:found.start()] +
-            "".join(found[0].replace('"Jacket"', f'"Jacket {number}"') for number in range(controllers)) +
-            text[found.end():])
+
+    def parts(section):
+        found = re.search(rf"  <{section}>\n(.*?)  </{section}>\n", text, re.DOTALL)
+        return text[:found.start(1)], found[1], text[found.end(1):]
+
+    name = r'(Name="|Device>|annel>)(Bench|Jacket temperature|Heater|Jacket)(?=["<])'
+    before, devices, rest = parts("Devices")
+    between, of_channels, after = parts("Channels")
+    between = between[len(before) + len(devices):]
+    numbered = lambda part: "".join(re.sub(name, rf"\1\2 {number}", part) for number in range((channels + 2) // 3))
+    return before + numbered(devices) + between + numbered(of_channels) + after
 
 
 def load(options):
     rows = []
+    last = None
     with tempfile.TemporaryDirectory() as folder:
-        for controllers in options.sizes or (10, 100, 1000, 10000):
-            file = pathlib.Path(folder) / f"{controllers}.xml"
-            file.write_text(configuration(controllers))
-            try:
-                ours, floor = in_turns(options.rounds, *(
-                    lambda side=side: output_of("load_benchmark", side, file, BUILD / "plugins")
-                    for side in ("rivlink", "read_xml")))
-            except subprocess.CalledProcessError:
-                rows.append([controllers, "cannot be built here: more open files than the system allows"] + [""] * 6)
-                continue
-            checked = statistics.median((a["read_ms"] + a["check_ms"]) / b["load_ms"] for a, b in zip(ours, floor))
-            rows.append([controllers] +
+        for channels in options.sizes or (10, 100, 1000, 10000):
+            file = pathlib.Path(folder) / f"{channels}.xml"
+            file.write_text(configuration(channels))
+            ours, floor = in_turns(options.rounds, *(
+                lambda side=side: output_of("load_benchmark", side, file, BUILD / "plugins")
+                for side in ("rivlink", "read_xml")))
+            for one in ours:
+                one["judged_ms"] = one["read_ms"] + one["check_ms"]
+            for one in floor:
+                one["judged_ms"] = one["load_ms"]
+            growth = "-"
+            if last:
+                growth = " / ".join(f"{median(ours, key) / last[1][key] / (channels / last[0]):.2f}"
+                                    for key in ("load_ms", "peak_kib"))
+            last = (channels, {key: median(ours, key) for key in ("load_ms", "peak_kib")})
+            rows.append([channels] +
                         [f"{median(ours, key):.2f} ms" for key in ("read_ms", "check_ms", "build_ms")] +
-                        [f"{median(floor, 'load_ms'):.2f} ms", f"{checked:.2f}",
-                         f"{ratio(ours, floor, 'load_ms'):.2f}", f"{median(ours, 'peak_kib') / controllers:.1f} KiB"])
-    table(["controllers", "reading", "checking", "building", "`read_xml`", "reading and checking to `read_xml`",
-           "everything to `read_xml`", "memory per controller"], rows)
+                        [f"{median(floor, 'load_ms'):.2f} ms", ratio(ours, floor, "judged_ms"),
+                         ratio(ours, floor, "load_ms"), f"{median(ours, 'peak_kib'):.0f} KiB",
+                         f"{median(floor, 'peak_kib'):.0f} KiB", growth])
+    table(["channels", "reading", "checking", "building", "`read_xml`", "reading and checking to `read_xml`",
+           "everything to `read_xml`", "memory", "of `read_xml`", "growth per channel, time / memory"], rows)
 
 
 def main():
     parser = argparse.ArgumentParser(prog="./test benchmark", description=__doc__.split("\n\n", maxsplit=1)[0])
     parser.add_argument("names", nargs="*", metavar="NAME", help=f"{', '.join(HEADING)}; all of them without any")
-    parser.add_argument("--rounds", type=int, default=5, help="how often each is run (%(default)s)")
+    parser.add_argument("--rounds", type=int, default=6, help="how often each is run (%(default)s)")
     parser.add_argument("--seconds", type=int, default=5, help="how long one run of tick or scale (%(default)s)")
     parser.add_argument("--sizes", type=int, nargs="+", help="loops, channels or controllers, instead of the usual")
     options = parser.parse_args()

@@ -89,9 +89,7 @@ def use_copy(worker):
 
 def source_files():
     files = sorted(ROOT.glob("common/*.h")) + sorted((ROOT / "driver/local").rglob("*.cpp"))
-    # of the headers only the constants are of interest
-    files += [f for f in sorted((ROOT / "driver/local").rglob("*.h")) if "static constexpr" in f.read_text()]
-    return files
+    return files + sorted((ROOT / "driver/local").rglob("*.h"))
 
 
 def without_comments_and_texts(source):
@@ -142,14 +140,15 @@ def mutants_of(path):
     name = str(path.relative_to(ROOT))
     digest = hashlib.sha1(source.encode()).hexdigest()[:10]
     is_header = path.suffix == ".h"
-    constants_only = is_header and name.startswith("driver/")
+    declares = is_header and name.startswith("driver/")
     found = []
 
     def add(start, end, text):
         line_number = source.count("\n", 0, start) + 1
         line_start = source.rfind("\n", 0, start) + 1
         line = source[line_start:source.find("\n", start)]
-        if constants_only and "static constexpr" not in line:
+        # of these headers only constants and what is inline are of interest, not the declarations
+        if declares and not re.search(r"static constexpr|\breturn\b|^ {8}", line):
             return
         old = " ".join(source[start:end].split())
         what = f"{old!r} -> {text.strip()!r}" if text != ";" else f"removed {old!r}"

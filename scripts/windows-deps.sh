@@ -12,11 +12,12 @@ source "$(dirname "${BASH_SOURCE[0]}")/common.sh"
 
 cache=${XDG_CACHE_HOME:-$HOME/.cache}/rivlink_local
 sources=(boost1.74 log4cplus pugixml libxml2)
-# the same versions as those of the build for this system; a change of any of them, or of this script, makes
-# a new folder
+# what the folder is made of and for: a change of any of it, or of this script, makes a new one
 versions=$(dpkg-query -W -f='${Package} ${Version}\n' \
-    libboost1.74-dev liblog4cplus-dev libpugixml-dev libcli11-dev nlohmann-json3-dev libxml2-utils 2>/dev/null || true)
-key=$({ printf '%s\n' "$versions"; cat "${BASH_SOURCE[0]}"; } | sha256sum | cut -c1-16)
+    libboost1.74-dev liblog4cplus-dev libpugixml-dev libcli11-dev nlohmann-json3-dev libxml2-utils googletest \
+    g++-mingw-w64-x86-64-posix gcc-mingw-w64-x86-64-posix-runtime mingw-w64-x86-64-dev wine64 2>/dev/null || true)
+key=$({ printf '%s\n' "$versions"; cat "${BASH_SOURCE[0]}" "$root/cmake/toolchain-windows.cmake"; } |
+    sha256sum | cut -c1-16)
 folder=$cache/windows-$key
 prefix=$folder/prefix
 
@@ -46,11 +47,13 @@ step() {
 
 # Fails with the log's end, as the whole is long.
 logged() {
-    if ! "$@" >>"$log" 2>&1 </dev/null; then
+    # in the background, as a shell does not stop at failures within a condition
+    "$@" >>"$log" 2>&1 </dev/null &
+    wait $! || {
         tail -n 60 "$log" >&2
         say "failed: $*; everything that was said stands in $log"
         return 1
-    fi
+    }
 }
 
 # The machine's own package sources say where packages come from; this asks the same places for their sources, in
@@ -133,6 +136,11 @@ keep_licences() {
         gcc-mingw-w64-x86-64-posix-runtime mingw-w64-x86-64-dev; do
         cp "/usr/share/doc/$package/copyright" "$prefix/licences/$package.txt"
     done
+    # the texts that they refer to, which every Debian has
+    local name
+    for name in $(grep -oh '/usr/share/common-licenses/[A-Za-z0-9.-]*[A-Za-z0-9]' "$prefix"/licences/*.txt | sort -u); do
+        cp -L "$name" "$prefix/licences/$(basename "$name").txt"
+    done
 }
 
 step "fetching sources of ${sources[*]}"
@@ -155,10 +163,11 @@ logged copy_headers
 logged copy_runtime
 logged keep_licences
 step "starting Wine for the first time"
-logged "$root/scripts/wine.sh" "$folder" wineboot --init
+# (without the lock, which what stays running of it would hold)
+logged "$root/scripts/wine.sh" "$folder" wineboot --init 9>&-
 # temporary files on the drive of the source tree: paths that begin with a slash are meant for that one
 for name in TEMP TMP; do
-    logged "$root/scripts/wine.sh" "$folder" reg add 'HKCU\Environment' /v "$name" /d 'Z:\tmp' /f
+    logged "$root/scripts/wine.sh" "$folder" reg add 'HKCU\Environment' /v "$name" /d 'Z:\tmp' /f 9>&-
 done
 rm -rf "$work"
 printf '%s\n' "$versions" >"$folder/complete"

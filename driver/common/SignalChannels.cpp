@@ -17,22 +17,20 @@ CSignalDevice& findDevice(const std::string& channelName, const std::string& dev
                           const SDeviceFamily& family)
 {
     const auto& nameServer = IDeviceInterface::NameServer;
+    const bool known = nameServer.contains(deviceName);
+    CSignalDevice* const device = known ? family.member(nameServer.lookupObject(deviceName)) : nullptr;
+    if (device) {
+        return *device;
+    }
     const std::vector<std::string> names = nameServer.names();
     std::vector<std::string> members;
     std::copy_if(names.begin(), names.end(), std::back_inserter(members), [&](const std::string& name) {
         return family.member(nameServer.lookupObject(name)) != nullptr;
     });
-    if (std::find(names.begin(), names.end(), deviceName) == names.end()) {
-        RVL_THROW(CConfigurationException, "Channel " + channelName + ": there is no device " + deviceName +
-                                               "; " + family.allOfThem + " are: " + listed(members));
-    }
-    CSignalDevice* const device = family.member(nameServer.lookupObject(deviceName));
-    if (!device) {
-        RVL_THROW(CConfigurationException, "Channel " + channelName + ": device " + deviceName + " is not " +
-                                               family.oneOfThem + "; " + family.allOfThem +
-                                               " are: " + listed(members));
-    }
-    return *device;
+    RVL_THROW(CConfigurationException, "Channel " + channelName + ": " +
+                                           (known ? "device " + deviceName + " is not " + family.oneOfThem
+                                                  : "there is no device " + deviceName) +
+                                           "; " + family.allOfThem + " are: " + listed(members));
 }
 
 CSignalBinding::CSignalBinding(IIoChannelInterface& channel, const SDeviceFamily& family)

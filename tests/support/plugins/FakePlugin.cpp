@@ -1,8 +1,8 @@
 /// A plug-in for tests of the host: a bus, a device with an input and an output, and a controller that works
 /// them with u = Gain * (Setpoint - actual value). Everything that happens to them is written to the file
 /// that the environment variable RIVLINK_FAKE_JOURNAL names, one line each, as it happens. A device called
-/// "Strange" throws something that is no exception when it is built, and an output called "Broken output"
-/// throws what no output may throw whenever it is written.
+/// "Strange" throws something that is no exception when it is built, and an output whose name
+/// begins with "Broken" throws what no output may throw whenever it is written.
 #include "common/LoggedThrow.h"
 #include "common/LoopObservation.h"
 #include "platform/rivlink_common/ConfigurationException.h"
@@ -182,7 +182,7 @@ protected:
         if (!device_ || !device_->isConnected()) {
             throw CDeviceAccessException("device is not connected");
         }
-        if (getName() == "Broken output") {
+        if (getName().rfind("Broken", 0) == 0) {
             throw std::logic_error("the output is out of its mind");
         }
         if (tree_.get("<xmlattr>.Stuck", false)) {

@@ -4,6 +4,12 @@
 #include "driver/local/controller/controlloop/PIDControlLoop.h"
 #include "driver/local/controller/controlloop/PT1Element.h"
 #include "driver/local/controller/controlloop/TwoLevelControlLoop.h"
+#include "driver/local/controller/controlloopinput/AnalogChannelLoopIn.h"
+#include "driver/local/controller/controlloopoutput/AnalogChannelLoopOut.h"
+#include "driver/local/LocalControllerChannel.h"
+#include "driver/local/LoopMonitor.h"
+#include "platform/rivlink_device/AnalogInChannel.h"
+#include "platform/rivlink_device/AnalogOutChannel.h"
 
 #include <boost/property_tree/ptree.hpp>
 #include <gtest/gtest.h>
@@ -134,6 +140,15 @@ class CountingListener : public IControlLoopValueListener
 {
 public:
     void onActualValue(double) override { ++steps; }
+    /// Waits for them, without needing memory itself.
+    bool stepsReach(long count) const
+    {
+        const auto giveUp = std::chrono::steady_clock::now() + std::chrono::seconds(60);
+        while (steps < count && std::chrono::steady_clock::now() < giveUp) {
+            std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        }
+        return steps >= count;
+    }
     std::atomic<long> steps{0};
 };
 
@@ -239,18 +254,56 @@ TEST(LoopAllocation, PeriodOfTheTimedProcessorNeedsNoMemory)
         loop->addActualValueListener(&listener);
         processor.addControlLoop(loop);
     }
-    const auto stepsReach = [&](long count) {
-        const auto giveUp = std::chrono::steady_clock::now() + std::chrono::seconds(60);
-        while (listener.steps < count && std::chrono::steady_clock::now() < giveUp) {
-            std::this_thread::sleep_for(std::chrono::milliseconds(1));
-        }
-        return listener.steps >= count;
-    };
     processor.runControlLoops();
-    ASSERT_TRUE(stepsReach(20));
+    ASSERT_TRUE(listener.stepsReach(20));
     const long before = allocations;
-    ASSERT_TRUE(stepsReach(120));
+    ASSERT_TRUE(listener.stepsReach(120));
     const long during = allocations - before;
     processor.stopControlLoops();
     EXPECT_EQ(during, 0) << "the event loop uses the memory of one wait for the next";
+}
+
+TEST(LoopAllocation, PeriodOfAnObservedChannelOverDevicesNeedsNoMemory)
+{
+    class Output : public CAnalogOutChannel
+    {
+    public:
+        using CAnalogOutChannel::CAnalogOutChannel;
+        std::atomic<double> driven{0.0};
+
+    protected:
+        void driveOutput(double value) override { driven = value; }
+    };
+    class Sensor : public CAnalogInChannel
+    {
+    public:
+        using CAnalogInChannel::CAnalogInChannel;
+        using CAnalogInChannel::publishValue;
+    };
+    Sensor sensor("sensor");
+    Output actuator("actuator");
+    actuator.setRange(-1e9, 1e9, 0.0);
+    sensor.publishValue(5.0);
+    ptree input;
+    input.put("Channel", "sensor");
+    ptree output;
+    output.put("Channel", "actuator");
+    CountingListener listener;
+    auto loop = pidLoop(20);
+    loop->setInput(std::make_shared<CAnalogChannelLoopIn>(input));
+    loop->setOutput(std::make_shared<CAnalogChannelLoopOut>(output));
+    loop->writeSetpoint(10.0);
+    loop->addActualValueListener(&listener);
+    CLocalControllerChannel channel("controller", loop);
+    const std::unique_ptr<ILoopObservation> observation(rivlinkObserveLoops(channel));
+    ASSERT_TRUE(observation);
+    channel.setEnabled(true);
+    ASSERT_TRUE(listener.stepsReach(10));
+    const double driven = actuator.driven;
+    const long before = allocations;
+    ASSERT_TRUE(listener.stepsReach(40));
+    const long during = allocations - before;
+    channel.stop();
+    EXPECT_EQ(during, 0);
+    EXPECT_NE(actuator.driven, driven) << "each step wrote";
 }
