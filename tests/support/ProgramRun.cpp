@@ -1,5 +1,7 @@
 #include "tests/support/ProgramRun.h"
 
+#include "host/SystemText.h"
+
 #include <boost/filesystem.hpp>
 
 #include <filesystem>
@@ -55,7 +57,7 @@ private:
 HANDLE openForChild(const std::string& file, DWORD access, DWORD disposition)
 {
     SECURITY_ATTRIBUTES inherited{sizeof(SECURITY_ATTRIBUTES), nullptr, TRUE};
-    return CreateFileA(file.c_str(), access, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
+    return CreateFileW(pathOf(file).c_str(), access, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
                        &inherited, disposition, FILE_ATTRIBUTE_NORMAL, nullptr);
 }
 
@@ -74,23 +76,28 @@ std::string quoted(const std::string& argument)
     return result.append(backslashes, '\\') + "\"";
 }
 
-/// This process's environment with `added`, as CreateProcess takes it.
-std::string environmentBlock(const std::map<std::string, std::string>& added)
+std::wstring wide(const std::string& text)
 {
-    std::string block;
+    return pathOf(text).native();
+}
+
+/// This process's environment with `added`, as CreateProcess takes it.
+std::wstring environmentBlock(const std::map<std::string, std::string>& added)
+{
+    std::wstring block;
     for (const auto& [name, value] : added) {
-        block += name + "=" + value + '\0';
+        block += wide(name + "=" + value) + L'\0';
     }
-    char* const present = GetEnvironmentStringsA();
-    for (const char* entry = present; *entry != '\0'; entry += std::string(entry).size() + 1) {
-        const std::string variable(entry);
+    wchar_t* const present = GetEnvironmentStringsW();
+    for (const wchar_t* entry = present; *entry != L'\0'; entry += std::wstring(entry).size() + 1) {
+        const std::wstring variable(entry);
         // the names of hidden variables begin with the sign that ends the others
-        if (!added.contains(variable.substr(0, variable.find('=', 1)))) {
-            block += variable + '\0';
+        if (!added.contains(textOf(variable.substr(0, variable.find(L'=', 1))))) {
+            block += variable + L'\0';
         }
     }
-    FreeEnvironmentStringsA(present);
-    return block + '\0';
+    FreeEnvironmentStringsW(present);
+    return block + L'\0';
 }
 
 HANDLE startProcess(const std::string& program, const std::vector<std::string>& arguments,
@@ -102,9 +109,10 @@ HANDLE startProcess(const std::string& program, const std::vector<std::string>& 
         commandLine += ' ';
         commandLine += quoted(argument);
     }
-    std::string variables = environmentBlock(environment);
+    std::wstring wideLine = wide(commandLine);
+    std::wstring variables = environmentBlock(environment);
     const CHandle in(openForChild("NUL", GENERIC_READ, OPEN_EXISTING));
-    STARTUPINFOA start{};
+    STARTUPINFOW start{};
     start.cb = sizeof(start);
     start.dwFlags = STARTF_USESTDHANDLES;
     start.hStdInput = in.get();
@@ -113,9 +121,9 @@ HANDLE startProcess(const std::string& program, const std::vector<std::string>& 
     PROCESS_INFORMATION process{};
     // a busy Wine loses a process that has hardly begun once in some thousand times, and tells it so
     constexpr int tries = 5;
-    for (int failed = 0;
-         !CreateProcessA(program.c_str(), commandLine.data(), nullptr, nullptr, TRUE, 0, variables.data(),
-                         folder.empty() ? nullptr : folder.c_str(), &start, &process);) {
+    for (int failed = 0; !CreateProcessW(
+             wide(program).c_str(), wideLine.data(), nullptr, nullptr, TRUE, CREATE_UNICODE_ENVIRONMENT,
+             variables.data(), folder.empty() ? nullptr : wide(folder).c_str(), &start, &process);) {
         const DWORD error = GetLastError();
         if (error != ERROR_INTERNAL_ERROR || ++failed == tries) {
             throw std::runtime_error(program + " cannot be started: Windows error " + std::to_string(error));
@@ -362,31 +370,31 @@ SProgramResult runProgram(const std::string& program, const std::vector<std::str
 }
 
 CTemporaryFolder::CTemporaryFolder()
-    : path_((boost::filesystem::temp_directory_path() / boost::filesystem::unique_path()).string())
+    : path_(textOf((boost::filesystem::temp_directory_path() / boost::filesystem::unique_path()).native()))
 {
-    std::filesystem::create_directories(path_);
+    std::filesystem::create_directories(pathOf(path_));
 }
 
 CTemporaryFolder::~CTemporaryFolder()
 {
     std::error_code ignored;
-    std::filesystem::remove_all(path_, ignored);
+    std::filesystem::remove_all(pathOf(path_), ignored);
 }
 
 std::string CTemporaryFolder::file(const std::string& name) const
 {
-    return (std::filesystem::path(path_) / name).string();
+    return textOf(pathOf(path_) / pathOf(name));
 }
 
 std::string CTemporaryFolder::write(const std::string& name, const std::string& content) const
 {
-    std::ofstream(file(name), std::ios::binary) << content;
+    std::ofstream(pathOf(file(name)), std::ios::binary) << content;
     return file(name);
 }
 
 std::string readFile(const std::string& path)
 {
-    std::ifstream stream(path);
+    std::ifstream stream(pathOf(path));
     return std::string(std::istreambuf_iterator<char>(stream), std::istreambuf_iterator<char>());
 }
 
