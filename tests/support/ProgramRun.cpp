@@ -7,8 +7,10 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <memory>
 #include <sstream>
 #include <stdexcept>
+#include <utility>
 
 #if defined(_WIN32)
 #include <algorithm>
@@ -149,6 +151,8 @@ struct CProgramRun::Private
     CHandle out{openForChild(output.file("out"), GENERIC_WRITE, CREATE_ALWAYS)};
     CHandle err{openForChild(output.file("err"), GENERIC_WRITE, CREATE_ALWAYS)};
     CHandle process;
+    /// The thread in the process that was told of the closing of the console.
+    std::unique_ptr<CHandle> closing;
 
     Private(const std::string& program, const std::vector<std::string>& arguments, const std::string& folder,
             const std::map<std::string, std::string>& environment)
@@ -188,12 +192,15 @@ void CProgramRun::end(eEnd how)
     if (!routine) {
         throw std::runtime_error("no CtrlRoutine");
     }
-    const CHandle thread(
+    auto thread = std::make_unique<CHandle>(
         CreateRemoteThread(process, nullptr, 0, routine, reinterpret_cast<void*>(event), 0, nullptr));
     // Wine denies the thread's handle if the process has ended by then: it took the event
-    if (!thread.get() && GetLastError() != ERROR_ACCESS_DENIED) {
+    if (!thread->get() && GetLastError() != ERROR_ACCESS_DENIED) {
         throw std::runtime_error("the process takes no event: Windows error " +
                                  std::to_string(GetLastError()));
+    }
+    if (how == eEnd::HangUp && thread->get()) {
+        private_->closing = std::move(thread);
     }
 }
 
@@ -210,6 +217,13 @@ int CProgramRun::process() const
 SProgramResult CProgramRun::wait()
 {
     const int code = exitCodeOf(private_->process.get());
+    // a thread that ends with its process has the same exit code, one that returned has one of its own
+    if (DWORD own = 0; private_->closing && (!GetExitCodeThread(private_->closing->get(), &own) ||
+                                             static_cast<int>(own) != code)) {
+        throw std::runtime_error(
+            "the process let go of the closing of its console before its end: exit code " +
+            std::to_string(code) + ", that of the thread " + std::to_string(own));
+    }
     return {code, readFile(private_->output.file("out")), readFile(private_->output.file("err"))};
 }
 

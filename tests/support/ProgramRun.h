@@ -45,7 +45,9 @@ public:
     bool isRunning();
     /// The system's number of the process.
     int process() const;
-    /// Waits for the program's end. A signal that ended it counts as exit code 128 + signal.
+    /// Waits for the program's end. A signal that ended it counts as exit code 128 + signal. Throws
+    /// std::runtime_error if the program let go of the closing of its console before its end: Windows would
+    /// have ended it at that moment, whatever it was doing, which Wine does not.
     SProgramResult wait();
     /// Standard output so far.
     std::string outSoFar() const;
