@@ -1,6 +1,7 @@
 #include "host/Application.h"
 #include "host/DescriptorLimit.h"
 #include "host/SystemText.h"
+#include "host/Terminal.h"
 #include "host/TimerResolution.h"
 
 #include <chrono>
@@ -11,6 +12,8 @@
 int main(int argc, char** argv)
 {
     const auto programStart = std::chrono::steady_clock::now();
+    Rvl::keepDialogsAway();
+    const Rvl::CConsole console;
     const Rvl::CTimerResolution timerResolution;
     Rvl::raiseDescriptorLimit();
     const std::vector<std::string> arguments = Rvl::programArguments(argc, argv);
