@@ -10,6 +10,7 @@
 #include "host/PluginLoader.h"
 #include "host/RunCommand.h"
 #include "host/Suggestion.h"
+#include "host/SystemText.h"
 #include "host/TypeReport.h"
 
 #include <CLI/CLI.hpp>
@@ -130,7 +131,7 @@ void describeCommandLine(CLI::App& app, SArguments& arguments)
 
 int check(const SArguments& arguments, const CPluginPath& pluginPath, std::ostream& out)
 {
-    const CAssembly assembly(arguments.configuration, pluginPath);
+    const CAssembly assembly(pathOf(arguments.configuration), pluginPath);
     if (assembly.faults().empty()) {
         out << assembly.configuration().name() << ": no faults" << std::endl;
         return ExitDone;
@@ -141,7 +142,7 @@ int check(const SArguments& arguments, const CPluginPath& pluginPath, std::ostre
 
 int print(const SArguments& arguments, const CPluginPath& pluginPath, std::ostream& out, std::ostream& err)
 {
-    const CAssembly assembly(arguments.configuration, pluginPath);
+    const CAssembly assembly(pathOf(arguments.configuration), pluginPath);
     if (!assembly.faults().empty()) {
         err << assembly.faults().report(assembly.configuration().name()) << std::flush;
         return ExitBadConfiguration;
@@ -202,10 +203,10 @@ int run(const SArguments& arguments, const CPluginPath& pluginPath,
         std::chrono::steady_clock::time_point programStart, std::ostream& out, std::ostream& err)
 {
     SRunOptions options;
-    options.configuration = arguments.configuration;
+    options.configuration = pathOf(arguments.configuration);
     options.duration = parseDuration(arguments.duration);
     if (!arguments.record.empty()) {
-        options.record = arguments.record;
+        options.record = pathOf(arguments.record);
     }
     options.recordInterval = *parseDuration(arguments.recordInterval);
     options.replaceRecord = arguments.force;

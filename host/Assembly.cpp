@@ -3,6 +3,7 @@
 #include "host/ConfigurationCheck.h"
 #include "host/ConfigurationFrame.h"
 #include "host/LogSetup.h"
+#include "host/SystemText.h"
 #include "platform/rivlink_core/Environment.h"
 
 #include <map>
@@ -44,7 +45,8 @@ bool CAssembly::loadPlugins()
         }
         const std::string path = node.attribute("Path").value();
         try {
-            plugins_.load(name, path.empty() ? std::filesystem::path() : configuration_.folder() / path);
+            plugins_.load(name,
+                          path.empty() ? std::filesystem::path() : configuration_.folder() / pathOf(path));
         } catch (const CPluginException& exception) {
             SFault fault = configuration_.fault(node, attribute, exception.what());
             fault.runtime = exception.found();

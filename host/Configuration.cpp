@@ -2,6 +2,7 @@
 
 #include "host/HostException.h"
 #include "host/NumberText.h"
+#include "host/SystemText.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -131,10 +132,10 @@ CConfiguration CConfiguration::load(const std::filesystem::path& path)
         const std::string reason = std::filesystem::is_directory(path)
                                        ? "Is a directory"
                                        : std::generic_category().message(errno ? errno : EIO);
-        throw CHostException(ExitFailure, "cannot read " + path.string() + ": " + reason);
+        throw CHostException(ExitFailure, "cannot read " + textOf(path) + ": " + reason);
     }
     CConfiguration result;
-    result.name_ = path.string();
+    result.name_ = textOf(path);
     result.folder_ = path.parent_path();
     result.parseBuffer(text);
     return result;

@@ -8,8 +8,8 @@
 namespace Rvl {
 
 /// Turns the wish of the system or the user to end the process into a call, while the object lives: SIGINT,
-/// SIGTERM and SIGHUP, or Ctrl-C, Ctrl-Break, the closing of the console, the logging off of its user and the
-/// shutting down of the system.
+/// SIGTERM and SIGHUP, or Ctrl-C, Ctrl-Break, the closing of the console, the logging off of its user, the
+/// shutting down of the system and the closing of the process's windows.
 /// What whoever started the process had it ignore stays ignored. Nothing of these then ends the process: that
 /// is left to whoever is called. A system that ends a process as soon as it has taken note (Windows after all
 /// but Ctrl-C and Ctrl-Break) is made to wait for the process's own end, as far as it waits at all. Once the

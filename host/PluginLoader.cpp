@@ -1,31 +1,42 @@
 #include "host/PluginLoader.h"
 
 #include "host/Suggestion.h"
+#include "host/SystemText.h"
 #include "platform/rivlink_core/Environment.h"
 
 #include <boost/dll/shared_library.hpp>
+#include <boost/system/system_error.hpp>
 
 namespace Rvl {
 
 namespace {
 
-/// What the system's loader said, out of the wrapping in which Boost delivers it, and about which library.
-std::string loaderText(const std::string& wrapped, const std::string& library)
+/// What the system's loader said about which library, out of the wrapping in which Boost delivers it.
+#if defined(_WIN32)
+std::string loaderText(const std::exception& exception, const std::string& library)
 {
-    const std::string mark = "system message: ";
-    if (const auto begin = wrapped.find(mark); begin != std::string::npos) {
-        const std::string text = wrapped.substr(begin + mark.size());
-        return text.substr(0, text.rfind(')'));
-    }
+    // in Boost's wrapping the text is in the user's code page
+    const auto* const error = dynamic_cast<const boost::system::system_error*>(&exception);
+    std::string text =
+        error ? systemMessage(static_cast<unsigned long>(error->code().value())) : exception.what();
     // Windows leaves the name to whoever asks
-    const std::string end = "failed: ";
-    const auto begin = wrapped.find(end);
-    std::string text = begin == std::string::npos ? wrapped : wrapped.substr(begin + end.size());
     if (const auto placeholder = text.find("%1"); placeholder != std::string::npos) {
         return text.replace(placeholder, 2, library);
     }
     return library + ": " + text;
 }
+#else
+std::string loaderText(const std::exception& exception, const std::string& library)
+{
+    const std::string wrapped = exception.what();
+    const std::string mark = "system message: ";
+    if (const auto begin = wrapped.find(mark); begin != std::string::npos) {
+        const std::string text = wrapped.substr(begin + mark.size());
+        return text.substr(0, text.rfind(')'));
+    }
+    return library + ": " + wrapped;
+}
+#endif
 
 } // namespace
 
@@ -65,7 +76,7 @@ void CPluginLoader::load(const std::string& plugin, const std::filesystem::path&
         library = *found;
     } else if (!std::filesystem::exists(library)) {
         throw CPluginException(plugin, false,
-                               "plug-in \"" + plugin + "\": the library " + library.string() +
+                               "plug-in \"" + plugin + "\": the library " + textOf(library) +
                                    " does not exist; expected the path of the plug-in's library");
     }
 
@@ -73,7 +84,7 @@ void CPluginLoader::load(const std::string& plugin, const std::filesystem::path&
     if (!std::filesystem::exists(descriptions)) {
         throw CPluginException(plugin, true,
                                "plug-in \"" + plugin + "\" does not describe its types; expected " +
-                                   descriptions.filename().string() + " beside its library");
+                                   textOf(descriptions.filename()) + " beside its library");
     }
     catalogue_.addFile(descriptions);
 
@@ -86,13 +97,12 @@ void CPluginLoader::load(const std::string& plugin, const std::filesystem::path&
     loaded->name = plugin;
     try {
         // on Windows a path may begin at the root of whatever drive, which Boost takes for a relative one
-        loaded->library.load(boost::filesystem::path(std::filesystem::absolute(library).string()),
+        loaded->library.load(boost::filesystem::path(std::filesystem::absolute(library).native()),
                              boost::dll::load_mode::rtld_now);
     } catch (const std::exception& exception) {
         throw CPluginException(plugin, true,
-                               "plug-in \"" + plugin +
-                                   "\" cannot be loaded: " + loaderText(exception.what(), library.string()) +
-                                   "; expected a plug-in library");
+                               "plug-in \"" + plugin + "\" cannot be loaded: " +
+                                   loaderText(exception, textOf(library)) + "; expected a plug-in library");
     }
     plugins_.push_back(std::move(loaded));
     if (signal.num_slots() == slots) {

@@ -1,9 +1,10 @@
 #include "host/PluginPath.h"
 
+#include "host/SystemText.h"
+
 #include <boost/dll/runtime_symbol_info.hpp>
 #include <boost/dll/shared_library.hpp>
 
-#include <cstdlib>
 #include <set>
 #include <sstream>
 
@@ -24,8 +25,9 @@ std::optional<std::filesystem::path> libraryIn(const std::filesystem::path& fold
     const std::string suffix = boost::dll::shared_library::suffix().string();
     for (const std::string& fileName : {"lib" + plugin + suffix, plugin + suffix}) {
         std::error_code ignored;
-        if (std::filesystem::is_regular_file(folder / fileName, ignored)) {
-            return folder / fileName;
+        const std::filesystem::path library = folder / pathOf(fileName);
+        if (std::filesystem::is_regular_file(library, ignored)) {
+            return library;
         }
     }
     return std::nullopt;
@@ -37,17 +39,20 @@ CPluginPath::CPluginPath(std::vector<std::filesystem::path> folders) : folders_(
 
 CPluginPath CPluginPath::withDefaults(const std::vector<std::string>& given)
 {
-    std::vector<std::filesystem::path> folders(given.begin(), given.end());
-    if (const char* const fromEnvironment = std::getenv("RIVLINK_PLUGIN_PATH")) {
-        std::istringstream list(fromEnvironment);
+    std::vector<std::filesystem::path> folders;
+    for (const std::string& folder : given) {
+        folders.push_back(pathOf(folder));
+    }
+    if (const auto fromEnvironment = environmentVariable("RIVLINK_PLUGIN_PATH")) {
+        std::istringstream list(*fromEnvironment);
         std::string folder;
         while (std::getline(list, folder, listSeparator)) {
             if (!folder.empty()) {
-                folders.emplace_back(folder);
+                folders.push_back(pathOf(folder));
             }
         }
     }
-    const std::filesystem::path program = boost::dll::program_location().parent_path().string();
+    const std::filesystem::path program = boost::dll::program_location().parent_path().native();
     folders.push_back(program / "plugins");
     folders.push_back(program / ".." / "plugins");
     folders.push_back(program / ".." / "lib" / "rivlink" / "plugins");
@@ -68,8 +73,8 @@ std::optional<std::filesystem::path> CPluginPath::findFile(const std::string& fi
 {
     for (const auto& folder : folders_) {
         std::error_code ignored;
-        if (std::filesystem::is_regular_file(folder / fileName, ignored)) {
-            return folder / fileName;
+        if (std::filesystem::is_regular_file(folder / pathOf(fileName), ignored)) {
+            return folder / pathOf(fileName);
         }
     }
     return std::nullopt;
@@ -81,7 +86,7 @@ std::vector<std::string> CPluginPath::plugins() const
     for (const auto& folder : folders_) {
         std::error_code ignored;
         for (const auto& entry : std::filesystem::directory_iterator(folder, ignored)) {
-            const std::string fileName = entry.path().filename().string();
+            const std::string fileName = textOf(entry.path().filename());
             if (fileName.ends_with(descriptionSuffix)) {
                 const std::string plugin =
                     fileName.substr(0, fileName.size() - std::string(descriptionSuffix).size());
@@ -96,7 +101,7 @@ std::vector<std::string> CPluginPath::plugins() const
 
 std::filesystem::path descriptionBeside(const std::filesystem::path& library, const std::string& plugin)
 {
-    return library.parent_path() / (plugin + descriptionSuffix);
+    return library.parent_path() / pathOf(plugin + descriptionSuffix);
 }
 
 } // namespace Rvl

@@ -2,6 +2,7 @@
 
 #include "host/HostException.h"
 #include "host/NumberText.h"
+#include "host/SystemText.h"
 #include "host/UtcText.h"
 
 #include <algorithm>
@@ -66,7 +67,7 @@ private:
     [[noreturn]] static void refuse(const std::filesystem::path& file)
     {
         throw CHostException(ExitFailure,
-                             "the record " + file.string() + " is being written by another program");
+                             "the record " + textOf(file) + " is being written by another program");
     }
 
 #if defined(_WIN32)
@@ -108,7 +109,7 @@ CRecorder::CRecorder(const std::filesystem::path& file, bool replace,
     std::error_code ignored;
     if (!replace && std::filesystem::is_regular_file(file, ignored)) {
         throw CHostException(ExitFailure,
-                             "the record " + file.string() + " already exists; --force replaces it");
+                             "the record " + textOf(file) + " already exists; --force replaces it");
     }
     // before the file is emptied; a device or a pipe has room for all
     if (std::filesystem::is_regular_file(file, ignored) || !std::filesystem::exists(file, ignored)) {
@@ -117,7 +118,7 @@ CRecorder::CRecorder(const std::filesystem::path& file, bool replace,
     errno = 0;
     stream_.open(file, std::ios::binary | std::ios::trunc);
     if (!stream_) {
-        throw CHostException(ExitFailure, "cannot create the record " + file.string() + ": " +
+        throw CHostException(ExitFailure, "cannot create the record " + textOf(file) + ": " +
                                               std::generic_category().message(errno ? errno : EIO));
     }
     const std::string unit = unitText(states);

@@ -10,6 +10,7 @@
 #include "host/Realtime.h"
 #include "host/Recorder.h"
 #include "host/Summary.h"
+#include "host/SystemText.h"
 #include "host/Terminal.h"
 #include "platform/rivlink_core/Clock.h"
 #include "platform/rivlink_device/ControllerChannel.h"
@@ -197,7 +198,7 @@ private:
         if (recorder_->write(states(), now)) {
             return true;
         }
-        err_ << "writing the record " << options_.record->string()
+        err_ << "writing the record " << textOf(*options_.record)
              << " failed; control goes on without a record" << std::endl;
         return false;
     }
@@ -236,7 +237,7 @@ int runConfiguration(const SRunOptions& options, const CPluginPath& pluginPath, 
     surviveFailedWrites();
     std::error_code ignored;
     if (options.record && std::filesystem::equivalent(*options.record, options.configuration, ignored)) {
-        throw CHostException(ExitUsage, "the record " + options.record->string() + " is the configuration");
+        throw CHostException(ExitUsage, "the record " + textOf(*options.record) + " is the configuration");
     }
     CAssembly assembly(options.configuration, pluginPath);
     if (!assembly.faults().empty()) {

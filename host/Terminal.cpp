@@ -20,12 +20,42 @@ constexpr STerminalSize usualSize{80, 24};
 
 #if defined(_WIN32)
 
+struct CConsole::Private
+{
+    HANDLE output = GetStdHandle(STD_OUTPUT_HANDLE);
+    UINT codePage = GetConsoleOutputCP(); ///< 0 without a console
+    DWORD mode = 0;
+    bool isOutput = GetConsoleMode(output, &mode) != 0; ///< and not redirected
+};
+
+CConsole::CConsole() : private_(std::make_unique<Private>())
+{
+    if (private_->codePage != 0) {
+        SetConsoleOutputCP(CP_UTF8);
+    }
+}
+
+CConsole::~CConsole()
+{
+    if (private_->isOutput) {
+        SetConsoleMode(private_->output, private_->mode);
+    }
+    if (private_->codePage != 0) {
+        SetConsoleOutputCP(private_->codePage);
+    }
+}
+
+void keepDialogsAway()
+{
+    SetErrorMode(GetErrorMode() | SEM_FAILCRITICALERRORS | SEM_NOGPFAULTERRORBOX | SEM_NOOPENFILEERRORBOX);
+}
+
 bool setUpTerminal()
 {
     const HANDLE output = GetStdHandle(STD_OUTPUT_HANDLE);
     DWORD mode = 0;
     return _isatty(_fileno(stdout)) && GetConsoleMode(output, &mode) &&
-           SetConsoleMode(output, mode | ENABLE_VIRTUAL_TERMINAL_PROCESSING) && SetConsoleOutputCP(CP_UTF8);
+           SetConsoleMode(output, mode | ENABLE_VIRTUAL_TERMINAL_PROCESSING);
 }
 
 STerminalSize terminalSize()
@@ -41,6 +71,15 @@ STerminalSize terminalSize()
 void surviveFailedWrites() {}
 
 #else
+
+struct CConsole::Private
+{};
+
+CConsole::CConsole() = default;
+
+CConsole::~CConsole() = default;
+
+void keepDialogsAway() {}
 
 bool setUpTerminal()
 {

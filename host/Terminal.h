@@ -1,8 +1,28 @@
 #pragma once
 
 #include <cstddef>
+#include <memory>
 
 namespace Rvl {
+
+/// The console that the program was started in, on Windows: it takes UTF-8 while the object lives, and is
+/// left as it was found, with what setUpTerminal() changed. Other systems have nothing to change.
+class CConsole
+{
+public:
+    CConsole();
+    ~CConsole();
+    CConsole(const CConsole&) = delete;
+    CConsole& operator=(const CConsole&) = delete;
+
+private:
+    struct Private;
+    std::unique_ptr<Private> private_;
+};
+
+/// Has the system tell the program of what fails, instead of asking the user in a window (Windows, of a
+/// library that is broken, say): nobody may be there to answer, and loops would wait.
+void keepDialogsAway();
 
 /// Prepares standard output for what a live table needs (on systems that must be asked for it), and tells
 /// whether it is a terminal at all.

@@ -1,6 +1,7 @@
 #include "host/TypeCatalogue.h"
 
 #include "host/HostException.h"
+#include "host/SystemText.h"
 
 #include <nlohmann/json.hpp>
 
@@ -267,10 +268,10 @@ void CTypeCatalogue::addFile(const std::filesystem::path& file)
 {
     std::ifstream stream(file, std::ios::binary);
     if (!stream) {
-        throw CHostException(ExitFailure, "cannot read the type descriptions " + file.string());
+        throw CHostException(ExitFailure, "cannot read the type descriptions " + textOf(file));
     }
     addText(std::string(std::istreambuf_iterator<char>(stream), std::istreambuf_iterator<char>()),
-            file.string());
+            textOf(file));
 }
 
 void CTypeCatalogue::addText(const std::string& json, const std::string& source)

@@ -1,14 +1,26 @@
 #include "host/Application.h"
 #include "host/DescriptorLimit.h"
+#include "host/SystemText.h"
+#include "host/Terminal.h"
 #include "host/TimerResolution.h"
 
 #include <chrono>
 #include <iostream>
+#include <string>
+#include <vector>
 
 int main(int argc, char** argv)
 {
     const auto programStart = std::chrono::steady_clock::now();
+    Rvl::keepDialogsAway();
+    const Rvl::CConsole console;
     const Rvl::CTimerResolution timerResolution;
     Rvl::raiseDescriptorLimit();
-    return Rvl::runApplication(argc, argv, programStart, std::cout, std::cerr);
+    const std::vector<std::string> arguments = Rvl::programArguments(argc, argv);
+    std::vector<const char*> pointers;
+    for (const std::string& argument : arguments) {
+        pointers.push_back(argument.c_str());
+    }
+    return Rvl::runApplication(static_cast<int>(pointers.size()), pointers.data(), programStart, std::cout,
+                               std::cerr);
 }

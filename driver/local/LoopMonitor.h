@@ -32,6 +32,9 @@ public:
     /// `clock` is asked for the time at each step, on the thread that calculates the loops.
     explicit CLoopMonitor(CLocalControllerChannel& channel, Clock clock = &std::chrono::steady_clock::now);
     ~CLoopMonitor() override;
+    // said, as Visual Studio's compiler makes all members of an exported class, and cannot make these
+    CLoopMonitor(const CLoopMonitor&) = delete;
+    CLoopMonitor& operator=(const CLoopMonitor&) = delete;
 
     std::size_t loopCount() const override;
     /// Throws std::out_of_range for an index that is not below loopCount().

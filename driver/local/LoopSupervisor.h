@@ -33,6 +33,9 @@ public:
     CLoopSupervisor(CLocalControllerChannel& channel, const IInputJudge& judge,
                     const SBadInputReaction& reaction);
     ~CLoopSupervisor() override;
+    // said, as Visual Studio's compiler makes all members of an exported class, and cannot make these
+    CLoopSupervisor(const CLoopSupervisor&) = delete;
+    CLoopSupervisor& operator=(const CLoopSupervisor&) = delete;
 
     std::size_t loopCount() const override;
     /// Both throw std::out_of_range for an index that is not below loopCount().

@@ -1,16 +1,21 @@
 #include "tests/support/ProgramRun.h"
 
+#include "host/SystemText.h"
+
 #include <boost/filesystem.hpp>
 
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <memory>
 #include <sstream>
 #include <stdexcept>
+#include <utility>
 
 #if defined(_WIN32)
 #include <algorithm>
 #include <cstdint>
+#include <future>
 #include <windows.h>
 #else
 #include <boost/process.hpp>
@@ -55,7 +60,7 @@ private:
 HANDLE openForChild(const std::string& file, DWORD access, DWORD disposition)
 {
     SECURITY_ATTRIBUTES inherited{sizeof(SECURITY_ATTRIBUTES), nullptr, TRUE};
-    return CreateFileA(file.c_str(), access, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
+    return CreateFileW(pathOf(file).c_str(), access, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
                        &inherited, disposition, FILE_ATTRIBUTE_NORMAL, nullptr);
 }
 
@@ -74,24 +79,89 @@ std::string quoted(const std::string& argument)
     return result.append(backslashes, '\\') + "\"";
 }
 
-/// This process's environment with `added`, as CreateProcess takes it.
-std::string environmentBlock(const std::map<std::string, std::string>& added)
+std::wstring wide(const std::string& text)
 {
-    std::string block;
+    return pathOf(text).native();
+}
+
+/// This process's environment with `added`, as CreateProcess takes it.
+std::wstring environmentBlock(const std::map<std::string, std::string>& added)
+{
+    std::wstring block;
     for (const auto& [name, value] : added) {
-        block += name + "=" + value + '\0';
+        block += wide(name + "=" + value) + L'\0';
     }
-    char* const present = GetEnvironmentStringsA();
-    for (const char* entry = present; *entry != '\0'; entry += std::string(entry).size() + 1) {
-        const std::string variable(entry);
+    wchar_t* const present = GetEnvironmentStringsW();
+    for (const wchar_t* entry = present; *entry != L'\0'; entry += std::wstring(entry).size() + 1) {
+        const std::wstring variable(entry);
         // the names of hidden variables begin with the sign that ends the others
-        if (!added.contains(variable.substr(0, variable.find('=', 1)))) {
-            block += variable + '\0';
+        if (!added.contains(textOf(variable.substr(0, variable.find(L'=', 1))))) {
+            block += variable + L'\0';
         }
     }
-    FreeEnvironmentStringsA(present);
-    return block + '\0';
+    FreeEnvironmentStringsW(present);
+    return block + L'\0';
 }
+
+/// A desktop for the programs under test, so that the end of their session is nobody else's. Wine has windows
+/// on a desktop without a screen only if it is told so before.
+class CDesktop
+{
+public:
+    CDesktop()
+    {
+        if (GetProcAddress(GetModuleHandleA("ntdll.dll"), "wine_get_version")) {
+            // forgotten when Wine ends
+            HKEY key = nullptr;
+            RegCreateKeyExW(HKEY_CURRENT_USER, L"Software\\Wine\\Drivers", 0, nullptr, REG_OPTION_VOLATILE,
+                            KEY_SET_VALUE, nullptr, &key, nullptr);
+            RegSetValueExW(key, L"Graphics", 0, REG_SZ, reinterpret_cast<const BYTE*>(L"null"),
+                           sizeof(L"null"));
+            RegCloseKey(key);
+        }
+        handle_ = CreateDesktopW(name_.c_str(), nullptr, nullptr, 0, GENERIC_ALL, nullptr);
+        if (!handle_) {
+            throw std::runtime_error("no desktop: Windows error " + std::to_string(GetLastError()));
+        }
+    }
+    ~CDesktop() { CloseDesktop(handle_); }
+    CDesktop(const CDesktop&) = delete;
+    CDesktop& operator=(const CDesktop&) = delete;
+
+    HDESK handle() const { return handle_; }
+    wchar_t* name() { return name_.data(); }
+
+private:
+    std::wstring name_ = L"rivlink-test-" + std::to_wstring(GetCurrentProcessId());
+    HDESK handle_ = nullptr;
+};
+
+CDesktop& desktop()
+{
+    static CDesktop desktop;
+    return desktop;
+}
+
+constexpr LPARAM sessionEndFlags = static_cast<LPARAM>(ENDSESSION_LOGOFF);
+constexpr UINT messageLimit_ms = 60000;
+
+/// A search for a window of a process.
+struct SWindow
+{
+    DWORD process;
+    HWND window;
+
+    static BOOL CALLBACK find(HWND window, LPARAM search)
+    {
+        SWindow& sought = *reinterpret_cast<SWindow*>(search);
+        DWORD process = 0;
+        GetWindowThreadProcessId(window, &process);
+        if (process == sought.process) {
+            sought.window = window;
+        }
+        return !sought.window;
+    }
+};
 
 HANDLE startProcess(const std::string& program, const std::vector<std::string>& arguments,
                     const std::string& folder, const std::map<std::string, std::string>& environment,
@@ -102,10 +172,14 @@ HANDLE startProcess(const std::string& program, const std::vector<std::string>& 
         commandLine += ' ';
         commandLine += quoted(argument);
     }
-    std::string variables = environmentBlock(environment);
+    std::wstring wideLine = wide(commandLine);
+    std::wstring variables = environmentBlock(environment);
     const CHandle in(openForChild("NUL", GENERIC_READ, OPEN_EXISTING));
-    STARTUPINFOA start{};
+    STARTUPINFOW start{};
     start.cb = sizeof(start);
+    start.lpDesktop = desktop().name();
+    // in Wine only the first thread heeds that, and the others go by who started the process
+    SetThreadDesktop(desktop().handle());
     start.dwFlags = STARTF_USESTDHANDLES;
     start.hStdInput = in.get();
     start.hStdOutput = out;
@@ -113,9 +187,9 @@ HANDLE startProcess(const std::string& program, const std::vector<std::string>& 
     PROCESS_INFORMATION process{};
     // a busy Wine loses a process that has hardly begun once in some thousand times, and tells it so
     constexpr int tries = 5;
-    for (int failed = 0;
-         !CreateProcessA(program.c_str(), commandLine.data(), nullptr, nullptr, TRUE, 0, variables.data(),
-                         folder.empty() ? nullptr : folder.c_str(), &start, &process);) {
+    for (int failed = 0; !CreateProcessW(
+             wide(program).c_str(), wideLine.data(), nullptr, nullptr, TRUE, CREATE_UNICODE_ENVIRONMENT,
+             variables.data(), folder.empty() ? nullptr : wide(folder).c_str(), &start, &process);) {
         const DWORD error = GetLastError();
         if (error != ERROR_INTERNAL_ERROR || ++failed == tries) {
             throw std::runtime_error(program + " cannot be started: Windows error " + std::to_string(error));
@@ -141,6 +215,12 @@ struct CProgramRun::Private
     CHandle out{openForChild(output.file("out"), GENERIC_WRITE, CREATE_ALWAYS)};
     CHandle err{openForChild(output.file("err"), GENERIC_WRITE, CREATE_ALWAYS)};
     CHandle process;
+    /// The thread in the process that was told of the closing of the console.
+    std::unique_ptr<CHandle> closing;
+    /// Whether the process has answered to the end of the session.
+    std::future<bool> sessionEnd;
+
+    void endSession();
 
     Private(const std::string& program, const std::vector<std::string>& arguments, const std::string& folder,
             const std::map<std::string, std::string>& environment)
@@ -164,11 +244,36 @@ CProgramRun::~CProgramRun()
     }
 }
 
+/// As the system asks and tells every window. Windows of another desktop can only be reached from there.
+void CProgramRun::Private::endSession()
+{
+    SWindow found{GetProcessId(process.get()), nullptr};
+    EnumDesktopWindows(desktop().handle(), &SWindow::find, reinterpret_cast<LPARAM>(&found));
+    if (!found.window) {
+        throw std::runtime_error("the process has no window");
+    }
+    sessionEnd = std::async(std::launch::async, [window = found.window] {
+        SetThreadDesktop(desktop().handle());
+        DWORD_PTR result = 0;
+        if (!SendMessageTimeoutW(window, WM_QUERYENDSESSION, 0, sessionEndFlags, SMTO_NORMAL, messageLimit_ms,
+                                 &result) ||
+            result == 0) {
+            throw std::runtime_error("the process refuses the end of the session");
+        }
+        return SendMessageTimeoutW(window, WM_ENDSESSION, TRUE, sessionEndFlags, SMTO_NORMAL, messageLimit_ms,
+                                   &result) != 0;
+    });
+}
+
 void CProgramRun::end(eEnd how)
 {
     const HANDLE process = private_->process.get();
     if (how == eEnd::Kill) {
         TerminateProcess(process, killedExitCode);
+        return;
+    }
+    if (how == eEnd::LogOff) {
+        private_->endSession();
         return;
     }
     const std::uintptr_t event = how == eEnd::Interrupt   ? CTRL_C_EVENT
@@ -180,12 +285,15 @@ void CProgramRun::end(eEnd how)
     if (!routine) {
         throw std::runtime_error("no CtrlRoutine");
     }
-    const CHandle thread(
+    auto thread = std::make_unique<CHandle>(
         CreateRemoteThread(process, nullptr, 0, routine, reinterpret_cast<void*>(event), 0, nullptr));
     // Wine denies the thread's handle if the process has ended by then: it took the event
-    if (!thread.get() && GetLastError() != ERROR_ACCESS_DENIED) {
+    if (!thread->get() && GetLastError() != ERROR_ACCESS_DENIED) {
         throw std::runtime_error("the process takes no event: Windows error " +
                                  std::to_string(GetLastError()));
+    }
+    if (how == eEnd::HangUp && thread->get()) {
+        private_->closing = std::move(thread);
     }
 }
 
@@ -202,6 +310,16 @@ int CProgramRun::process() const
 SProgramResult CProgramRun::wait()
 {
     const int code = exitCodeOf(private_->process.get());
+    // a thread that ends with its process has the same exit code, one that returned has one of its own
+    if (DWORD own = 0; private_->closing && (!GetExitCodeThread(private_->closing->get(), &own) ||
+                                             static_cast<int>(own) != code)) {
+        throw std::runtime_error(
+            "the process let go of the closing of its console before its end: exit code " +
+            std::to_string(code) + ", that of the thread " + std::to_string(own));
+    }
+    if (private_->sessionEnd.valid() && private_->sessionEnd.get()) {
+        throw std::runtime_error("the process let go of the end of the session before its own");
+    }
     return {code, readFile(private_->output.file("out")), readFile(private_->output.file("err"))};
 }
 
@@ -303,6 +421,7 @@ void CProgramRun::end(eEnd how)
     const int signal = how == eEnd::Interrupt   ? SIGINT
                        : how == eEnd::Terminate ? SIGTERM
                        : how == eEnd::HangUp    ? SIGHUP
+                       : how == eEnd::LogOff    ? SIGTERM
                                                 : SIGKILL;
     ::kill(private_->child.id(), signal);
 }
@@ -362,31 +481,31 @@ SProgramResult runProgram(const std::string& program, const std::vector<std::str
 }
 
 CTemporaryFolder::CTemporaryFolder()
-    : path_((boost::filesystem::temp_directory_path() / boost::filesystem::unique_path()).string())
+    : path_(textOf((boost::filesystem::temp_directory_path() / boost::filesystem::unique_path()).native()))
 {
-    std::filesystem::create_directories(path_);
+    std::filesystem::create_directories(pathOf(path_));
 }
 
 CTemporaryFolder::~CTemporaryFolder()
 {
     std::error_code ignored;
-    std::filesystem::remove_all(path_, ignored);
+    std::filesystem::remove_all(pathOf(path_), ignored);
 }
 
 std::string CTemporaryFolder::file(const std::string& name) const
 {
-    return (std::filesystem::path(path_) / name).string();
+    return textOf(pathOf(path_) / pathOf(name));
 }
 
 std::string CTemporaryFolder::write(const std::string& name, const std::string& content) const
 {
-    std::ofstream(file(name), std::ios::binary) << content;
+    std::ofstream(pathOf(file(name)), std::ios::binary) << content;
     return file(name);
 }
 
 std::string readFile(const std::string& path)
 {
-    std::ifstream stream(path);
+    std::ifstream stream(pathOf(path));
     return std::string(std::istreambuf_iterator<char>(stream), std::istreambuf_iterator<char>());
 }
 

@@ -15,13 +15,14 @@ struct SProgramResult
     std::string err;
 };
 
-/// How a process is asked to end, or made to: by SIGINT, SIGTERM, SIGHUP and SIGKILL, or by Ctrl-C,
-/// Ctrl-Break, the closing of its console and termination.
+/// How a process is asked to end, or made to: by SIGINT, SIGTERM, SIGHUP, SIGTERM again and SIGKILL, or by
+/// Ctrl-C, Ctrl-Break, the closing of its console, the end of its user's session and termination.
 enum class eEnd
 {
     Interrupt,
     Terminate,
     HangUp,
+    LogOff,
     Kill
 };
 
@@ -45,7 +46,10 @@ public:
     bool isRunning();
     /// The system's number of the process.
     int process() const;
-    /// Waits for the program's end. A signal that ended it counts as exit code 128 + signal.
+    /// Waits for the program's end. A signal that ended it counts as exit code 128 + signal. Throws
+    /// std::runtime_error if the program let go of the closing of its console, or of the end of the session,
+    /// before its end: Windows would have ended it at that moment, whatever it was doing, which Wine does
+    /// not.
     SProgramResult wait();
     /// Standard output so far.
     std::string outSoFar() const;

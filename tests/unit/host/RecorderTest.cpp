@@ -51,7 +51,6 @@ TEST(RecorderTest, HeaderNamesEachUnitWhereTheyDiffer)
               "time,channel,set point,actual value,control value,enabled,manual,state");
 }
 
-#if !defined(_WIN32)
 TEST(RecorderTest, RecordThatAnotherIsWritingIsLeftAlone)
 {
     const CTemporaryFolder folder;
@@ -68,7 +67,6 @@ TEST(RecorderTest, RecordThatAnotherIsWritingIsLeftAlone)
     }
     CRecorder second(file, true, {});
 }
-#endif
 
 TEST(RecorderTest, RecordIsReplacedOnlyIfAllowed)
 {

@@ -88,7 +88,7 @@ TEST_P(EndedBySignal, TakesEverythingDownInOrder)
 }
 
 INSTANTIATE_TEST_SUITE_P(Signals, EndedBySignal,
-                         testing::Values(eEnd::Interrupt, eEnd::Terminate, eEnd::HangUp));
+                         testing::Values(eEnd::Interrupt, eEnd::Terminate, eEnd::HangUp, eEnd::LogOff));
 
 TEST_F(RunCommandTest, RunsForTheTimeGiven)
 {
@@ -162,9 +162,10 @@ TEST_F(RunCommandTest, OneLinePerSecondShowsEveryController)
                         "value (0|10), ok; Spare: off, set point 30, actual value 25, control value 0, off"));
     }
     EXPECT_EQ(lines[2], "Loops:");
-    EXPECT_THAT(result.out,
-                MatchesPattern("[\\s\\S]*\n  Vessel   0     Rvl::CFakeLoop  [0-9]+ +10                0.25      "
-                               "              -1.5                     3\n[\\s\\S]*"));
+    EXPECT_THAT(
+        result.out,
+        MatchesPattern("[\\s\\S]*\n  Vessel   0     Rvl::CFakeLoop  [0-9]+ +10                0.25      "
+                       "              -1.5                     3\n[\\s\\S]*"));
     EXPECT_THAT(result.out, HasSubstr("  Vessel   auto  30 degC    25 degC       5 degC     ok\n"));
     EXPECT_THAT(result.out,
                 MatchesPattern("[\\s\\S]*\nFirst loop step [0-9.]+ ms after the start of the program\n"));
@@ -190,7 +191,7 @@ TEST_F(RunCommandTest, RecordHasARowPerControllerAndInterval)
     for (std::size_t line = 1; line < lines.size(); ++line) {
         EXPECT_THAT(lines[line],
                     MatchesPattern("[0-9]{4}-[0-9]{2}-[0-9]{2}T[0-9]{2}:[0-9]{2}:[0-9]{2}\\.[0-9]{3}Z,"
-                                 "Vessel,30,25,(0|10),true,false,ok"));
+                                   "Vessel,30,25,(0|10),true,false,ok"));
     }
 }
 

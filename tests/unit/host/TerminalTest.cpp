@@ -109,16 +109,31 @@ TEST(TerminalTest, TableIsRedrawnInItsPlaceOnATerminal)
                     OPEN_EXISTING, 0, nullptr);
     ASSERT_NE(console, INVALID_HANDLE_VALUE);
 
+    // any other code page than the one that the keeper asked for
+    constexpr UINT formerCodePage = 437;
+    ASSERT_TRUE(eventually([&] { return GetConsoleOutputCP() == CP_UTF8; }));
+    ASSERT_TRUE(SetConsoleOutputCP(formerCodePage));
+    const auto mode = [&] {
+        DWORD result = 0;
+        EXPECT_TRUE(GetConsoleMode(console, &result));
+        return result;
+    };
+    ASSERT_TRUE(SetConsoleMode(console, mode() & ~static_cast<DWORD>(ENABLE_VIRTUAL_TERMINAL_PROCESSING)));
+    const DWORD formerMode = mode();
+
     const PROCESS_INFORMATION host = startIn(nullptr, console,
                                              {RIVLINK_HOST_PROGRAM, "--plugin-path",
                                               RIVLINK_TEST_PLUGIN_DIRECTORY, "run", file, "--for", "1200ms"});
+    EXPECT_TRUE(eventually([&] {
+        return GetConsoleOutputCP() == CP_UTF8 && (mode() & ENABLE_VIRTUAL_TERMINAL_PROCESSING) != 0;
+    }));
     EXPECT_EQ(WaitForSingleObject(host.hProcess, 60000), WAIT_OBJECT_0);
     DWORD code = 1;
     GetExitCodeProcess(host.hProcess, &code);
     EXPECT_EQ(code, 0U);
     const std::string shown = screenText(console);
-    DWORD mode = 0;
-    EXPECT_TRUE(GetConsoleMode(console, &mode));
+    EXPECT_EQ(mode(), formerMode);
+    EXPECT_EQ(GetConsoleOutputCP(), formerCodePage);
 
     CloseHandle(console);
     FreeConsole();
@@ -130,7 +145,6 @@ TEST(TerminalTest, TableIsRedrawnInItsPlaceOnATerminal)
         CloseHandle(handle);
     }
 
-    EXPECT_TRUE(mode & ENABLE_VIRTUAL_TERMINAL_PROCESSING);
     EXPECT_NE(shown.find("after the start of the program"), std::string::npos) << shown;
     const std::string header = "name    mode  set point  actual value  control value  unit";
     if (shown.find("\x1b[") == std::string::npos) {

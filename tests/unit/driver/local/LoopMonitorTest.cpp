@@ -10,6 +10,7 @@
 #include <cmath>
 #include <optional>
 #include <stdexcept>
+#include <type_traits>
 
 using namespace Rvl::Test;
 using Rvl::CLocalControllerChannel;
@@ -248,4 +249,10 @@ TEST_F(LoopMonitor, ObserveLoopsGivesNothingForOtherChannels)
 {
     Rvl::CAnalogInChannel other("Temperature");
     EXPECT_EQ(nullptr, rivlinkObserveLoops(other));
+}
+
+TEST_F(LoopMonitor, IsNotCopied)
+{
+    EXPECT_FALSE(std::is_copy_constructible_v<CLoopMonitor>);
+    EXPECT_FALSE(std::is_copy_assignable_v<CLoopMonitor>);
 }

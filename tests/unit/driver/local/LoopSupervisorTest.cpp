@@ -14,6 +14,7 @@
 #include <memory>
 #include <set>
 #include <stdexcept>
+#include <type_traits>
 #include <vector>
 
 using namespace Rvl;
@@ -421,4 +422,10 @@ TEST_F(CascadeSupervisor, InputOfALoopInManualModeDoesNotCount)
     step();
     EXPECT_THAT(output->written, ElementsAre(6.0)) << "the inner loop controls to the manual set point";
     EXPECT_EQ(ILoopSupervision::Idle, supervisor->state(0));
+}
+
+TEST_F(CascadeSupervisor, IsNotCopied)
+{
+    EXPECT_FALSE(std::is_copy_constructible_v<CLoopSupervisor>);
+    EXPECT_FALSE(std::is_copy_assignable_v<CLoopSupervisor>);
 }
