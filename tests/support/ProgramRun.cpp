@@ -145,7 +145,7 @@ CDesktop& desktop()
 constexpr LPARAM sessionEndFlags = static_cast<LPARAM>(ENDSESSION_LOGOFF);
 constexpr UINT messageLimit_ms = 60000;
 
-/// A search for a window of a process.
+/// A search for the window by which a process hears of the end of the session; the system gives it others.
 struct SWindow
 {
     DWORD process;
@@ -156,10 +156,17 @@ struct SWindow
         SWindow& sought = *reinterpret_cast<SWindow*>(search);
         DWORD process = 0;
         GetWindowThreadProcessId(window, &process);
-        if (process == sought.process) {
+        if (process == sought.process && hearsOfSessions(window)) {
             sought.window = window;
         }
         return !sought.window;
+    }
+
+    static bool hearsOfSessions(HWND window)
+    {
+        wchar_t name[64] = {};
+        GetClassNameW(window, name, static_cast<int>(std::size(name)));
+        return std::wstring(name) == L"rivlink-host end of session";
     }
 };
 
@@ -258,7 +265,9 @@ void CProgramRun::Private::endSession()
         if (!SendMessageTimeoutW(window, WM_QUERYENDSESSION, 0, sessionEndFlags, SMTO_NORMAL, messageLimit_ms,
                                  &result) ||
             result == 0) {
-            throw std::runtime_error("the process refuses the end of the session");
+            throw std::runtime_error("the process refuses the end of the session: answer " +
+                                     std::to_string(result) + ", Windows error " +
+                                     std::to_string(GetLastError()));
         }
         return SendMessageTimeoutW(window, WM_ENDSESSION, TRUE, sessionEndFlags, SMTO_NORMAL, messageLimit_ms,
                                    &result) != 0;

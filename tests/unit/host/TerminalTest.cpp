@@ -124,9 +124,14 @@ TEST(TerminalTest, TableIsRedrawnInItsPlaceOnATerminal)
     const PROCESS_INFORMATION host = startIn(nullptr, console,
                                              {RIVLINK_HOST_PROGRAM, "--plugin-path",
                                               RIVLINK_TEST_PLUGIN_DIRECTORY, "run", file, "--for", "1200ms"});
+    bool takesUtf8 = false;
+    bool takesSequences = false;
     EXPECT_TRUE(eventually([&] {
-        return GetConsoleOutputCP() == CP_UTF8 && (mode() & ENABLE_VIRTUAL_TERMINAL_PROCESSING) != 0;
-    }));
+        takesUtf8 = takesUtf8 || GetConsoleOutputCP() == CP_UTF8;
+        takesSequences = takesSequences || (mode() & ENABLE_VIRTUAL_TERMINAL_PROCESSING) != 0;
+        return takesUtf8 && takesSequences;
+    })) << takesUtf8
+        << takesSequences;
     EXPECT_EQ(WaitForSingleObject(host.hProcess, 60000), WAIT_OBJECT_0);
     DWORD code = 1;
     GetExitCodeProcess(host.hProcess, &code);
