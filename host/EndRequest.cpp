@@ -131,6 +131,7 @@ private:
         case WM_CLOSE: // of taskkill, say
             state->request();
             return 0;
+        case WM_DESTROY: // by others, too, as with the window's desktop
         case goMessage:
             PostQuitMessage(0);
             return 0;

@@ -15,7 +15,6 @@
 #if defined(_WIN32)
 #include <algorithm>
 #include <cstdint>
-#include <future>
 #include <windows.h>
 #else
 #include <boost/process.hpp>
@@ -103,73 +102,6 @@ std::wstring environmentBlock(const std::map<std::string, std::string>& added)
     return block + L'\0';
 }
 
-/// A desktop for the programs under test, so that the end of their session is nobody else's. Wine has windows
-/// on a desktop without a screen only if it is told so before.
-class CDesktop
-{
-public:
-    CDesktop()
-    {
-        if (GetProcAddress(GetModuleHandleA("ntdll.dll"), "wine_get_version")) {
-            // forgotten when Wine ends
-            HKEY key = nullptr;
-            RegCreateKeyExW(HKEY_CURRENT_USER, L"Software\\Wine\\Drivers", 0, nullptr, REG_OPTION_VOLATILE,
-                            KEY_SET_VALUE, nullptr, &key, nullptr);
-            RegSetValueExW(key, L"Graphics", 0, REG_SZ, reinterpret_cast<const BYTE*>(L"null"),
-                           sizeof(L"null"));
-            RegCloseKey(key);
-        }
-        handle_ = CreateDesktopW(name_.c_str(), nullptr, nullptr, 0, GENERIC_ALL, nullptr);
-        if (!handle_) {
-            throw std::runtime_error("no desktop: Windows error " + std::to_string(GetLastError()));
-        }
-    }
-    ~CDesktop() { CloseDesktop(handle_); }
-    CDesktop(const CDesktop&) = delete;
-    CDesktop& operator=(const CDesktop&) = delete;
-
-    HDESK handle() const { return handle_; }
-    wchar_t* name() { return name_.data(); }
-
-private:
-    std::wstring name_ = L"rivlink-test-" + std::to_wstring(GetCurrentProcessId());
-    HDESK handle_ = nullptr;
-};
-
-CDesktop& desktop()
-{
-    static CDesktop desktop;
-    return desktop;
-}
-
-constexpr LPARAM sessionEndFlags = static_cast<LPARAM>(ENDSESSION_LOGOFF);
-constexpr UINT messageLimit_ms = 60000;
-
-/// A search for the window by which a process hears of the end of the session; the system gives it others.
-struct SWindow
-{
-    DWORD process;
-    HWND window;
-
-    static BOOL CALLBACK find(HWND window, LPARAM search)
-    {
-        SWindow& sought = *reinterpret_cast<SWindow*>(search);
-        DWORD process = 0;
-        GetWindowThreadProcessId(window, &process);
-        if (process == sought.process && hearsOfSessions(window)) {
-            sought.window = window;
-        }
-        return !sought.window;
-    }
-
-    static bool hearsOfSessions(HWND window)
-    {
-        wchar_t name[64] = {};
-        GetClassNameW(window, name, static_cast<int>(std::size(name)));
-        return std::wstring(name) == L"rivlink-host end of session";
-    }
-};
-
 HANDLE startProcess(const std::string& program, const std::vector<std::string>& arguments,
                     const std::string& folder, const std::map<std::string, std::string>& environment,
                     HANDLE out, HANDLE err)
@@ -184,9 +116,6 @@ HANDLE startProcess(const std::string& program, const std::vector<std::string>& 
     const CHandle in(openForChild("NUL", GENERIC_READ, OPEN_EXISTING));
     STARTUPINFOW start{};
     start.cb = sizeof(start);
-    start.lpDesktop = desktop().name();
-    // in Wine only the first thread heeds that, and the others go by who started the process
-    SetThreadDesktop(desktop().handle());
     start.dwFlags = STARTF_USESTDHANDLES;
     start.hStdInput = in.get();
     start.hStdOutput = out;
@@ -224,10 +153,6 @@ struct CProgramRun::Private
     CHandle process;
     /// The thread in the process that was told of the closing of the console.
     std::unique_ptr<CHandle> closing;
-    /// Whether the process has answered to the end of the session.
-    std::future<bool> sessionEnd;
-
-    void endSession();
 
     Private(const std::string& program, const std::vector<std::string>& arguments, const std::string& folder,
             const std::map<std::string, std::string>& environment)
@@ -251,38 +176,11 @@ CProgramRun::~CProgramRun()
     }
 }
 
-/// As the system asks and tells every window. Windows of another desktop can only be reached from there.
-void CProgramRun::Private::endSession()
-{
-    SWindow found{GetProcessId(process.get()), nullptr};
-    EnumDesktopWindows(desktop().handle(), &SWindow::find, reinterpret_cast<LPARAM>(&found));
-    if (!found.window) {
-        throw std::runtime_error("the process has no window");
-    }
-    sessionEnd = std::async(std::launch::async, [window = found.window] {
-        SetThreadDesktop(desktop().handle());
-        DWORD_PTR result = 0;
-        if (!SendMessageTimeoutW(window, WM_QUERYENDSESSION, 0, sessionEndFlags, SMTO_NORMAL, messageLimit_ms,
-                                 &result) ||
-            result == 0) {
-            throw std::runtime_error("the process refuses the end of the session: answer " +
-                                     std::to_string(result) + ", Windows error " +
-                                     std::to_string(GetLastError()));
-        }
-        return SendMessageTimeoutW(window, WM_ENDSESSION, TRUE, sessionEndFlags, SMTO_NORMAL, messageLimit_ms,
-                                   &result) != 0;
-    });
-}
-
 void CProgramRun::end(eEnd how)
 {
     const HANDLE process = private_->process.get();
     if (how == eEnd::Kill) {
         TerminateProcess(process, killedExitCode);
-        return;
-    }
-    if (how == eEnd::LogOff) {
-        private_->endSession();
         return;
     }
     const std::uintptr_t event = how == eEnd::Interrupt   ? CTRL_C_EVENT
@@ -325,9 +223,6 @@ SProgramResult CProgramRun::wait()
         throw std::runtime_error(
             "the process let go of the closing of its console before its end: exit code " +
             std::to_string(code) + ", that of the thread " + std::to_string(own));
-    }
-    if (private_->sessionEnd.valid() && private_->sessionEnd.get()) {
-        throw std::runtime_error("the process let go of the end of the session before its own");
     }
     return {code, readFile(private_->output.file("out")), readFile(private_->output.file("err"))};
 }
@@ -430,7 +325,6 @@ void CProgramRun::end(eEnd how)
     const int signal = how == eEnd::Interrupt   ? SIGINT
                        : how == eEnd::Terminate ? SIGTERM
                        : how == eEnd::HangUp    ? SIGHUP
-                       : how == eEnd::LogOff    ? SIGTERM
                                                 : SIGKILL;
     ::kill(private_->child.id(), signal);
 }

@@ -15,14 +15,13 @@ struct SProgramResult
     std::string err;
 };
 
-/// How a process is asked to end, or made to: by SIGINT, SIGTERM, SIGHUP, SIGTERM again and SIGKILL, or by
-/// Ctrl-C, Ctrl-Break, the closing of its console, the end of its user's session and termination.
+/// How a process is asked to end, or made to: by SIGINT, SIGTERM, SIGHUP and SIGKILL, or by Ctrl-C,
+/// Ctrl-Break, the closing of its console and termination.
 enum class eEnd
 {
     Interrupt,
     Terminate,
     HangUp,
-    LogOff,
     Kill
 };
 

@@ -88,7 +88,7 @@ TEST_P(EndedBySignal, TakesEverythingDownInOrder)
 }
 
 INSTANTIATE_TEST_SUITE_P(Signals, EndedBySignal,
-                         testing::Values(eEnd::Interrupt, eEnd::Terminate, eEnd::HangUp, eEnd::LogOff));
+                         testing::Values(eEnd::Interrupt, eEnd::Terminate, eEnd::HangUp));
 
 TEST_F(RunCommandTest, RunsForTheTimeGiven)
 {
