@@ -36,6 +36,11 @@ namespace {
 using Clock = std::chrono::steady_clock;
 
 constexpr int controllerCount = 200;
+#if defined(_WIN32)
+constexpr int handlesAllowed = 100; // a lock gets one when two threads want it for the first time
+#else
+constexpr int handlesAllowed = 4;
+#endif
 const std::vector<int> sampleTimes_ms{20, 50, 100, 200, 500};
 const std::vector<std::string> policies{
     "", "<BadInput MaximumAge_ms=\"1000\" Action=\"hold\"/>",
@@ -338,7 +343,7 @@ TEST(Soak, TwoHundredControllersUnderRandomFaultsLoseNothingAndEndAtTheirDisable
     constexpr std::int64_t memoryAllowed = 1 << 20; // a few spare blocks for each of some 400 threads
     EXPECT_LT(after.memory - before.memory, memoryAllowed);
     EXPECT_EQ(before.threads, after.threads);
-    EXPECT_LE(after.handles, before.handles + 4);
+    EXPECT_LE(after.handles, before.handles + handlesAllowed);
     std::uint64_t steps = 0;
     std::uint64_t overruns = 0;
     double worst_ms = 0.0;
