@@ -53,7 +53,7 @@ std::string pidWithControllers(int count, std::string text = readFile(examples +
 }
 
 /// Runs the host in a shell that first does what `limits` say.
-SProgramResult runWithin(const std::string& limits, std::vector<std::string> arguments)
+SProgramResult runWithin([[maybe_unused]] const std::string& limits, std::vector<std::string> arguments)
 {
 #if defined(_WIN32)
     // a process may open as many files there as memory has room for
