@@ -73,8 +73,8 @@ TEST(EnableCycles, ThousandCyclesUnderLoadLeaveTheDisabledValueAndNothingElseBeh
     EXPECT_EQ(0, left) << "cycles that left the heater driven";
     const SHeldResources after = SHeldResources::now();
     EXPECT_EQ(before.threads, after.threads);
-    // what a cycle left behind would be a thousand; on Windows a lock gets a handle when two threads want it
-    // for the first time
+    // what a cycle left behind would be a thousand; on Windows a lock gets a handle when it is first
+    // waited for
     EXPECT_LE(after.handles, before.handles + 40);
     EXPECT_EQ("ok", session.states().at(0).state);
     EXPECT_TRUE(session.shutDown().empty());

@@ -37,7 +37,7 @@ using Clock = std::chrono::steady_clock;
 
 constexpr int controllerCount = 200;
 #if defined(_WIN32)
-constexpr int handlesAllowed = 100; // a lock gets one when two threads want it for the first time
+constexpr int handlesAllowed = 1000; // each of some thousand locks gets one when it is first waited for
 #else
 constexpr int handlesAllowed = 4;
 #endif
