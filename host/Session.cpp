@@ -21,6 +21,7 @@
 #include <cmath>
 #include <condition_variable>
 #include <mutex>
+#include <system_error>
 #include <thread>
 
 namespace Rvl {
@@ -48,8 +49,10 @@ struct CSession::SDevice
 
 namespace {
 
-/// How long an emergency waits for something that somebody else may be keeping from happening.
-constexpr std::chrono::seconds patience(2);
+/// How long an emergency waits for something that somebody else may be keeping from happening: for the sound
+/// controllers, which take a moment, before it sees to the one that failed, and for all else.
+constexpr std::chrono::milliseconds moment(300);
+constexpr std::chrono::milliseconds patience(2000);
 
 /// Things that are tried side by side, each on a thread of its own, as any of them may never end.
 struct SAttempts : std::enable_shared_from_this<SAttempts>
@@ -62,7 +65,7 @@ struct SAttempts : std::enable_shared_from_this<SAttempts>
             index = done.size();
             done.push_back(false);
         }
-        std::thread([self = shared_from_this(), index, action = std::move(action)] {
+        const auto attempt = [self = shared_from_this(), index, action = std::move(action)] {
             try {
                 action();
             } catch (...) {
@@ -71,11 +74,16 @@ struct SAttempts : std::enable_shared_from_this<SAttempts>
             const std::lock_guard<std::mutex> lock(self->mutex);
             self->done[index] = true;
             self->changed.notify_all();
-        }).detach();
+        };
+        try {
+            std::thread(attempt).detach();
+        } catch (const std::system_error&) {
+            attempt(); // there can be no more threads
+        }
     }
 
     /// Whether all are done within that time.
-    bool wait(std::chrono::seconds limit)
+    bool wait(std::chrono::milliseconds limit)
     {
         std::unique_lock<std::mutex> lock(mutex);
         return changed.wait_for(lock, limit,
@@ -459,7 +467,7 @@ void CSession::emergencyStop()
             attempts->begin([controller = entry->controller] { controller->setEnabled(false); });
         }
     }
-    if (!attempts->wait(patience)) {
+    if (!attempts->wait(moment)) {
         // what failed still holds its loop's lock, which only its own thread, that is this one, can take; if
         // another loop has failed as well, its lock is never to be had, but its actuator's device is
         attempts->begin([this] {
