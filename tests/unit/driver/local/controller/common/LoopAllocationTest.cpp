@@ -26,7 +26,7 @@
 #endif
 
 // Counts every allocation of the program, on every thread; that is why these tests have a program of their
-// own.
+// own. On Windows a library's allocations are its own affair and not counted.
 
 namespace {
 
