@@ -83,6 +83,15 @@ int stepsOf(const SProgramResult& result)
     return static_cast<int>(loopColumn(result, 0));
 }
 
+/// The vessel's temperature [degC] in the line that a run of the PID example tells of its controller in the end.
+double actualValueAtEnd(const SProgramResult& result)
+{
+    const std::string controller = "  Jacket   auto  40 degC    ";
+    const std::size_t at = result.out.find(controller);
+    EXPECT_NE(std::string::npos, at) << result.out;
+    return at == std::string::npos ? 0.0 : std::atof(result.out.c_str() + at + controller.size());
+}
+
 double worstPeriodError_ms(const SProgramResult& result)
 {
     return loopColumn(result, 3);
@@ -545,6 +554,7 @@ TEST(HostFaults, ClockSetBackByAnHourLetsLoopsGoOnWithinASampleTime)
     EXPECT_THAT(stepsOf(result), AllOf(Ge(20), Le(30))) << "and it ends";
     // the watch looks every 100 ms, and the sample time then starts anew; the rest is for a busy computer
     EXPECT_LT(worstPeriodError_ms(result), 100.0 + 100.0 + 200.0);
+    EXPECT_GT(actualValueAtEnd(result), 30.0) << "it was 22 degC when the clock was set: the bench goes on, too";
 }
 
 TEST(HostFaults, ClockSetForwardByAnHourMakesNoDifferenceToLoops)
@@ -552,4 +562,5 @@ TEST(HostFaults, ClockSetForwardByAnHourMakesNoDifferenceToLoops)
     const SProgramResult result = runWithClockStep("3600");
     EXPECT_EQ(0, result.exitCode) << result.err;
     EXPECT_THAT(stepsOf(result), AllOf(Ge(20), Le(30)));
+    EXPECT_GT(actualValueAtEnd(result), 30.0);
 }

@@ -1,24 +1,35 @@
 /// Part of the tests' plug-in: once it is loaded, the calendar of the whole process goes by
 /// RIVLINK_TEST_CLOCK_STEP_S seconds wrong as soon as the file exists that RIVLINK_TEST_CLOCK_STEP_WHEN
-/// names. The clock that never steps is left alone. Nothing can be preloaded here, so this takes the place of
-/// the system's function in the import table of every library that was loaded before.
+/// names. The clock that never steps is left alone. Nothing can be preloaded here, so the system's functions
+/// themselves are made to begin with a jump to this one: libraries have looked up the finer of the two by its
+/// name before, past any import table, and a calendar that only some of them see set is not what is meant.
 #include <windows.h>
-
-#include <psapi.h>
 
 #include <array>
 #include <atomic>
+#include <cstdint>
 #include <cstdlib>
 #include <cstring>
 #include <string>
 
 namespace {
 
-using CalendarFunction = void(WINAPI*)(FILETIME*);
+using SystemTime = LONG(WINAPI*)(LARGE_INTEGER*);
 
-CalendarFunction systemCalendar = nullptr;
-long long step_100ns = 0;
+/// What both of the system's functions ask in the end.
+SystemTime systemTime = nullptr;
+LONGLONG step_100ns = 0;
 std::string when;
+
+template <typename T>
+T functionOf(const char* library, const char* name)
+{
+    const auto function = GetProcAddress(GetModuleHandleA(library), name);
+    T result = nullptr;
+    static_assert(sizeof result == sizeof function);
+    std::memcpy(&result, &function, sizeof result);
+    return result;
+}
 
 bool isStepped()
 {
@@ -31,42 +42,29 @@ bool isStepped()
 
 void WINAPI steppedCalendar(FILETIME* time)
 {
-    systemCalendar(time);
+    LARGE_INTEGER value{};
+    systemTime(&value);
     if (isStepped()) {
-        ULARGE_INTEGER value{};
-        value.LowPart = time->dwLowDateTime;
-        value.HighPart = time->dwHighDateTime;
-        value.QuadPart += static_cast<ULONGLONG>(step_100ns);
-        time->dwLowDateTime = value.LowPart;
-        time->dwHighDateTime = value.HighPart;
+        value.QuadPart += step_100ns;
     }
+    time->dwLowDateTime = value.LowPart;
+    time->dwHighDateTime = static_cast<DWORD>(value.HighPart);
 }
 
-/// Replaces the address wherever the module's import tables hold it.
-void replaceImport(HMODULE module)
+void redirect(unsigned char* function)
 {
-    auto* const base = reinterpret_cast<unsigned char*>(module);
-    const auto* const dos = reinterpret_cast<const IMAGE_DOS_HEADER*>(base);
-    const auto* const headers = reinterpret_cast<const IMAGE_NT_HEADERS64*>(base + dos->e_lfanew);
-    const IMAGE_DATA_DIRECTORY& imports = headers->OptionalHeader.DataDirectory[IMAGE_DIRECTORY_ENTRY_IMPORT];
-    if (imports.Size == 0) {
-        return;
-    }
-    for (auto* library = reinterpret_cast<const IMAGE_IMPORT_DESCRIPTOR*>(base + imports.VirtualAddress);
-         library->FirstThunk != 0; ++library) {
-        for (auto* entry = reinterpret_cast<ULONGLONG*>(base + library->FirstThunk); *entry != 0; ++entry) {
-            if (*entry != reinterpret_cast<ULONGLONG>(systemCalendar)) {
-                continue;
-            }
-            DWORD protection = 0;
-            VirtualProtect(entry, sizeof *entry, PAGE_READWRITE, &protection);
-            *entry = reinterpret_cast<ULONGLONG>(&steppedCalendar);
-            VirtualProtect(entry, sizeof *entry, protection, &protection);
-        }
-    }
+    // mov rax, address; jmp rax
+    std::array<unsigned char, 12> jump{0x48, 0xb8, 0, 0, 0, 0, 0, 0, 0, 0, 0xff, 0xe0};
+    const auto address = reinterpret_cast<std::uintptr_t>(&steppedCalendar);
+    std::memcpy(jump.data() + 2, &address, sizeof address);
+    DWORD protection = 0;
+    VirtualProtect(function, jump.size(), PAGE_EXECUTE_READWRITE, &protection);
+    std::memcpy(function, jump.data(), jump.size());
+    VirtualProtect(function, jump.size(), protection, &protection);
+    FlushInstructionCache(GetCurrentProcess(), function, jump.size());
 }
 
-bool replaceImports()
+bool redirectCalendar()
 {
     const char* const seconds = std::getenv("RIVLINK_TEST_CLOCK_STEP_S");
     const char* const file = std::getenv("RIVLINK_TEST_CLOCK_STEP_WHEN");
@@ -75,24 +73,14 @@ bool replaceImports()
     }
     step_100ns = std::strtoll(seconds, nullptr, 10) * 10'000'000;
     when = file;
-    const auto function = GetProcAddress(GetModuleHandleA("kernel32.dll"), "GetSystemTimeAsFileTime");
-    std::memcpy(&systemCalendar, &function, sizeof systemCalendar);
-
-    std::array<char, MAX_PATH> systemFolder{};
-    GetSystemDirectoryA(systemFolder.data(), systemFolder.size());
-    std::array<HMODULE, 512> modules{};
-    DWORD size = 0;
-    EnumProcessModules(GetCurrentProcess(), modules.data(), sizeof modules, &size);
-    for (std::size_t i = 0; i < size / sizeof(HMODULE) && i < modules.size(); ++i) {
-        std::array<char, MAX_PATH> name{};
-        GetModuleFileNameA(modules[i], name.data(), name.size());
-        if (_strnicmp(name.data(), systemFolder.data(), std::strlen(systemFolder.data())) != 0) {
-            replaceImport(modules[i]);
-        }
+    systemTime = functionOf<SystemTime>("ntdll.dll", "NtQuerySystemTime");
+    // kernel32's functions of these names do no more than jump to these, too short for another jump
+    for (const char* name : {"GetSystemTimeAsFileTime", "GetSystemTimePreciseAsFileTime"}) {
+        redirect(functionOf<unsigned char*>("kernelbase.dll", name));
     }
     return true;
 }
 
-[[maybe_unused]] const bool replaced = replaceImports();
+[[maybe_unused]] const bool redirected = redirectCalendar();
 
 } // namespace
