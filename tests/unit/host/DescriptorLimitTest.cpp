@@ -4,6 +4,8 @@
 
 #if !defined(_WIN32)
 #include <sys/resource.h>
+
+#include <fcntl.h>
 #endif
 
 namespace Rvl::Test {
@@ -14,6 +16,7 @@ TEST(DescriptorLimitTest, IsRaisedToWhatTheSystemAllowsAtMost)
 {
     raiseDescriptorLimit();
     EXPECT_EQ(descriptorLimit(), 0U) << "there is none";
+    EXPECT_TRUE(canOpenFiles(100000));
 }
 
 #else
@@ -27,6 +30,24 @@ TEST(DescriptorLimitTest, IsRaisedToWhatTheSystemAllowsAtMost)
     EXPECT_EQ(descriptorLimit(), limit.rlim_max / 2);
     raiseDescriptorLimit();
     EXPECT_EQ(descriptorLimit(), limit.rlim_max);
+}
+
+TEST(DescriptorLimitTest, FilesAreOnlyPromisedAsFarAsTheyCanBeOpened)
+{
+    rlimit before{};
+    ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &before), 0);
+    int limit = 0;
+    for (int unused = 0; unused < 10; ++limit) {
+        unused += fcntl(limit, F_GETFD) < 0;
+    }
+    const rlimit ten{static_cast<rlim_t>(limit), before.rlim_max};
+    ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &ten), 0);
+    EXPECT_TRUE(canOpenFiles(0));
+    EXPECT_TRUE(canOpenFiles(10));
+    EXPECT_TRUE(canOpenFiles(10)) << "nothing was left open";
+    EXPECT_FALSE(canOpenFiles(11));
+    EXPECT_TRUE(canOpenFiles(10));
+    ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &before), 0);
 }
 
 #endif
