@@ -235,7 +235,7 @@ public:
     {
         for (IControllerChannel* const controller : controllers_) {
             controller->setManualMode(false);
-            controller->setEnabled(false); // which makes a loop without a policy forget a NaN that it caught
+            controller->setEnabled(false); // which makes a loop without a policy forget a NaN in its terms
             controller->setEnabled(true);
         }
     }
@@ -378,6 +378,24 @@ TEST(Soak, TwoHundredControllersUnderRandomFaultsLoseNothingAndEndAtTheirDisable
             return true;
         });
     })) << "every sensor works again";
+    // A PID loop without a policy keeps the actual value of its last step for its next derivative. If that
+    // was a NaN, it is caught once more, so only a loop that has calculated since can be enabled for good.
+    mischief.enableAll();
+    const auto stepsOfEach = [&observations] {
+        std::vector<std::uint64_t> counts;
+        for (const auto& observation : observations) {
+            for (std::size_t index = 0; index < observation->loopCount(); ++index) {
+                counts.push_back(observation->status(index).steps);
+            }
+        }
+        return counts;
+    };
+    const std::vector<std::uint64_t> enabledAt = stepsOfEach();
+    EXPECT_TRUE(eventually([&] {
+        const std::vector<std::uint64_t> now = stepsOfEach();
+        return std::equal(now.begin(), now.end(), enabledAt.begin(),
+                          [](std::uint64_t later, std::uint64_t earlier) { return later >= earlier + 2; });
+    })) << "every loop goes on";
     mischief.enableAll();
     std::string state;
     EXPECT_TRUE(eventually([&] {
