@@ -47,8 +47,8 @@ bool canOpenFiles(std::size_t count)
     // only opening them tells: the whole system has a limit, too
     std::vector<int> opened;
     while (opened.size() < count) {
-        const int file = opened.empty() ? open("/", O_RDONLY | O_CLOEXEC)
-                                        : fcntl(opened.front(), F_DUPFD_CLOEXEC, 0);
+        const int file =
+            opened.empty() ? open("/", O_RDONLY | O_CLOEXEC) : fcntl(opened.front(), F_DUPFD_CLOEXEC, 0);
         if (file < 0) {
             break;
         }

@@ -54,8 +54,8 @@ namespace {
 constexpr std::chrono::milliseconds moment(300);
 constexpr std::chrono::milliseconds patience(2000);
 
-/// Nothing is built with fewer files left to open: an event loop takes three, and what runs afterwards, such as
-/// a record or a device's connection, shall find some.
+/// Nothing is built with fewer files left to open: an event loop takes three, and what runs afterwards, such
+/// as a record or a device's connection, shall find some.
 constexpr std::size_t spareFiles = 8;
 
 /// Things that are tried side by side, each on a thread of its own, as any of them may never end.

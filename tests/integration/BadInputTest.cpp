@@ -1,6 +1,7 @@
 // What a controller does, run by the host, while its actual value cannot be relied on and its configuration
 // says what to do about that.
 
+#include "tests/integration/HostProgram.h"
 #include "tests/support/ProgramRun.h"
 #include "tests/support/Record.h"
 
@@ -17,9 +18,6 @@ using testing::Not;
 using testing::StartsWith;
 
 namespace {
-
-const std::string host = RIVLINK_HOST_PROGRAM;
-const std::string examples = RIVLINK_EXAMPLES_DIRECTORY;
 
 /// The PID example with faults of its sensor and a policy.
 std::string pidWith(const std::string& faults, const std::string& policy)

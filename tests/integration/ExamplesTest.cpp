@@ -1,5 +1,6 @@
 // Runs the examples as a user would, through the host program, and judges what they recorded.
 
+#include "tests/integration/HostProgram.h"
 #include "tests/support/ProgramRun.h"
 #include "tests/support/Record.h"
 
@@ -21,9 +22,6 @@ using testing::HasSubstr;
 using testing::Not;
 
 namespace {
-
-const std::string host = RIVLINK_HOST_PROGRAM;
-const std::string examples = RIVLINK_EXAMPLES_DIRECTORY;
 
 /// Runs a configuration for some seconds; expects it to end well, and returns its record.
 std::vector<SRecordRow> runFile(const std::string& path, const std::string& duration,

@@ -1,5 +1,6 @@
 // What the host says and does when something is wrong with a running loop, its output or its surroundings.
 
+#include "tests/integration/HostProgram.h"
 #include "tests/support/FullDisk.h"
 #include "tests/support/ProgramRun.h"
 #include "tests/support/Record.h"
@@ -30,9 +31,6 @@ using testing::Le;
 using testing::Not;
 
 namespace {
-
-const std::string host = RIVLINK_HOST_PROGRAM;
-const std::string examples = RIVLINK_EXAMPLES_DIRECTORY;
 
 /// An example with one part of it replaced.
 std::string exampleWith(const std::string& example, const std::string& part, const std::string& replacement)
@@ -83,7 +81,8 @@ int stepsOf(const SProgramResult& result)
     return static_cast<int>(loopColumn(result, 0));
 }
 
-/// The vessel's temperature [degC] in the line that a run of the PID example tells of its controller in the end.
+/// The vessel's temperature [degC] in the line that a run of the PID example tells of its controller in the
+/// end.
 double actualValueAtEnd(const SProgramResult& result)
 {
     const std::string controller = "  Jacket   auto  40 degC    ";
@@ -554,7 +553,8 @@ TEST(HostFaults, ClockSetBackByAnHourLetsLoopsGoOnWithinASampleTime)
     EXPECT_THAT(stepsOf(result), AllOf(Ge(20), Le(30))) << "and it ends";
     // the watch looks every 100 ms, and the sample time then starts anew; the rest is for a busy computer
     EXPECT_LT(worstPeriodError_ms(result), 100.0 + 100.0 + 200.0);
-    EXPECT_GT(actualValueAtEnd(result), 30.0) << "it was 22 degC when the clock was set: the bench goes on, too";
+    EXPECT_GT(actualValueAtEnd(result), 30.0)
+        << "it was 22 degC when the clock was set: the bench goes on, too";
 }
 
 TEST(HostFaults, ClockSetForwardByAnHourMakesNoDifferenceToLoops)

@@ -1,5 +1,6 @@
 // What the host's check says of configurations of the real plug-ins, beyond what the tests' own plug-in has.
 
+#include "tests/integration/HostProgram.h"
 #include "tests/support/ProgramRun.h"
 
 #include <gmock/gmock.h>
@@ -7,9 +8,6 @@
 using namespace Rvl::Test;
 
 namespace {
-
-const std::string host = RIVLINK_HOST_PROGRAM;
-const std::string examples = RIVLINK_EXAMPLES_DIRECTORY;
 
 /// The example pid.xml with one part of it replaced.
 std::string pidExampleWith(const std::string& part, const std::string& replacement)

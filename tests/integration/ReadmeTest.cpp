@@ -1,5 +1,6 @@
 // The README, taken at its word.
 
+#include "tests/integration/HostProgram.h"
 #include "tests/support/ProgramRun.h"
 
 #include <gmock/gmock.h>
@@ -13,7 +14,6 @@ using testing::HasSubstr;
 
 namespace {
 
-const std::string host = RIVLINK_HOST_PROGRAM;
 const std::filesystem::path root = std::filesystem::path(RIVLINK_EXAMPLES_DIRECTORY).parent_path();
 
 /// The blocks "```LANGUAGE ... ```" of the README.

@@ -1,5 +1,6 @@
 // What the host does when it is asked to serve its loops in real time.
 
+#include "tests/integration/HostProgram.h"
 #include "tests/support/ProgramRun.h"
 
 #include <gmock/gmock.h>
@@ -19,7 +20,6 @@ using testing::HasSubstr;
 
 namespace {
 
-const std::string host = RIVLINK_HOST_PROGRAM;
 const std::string example = std::string(RIVLINK_EXAMPLES_DIRECTORY) + "/pid/pid.xml";
 
 #if !defined(_WIN32)

@@ -9,6 +9,7 @@
 #include "host/PluginPath.h"
 #include "host/References.h"
 #include "host/ShortXml.h"
+#include "tests/integration/HostProgram.h"
 #include "tests/support/ProgramRun.h"
 #include "tests/support/SchemaCheck.h"
 
@@ -25,8 +26,6 @@
 namespace Rvl::Test {
 
 namespace {
-
-const std::string host = RIVLINK_HOST_PROGRAM;
 
 /// The plug-ins of one folder, and the schema for them.
 struct SPlugins

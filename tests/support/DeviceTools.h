@@ -1,5 +1,7 @@
 #pragma once
 
+#include "tests/support/Messages.h"
+
 #include <boost/property_tree/ptree.hpp>
 #include <nlohmann/json.hpp>
 
@@ -12,18 +14,6 @@ namespace Rvl::Test {
 
 /// The one node of an XML text as factories get it, attributes under "<xmlattr>".
 boost::property_tree::ptree nodeOf(const std::string& xml);
-
-/// What the exception of that class says which `action` throws; "nothing was thrown" if it throws none.
-/// Others pass.
-template <class Exception, class Action> std::string messageOf(Action action)
-{
-    try {
-        action();
-    } catch (const Exception& exception) {
-        return exception.what();
-    }
-    return "nothing was thrown";
-}
 
 /// Waits, for at most a minute, and tells whether the condition came true.
 bool waitUntil(const std::function<bool()>& condition);

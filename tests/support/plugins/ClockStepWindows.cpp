@@ -21,8 +21,7 @@ SystemTime systemTime = nullptr;
 LONGLONG step_100ns = 0;
 std::string when;
 
-template <typename T>
-T functionOf(const char* library, const char* name)
+template <typename T> T functionOf(const char* library, const char* name)
 {
     const auto function = GetProcAddress(GetModuleHandleA(library), name);
     T result = nullptr;

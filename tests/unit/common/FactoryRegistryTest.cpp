@@ -1,6 +1,7 @@
 #include "common/FactoryRegistry.h"
 
 #include "tests/support/LogCapture.h"
+#include "tests/support/Messages.h"
 
 #include <gmock/gmock.h>
 
@@ -10,6 +11,7 @@
 using Rvl::CConfigurationException;
 using Rvl::CFactoryRegistry;
 using Rvl::Test::LogCapture;
+using Rvl::Test::messageOf;
 
 namespace {
 
@@ -36,16 +38,6 @@ public:
     std::string getTypeName() override { throw std::runtime_error("no name today"); }
 };
 
-std::string messageOf(const std::function<void()>& action)
-{
-    try {
-        action();
-    } catch (const CConfigurationException& exception) {
-        return exception.what();
-    }
-    return "nothing was thrown";
-}
-
 } // namespace
 
 TEST(FactoryRegistry, FirstFactoryOfATypeNameWins)
@@ -63,9 +55,10 @@ TEST(FactoryRegistry, GetOfAnUnknownNameThrows)
 {
     CFactoryRegistry<Factory> registry;
     registry.put(std::make_shared<Factory>("Rvl::CThing"));
-    EXPECT_EQ("Factory  does not exist in factory registry", messageOf([&] { registry.get(""); }));
+    EXPECT_EQ("Factory  does not exist in factory registry",
+              messageOf<CConfigurationException>([&] { registry.get(""); }));
     EXPECT_EQ("Factory rvl::cthing does not exist in factory registry",
-              messageOf([&] { registry.get("rvl::cthing"); }));
+              messageOf<CConfigurationException>([&] { registry.get("rvl::cthing"); }));
 }
 
 TEST(FactoryRegistry, GetOfAnUnknownNameIsLogged)
@@ -107,7 +100,7 @@ TEST(FactoryRegistry, EmptyTypeNameIsRefusedAndNothingIsFiled)
 {
     CFactoryRegistry<Factory> registry;
     EXPECT_EQ("Registration of device with empty name not possible",
-              messageOf([&] { registry.put(std::make_shared<Factory>("")); }));
+              messageOf<CConfigurationException>([&] { registry.put(std::make_shared<Factory>("")); }));
     EXPECT_EQ(0u, registry.size());
 }
 

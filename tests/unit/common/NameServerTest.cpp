@@ -1,6 +1,7 @@
 #include "common/NameServer.h"
 
 #include "tests/support/LogCapture.h"
+#include "tests/support/Messages.h"
 #include "tests/support/VirtualSlot.h"
 
 #include <gmock/gmock.h>
@@ -9,30 +10,11 @@
 #include <memory>
 
 using Rvl::CConfigurationException;
+using Rvl::Test::hexAddress;
 using Rvl::Test::LogCapture;
+using Rvl::Test::messageOf;
 using NameServer = Rvl::CNameServer<int*>;
 using Registrator = Rvl::CNameServerRegistrator<int*, NameServer>;
-
-namespace {
-
-std::string messageOf(const std::function<void()>& action)
-{
-    try {
-        action();
-    } catch (const CConfigurationException& exception) {
-        return exception.what();
-    }
-    return "nothing was thrown";
-}
-
-std::string hexAddress(const void* object)
-{
-    std::ostringstream text;
-    text << std::hex << object;
-    return text.str();
-}
-
-} // namespace
 
 TEST(NameServer, FindsWhatWasRegistered)
 {
@@ -61,7 +43,7 @@ TEST(NameServer, TakenNameIsRefusedAndFirstRegistrationStays)
     LogCapture exceptions("ExceptionLogger");
     LogCapture registrations("CfgLogger");
     EXPECT_EQ("Object Temperature is already registered on this name server",
-              messageOf([&] { server.registerObject(&second, "Temperature"); }));
+              messageOf<CConfigurationException>([&] { server.registerObject(&second, "Temperature"); }));
     EXPECT_EQ(&first, server.lookupObject("Temperature"));
     EXPECT_THAT(exceptions.lines(),
                 testing::ElementsAre("ERROR Exception CConfigurationException thrown: Object Temperature is "
@@ -77,7 +59,7 @@ TEST(NameServer, UnknownNameThrowsWithTrailingBlankAndAddress)
     int object = 0;
     server.registerObject(&object, "Temperature");
     EXPECT_EQ("Object temperature is not registered on this name server " + hexAddress(&server),
-              messageOf([&] { server.lookupObject("temperature"); }))
+              messageOf<CConfigurationException>([&] { server.lookupObject("temperature"); }))
         << "letter case counts";
 }
 
@@ -132,7 +114,7 @@ TEST(NameServerRegistrator, TakenNamePassesTheException)
     int second = 0;
     Registrator registrator(server, "Temperature", &first);
     EXPECT_EQ("Object Temperature is already registered on this name server",
-              messageOf([&] { Registrator(server, "Temperature", &second); }));
+              messageOf<CConfigurationException>([&] { Registrator(server, "Temperature", &second); }));
     EXPECT_EQ(&first, server.lookupObject("Temperature"));
 }
 

@@ -1,6 +1,7 @@
 #include "common/ObjectRegistryBase.h"
 
 #include "tests/support/LogCapture.h"
+#include "tests/support/Messages.h"
 #include "tests/support/VirtualSlot.h"
 
 #include <gmock/gmock.h>
@@ -11,6 +12,7 @@
 #include <thread>
 
 using Rvl::CObjectRegistryBase;
+using Rvl::Test::hexAddress;
 using Rvl::Test::LogCapture;
 
 namespace {
@@ -20,13 +22,6 @@ struct TestRegistry : CObjectRegistryBase<int>
     using CObjectRegistryBase<int>::insert;
     using CObjectRegistryBase<int>::find;
 };
-
-std::string hexAddress(const void* object)
-{
-    std::ostringstream text;
-    text << std::hex << object;
-    return text.str();
-}
 
 /// Asks the registry for its size while it is destroyed under the registry's mutex.
 struct Inquisitive

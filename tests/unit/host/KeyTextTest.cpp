@@ -6,8 +6,8 @@ namespace Rvl::Test {
 
 namespace {
 
-SKeyDescription ranged(SKeyDescription::eType type, std::optional<double> minimum,
-                       std::optional<double> maximum, bool exclusive = false)
+SKeyDescription confined(SKeyDescription::eType type, std::optional<double> minimum,
+                         std::optional<double> maximum, bool exclusive = false)
 {
     SKeyDescription key;
     key.type = type;
@@ -21,10 +21,10 @@ SKeyDescription ranged(SKeyDescription::eType type, std::optional<double> minimu
 
 TEST(KeyTextTest, RangeTellsWhatTheValueIsConfinedTo)
 {
-    EXPECT_EQ(keyRange(ranged(SKeyDescription::Real, {}, {})), "");
-    EXPECT_EQ(keyRange(ranged(SKeyDescription::Real, 0.5, {})), ">= 0.5");
-    EXPECT_EQ(keyRange(ranged(SKeyDescription::Real, 0, 1e9, true)), "> 0, <= 1e+09");
-    EXPECT_EQ(keyRange(ranged(SKeyDescription::Integer, {}, 1e9)), "<= 1000000000");
+    EXPECT_EQ(keyRange(confined(SKeyDescription::Real, {}, {})), "");
+    EXPECT_EQ(keyRange(confined(SKeyDescription::Real, 0.5, {})), ">= 0.5");
+    EXPECT_EQ(keyRange(confined(SKeyDescription::Real, 0, 1e9, true)), "> 0, <= 1e+09");
+    EXPECT_EQ(keyRange(confined(SKeyDescription::Integer, {}, 1e9)), "<= 1000000000");
     SKeyDescription key;
     key.type = SKeyDescription::Choice;
     key.choices = {"A", "B"};
@@ -59,8 +59,8 @@ TEST(KeyTextTest, RequirementNamesTheKeyInWhosePlaceItStands)
 
 TEST(KeyTextTest, LimitOfAnIntegerIsWrittenInFull)
 {
-    EXPECT_EQ(keyLimit(ranged(SKeyDescription::Integer, {}, {}), 4294967295.0), "4294967295");
-    EXPECT_EQ(keyLimit(ranged(SKeyDescription::Real, {}, {}), 1e-3), "0.001");
+    EXPECT_EQ(keyLimit(confined(SKeyDescription::Integer, {}, {}), 4294967295.0), "4294967295");
+    EXPECT_EQ(keyLimit(confined(SKeyDescription::Real, {}, {}), 1e-3), "0.001");
 }
 
 } // namespace Rvl::Test

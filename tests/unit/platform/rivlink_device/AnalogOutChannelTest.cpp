@@ -15,10 +15,10 @@ using testing::ElementsAre;
 
 namespace {
 
-class CTestOut : public CAnalogOutChannel
+class CAnalogTestOut : public CAnalogOutChannel
 {
 public:
-    CTestOut() : CAnalogOutChannel("Heater") {}
+    CAnalogTestOut() : CAnalogOutChannel("Heater") {}
     std::vector<double> driven;
     bool away = false;
 
@@ -38,7 +38,7 @@ constexpr double notANumber = std::numeric_limits<double>::quiet_NaN();
 
 TEST(AnalogOutChannel, ClampsToItsRange)
 {
-    CTestOut out;
+    CAnalogTestOut out;
     out.setRange(-1.0, 10.0, 0.0);
     for (const double value : {5.0, 10.0, 10.1, -1.0, -1.1, std::numeric_limits<double>::infinity()}) {
         out.safeWriteOutput(value);
@@ -49,7 +49,7 @@ TEST(AnalogOutChannel, ClampsToItsRange)
 
 TEST(AnalogOutChannel, DrivesUnscaledButRemembersScaled)
 {
-    CTestOut out;
+    CAnalogTestOut out;
     out.setScaling(new CLinearScaling(0.1, 0.0, "V"));
     out.setRange(0.0, 5.0, 0.0);
     out.safeWriteOutput(7.0);
@@ -59,7 +59,7 @@ TEST(AnalogOutChannel, DrivesUnscaledButRemembersScaled)
 
 TEST(AnalogOutChannel, NotANumberWritesTheSafeValueAndIsAFault)
 {
-    CTestOut out;
+    CAnalogTestOut out;
     out.setRange(0.0, 10.0, 2.0);
     EXPECT_TRUE(std::isnan(out.outputValue())) << "nothing was written yet";
     out.safeWriteOutput(notANumber);
@@ -71,7 +71,7 @@ TEST(AnalogOutChannel, NotANumberWritesTheSafeValueAndIsAFault)
 
 TEST(AnalogOutChannel, AbsentDeviceMarksTheChannelAndThrowsNothing)
 {
-    CTestOut out;
+    CAnalogTestOut out;
     out.safeWriteOutput(1.0);
     out.away = true;
     EXPECT_NO_THROW(out.safeWriteOutput(2.0));
@@ -84,7 +84,7 @@ TEST(AnalogOutChannel, AbsentDeviceMarksTheChannelAndThrowsNothing)
 
 TEST(AnalogOutChannel, RestoreSendsWhatWasLastAskedFor)
 {
-    CTestOut out;
+    CAnalogTestOut out;
     out.restoreOutput();
     EXPECT_THAT(out.driven, ElementsAre()) << "nothing was ever asked for";
     out.safeWriteOutput(1.0);
@@ -98,7 +98,7 @@ TEST(AnalogOutChannel, RestoreSendsWhatWasLastAskedFor)
 
 TEST(AnalogOutChannel, ReadsItsNode)
 {
-    CTestOut out;
+    CAnalogTestOut out;
     ptree tree;
     out.setProperties(tree);
     EXPECT_EQ(std::numeric_limits<double>::lowest(), out.minimum());

@@ -9,10 +9,10 @@ using testing::ElementsAre;
 
 namespace {
 
-class CTestOut : public CDigitalOutChannel
+class CDigitalTestOut : public CDigitalOutChannel
 {
 public:
-    CTestOut() : CDigitalOutChannel("Valve") {}
+    CDigitalTestOut() : CDigitalOutChannel("Valve") {}
     std::vector<std::string> driven;
     bool away = false;
 
@@ -35,7 +35,7 @@ private:
 
 TEST(DigitalOutChannel, DrivesAndRemembers)
 {
-    CTestOut out;
+    CDigitalTestOut out;
     EXPECT_FALSE(out.isOn());
     out.writeOutput(true);
     EXPECT_TRUE(out.isOn());
@@ -50,7 +50,7 @@ TEST(DigitalOutChannel, DrivesAndRemembers)
 
 TEST(DigitalOutChannel, DutyCycleIsLimitedToAlwaysOn)
 {
-    CTestOut out;
+    CDigitalTestOut out;
     out.setPWMMode(true);
     for (const unsigned percent : {0u, 100u, 101u, 4294967295u}) {
         out.safeWritePWMDutyCycle(percent);
@@ -60,7 +60,7 @@ TEST(DigitalOutChannel, DutyCycleIsLimitedToAlwaysOn)
 
 TEST(DigitalOutChannel, DutyCycleTakesAnOnOffChannelIntoPWMMode)
 {
-    CTestOut out;
+    CDigitalTestOut out;
     out.writeOutput(true);
     out.safeWritePWMDutyCycle(40);
     EXPECT_TRUE(out.isPWMMode());
@@ -70,7 +70,7 @@ TEST(DigitalOutChannel, DutyCycleTakesAnOnOffChannelIntoPWMMode)
 
 TEST(DigitalOutChannel, AbsentDeviceMarksTheChannelAndThrowsNothing)
 {
-    CTestOut out;
+    CDigitalTestOut out;
     out.away = true;
     EXPECT_NO_THROW(out.writeOutput(true));
     EXPECT_EQ("device Bench is away", out.fault());
@@ -86,7 +86,7 @@ TEST(DigitalOutChannel, AbsentDeviceMarksTheChannelAndThrowsNothing)
 
 TEST(DigitalOutChannel, RestoreSendsWhatWasLastAskedFor)
 {
-    CTestOut out;
+    CDigitalTestOut out;
     out.restoreOutput();
     EXPECT_THAT(out.driven, ElementsAre()) << "nothing was ever asked for";
     out.away = true;

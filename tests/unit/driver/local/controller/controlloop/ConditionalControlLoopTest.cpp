@@ -29,7 +29,7 @@ constexpr double disabledU = -1.0;
 constexpr double setpoint = 5.0;
 
 /// Range 0 to 100, threshold 10.
-ptree completeTree()
+ptree completeConditionalLoop()
 {
     ptree tree;
     tree.put("Parameters.<xmlattr>.SampleTime_ms", "250");
@@ -44,7 +44,7 @@ ptree completeTree()
 class ConditionalControlLoop : public testing::Test
 {
 protected:
-    void build(const ptree& tree = completeTree())
+    void build(const ptree& tree = completeConditionalLoop())
     {
         loop = std::make_unique<CConditionalControlLoop>(tree);
         loop->setInput(input);
@@ -67,7 +67,7 @@ protected:
 
 TEST_F(ConditionalControlLoop, ReadsItsConfiguration)
 {
-    ptree tree = completeTree();
+    ptree tree = completeConditionalLoop();
     tree.put("Parameters.<xmlattr>.Setpoint", "5.5");
     CConditionalControlLoop configured(tree);
     EXPECT_EQ(configured.controlType(), IControlLoop::TypeConditional);
@@ -83,7 +83,7 @@ TEST_F(ConditionalControlLoop, ReadsItsConfiguration)
 
 TEST_F(ConditionalControlLoop, LimitsAndThresholdMayBeAbsent)
 {
-    ptree tree = completeTree();
+    ptree tree = completeConditionalLoop();
     for (const std::string key : {"LowerLimit", "UpperLimit", "Threshold"}) {
         tree.get_child("Parameters.<xmlattr>").erase(key);
     }
@@ -96,7 +96,7 @@ TEST_F(ConditionalControlLoop, LimitsAndThresholdMayBeAbsent)
 TEST_F(ConditionalControlLoop, OtherKeysAreRequired)
 {
     for (const std::string key : {"SampleTime_ms", "Setpoint", "U_Disabled"}) {
-        ptree tree = completeTree();
+        ptree tree = completeConditionalLoop();
         tree.get_child("Parameters.<xmlattr>").erase(key);
         try {
             CConditionalControlLoop configured(tree);
@@ -146,7 +146,7 @@ TEST_F(ConditionalControlLoop, UnreadableValuesThrowBadData)
 {
     for (const std::string key :
          {"SampleTime_ms", "Setpoint", "LowerLimit", "UpperLimit", "Threshold", "U_Disabled"}) {
-        ptree tree = completeTree();
+        ptree tree = completeConditionalLoop();
         tree.put("Parameters.<xmlattr>." + key, "much");
         EXPECT_THROW(CConditionalControlLoop configured(tree), boost::property_tree::ptree_bad_data) << key;
     }
@@ -154,7 +154,7 @@ TEST_F(ConditionalControlLoop, UnreadableValuesThrowBadData)
 
 TEST_F(ConditionalControlLoop, DisabledValueMustBeWhole)
 {
-    ptree tree = completeTree();
+    ptree tree = completeConditionalLoop();
     tree.put("Parameters.<xmlattr>.U_Disabled", "1.5");
     EXPECT_THROW(CConditionalControlLoop configured(tree), boost::property_tree::ptree_bad_data);
 }
@@ -219,7 +219,7 @@ TEST_F(ConditionalControlLoop, ReturnFromAboveMustNotOvershootTheLowerBand)
 
 TEST_F(ConditionalControlLoop, WithoutThresholdJustInsideIsBack)
 {
-    ptree tree = completeTree();
+    ptree tree = completeConditionalLoop();
     tree.put("Parameters.<xmlattr>.Threshold", "0");
     build(tree);
     step(101);
@@ -229,7 +229,7 @@ TEST_F(ConditionalControlLoop, WithoutThresholdJustInsideIsBack)
 
 TEST_F(ConditionalControlLoop, WithoutLimitsItAlwaysPassesTheSetpoint)
 {
-    ptree tree = completeTree();
+    ptree tree = completeConditionalLoop();
     tree.get_child("Parameters.<xmlattr>").erase("LowerLimit");
     tree.get_child("Parameters.<xmlattr>").erase("UpperLimit");
     build(tree);
@@ -240,14 +240,14 @@ TEST_F(ConditionalControlLoop, WithoutLimitsItAlwaysPassesTheSetpoint)
 
 TEST_F(ConditionalControlLoop, NoLimitNeverTrips)
 {
-    ptree tree = completeTree();
+    ptree tree = completeConditionalLoop();
     tree.put("Parameters.<xmlattr>.UpperLimit", "4294967295");
     build(tree);
     EXPECT_EQ(step(5e9), setpoint);
     EXPECT_EQ(step(-1), disabledU);
     EXPECT_EQ(step(5e9), setpoint) << "nor does it hinder the return";
 
-    tree = completeTree();
+    tree = completeConditionalLoop();
     tree.put("Parameters.<xmlattr>.LowerLimit", "4294967295");
     build(tree);
     EXPECT_EQ(step(-1e9), setpoint);
@@ -365,7 +365,7 @@ TEST(ConditionalControlLoopFactory, BuildsConditionalLoopsUnderItsOwnName)
 {
     CConditionalControlLoopFactory factory;
     EXPECT_EQ(factory.getTypeName(), "Rvl::CConditionalControlLoop");
-    const std::unique_ptr<IControlLoop> loop(factory.createObject(completeTree()));
+    const std::unique_ptr<IControlLoop> loop(factory.createObject(completeConditionalLoop()));
     ASSERT_NE(dynamic_cast<CConditionalControlLoop*>(loop.get()), nullptr);
     EXPECT_EQ(loop->getTypeName(), "Rvl::CConditional");
 }

@@ -38,7 +38,7 @@ CPIDParameters someParameters()
     return parameters;
 }
 
-ptree completeTree()
+ptree completePIDLoop()
 {
     ptree tree;
     tree.put("Enabled", "true");
@@ -122,7 +122,7 @@ TEST_F(PIDControlLoop, CoefficientsAreZeroUntilParametersAreSet)
 TEST_F(PIDControlLoop, ReadsItsConfiguration)
 {
     LogCapture log("LocalLogger");
-    CPIDControlLoop configured(completeTree());
+    CPIDControlLoop configured(completePIDLoop());
     EXPECT_TRUE(configured.isEnabled());
     EXPECT_EQ(configured.controlType(), IControlLoop::TypePID);
     EXPECT_EQ(configured.readSetpoint(), 2.0);
@@ -142,7 +142,7 @@ TEST_F(PIDControlLoop, ConfigurationIsBumplessUnlessItSaysOtherwise)
                                          {"sometimes", 5.0},
                                          {"false", 1.0},
                                          {"0", 1.0}}) {
-        ptree tree = completeTree();
+        ptree tree = completePIDLoop();
         if (text) {
             tree.put("BumplessParameterChange", text);
         }
@@ -160,7 +160,7 @@ TEST_F(PIDControlLoop, ConfigurationIsBumplessUnlessItSaysOtherwise)
 TEST_F(PIDControlLoop, MissingSwitchOrParametersThrowBadPath)
 {
     for (const std::string key : {"Enabled", "PIDParam"}) {
-        ptree tree = completeTree();
+        ptree tree = completePIDLoop();
         tree.erase(key);
         try {
             CPIDControlLoop configured(tree);
@@ -189,7 +189,7 @@ TEST_F(PIDControlLoop, SwitchIsReadBeforeTheParameters)
 
 TEST_F(PIDControlLoop, UnreadableSwitchThrowsBadData)
 {
-    ptree tree = completeTree();
+    ptree tree = completePIDLoop();
     tree.put("Enabled", "maybe");
     EXPECT_THROW(CPIDControlLoop configured(tree), boost::property_tree::ptree_bad_data);
 }
@@ -366,7 +366,7 @@ TEST_F(PIDControlLoop, BumplessChangeKeepsPPlusI)
 
 TEST_F(PIDControlLoop, ChangeThatIsNotBumplessKeepsTheIntegral)
 {
-    ptree tree = completeTree();
+    ptree tree = completePIDLoop();
     tree.put("BumplessParameterChange", "false");
     CPIDControlLoop abrupt(tree);
     wire(abrupt);
@@ -608,7 +608,7 @@ TEST(PIDControlLoopFactory, BuildsPIDLoops)
 {
     CPIDControlLoopFactory factory;
     EXPECT_EQ(factory.getTypeName(), "Rvl::CPIDControlLoop");
-    const std::unique_ptr<IControlLoop> loop(factory.createObject(completeTree()));
+    const std::unique_ptr<IControlLoop> loop(factory.createObject(completePIDLoop()));
     ASSERT_NE(dynamic_cast<CPIDControlLoop*>(loop.get()), nullptr);
     EXPECT_EQ(loop->readSetpoint(), 2.0);
     EXPECT_EQ(loop->getTypeName(), factory.getTypeName());

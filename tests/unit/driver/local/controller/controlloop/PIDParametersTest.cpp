@@ -15,7 +15,7 @@ using testing::SizeIs;
 
 namespace {
 
-ptree completeTree()
+ptree completeParameters()
 {
     ptree tree;
     tree.put("<xmlattr>.Name", "heater");
@@ -62,7 +62,7 @@ TEST(PIDParameters, TakeAnyVectorAsItIs)
 
 TEST(PIDParameters, ConfigurationFillsTheVectorInOrder)
 {
-    const CPIDParameters parameters(completeTree());
+    const CPIDParameters parameters(completeParameters());
     EXPECT_THAT(parameters.data(), ElementsAre(1.5, 4.0, 0.25, 10.0, 2.0, 100.0, -100.0, -5.0, 37.5, 100.0));
     EXPECT_EQ(parameters.name(), "heater");
     EXPECT_TRUE(parameters.isImmutable());
@@ -104,7 +104,7 @@ TEST(PIDParameters, SettersWriteTheirEntriesThoughImmutable)
 
 TEST(PIDParameters, TrackingTimeDefaultsToFourFifthsOfTi)
 {
-    ptree tree = completeTree();
+    ptree tree = completeParameters();
     tree.get_child("<xmlattr>").erase("Tt");
     EXPECT_EQ(CPIDParameters(tree).getTt(), 3.2);
     tree.put("<xmlattr>.Ti", "0");
@@ -120,14 +120,14 @@ TEST(PIDParameters, StoredTrackingTimeStaysWithoutIntegralAction)
 
 TEST(PIDParameters, UnreadableTrackingTimeMeansZero)
 {
-    ptree tree = completeTree();
+    ptree tree = completeParameters();
     tree.put("<xmlattr>.Tt", "soon");
     EXPECT_EQ(CPIDParameters(tree).data()[4], 0.0);
 }
 
 TEST(PIDParameters, SampleTimeHasALowerBoundWhenRead)
 {
-    ptree tree = completeTree();
+    ptree tree = completeParameters();
     tree.put("<xmlattr>.SampleTime_ms", "10");
     const CPIDParameters parameters(tree);
     EXPECT_EQ(parameters.data()[9], 10.0);
@@ -138,7 +138,7 @@ TEST(PIDParameters, SampleTimeHasALowerBoundWhenRead)
 
 TEST(PIDParameters, SampleTimeLosesItsFraction)
 {
-    EXPECT_EQ(CPIDParameters(completeTree()).sampleTime_ms(), 100);
+    EXPECT_EQ(CPIDParameters(completeParameters()).sampleTime_ms(), 100);
     CPIDParameters parameters;
     parameters.setValue(9, 100.9);
     EXPECT_EQ(parameters.sampleTime_ms(), 100);
@@ -181,7 +181,7 @@ TEST(PIDParameters, EveryAttributeButTtIsRequired)
 {
     for (const std::string key :
          {"K", "Td", "Ti", "DerivativeGainLimit", "MinU", "MaxU", "DisabledU", "SampleTime_ms", "Setpoint"}) {
-        ptree tree = completeTree();
+        ptree tree = completeParameters();
         tree.get_child("<xmlattr>").erase(key);
         try {
             CPIDParameters parameters(tree);
@@ -212,14 +212,14 @@ TEST(PIDParameters, FirstMissingAttributeInReadingOrderIsReported)
 
 TEST(PIDParameters, NameIsRequired)
 {
-    ptree tree = completeTree();
+    ptree tree = completeParameters();
     tree.get_child("<xmlattr>").erase("Name");
     EXPECT_THROW(CPIDParameters parameters(tree), boost::property_tree::ptree_bad_path);
 }
 
 TEST(PIDParameters, InconsistentValuesAreTaken)
 {
-    ptree tree = completeTree();
+    ptree tree = completeParameters();
     tree.put("<xmlattr>.MinU", "10");
     tree.put("<xmlattr>.MaxU", "-10");
     tree.put("<xmlattr>.Ti", "-1");
@@ -231,7 +231,7 @@ TEST(PIDParameters, InconsistentValuesAreTaken)
 
 TEST(PIDParameters, CopiesCarryTheFlag)
 {
-    const CPIDParameters original(completeTree());
+    const CPIDParameters original(completeParameters());
     const CPIDParameters copy(original);
     EXPECT_EQ(copy.data(), original.data());
     EXPECT_TRUE(copy.isImmutable());

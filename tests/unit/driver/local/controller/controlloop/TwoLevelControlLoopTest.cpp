@@ -24,7 +24,7 @@ using testing::IsEmpty;
 namespace {
 
 /// Set point 10, band 8 to 13, Up 100, Down 0, disabled at Down.
-ptree completeTree()
+ptree completeTwoLevelLoop()
 {
     ptree tree;
     tree.put("Parameters.<xmlattr>.SampleTime_ms", "250");
@@ -40,7 +40,7 @@ ptree completeTree()
 class TwoLevelControlLoop : public testing::Test
 {
 protected:
-    void build(const ptree& tree = completeTree())
+    void build(const ptree& tree = completeTwoLevelLoop())
     {
         loop = std::make_unique<CTwoLevelControlLoop>(tree);
         loop->setInput(input);
@@ -62,7 +62,7 @@ protected:
 
 TEST_F(TwoLevelControlLoop, ReadsItsConfiguration)
 {
-    ptree tree = completeTree();
+    ptree tree = completeTwoLevelLoop();
     tree.put("Parameters.<xmlattr>.U_Disabled", "0.5");
     tree.put("Parameters.<xmlattr>.Setpoint", "10.5");
     tree.put("Parameters.<xmlattr>.LowerThreshold", "2.5");
@@ -83,7 +83,7 @@ TEST_F(TwoLevelControlLoop, EveryKeyIsRequired)
 {
     for (const std::string key :
          {"SampleTime_ms", "Setpoint", "LowerThreshold", "UpperThreshold", "U_Up", "U_Down", "U_Disabled"}) {
-        ptree tree = completeTree();
+        ptree tree = completeTwoLevelLoop();
         tree.get_child("Parameters.<xmlattr>").erase(key);
         try {
             CTwoLevelControlLoop configured(tree);
@@ -115,7 +115,7 @@ TEST_F(TwoLevelControlLoop, FirstMissingKeyInReadingOrderIsReported)
 TEST_F(TwoLevelControlLoop, SwitchingValuesMustBeWhole)
 {
     for (const std::string key : {"U_Up", "U_Down", "SampleTime_ms"}) {
-        ptree tree = completeTree();
+        ptree tree = completeTwoLevelLoop();
         tree.put("Parameters.<xmlattr>." + key, "0.5");
         EXPECT_THROW(CTwoLevelControlLoop configured(tree), boost::property_tree::ptree_bad_data) << key;
     }
@@ -157,7 +157,7 @@ TEST_F(TwoLevelControlLoop, NaNNeverSwitches)
 
 TEST_F(TwoLevelControlLoop, ControlValueThatIsNeitherLeavesTheLoopInert)
 {
-    ptree tree = completeTree();
+    ptree tree = completeTwoLevelLoop();
     tree.put("Parameters.<xmlattr>.U_Disabled", "50");
     build(tree);
     step(-1000);
@@ -175,7 +175,7 @@ TEST_F(TwoLevelControlLoop, ControlValueThatIsNeitherLeavesTheLoopInert)
 
 TEST_F(TwoLevelControlLoop, DisablingToAnotherValueMakesItInertAgain)
 {
-    ptree tree = completeTree();
+    ptree tree = completeTwoLevelLoop();
     build(tree);
     step(7);
     static_cast<CTwoLevelParameters&>(loop->controlParameters()).setDisabledU(50);
@@ -187,7 +187,7 @@ TEST_F(TwoLevelControlLoop, DisablingToAnotherValueMakesItInertAgain)
 
 TEST_F(TwoLevelControlLoop, NegativeOffsetsSwitchThereAndBackInOneStep)
 {
-    ptree tree = completeTree();
+    ptree tree = completeTwoLevelLoop();
     tree.put("Parameters.<xmlattr>.LowerThreshold", "-2"); // S - Lo = 12
     tree.put("Parameters.<xmlattr>.UpperThreshold", "-3"); // S + Hi = 7
     build(tree);
@@ -202,7 +202,7 @@ TEST_F(TwoLevelControlLoop, NegativeOffsetsSwitchThereAndBackInOneStep)
 
 TEST_F(TwoLevelControlLoop, EqualSwitchingValuesTakeBothComparisons)
 {
-    ptree tree = completeTree();
+    ptree tree = completeTwoLevelLoop();
     tree.put("Parameters.<xmlattr>.U_Up", "0");
     build(tree);
     step(10);
@@ -317,7 +317,7 @@ TEST(TwoLevelControlLoopFactory, BuildsTwoLevelLoops)
 {
     CTwoLevelControlLoopFactory factory;
     EXPECT_EQ(factory.getTypeName(), "Rvl::CTwoLevelControlLoop");
-    const std::unique_ptr<IControlLoop> loop(factory.createObject(completeTree()));
+    const std::unique_ptr<IControlLoop> loop(factory.createObject(completeTwoLevelLoop()));
     ASSERT_NE(dynamic_cast<CTwoLevelControlLoop*>(loop.get()), nullptr);
     EXPECT_EQ(loop->getTypeName(), factory.getTypeName());
     EXPECT_EQ(loop->readSetpoint(), 10.0);
