@@ -17,24 +17,19 @@ std::string quoted(const std::string& text)
     return "\"" + text + "\"";
 }
 
-std::string withUnit(double number, const std::string& unit)
-{
-    return exactText(number) + (unit.empty() ? "" : " " + unit);
-}
-
 std::string rangeText(const SKeyDescription& key)
 {
     if (key.minimum && key.maximum) {
-        return (key.exclusiveMinimum ? " above " + withUnit(*key.minimum, key.unit) + " up to "
-                                     : " from " + withUnit(*key.minimum, key.unit) + " to ") +
-               withUnit(*key.maximum, key.unit);
+        return (key.exclusiveMinimum ? " above " + withUnit(exactText(*key.minimum), key.unit) + " up to "
+                                     : " from " + withUnit(exactText(*key.minimum), key.unit) + " to ") +
+               withUnit(exactText(*key.maximum), key.unit);
     }
     if (key.minimum) {
-        return key.exclusiveMinimum ? " above " + withUnit(*key.minimum, key.unit)
-                                    : " of " + withUnit(*key.minimum, key.unit) + " or more";
+        return key.exclusiveMinimum ? " above " + withUnit(exactText(*key.minimum), key.unit)
+                                    : " of " + withUnit(exactText(*key.minimum), key.unit) + " or more";
     }
     if (key.maximum) {
-        return " of " + withUnit(*key.maximum, key.unit) + " or less";
+        return " of " + withUnit(exactText(*key.maximum), key.unit) + " or less";
     }
     return key.unit.empty() ? "" : " in " + key.unit;
 }

@@ -6,15 +6,6 @@
 
 namespace Rvl {
 
-namespace {
-
-std::string withUnit(double value, const std::string& unit)
-{
-    return shortText(value) + (unit.empty() ? "" : " " + unit);
-}
-
-} // namespace
-
 CLiveTable::CLiveTable(std::ostream& stream) : stream_(stream) {}
 
 void CLiveTable::draw(const std::vector<SControllerState>& states, const STerminalSize& terminal)
@@ -49,9 +40,9 @@ std::string stateLine(const std::vector<SControllerState>& states,
     const char* separator = "  ";
     for (const SControllerState& state : states) {
         line += separator + state.name + ": " + modeOf(state) + ", set point " +
-                withUnit(state.setPoint, state.unit) + ", actual value " +
-                withUnit(state.actualValue, state.unit) + ", control value " + shortText(state.controlValue) +
-                ", " + state.state;
+                withUnit(shortText(state.setPoint), state.unit) + ", actual value " +
+                withUnit(shortText(state.actualValue), state.unit) + ", control value " +
+                shortText(state.controlValue) + ", " + state.state;
         separator = "; ";
     }
     return line;

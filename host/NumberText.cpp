@@ -65,4 +65,9 @@ std::string shortText(double value)
     return std::string(buffer.data(), result.ptr);
 }
 
+std::string withUnit(const std::string& number, const std::string& unit)
+{
+    return unit.empty() ? number : number + " " + unit;
+}
+
 } // namespace Rvl

@@ -21,5 +21,7 @@ std::optional<std::int64_t> parseInteger(std::string_view text);
 std::string exactText(double value);
 /// The value for people: six significant digits.
 std::string shortText(double value);
+/// A number and, if there is one, its unit: "20 degC".
+std::string withUnit(const std::string& number, const std::string& unit);
 
 } // namespace Rvl

@@ -16,11 +16,6 @@ std::string indented(const CTextTable& table)
     return text;
 }
 
-std::string withUnit(double value, const std::string& unit)
-{
-    return shortText(value) + (unit.empty() ? "" : " " + unit);
-}
-
 } // namespace
 
 std::string summary(const std::vector<SObservedLoops>& observed, const std::vector<SControllerState>& states,
@@ -43,9 +38,9 @@ std::string summary(const std::vector<SObservedLoops>& observed, const std::vect
     if (!states.empty()) {
         CTextTable table({"channel", "mode", "set point", "actual value", "deviation", "state"});
         for (const SControllerState& state : states) {
-            table.add({state.name, modeOf(state), withUnit(state.setPoint, state.unit),
-                       withUnit(state.actualValue, state.unit),
-                       withUnit(state.setPoint - state.actualValue, state.unit), state.state});
+            table.add({state.name, modeOf(state), withUnit(shortText(state.setPoint), state.unit),
+                       withUnit(shortText(state.actualValue), state.unit),
+                       withUnit(shortText(state.setPoint - state.actualValue), state.unit), state.state});
         }
         text += "Controllers at the end:\n" + indented(table);
     }

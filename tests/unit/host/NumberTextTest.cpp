@@ -53,4 +53,10 @@ TEST(NumberTextTest, ShortTextHasSixDigits)
     EXPECT_EQ(shortText(60.0), "60");
 }
 
+TEST(NumberTextTest, UnitFollowsANumberIfThereIsOne)
+{
+    EXPECT_EQ(withUnit("20", "degC"), "20 degC");
+    EXPECT_EQ(withUnit("20", ""), "20");
+}
+
 } // namespace Rvl::Test
