@@ -1,7 +1,8 @@
 // One period of the timed processor: its loops do nothing but look at the clock. "bare" does the same with a
-// deadline_timer for each, which its handler arms again, relative to its end.
+// deadline_timer for each, which its handler arms again, relative to its end; "model" adds to that what the
+// loop model asks for.
 //
-// tick_benchmark rivlink|bare LOOPS SECONDS
+// tick_benchmark rivlink|bare|model LOOPS SECONDS
 // prints the CPU time of the thread per tick, and how much longer than the sample time the periods were.
 
 #include "benchmarks/Measuring.h"
@@ -11,7 +12,9 @@
 
 #include <boost/asio/deadline_timer.hpp>
 #include <boost/asio/io_context.hpp>
+#include <boost/bind/bind.hpp>
 #include <boost/date_time/posix_time/posix_time_types.hpp>
+#include <boost/function.hpp>
 
 #include <atomic>
 #include <chrono>
@@ -145,10 +148,40 @@ private:
     const std::size_t index_;
 };
 
-void runBareTimers(CTicks& ticks, std::size_t loops)
+/// The same with what the loop model asks for beyond it: a boost::function is kept and each wait gets a copy
+/// of it, and loop and sample time are reached through virtual functions.
+class CModelTimer
+{
+public:
+    CModelTimer(boost::asio::io_context& eventLoop, CTicks& ticks, std::size_t index)
+        : timer_(eventLoop), ticks_(ticks), loop_(std::make_shared<CNotingLoop>(ticks, index)),
+          handler_(boost::bind(&CModelTimer::handle, this, boost::placeholders::_1))
+    {}
+    void arm()
+    {
+        timer_.expires_from_now(boost::posix_time::microseconds(std::int64_t{1000} * loop_->sampleTime_ms()));
+        timer_.async_wait(handler_);
+    }
+
+private:
+    void handle(const boost::system::error_code& error)
+    {
+        if (!error && !ticks_.done) {
+            loop_->process();
+            arm();
+        }
+    }
+
+    boost::asio::deadline_timer timer_;
+    CTicks& ticks_;
+    const std::shared_ptr<IControlLoop> loop_;
+    const boost::function<void(const boost::system::error_code&)> handler_;
+};
+
+template <class Timer> void runTimers(CTicks& ticks, std::size_t loops)
 {
     boost::asio::io_context eventLoop;
-    std::list<CBareTimer> timers;
+    std::list<Timer> timers;
     for (std::size_t i = 0; i < loops; ++i) {
         timers.emplace_back(eventLoop, ticks, i).arm();
     }
@@ -164,15 +197,17 @@ void runBareTimers(CTicks& ticks, std::size_t loops)
 int main(int argc, char** argv)
 {
     if (argc != 4) {
-        std::cerr << "usage: tick_benchmark rivlink|bare LOOPS SECONDS\n";
+        std::cerr << "usage: tick_benchmark rivlink|bare|model LOOPS SECONDS\n";
         return EXIT_FAILURE;
     }
     const auto loops = static_cast<std::size_t>(std::stoul(argv[2]));
     Rvl::Benchmark::CTicks ticks(loops, std::stoi(argv[3]));
     if (argv[1] == std::string("rivlink")) {
         Rvl::Benchmark::runProcessor(ticks, loops);
+    } else if (argv[1] == std::string("model")) {
+        Rvl::Benchmark::runTimers<Rvl::Benchmark::CModelTimer>(ticks, loops);
     } else {
-        Rvl::Benchmark::runBareTimers(ticks, loops);
+        Rvl::Benchmark::runTimers<Rvl::Benchmark::CBareTimer>(ticks, loops);
     }
     ticks.report(std::cout);
     return EXIT_SUCCESS;

@@ -40,13 +40,14 @@ def table(columns, rows):
     print()
 
 
-def in_turns(rounds, ours, floor):
-    """Both functions, one after the other, so many times; returns two lists of their results. Which of them goes
-    first changes with each round, as the first may warm things up for the second."""
-    results = ([], [])
+def in_turns(rounds, *sides):
+    """Each of these functions, one after the other, so many times; returns a list of results for each. The order
+    turns with each round, as the first may warm things up for the others."""
+    results = tuple([] for _ in sides)
     for number in range(rounds):
-        for side in (0, 1) if number % 2 else (1, 0):
-            results[side].append((ours, floor)[side]())
+        order = range(len(sides))
+        for side in order if number % 2 else reversed(order):
+            results[side].append(sides[side]())
     return results
 
 
@@ -76,14 +77,15 @@ def step(options):
 def tick(options):
     rows = []
     for loops in options.sizes or (1, 10, 100):
-        ours, floor = in_turns(options.rounds, *(
+        ours, floor, model = in_turns(options.rounds, *(
             lambda side=side: output_of("tick_benchmark", side, loops, options.seconds)
-            for side in ("rivlink", "bare")))
-        for name, side in (("rivlink_local", ours), ("bare timers", floor)):
+            for side in ("rivlink", "bare", "model")))
+        for name, side in (("rivlink_local", ours), ("bare timers", floor), ("as the model asks", model)):
             rows.append([loops, name, f"{median(side, 'cpu_us'):.2f} us"] +
                         [f"{median(side, key):.0f} us" for key in ("mean_us", "p50_us", "p99_us")])
-        rows.append([loops, "ratio"] +
-                    [ratio(ours, floor, key) for key in ("cpu_us", "mean_us", "p50_us", "p99_us")])
+        for name, side in (("ratio to bare", floor), ("ratio to model", model)):
+            rows.append([loops, name] +
+                        [ratio(ours, side, key) for key in ("cpu_us", "mean_us", "p50_us", "p99_us")])
     table(["loops on one processor", "", "CPU per tick", "mean period error", "median", "99 %"], rows)
 
 
