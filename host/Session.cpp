@@ -54,8 +54,8 @@ namespace {
 constexpr std::chrono::milliseconds moment(300);
 constexpr std::chrono::milliseconds patience(2000);
 
-/// Nothing is built with fewer files left to open: an event loop takes three, and what runs afterwards, such
-/// as a record or a device's connection, shall find some.
+/// No controller is built with fewer files left to open: its event loop takes three, and what runs
+/// afterwards, such as a record or a device's connection, shall find some.
 constexpr std::size_t spareFiles = 8;
 
 /// Things that are tried side by side, each on a thread of its own, as any of them may never end.
@@ -148,9 +148,6 @@ bool CSession::isBuildable(const pugi::xml_node& node, const STypeDescription* t
 bool CSession::attempt(const pugi::xml_node& node, CFaultList& faults, const std::function<void()>& step)
 {
     try {
-        if (!canOpenFiles(spareFiles)) {
-            throw boost::system::system_error(make_error_code(boost::system::errc::too_many_files_open));
-        }
         step();
         return true;
     } catch (const boost::system::system_error& exception) {
@@ -276,6 +273,9 @@ void CSession::buildChannels(CFaultList& faults)
 void CSession::buildChannel(const pugi::xml_node& node, const STypeDescription& type, CFaultList& faults)
 {
     attempt(node, faults, [&] {
+        if (isBuiltOnChannels(type) && !canOpenFiles(spareFiles)) {
+            throw boost::system::system_error(make_error_code(boost::system::errc::too_many_files_open));
+        }
         auto entry = std::make_unique<SChannel>();
         entry->position = configuration_.offset(node);
         entry->tree = CConfiguration::tree(node);
