@@ -123,7 +123,7 @@ TEST(TerminalTest, TableIsRedrawnInItsPlaceOnATerminal)
 
     const PROCESS_INFORMATION host = startIn(nullptr, console,
                                              {RIVLINK_HOST_PROGRAM, "--plugin-path",
-                                              RIVLINK_TEST_PLUGIN_DIRECTORY, "run", file, "--for", "1200ms"});
+                                              RIVLINK_TEST_PLUGIN_DIRECTORY, "run", file, "--for", "2200ms"});
     bool takesUtf8 = false;
     bool takesSequences = false;
     EXPECT_TRUE(eventually([&] {

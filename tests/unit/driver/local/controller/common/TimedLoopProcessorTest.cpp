@@ -112,6 +112,36 @@ TEST_F(TimedLoopProcessorOperation, OneShotHandlerCalculatesOnce)
     EXPECT_EQ(eventLoop.run(), 0u);
 }
 
+TEST_F(TimedLoopProcessorOperation, RearmedWaitIsGivenUpForOneOfASampleTime)
+{
+    loop->sampleTime = 600'000;
+    ControlLoopOperationPrivate operation(loop, eventLoop);
+    operation.armPeriodically();
+    loop->sampleTime = 200;
+    const auto sampleTime = boost::posix_time::milliseconds(200);
+    const auto before = boost::posix_time::microsec_clock::universal_time();
+    operation.rearm();
+    const auto after = boost::posix_time::microsec_clock::universal_time();
+    EXPECT_GE(operation.timer.expires_at(), before + sampleTime);
+    EXPECT_LE(operation.timer.expires_at(), after + sampleTime);
+    EXPECT_EQ(eventLoop.run_one(), 1u);
+    EXPECT_EQ(loop->steps, 0) << "the wait that was given up";
+    EXPECT_EQ(eventLoop.run_one(), 1u);
+    EXPECT_EQ(loop->steps, 1);
+    // whatever else aborts a wait is an error as before
+    EXPECT_THROW(operation.calculateControlLoop(boost::asio::error::operation_aborted), std::runtime_error);
+    operation.cancelled = true;
+    EXPECT_EQ(eventLoop.run(), 1u);
+}
+
+TEST_F(TimedLoopProcessorOperation, RearmingWaitsForNothingIfTheHandlerIsOnItsWay)
+{
+    ControlLoopOperationPrivate operation(loop, eventLoop);
+    operation.rearm();
+    EXPECT_EQ(eventLoop.run(), 0u);
+    EXPECT_THROW(operation.calculateControlLoop(boost::asio::error::operation_aborted), std::runtime_error);
+}
+
 TEST_F(TimedLoopProcessorOperation, ErrorIsLoggedUnderTheLineOfThePeriodicHandlerAndThrown)
 {
     ControlLoopOperationPrivate operation(loop, eventLoop);

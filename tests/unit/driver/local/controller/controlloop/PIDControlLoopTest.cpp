@@ -552,6 +552,18 @@ TEST_F(PIDControlLoop, GuardedOperationsWaitForTheLock)
     }));
 }
 
+TEST_F(PIDControlLoop, TermsAreResetUnderTheLock)
+{
+    bringIntegralToOne(loop);
+    loop.lockAccess();
+    std::future<void> other = std::async(std::launch::async, [&] { loop.writeFixedControlValue(5); });
+    EXPECT_EQ(other.wait_for(std::chrono::milliseconds(40)), std::future_status::timeout);
+    EXPECT_EQ(loop.integralControlValue(), 1.0);
+    loop.unlockAccess();
+    other.get();
+    EXPECT_EQ(loop.integralControlValue(), 0.0);
+}
+
 TEST_F(PIDControlLoop, CopyGoesOnFromTheSameStateWithALockOfItsOwn)
 {
     bringIntegralToOne(loop);
