@@ -406,15 +406,15 @@ std::vector<std::string> CSession::shutDown(const std::function<void()>& onStopp
     if (started_) {
         for (const auto& entry : channels_) {
             if (entry->controller) {
-                const bool enabled = entry->controller->isControlLoopEnabled();
-                attemptTo("disabling " + entry->controller->getName(),
-                          [&] { entry->controller->setEnabled(false); });
+                bool enabled = true;
+                const std::string name = entry->controller->getName();
+                attemptTo("asking " + name, [&] { enabled = entry->controller->isControlLoopEnabled(); });
+                attemptTo("disabling " + name, [&] { entry->controller->setEnabled(false); });
                 for (const IIoChannelInterface* channel : entry->referred) {
                     const bool driven = dynamic_cast<const CAnalogInChannel*>(channel) == nullptr;
                     if (enabled && driven && channel->isFaulty()) {
-                        failures.push_back(entry->controller->getName() +
-                                           ": its disabled value may not have reached " + channel->getName() +
-                                           ": " + channel->fault());
+                        failures.push_back(name + ": its disabled value may not have reached " +
+                                           channel->getName() + ": " + channel->fault());
                     }
                 }
             }

@@ -2,7 +2,8 @@
 """Mutation testing of driver/local and common: changes one thing at a time and sees whether a unit test minds.
 
     scripts/mutate.py --list             tells how many mutants there are, by file
-    scripts/mutate.py --sample 200       runs that many, chosen at random (--seed), which are not yet judged
+    scripts/mutate.py --sample 200       runs the first that many of a random order (--seed), as far as they are not
+                                         judged yet: the same number again goes on, a greater one extends the sample
     scripts/mutate.py --survivors        runs those again that survived, after tests were added
     scripts/mutate.py --report           tells what is known so far
 

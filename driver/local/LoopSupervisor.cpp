@@ -26,11 +26,11 @@ public:
 
     void begin() { loop_->setStepGuard(this); }
 
+    void beforeReading() override { inputsAreGood_ = supervisor_.inputsAreGood(index_, calculated_); }
+
     bool mayCalculate(double actualValue) override
     {
-        const bool good =
-            supervisor_.judge_.isGoodValue(actualValue) && supervisor_.inputsAreGood(index_, calculated_);
-        if (!good) {
+        if (!inputsAreGood_ || !supervisor_.judge_.isGoodValue(actualValue)) {
             if (calculated_) {
                 act();
             }
@@ -86,6 +86,8 @@ private:
     const std::size_t index_;
     const std::shared_ptr<IControlLoop> loop_;
     std::atomic<eState> state_{Waiting};
+    bool inputsAreGood_ =
+        false;                ///< before the actual value was read: a stale one may be followed by a good one
     bool calculated_ = false; ///< since the loop was enabled
     bool acting_ = false;
     double controlValueBefore_ = 0.0;

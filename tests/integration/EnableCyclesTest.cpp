@@ -47,28 +47,33 @@ private:
 
 TEST(EnableCycles, ThousandCyclesUnderLoadLeaveTheDisabledValueAndNothingElseBehind)
 {
-    const std::string example = RIVLINK_EXAMPLES_DIRECTORY "/pid/pid.xml";
+    // a set point that it does not reach in that time, at a sample time in which a thousand cycles do not
+    // take long
+    std::string text = readFile(RIVLINK_EXAMPLES_DIRECTORY "/pid/pid.xml");
+    text = replaced(text, "DisabledU=\"0\" Setpoint=\"40\" SampleTime_ms=\"100\"",
+                    "DisabledU=\"5\" Setpoint=\"80\" SampleTime_ms=\"10\"");
+    const CTemporaryFolder folder;
+    const std::string example = folder.write("c.xml", text);
     CAssembly assembly(example, CPluginPath({RIVLINK_TEST_PLUGIN_DIRECTORY}));
     ASSERT_TRUE(assembly.faults().empty()) << assembly.faults().report(example);
     CSession& session = assembly.session();
     session.start();
     IControllerChannel& controller = *session.controllers().at(0);
     const CAnalogOutChannel& heater = *CAnalogOutChannel::NameServer.lookupObject("Heater");
-    ASSERT_TRUE(eventually([&] { return heater.outputValue() > 0.0; }));
+    const auto isDriven = [&] { return heater.outputValue() != 5.0; };
+    ASSERT_TRUE(eventually(isDriven));
     const CLoad load;
     const SHeldResources before = SHeldResources::now();
     int left = 0;
     for (int cycle = 0; cycle < 1000; ++cycle) {
         controller.setEnabled(false);
-        left += heater.outputValue() != 0.0 || controller.isControlLoopEnabled() ? 1 : 0;
+        left += isDriven() || controller.isControlLoopEnabled() ? 1 : 0;
         if (cycle % 100 == 0) { // a step in the disabled state must not drive either
-            std::this_thread::yield();
-            left += heater.outputValue() != 0.0 ? 1 : 0;
+            std::this_thread::sleep_for(std::chrono::milliseconds(30));
+            left += isDriven() ? 1 : 0;
         }
         controller.setEnabled(true);
-        if (cycle % 50 == 0) {
-            EXPECT_TRUE(eventually([&] { return heater.outputValue() > 0.0; })) << "it controls in between";
-        }
+        ASSERT_TRUE(eventually(isDriven)) << "it controls in between";
     }
     EXPECT_EQ(0, left) << "cycles that left the heater driven";
     const SHeldResources after = SHeldResources::now();

@@ -184,6 +184,7 @@ bool IControlLoop::mayCalculate()
     if (!stepGuard_) {
         return true;
     }
+    stepGuard_->beforeReading();
     guardedValue_ = readInput();
     return stepGuard_->mayCalculate(guardedValue_);
 }

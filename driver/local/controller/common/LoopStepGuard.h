@@ -14,7 +14,10 @@ public:
     ILoopStepGuard(const ILoopStepGuard&) = delete;
     ILoopStepGuard& operator=(const ILoopStepGuard&) = delete;
 
-    /// A step of an enabled loop in automatic mode, with the actual value that it would calculate with.
+    /// An enabled loop in automatic mode is about to read the actual value of its next step. What is to be
+    /// said of where it comes from is said now: of a value that comes in after that, only more is true.
+    virtual void beforeReading() = 0;
+    /// The step, with the actual value that it would calculate with.
     virtual bool mayCalculate(double actualValue) = 0;
     /// A step of a loop that is disabled or in manual mode.
     virtual void passedStep() = 0;

@@ -29,9 +29,16 @@ const double notANumber = std::numeric_limits<double>::quiet_NaN();
 class FakeJudge : public IInputJudge
 {
 public:
-    bool isGoodInput(std::size_t loop) const override { return bad.count(loop) == 0; }
+    bool isGoodInput(std::size_t loop) const override
+    {
+        if (onInput) {
+            onInput();
+        }
+        return bad.count(loop) == 0;
+    }
     bool isGoodValue(double actualValue) const override { return !std::isnan(actualValue); }
 
+    std::function<void()> onInput;
     std::set<std::size_t> bad;
 };
 
@@ -132,6 +139,16 @@ TEST_F(LoopSupervisor, GoodInputMakesNoDifference)
     EXPECT_EQ(0.5, loop->integralControlValue());
     EXPECT_EQ(4.5, control(8));
     EXPECT_EQ(ILoopSupervision::Calculating, supervisor->state(0));
+}
+
+TEST_F(LoopSupervisor, ValueThatComesWhileItsChannelIsJudgedIsTheOneToCalculateWith)
+{
+    supervise();
+    sensor.publishValue(1);
+    judge.onInput = [this] { sensor.publishValue(8); };
+    loop->setEnabled(true);
+    loop->process();
+    EXPECT_EQ(4.0, output->written.back()) << "and not with the stale one that stood there before";
 }
 
 TEST_F(LoopSupervisor, LoopWhoseSensorWasNeverThereDrivesNothingWhateverTheAction)

@@ -601,6 +601,12 @@ namespace {
 /// Allows steps as the test says, and keeps what it was told.
 struct FakeStepGuard : ILoopStepGuard
 {
+    void beforeReading() override
+    {
+        if (onReading) {
+            onReading();
+        }
+    }
     bool mayCalculate(double actualValue) override
     {
         seen.push_back(actualValue);
@@ -609,6 +615,7 @@ struct FakeStepGuard : ILoopStepGuard
     void passedStep() override { ++passed; }
     void switched() override { ++switches; }
 
+    std::function<void()> onReading;
     bool allow = true;
     std::vector<double> seen;
     int passed = 0;
@@ -632,6 +639,17 @@ TEST_F(ControlLoop, StepGuardDecidesWhichStepsCalculate)
     loop.process();
     EXPECT_EQ(loop.calculations, 2);
     EXPECT_EQ(guard.seen.size(), 2u);
+}
+
+TEST_F(ControlLoop, StepGuardIsAskedBeforeTheActualValueIsRead)
+{
+    FakeStepGuard guard;
+    loop.setStepGuard(&guard);
+    loop.setEnabled(true);
+    input->value = 1.0;
+    guard.onReading = [this] { input->value = 2.0; };
+    loop.process();
+    EXPECT_THAT(guard.seen, ElementsAre(2.0)) << "what is said of the input is said of no older value";
 }
 
 TEST_F(ControlLoop, StepGuardIsToldOfStepsThatWouldNotCalculateAndOfTheSwitch)
