@@ -31,16 +31,21 @@ public:
     bool mayCalculate(double actualValue) override
     {
         if (!inputsAreGood_ || !supervisor_.judge_.isGoodValue(actualValue)) {
-            if (calculated_) {
+            const bool begun = supervisor_.hasBegun(index_);
+            if (begun) {
                 act();
+            } else if (fixedValueStands_) {
+                loop_->driveControlValue(loop_->controlParameters().getDisabledU());
             }
-            state_ = calculated_ ? Acting : Waiting;
+            fixedValueStands_ = false;
+            state_ = begun ? Acting : Waiting;
             return false;
         }
         if (acting_) {
             resume(actualValue);
         }
         calculated_ = true;
+        fixedValueStands_ = false;
         acting_ = false;
         state_ = Calculating;
         return true;
@@ -48,15 +53,19 @@ public:
 
     void passedStep() override { state_ = Idle; }
 
+    void wroteFixedValue() override { fixedValueStands_ = true; }
+
     void switched() override
     {
         calculated_ = false;
+        fixedValueStands_ = false;
         acting_ = false;
         state_ = Waiting;
     }
 
     IControlLoop& loop() const { return *loop_; }
     eState state() const { return state_; }
+    bool hasCalculated() const { return calculated_; }
 
 private:
     void act()
@@ -87,8 +96,9 @@ private:
     const std::shared_ptr<IControlLoop> loop_;
     std::atomic<eState> state_{Waiting};
     bool inputsAreGood_ =
-        false;                ///< before the actual value was read: a stale one may be followed by a good one
-    bool calculated_ = false; ///< since the loop was enabled
+        false; ///< before the actual value was read: a stale one may be followed by a good one
+    std::atomic<bool> calculated_{false}; ///< since the loop was enabled
+    bool fixedValueStands_ = false;       ///< manual mode drove since then, and nothing else
     bool acting_ = false;
     double controlValueBefore_ = 0.0;
 };
@@ -124,6 +134,19 @@ IIoChannelInterface* CLoopSupervisor::inputChannel(std::size_t loop) const
 ILoopSupervision::eState CLoopSupervisor::state(std::size_t loop) const
 {
     return loops_.at(loop)->state();
+}
+
+bool CLoopSupervisor::hasBegun(std::size_t loop) const
+{
+    // what is disabled or written goes to the innermost loop's output, whichever loop was the first to
+    // calculate
+    const std::size_t first = reaction_.action == SBadInputReaction::Hold ? loop : 0;
+    for (std::size_t other = first; other <= loop; ++other) {
+        if (loops_[other]->hasCalculated()) {
+            return true;
+        }
+    }
+    return false;
 }
 
 bool CLoopSupervisor::inputsAreGood(std::size_t loop, bool calculated) const

@@ -44,6 +44,8 @@ public:
 
 private:
     class CSupervisedLoop;
+    /// Whether a loop has something to act on when its input is bad: otherwise it waits.
+    bool hasBegun(std::size_t loop) const;
     bool inputsAreGood(std::size_t loop, bool calculated) const;
 
     const IInputJudge& judge_;

@@ -105,6 +105,9 @@ void IControlLoop::writeFixedControlValue(double value)
     CControlLoopElementGuard guard(this);
     fixedControlValue_ = value;
     if (isEnabled() && manualMode_) {
+        if (stepGuard_) {
+            stepGuard_->wroteFixedValue();
+        }
         controlValue_ = value;
         writeOutput(value);
     }

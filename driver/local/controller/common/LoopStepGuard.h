@@ -21,6 +21,8 @@ public:
     virtual bool mayCalculate(double actualValue) = 0;
     /// A step of a loop that is disabled or in manual mode.
     virtual void passedStep() = 0;
+    /// The loop, enabled and in manual mode, writes its fixed control value.
+    virtual void wroteFixedValue() = 0;
     /// The loop was enabled or disabled.
     virtual void switched() = 0;
 };

@@ -168,6 +168,29 @@ TEST_F(LoopSupervisor, LoopWhoseSensorWasNeverThereDrivesNothingWhateverTheActio
     }
 }
 
+TEST_F(LoopSupervisor, ManualValueDoesNotStandWhereNoGoodValueEverWas)
+{
+    for (const auto action :
+         {SBadInputReaction::Hold, SBadInputReaction::Disable, SBadInputReaction::Write}) {
+        supervisor.reset();
+        supervise(action, 33);
+        judge.bad = {0};
+        loop->setManualMode(true);
+        loop->writeFixedControlValue(80);
+        loop->setEnabled(true);
+        loop->process();
+        EXPECT_EQ(80.0, output->written.back());
+        loop->setManualMode(false);
+        loop->process();
+        EXPECT_EQ(-5.0, output->written.back());
+        EXPECT_EQ(ILoopSupervision::Waiting, supervisor->state(0));
+        output->written.clear();
+        loop->process();
+        EXPECT_THAT(output->written, IsEmpty()) << "once is enough";
+        loop->setEnabled(false);
+    }
+}
+
 TEST_F(LoopSupervisor, WaitingLoopStartsAsAnyLoopWithTheFirstGoodValue)
 {
     supervise();
@@ -364,6 +387,28 @@ TEST_F(LoopSupervisor, SuperviseLoopsBeginsASupervisionOfALocalControllerChannel
     ASSERT_TRUE(supervision);
     EXPECT_EQ(1u, supervision->loopCount());
     EXPECT_EQ(nullptr, function(sensor, judge, {}));
+}
+
+TEST_F(CascadeSupervisor, InnermostLoopActsOnceALoopAboveHasCalculated)
+{
+    supervise(SBadInputReaction::Write, 33);
+    outer->process();
+    output->written.clear();
+    judge.bad = {1};
+    inner->process();
+    EXPECT_THAT(output->written, ElementsAre(33.0));
+    EXPECT_EQ(ILoopSupervision::Acting, supervisor->state(1));
+}
+
+TEST_F(CascadeSupervisor, InnermostLoopThatHasNotCalculatedHasNothingToHold)
+{
+    supervise(SBadInputReaction::Hold);
+    outer->process();
+    output->written.clear();
+    judge.bad = {1};
+    inner->process();
+    EXPECT_THAT(output->written, IsEmpty());
+    EXPECT_EQ(ILoopSupervision::Waiting, supervisor->state(1));
 }
 
 TEST_F(CascadeSupervisor, NoLoopDrivesBeforeTheInputsOfAllAreGood)

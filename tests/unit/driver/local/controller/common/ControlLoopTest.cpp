@@ -613,12 +613,14 @@ struct FakeStepGuard : ILoopStepGuard
         return allow;
     }
     void passedStep() override { ++passed; }
+    void wroteFixedValue() override { ++fixedValues; }
     void switched() override { ++switches; }
 
     std::function<void()> onReading;
     bool allow = true;
     std::vector<double> seen;
     int passed = 0;
+    int fixedValues = 0;
     int switches = 0;
 };
 
@@ -661,7 +663,9 @@ TEST_F(ControlLoop, StepGuardIsToldOfStepsThatWouldNotCalculateAndOfTheSwitch)
     loop.setEnabled(true);
     loop.setEnabled(true);
     EXPECT_EQ(guard.switches, 1);
+    EXPECT_EQ(guard.fixedValues, 0);
     loop.setManualMode(true);
+    EXPECT_EQ(guard.fixedValues, 1);
     EXPECT_TRUE(loop.isManualMode());
     loop.process();
     EXPECT_EQ(guard.passed, 2);
