@@ -14,8 +14,8 @@ public:
     ILoopStepGuard(const ILoopStepGuard&) = delete;
     ILoopStepGuard& operator=(const ILoopStepGuard&) = delete;
 
-    /// An enabled loop in automatic mode is about to read the actual value of its next step. What is to be
-    /// said of where it comes from is said now: of a value that comes in after that, only more is true.
+    /// An enabled loop in automatic mode is about to read the actual value of its next step. Its source is to
+    /// be judged now: a value that comes in between is then newer than the judgement, and not older.
     virtual void beforeReading() = 0;
     /// The step, with the actual value that it would calculate with.
     virtual bool mayCalculate(double actualValue) = 0;
