@@ -1,6 +1,8 @@
 #!/usr/bin/env bash
 # Runs a program for Windows in a Wine of the project's own:
 #   scripts/wine.sh FOLDER PROGRAM [ARGUMENT...]
+#   scripts/wine.sh FOLDER --stay    has Wine's server there until nothing ran for a minute: programs that start at
+#                                    once would each start it, and now and then one of them loses it again
 # FOLDER is the one that scripts/windows-deps.sh prints. The user's own Wine is left alone.
 set -euo pipefail
 folder=$1
@@ -9,4 +11,9 @@ export WINEPREFIX=$folder/wine WINEARCH=win64 WINEDEBUG=${WINEDEBUG:--all}
 # neither .NET nor a browser is needed, and Wine would ask for them
 export WINEDLLOVERRIDES="mscoree=;mshtml=;winemenubuilder.exe="
 unset DISPLAY
+if [ "$1" = --stay ]; then
+    timeout 90 /usr/lib/wine/wineserver64 --wait || true # one that runs would end when it likes
+    /usr/lib/wine/wineserver64 --persistent=60 || true # or one is there, of another checkout
+    set -- cmd /c exit # its services start with the first program
+fi
 exec /usr/lib/wine/wine64 "$@"
