@@ -12,6 +12,7 @@ export WINEPREFIX=$folder/wine WINEARCH=win64 WINEDEBUG=${WINEDEBUG:--all}
 export WINEDLLOVERRIDES="mscoree=;mshtml=;winemenubuilder.exe="
 unset DISPLAY
 if [ "$1" = --stay ]; then
+    exec </dev/null >/dev/null 2>&1 # what stays must not keep a reader of our output waiting
     timeout 90 /usr/lib/wine/wineserver64 --wait || true # one that runs would end when it likes
     /usr/lib/wine/wineserver64 --persistent=60 || true # or one is there, of another checkout
     set -- cmd /c exit # its services start with the first program
