@@ -47,8 +47,8 @@ private:
 
 TEST(EnableCycles, ThousandCyclesUnderLoadLeaveTheDisabledValueAndNothingElseBehind)
 {
-    // a set point that it does not reach in that time, at a sample time in which a thousand cycles do not
-    // take long
+    // a disabled value that control does not give by chance, and a sample time in which a thousand cycles do
+    // not take long
     std::string text = readFile(RIVLINK_EXAMPLES_DIRECTORY "/pid/pid.xml");
     text = replaced(text, "DisabledU=\"0\" Setpoint=\"40\" SampleTime_ms=\"100\"",
                     "DisabledU=\"5\" Setpoint=\"80\" SampleTime_ms=\"10\"");
