@@ -51,6 +51,10 @@ target_compile_definitions(rivlink_options INTERFACE
 if(WIN32)
     target_link_libraries(rivlink_options INTERFACE ws2_32 mswsock) # Boost.Asio's timers start the sockets too
 endif()
+if(CMAKE_UNITY_BUILD AND CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
+    # the sources that are joined are included, which is why gcc takes what is theirs alone for a header's
+    target_compile_options(rivlink_options INTERFACE -Wno-subobject-linkage)
+endif()
 if(CMAKE_CXX_COMPILER_ID MATCHES "GNU|Clang")
     target_compile_options(rivlink_options INTERFACE
         # nobody puts other functions in the place of a library's own, so it calls and inlines them directly
