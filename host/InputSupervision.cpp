@@ -62,18 +62,24 @@ void CInputSupervision::CWatch::deviceEvent(int event)
 {
     if (event == IIoChannelInterface::EventNewValue) {
         announced_ns_ = IClock::current().monotonic().count();
+        ++announcements_;
     }
 }
 
 CInputSupervision::CWatch::eVerdict CInputSupervision::CWatch::verdict(const SBadInputPolicy& policy) const
 {
-    const std::chrono::nanoseconds announced(announced_ns_.load());
-    if (announced.count() < 0) {
+    const std::uint64_t announcements = announcements_; // before the fault, which may be over the next moment
+    if (announcements == 0) {
         return NoValue;
     }
     if (channel_.isFaulty()) {
+        announcementsAtFault_ = announcements;
         return Faulty;
     }
+    if (announcements == announcementsAtFault_) {
+        return NoValueSinceFault;
+    }
+    const std::chrono::nanoseconds announced(announced_ns_.load());
     if (policy.refuseNotFinite && !std::isfinite(channel_.readValue())) {
         return NotFinite;
     }
@@ -97,6 +103,9 @@ std::string CInputSupervision::CWatch::fault(const SBadInputPolicy& policy) cons
         break;
     case Faulty:
         text = channel_.fault();
+        break;
+    case NoValueSinceFault:
+        text = "no value since its fault";
         break;
     case NotFinite:
         text = "not a finite number";

@@ -7,6 +7,7 @@
 
 #include <atomic>
 #include <chrono>
+#include <cstdint>
 #include <memory>
 #include <optional>
 #include <string>
@@ -32,7 +33,7 @@ struct SBadInputPolicy
 /// Watches the channels that a controller's loops read and lets the loops calculate only while what they read
 /// is good. An input is bad as long as its channel
 /// - has announced no value since the watch began,
-/// - is marked faulty,
+/// - is marked faulty, or was and has announced no value since: the one that it has may be from before,
 /// - has a value that is not finite, unless the policy allows that,
 /// - has announced no value for longer than the policy's greatest age, on the clock in force.
 /// The loops ask at each of their steps, so there is no delay, and nothing here runs by itself.
@@ -72,6 +73,7 @@ private:
             Good,
             NoValue,
             Faulty,
+            NoValueSinceFault,
             NotFinite,
             TooOld
         };
@@ -80,6 +82,9 @@ private:
         CAnalogInChannel& channel_;
         /// When the newest value was announced, on the clock in force; negative before the first.
         std::atomic<std::chrono::nanoseconds::rep> announced_ns_{-1};
+        std::atomic<std::uint64_t> announcements_{0};
+        /// How many there had been when the channel was last found faulty.
+        mutable std::atomic<std::uint64_t> announcementsAtFault_{0};
     };
 
     explicit CInputSupervision(const SBadInputPolicy& policy);

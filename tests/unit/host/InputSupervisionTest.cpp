@@ -144,7 +144,7 @@ TEST_F(InputSupervisionTest, NotANumberAndInfinityAreBadUnlessAllowed)
     EXPECT_TRUE(FakeSupervision::judge->isGoodValue(infinity));
 }
 
-TEST_F(InputSupervisionTest, FaultyChannelIsBad)
+TEST_F(InputSupervisionTest, FaultyChannelIsBadUntilItTellsANewValue)
 {
     begin();
     publishBoth(1.0);
@@ -152,7 +152,11 @@ TEST_F(InputSupervisionTest, FaultyChannelIsBad)
     EXPECT_FALSE(isGood(1));
     EXPECT_EQ("bad input: Inner: broken wire; held", supervision->state());
     inner.setFault("");
-    EXPECT_TRUE(isGood(1));
+    EXPECT_FALSE(isGood(1)) << "the value is that from before";
+    EXPECT_EQ("bad input: Inner: no value since its fault; held", supervision->state());
+    EXPECT_TRUE(isGood(0));
+    inner.publishValue(1.0);
+    EXPECT_TRUE(isGood(1)) << "the same value, but a new one";
 }
 
 TEST_F(InputSupervisionTest, WithoutAGreatestAgeNoValueIsTooOld)
