@@ -13,7 +13,6 @@
 #include <boost/asio/signal_set.hpp>
 
 #include <csignal>
-#include <vector>
 #endif
 
 namespace Rvl {
@@ -213,9 +212,18 @@ bool isIgnored(int signal)
 
 struct CEndRequest::Private
 {
+    /// Like `signals`, but for good and heard by nobody: while one set is there the system's own handler,
+    /// which ends the process, is not. Any thread may be the one that a signal meets, so blocking them would
+    /// not do.
+    static boost::asio::signal_set& kept()
+    {
+        static auto* const context = new boost::asio::io_context(1);
+        static auto* const set = new boost::asio::signal_set(*context);
+        return *set;
+    }
+
     boost::asio::signal_set signals;
     std::function<void()> call;
-    std::vector<int> handled;
 
     void wait()
     {
@@ -229,34 +237,18 @@ struct CEndRequest::Private
 };
 
 CEndRequest::CEndRequest(boost::asio::io_context& context, std::function<void()> call)
-    : private_(new Private{boost::asio::signal_set(context), std::move(call), {}})
+    : private_(new Private{boost::asio::signal_set(context), std::move(call)})
 {
     for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
         if (!isIgnored(signal)) {
+            Private::kept().add(signal);
             private_->signals.add(signal);
-            private_->handled.push_back(signal);
         }
     }
     private_->wait();
 }
 
-CEndRequest::~CEndRequest()
-{
-    // blocked in between, so that no signal meets the system's own handler, which ends the process
-    sigset_t set;
-    sigemptyset(&set);
-    for (const int signal : private_->handled) {
-        sigaddset(&set, signal);
-    }
-    sigset_t before;
-    pthread_sigmask(SIG_BLOCK, &set, &before);
-    boost::system::error_code ignored;
-    private_->signals.clear(ignored);
-    for (const int signal : private_->handled) {
-        std::signal(signal, SIG_IGN);
-    }
-    pthread_sigmask(SIG_SETMASK, &before, nullptr);
-}
+CEndRequest::~CEndRequest() = default;
 
 #endif
 

@@ -1,9 +1,12 @@
 #include "host/LastResort.h"
 
+#include "host/Patience.h"
+
 #include <chrono>
 #include <cstdlib>
 #include <exception>
 #include <iostream>
+#include <memory>
 #include <mutex>
 #include <thread>
 #include <utility>
@@ -17,6 +20,7 @@ std::function<void()> lastAction;
 std::terminate_handler formerHandler = nullptr;
 
 constexpr std::chrono::seconds actionLimit(10);
+constexpr std::chrono::milliseconds messagePatience(300);
 
 /// What is thrown at this moment.
 std::string currentFault()
@@ -41,13 +45,19 @@ std::string currentFault()
         std::abort();
     }).detach();
     actionMutex.lock(); // never unlocked again: there is no way back
-    std::cerr << "the process ends, as nobody caught an exception: " << currentFault() << std::endl;
+    // whoever reads standard error may keep us waiting
+    const auto message = std::make_shared<SAttempts>();
+    message->begin([fault = currentFault()] {
+        std::cerr << "the process ends, as nobody caught an exception: " + fault + "\n" << std::flush;
+    });
+    message->wait(messagePatience);
     try {
         if (lastAction) {
             lastAction();
         }
     } catch (...) {
     }
+    message->wait(messagePatience);
     if (formerHandler) {
         formerHandler();
     }

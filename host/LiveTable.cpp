@@ -6,9 +6,7 @@
 
 namespace Rvl {
 
-CLiveTable::CLiveTable(std::ostream& stream) : stream_(stream) {}
-
-void CLiveTable::draw(const std::vector<SControllerState>& states, const STerminalSize& terminal)
+std::string CLiveTable::draw(const std::vector<SControllerState>& states, const STerminalSize& terminal)
 {
     CTextTable table({"name", "mode", "set point", "actual value", "control value", "unit", "state"});
     for (const SControllerState& state : states) {
@@ -23,14 +21,15 @@ void CLiveTable::draw(const std::vector<SControllerState>& states, const STermin
         lines.resize(shown);
         lines.push_back(rest);
     }
+    std::string text;
     if (linesDrawn_ > 0) {
-        stream_ << "\x1b[" << linesDrawn_ << "A";
+        text += "\x1b[" + std::to_string(linesDrawn_) + "A";
     }
     for (const std::string& line : lines) {
-        stream_ << "\r\x1b[2K" << firstCharacters(line, terminal.width) << "\n";
+        text += "\r\x1b[2K" + firstCharacters(line, terminal.width) + "\n";
     }
-    stream_ << std::flush;
     linesDrawn_ = lines.size();
+    return text;
 }
 
 std::string stateLine(const std::vector<SControllerState>& states,

@@ -5,7 +5,6 @@
 
 #include <chrono>
 #include <cstddef>
-#include <ostream>
 #include <string>
 #include <vector>
 
@@ -15,14 +14,12 @@ namespace Rvl {
 class CLiveTable
 {
 public:
-    explicit CLiveTable(std::ostream& stream);
-
-    /// Draws the table, over the one drawn before. Lines are cut at the terminal's width, as one that it
-    /// breaks in two would shift the table; lines for which it has no room are counted instead.
-    void draw(const std::vector<SControllerState>& states, const STerminalSize& terminal);
+    /// What draws the table, over the one drawn before, when a terminal is given it. Lines are cut at the
+    /// terminal's width, as one that it breaks in two would shift the table; lines for which it has no room
+    /// are counted instead.
+    std::string draw(const std::vector<SControllerState>& states, const STerminalSize& terminal);
 
 private:
-    std::ostream& stream_;
     std::size_t linesDrawn_ = 0;
 };
 

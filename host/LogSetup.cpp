@@ -1,15 +1,64 @@
 #include "host/LogSetup.h"
 
+#include "host/BackgroundOutput.h"
+
+#include <log4cplus/appender.h>
 #include <log4cplus/configurator.h>
-#include <log4cplus/consoleappender.h>
 #include <log4cplus/layout.h>
 #include <log4cplus/logger.h>
+#include <log4cplus/spi/loggingevent.h>
 
 #include <algorithm>
 #include <cctype>
+#include <iostream>
 #include <memory>
+#include <sstream>
 
 namespace Rvl {
+
+namespace {
+
+/// Writes log records to standard error, or to an output in the background.
+class CErrorAppender : public log4cplus::Appender
+{
+public:
+    CErrorAppender()
+    {
+        setLayout(std::make_unique<log4cplus::PatternLayout>("%D{%H:%M:%S.%q} %-5p [%c] %m%n"));
+    }
+    ~CErrorAppender() override { destructorImpl(); }
+    void close() override { closed = true; }
+    void setOutput(CBackgroundOutput* output) { output_ = output; }
+
+protected:
+    void append(const log4cplus::spi::InternalLoggingEvent& event) override
+    {
+        std::ostringstream text;
+        getLayout()->formatAndAppend(text, event);
+        if (output_) {
+            output_->write(text.str());
+        } else {
+            std::cerr << text.str() << std::flush;
+        }
+    }
+
+private:
+    CBackgroundOutput* output_ = nullptr;
+};
+
+/// That of the last setUpLogging(); the root logger's.
+CErrorAppender* errorAppender = nullptr;
+
+/// Waits for records that are just being written.
+void setOutputOfLog(CBackgroundOutput* output)
+{
+    if (errorAppender) {
+        const log4cplus::thread::MutexGuard guard(errorAppender->access_mutex);
+        errorAppender->setOutput(output);
+    }
+}
+
+} // namespace
 
 const std::vector<std::string>& logLevels()
 {
@@ -25,10 +74,19 @@ void setUpLogging(const std::string& level)
     log4cplus::initialize();
     log4cplus::Logger root = log4cplus::Logger::getRoot();
     root.removeAllAppenders();
-    log4cplus::SharedAppenderPtr appender(new log4cplus::ConsoleAppender(true, true));
-    appender->setLayout(std::make_unique<log4cplus::PatternLayout>("%D{%H:%M:%S.%q} %-5p [%c] %m%n"));
-    root.addAppender(appender);
+    errorAppender = new CErrorAppender;
+    root.addAppender(log4cplus::SharedAppenderPtr(errorAppender));
     root.setLogLevel(log4cplus::getLogLevelManager().fromString(name));
+}
+
+CBackgroundLog::CBackgroundLog(CBackgroundOutput& output)
+{
+    setOutputOfLog(&output);
+}
+
+CBackgroundLog::~CBackgroundLog()
+{
+    setOutputOfLog(nullptr);
 }
 
 CLogSilence::CLogSilence(const std::string& logger)

@@ -14,6 +14,20 @@ const std::vector<std::string>& logLevels();
 /// called before anything is logged.
 void setUpLogging(const std::string& level);
 
+class CBackgroundOutput;
+
+/// Has the log records of setUpLogging() go to this output for as long as it lives: standard error may be
+/// something that nobody reads, and a loop that logs would wait for it.
+class CBackgroundLog
+{
+public:
+    /// The output must outlive the object.
+    explicit CBackgroundLog(CBackgroundOutput& output);
+    ~CBackgroundLog();
+    CBackgroundLog(const CBackgroundLog&) = delete;
+    CBackgroundLog& operator=(const CBackgroundLog&) = delete;
+};
+
 /// Keeps one logger quiet for as long as it lives, unless somebody asked for debug or trace records.
 class CLogSilence
 {

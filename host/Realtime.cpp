@@ -25,6 +25,8 @@ std::vector<std::string> serveThreadsFirst(const std::function<void()>& start)
                   : std::vector<std::string>{"--realtime: the system refuses a higher priority"};
 }
 
+void serveAfterThem() {}
+
 std::vector<std::string> lockMemory()
 {
     return {"--realtime: memory is not locked on this system"};
@@ -43,6 +45,15 @@ int setPriority(int priority)
     sched_param parameters{};
     parameters.sched_priority = priority;
     return pthread_setschedparam(pthread_self(), SCHED_FIFO, &parameters);
+}
+
+/// Whether this thread is served at least that early.
+bool hasRealtimePriority(int priority)
+{
+    int policy = SCHED_OTHER;
+    sched_param present{};
+    pthread_getschedparam(pthread_self(), &policy, &present);
+    return (policy == SCHED_FIFO || policy == SCHED_RR) && present.sched_priority >= priority;
 }
 
 /// Whether the system lets this process lock as much memory as it likes.
@@ -68,10 +79,7 @@ bool mayLockEverything()
 
 std::vector<std::string> serveThreadsFirst(const std::function<void()>& start)
 {
-    int policy = SCHED_OTHER;
-    sched_param present{};
-    pthread_getschedparam(pthread_self(), &policy, &present);
-    if ((policy == SCHED_FIFO || policy == SCHED_RR) && present.sched_priority >= loopPriority) {
+    if (hasRealtimePriority(loopPriority)) {
         start(); // whoever started the host has seen to it
         return {};
     }
@@ -84,6 +92,13 @@ std::vector<std::string> serveThreadsFirst(const std::function<void()>& start)
     }
     setPriority(ownPriority);
     return {};
+}
+
+void serveAfterThem()
+{
+    if (!hasRealtimePriority(ownPriority)) {
+        setPriority(ownPriority);
+    }
 }
 
 std::vector<std::string> lockMemory()

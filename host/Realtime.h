@@ -17,6 +17,9 @@ namespace Rvl {
 /// Windows threads inherit nothing: the whole process gets the priority class "high".
 std::vector<std::string> serveThreadsFirst(const std::function<void()>& start);
 
+/// Has this thread served like the one that serveThreadsFirst() was called on.
+void serveAfterThem();
+
 /// Keeps the process's memory from being paged out, for good: what it has, and what it gets later unless the
 /// system limits how much may be locked.
 std::vector<std::string> lockMemory();

@@ -1,12 +1,16 @@
 #include "host/RunCommand.h"
 
-#include "host/PeriodicTimer.h"
-
 #include "host/Assembly.h"
+#include "host/BackgroundOutput.h"
+#include "host/BusyWith.h"
 #include "host/EndRequest.h"
 #include "host/HostException.h"
 #include "host/LastResort.h"
+#include "host/LeaveAtOnce.h"
 #include "host/LiveTable.h"
+#include "host/LogSetup.h"
+#include "host/Patience.h"
+#include "host/PeriodicTimer.h"
 #include "host/Realtime.h"
 #include "host/Recorder.h"
 #include "host/Summary.h"
@@ -15,12 +19,18 @@
 #include "platform/rivlink_core/Clock.h"
 #include "platform/rivlink_device/ControllerChannel.h"
 
+#include <boost/asio/executor_work_guard.hpp>
 #include <boost/asio/io_context.hpp>
+#include <boost/asio/post.hpp>
 #include <boost/asio/steady_timer.hpp>
 
 #include <algorithm>
+#include <atomic>
 #include <cmath>
+#include <exception>
+#include <future>
 #include <memory>
+#include <thread>
 #include <utility>
 #include <vector>
 
@@ -45,9 +55,13 @@ std::vector<Observation> observeLoops(const CPluginLoader& plugins, const CSessi
     return observations;
 }
 
-bool anyStepDone(const std::vector<Observation>& observations)
+/// What the thread that looks at the controllers is at, for others to see.
+using AskedPlace = std::atomic<const std::string*>;
+
+bool anyStepDone(const std::vector<Observation>& observations, AskedPlace& asked)
 {
     for (const auto& [channel, observation] : observations) {
+        const CBusyWith busy(asked, channel);
         for (std::size_t index = 0; index < observation->loopCount(); ++index) {
             if (observation->status(index).steps > 0) {
                 return true;
@@ -72,7 +86,7 @@ std::string faultOf(const SLoopStatus& loop, bool inner)
 /// The states of the controllers with what only their loops tell: one value that is not a number stays in a
 /// loop's integral, and an output may have turned it into a harmless-looking 0.
 std::vector<SControllerState> statesWithLoops(std::vector<SControllerState> states,
-                                              const std::vector<Observation>& observations)
+                                              const std::vector<Observation>& observations, AskedPlace& asked)
 {
     // both are in the order of the file, so what belongs to a state is ahead
     auto next = observations.begin();
@@ -87,6 +101,7 @@ std::vector<SControllerState> statesWithLoops(std::vector<SControllerState> stat
         if (state.state != "ok" || state.manual) {
             continue;
         }
+        const CBusyWith busy(asked, found->first);
         for (std::size_t index = 0; index < found->second->loopCount() && state.state == "ok"; ++index) {
             const std::string fault = faultOf(found->second->status(index), index > 0);
             if (!fault.empty()) {
@@ -110,13 +125,16 @@ std::vector<SObservedLoops> finalStatus(const std::vector<Observation>& observat
     return result;
 }
 
-/// The time between start and shutdown: events, and what is shown and recorded meanwhile.
+/// The time between start and shutdown, on two threads. One does everything that may have to wait for a
+/// device or for a disk: it starts the session, looks at the controllers, records and shows them. The other
+/// waits for none of these, and so ends the run in time whatever has become of the first.
 class CRun
 {
 public:
-    CRun(const SRunOptions& options, CAssembly& assembly, std::ostream& out, std::ostream& err)
-        : options_(options), session_(assembly.session()), out_(out), err_(err),
-          endRequest_(context_, [this] { context_.stop(); }), end_(context_), table_(out),
+    CRun(const SRunOptions& options, CAssembly& assembly, CBackgroundOutput& output,
+         CBackgroundOutput& errors)
+        : options_(options), session_(assembly.session()), output_(output), errors_(errors),
+          endRequest_(context_, [this] { context_.stop(); }), end_(context_),
           observations_(observeLoops(assembly.plugins(), assembly.session()))
     {
         if (options.record) {
@@ -125,10 +143,83 @@ public:
         }
     }
 
-    /// Starts the session and returns when its time is over.
-    void perform()
+    /// Starts the session and returns when its time is over: how the run ended, or nothing if a device or a
+    /// disk keeps that from being told. Throws what kept the run from going on.
+    std::string perform()
     {
-        start();
+        worker_ = std::thread([this] { work(); });
+        const CPeriodicTimer watch(context_, lookInterval, [this] {
+            lookAtWork();
+            return true;
+        });
+        context_.run();
+        session_.cancelStart();
+        workContext_.stop();
+        return workEnds(summaryPatience) ? summaryText_.get() : "";
+    }
+
+    /// To be called when everything is disabled and before anything is destroyed: nothing of this is used any
+    /// more afterwards. False if a device or a disk keeps that from happening.
+    bool end()
+    {
+        const bool known = session_.isAbandoned(); // by what could not be disabled
+        if (!workEnds(known ? std::chrono::seconds(0) : generalPatience)) {
+            if (!known) {
+                const std::string name = asked();
+                errors_.write((name.empty() ? "something" : name) + " does not answer\n");
+            }
+            worker_.detach();
+            return false;
+        }
+        observations_.clear();
+        recordFailed_ = recorder_ && recorder_->failed();
+        return true;
+    }
+
+    /// To be called after end().
+    bool recordFailed() const { return recordFailed_; }
+
+private:
+    bool workEnds(std::chrono::milliseconds limit)
+    {
+        if (worker_.joinable() && summaryText_.wait_for(limit) == std::future_status::ready) {
+            worker_.join();
+        }
+        return !worker_.joinable();
+    }
+
+    void work()
+    {
+        try {
+            start();
+            boost::asio::post(context_, [this] { onStarted(); });
+            observe();
+            summary_.set_value(summary(finalStatus(observations_), states(), untilFirstStep_));
+        } catch (...) {
+            context_.stop();
+            summary_.set_exception(std::current_exception());
+        }
+    }
+
+    void start()
+    {
+        if (!options_.realtime) {
+            session_.start();
+            return;
+        }
+        std::vector<std::string> refusals = serveThreadsFirst([this] { session_.start(); });
+        if (refusals.empty()) {
+            boost::asio::post(context_, [] { serveAfterThem(); });
+        }
+        const std::vector<std::string> further = lockMemory();
+        refusals.insert(refusals.end(), further.begin(), further.end());
+        for (const std::string& refusal : refusals) {
+            errors_.write(refusal + "\n");
+        }
+    }
+
+    void onStarted()
+    {
         if (options_.duration) {
             end_.expires_after(*options_.duration);
             end_.async_wait([this](const boost::system::error_code& error) {
@@ -137,9 +228,14 @@ public:
                 }
             });
         }
+    }
+
+    void observe()
+    {
+        const auto keepGoing = boost::asio::make_work_guard(workContext_);
         std::vector<std::unique_ptr<CPeriodicTimer>> timers;
         const auto every = [&](std::chrono::milliseconds interval, std::function<bool()> call) {
-            timers.push_back(std::make_unique<CPeriodicTimer>(context_, interval, std::move(call)));
+            timers.push_back(std::make_unique<CPeriodicTimer>(workContext_, interval, std::move(call)));
         };
         if (!observations_.empty()) {
             every(std::chrono::milliseconds(1), [this] { return !noteFirstStep(); });
@@ -154,37 +250,43 @@ public:
                 return true;
             });
         }
-        context_.run();
+        workContext_.run();
     }
 
-    /// How the run ended; to be asked before the session is shut down.
-    std::string summaryText() const { return summary(finalStatus(observations_), states(), untilFirstStep_); }
-
-    /// To be called before the channels are destroyed.
-    void endObservation() { observations_.clear(); }
-
-    bool recordFailed() const { return recorder_ && recorder_->failed(); }
-
-private:
-    void start()
+    /// The device or controller that the other thread is at; empty if at none.
+    std::string asked() const
     {
-        if (!options_.realtime) {
-            session_.start();
-            return;
-        }
-        std::vector<std::string> refusals = serveThreadsFirst([this] { session_.start(); });
-        const std::vector<std::string> further = lockMemory();
-        refusals.insert(refusals.end(), further.begin(), further.end());
-        for (const std::string& refusal : refusals) {
-            err_ << refusal << std::endl;
+        const std::string* const name = asked_;
+        return name ? *name : session_.busyWith();
+    }
+
+    /// Tells of a device or controller that holds up the other thread.
+    void lookAtWork()
+    {
+        const std::string name = asked();
+        const bool same = !name.empty() && name == busyWith_ && timesAsked_ == timesAskedBefore_;
+        if (!same) {
+            if (lookedAt_ >= looksUntilTold) {
+                errors_.write(busyWith_ + " answers again\n");
+            }
+            busyWith_ = name;
+            timesAskedBefore_ = timesAsked_;
+            lookedAt_ = 0;
+        } else if (++lookedAt_ == looksUntilTold) {
+            errors_.write(name + " does not answer; what is shown and recorded waits for it\n");
         }
     }
 
-    std::vector<SControllerState> states() const { return statesWithLoops(session_.states(), observations_); }
+    std::vector<SControllerState> states()
+    {
+        ++timesAsked_;
+        return statesWithLoops(session_.states(), observations_, asked_);
+    }
 
     bool noteFirstStep()
     {
-        if (!anyStepDone(observations_)) {
+        ++timesAsked_;
+        if (!anyStepDone(observations_, asked_)) {
             return false;
         }
         untilFirstStep_ = std::chrono::duration_cast<std::chrono::microseconds>(
@@ -198,36 +300,97 @@ private:
         if (recorder_->write(states(), now)) {
             return true;
         }
-        err_ << "writing the record " << textOf(*options_.record)
-             << " failed; control goes on without a record" << std::endl;
+        errors_.write("writing the record " + textOf(*options_.record) +
+                      " failed; control goes on without a record\n");
         return false;
     }
 
     void show(bool terminal)
     {
-        // whoever reads the output may have gone; control goes on
-        out_.clear();
-        if (terminal) {
-            table_.draw(states(), terminalSize());
-        } else {
-            out_ << stateLine(states(), IClock::current().utc()) << std::endl;
+        // a table is drawn over the one that is there; and what nobody reads need not be there twice
+        if (output_.isIdle()) {
+            output_.write(terminal ? table_.draw(states(), terminalSize())
+                                   : stateLine(states(), IClock::current().utc()) + "\n");
         }
     }
 
+    static constexpr std::chrono::milliseconds lookInterval{500};
+    static constexpr int looksUntilTold = 4;
+    /// After that nothing shall be driven any longer for the sake of its summary.
+    static constexpr std::chrono::milliseconds summaryPatience{1000};
+
     const SRunOptions& options_;
     CSession& session_;
-    std::ostream& out_;
-    std::ostream& err_;
+    CBackgroundOutput& output_;
+    CBackgroundOutput& errors_;
     boost::asio::io_context context_{1};
     /// From construction on a signal ends the run and not the process, also while devices are being
     /// connected.
     CEndRequest endRequest_;
     boost::asio::steady_timer end_;
+    std::string busyWith_; ///< as lookAtWork() found it, so many times
+    int lookedAt_ = 0;
+    unsigned timesAskedBefore_ = 0;
+    std::thread worker_;
+    bool recordFailed_ = false;
+
+    // the other thread's
+    std::promise<std::string> summary_;
+    std::future<std::string> summaryText_ = summary_.get_future();
+    boost::asio::io_context workContext_{1};
+    std::atomic<unsigned> timesAsked_{0};
+    AskedPlace asked_{nullptr};
     CLiveTable table_;
     std::unique_ptr<CRecorder> recorder_;
     std::vector<Observation> observations_;
     std::optional<std::chrono::microseconds> untilFirstStep_;
 };
+
+/// How long whoever reads the output is waited for in the end.
+constexpr std::chrono::seconds readersPatience(2);
+
+/// Runs what was built until its time is over and takes it down again. Returns the exit status.
+int runAssembly(const SRunOptions& options, CAssembly& assembly, CBackgroundOutput& output,
+                CBackgroundOutput& errors)
+{
+    int result = ExitDone;
+    CRun run(options, assembly, output, errors);
+    std::string text;
+    std::optional<CLastResort> lastResort;
+    try {
+        lastResort.emplace([&assembly] { assembly.session().emergencyStop(); });
+        text = run.perform();
+    } catch (const std::exception& exception) {
+        errors.write(std::string("stopped: ") + exception.what() + "\n");
+        result = ExitFailure;
+    } catch (...) {
+        errors.write("stopped: an exception of unknown kind\n");
+        result = ExitFailure;
+    }
+    CSession& session = assembly.session();
+    const auto onStopped = [&] {
+        if (!run.end()) {
+            session.abandon();
+            result = ExitFailure;
+        }
+        lastResort.reset();
+    };
+    // while the signals are still ours: a second one must not cut this short
+    for (const std::string& failure : session.shutDown(onStopped)) {
+        errors.write(failure + "\n");
+        result = ExitFailure;
+    }
+    output.write(text);
+    if (run.recordFailed()) {
+        result = ExitFailure;
+    }
+    const auto limit = std::chrono::steady_clock::now() + readersPatience;
+    const bool isRead = output.waitUntilIdle(limit) && errors.waitUntilIdle(limit);
+    if (session.isAbandoned() || !isRead) {
+        leaveAtOnce(result);
+    }
+    return result;
+}
 
 } // namespace
 
@@ -239,40 +402,26 @@ int runConfiguration(const SRunOptions& options, const CPluginPath& pluginPath, 
     if (options.record && std::filesystem::equivalent(*options.record, options.configuration, ignored)) {
         throw CHostException(ExitUsage, "the record " + textOf(*options.record) + " is the configuration");
     }
-    CAssembly assembly(options.configuration, pluginPath);
-    if (!assembly.faults().empty()) {
-        err << assembly.faults().report(assembly.configuration().name()) << std::flush;
+    CBackgroundOutput output(out);
+    CBackgroundOutput errors(err);
+    const CBackgroundLog log(errors);
+    // nothing is driven yet, or will be: there is all the time that the reader needs
+    const auto waitForReader = [&errors] {
+        while (!errors.waitUntilIdle(std::chrono::steady_clock::now() + readersPatience)) {
+        }
+    };
+    try {
+        CAssembly assembly(options.configuration, pluginPath);
+        if (assembly.faults().empty()) {
+            return runAssembly(options, assembly, output, errors);
+        }
+        errors.write(assembly.faults().report(assembly.configuration().name()));
+        waitForReader();
         return assembly.faults().hasRuntimeFault() ? ExitFailure : ExitBadConfiguration;
+    } catch (...) {
+        waitForReader();
+        throw;
     }
-    int result = ExitDone;
-    {
-        CRun run(options, assembly, out, err);
-        std::string text;
-        std::optional<CLastResort> lastResort;
-        try {
-            lastResort.emplace([&assembly] { assembly.session().emergencyStop(); });
-            run.perform();
-            text = run.summaryText();
-        } catch (const std::exception& exception) {
-            err << "stopped: " << exception.what() << std::endl;
-            result = ExitFailure;
-        } catch (...) {
-            err << "stopped: an exception of unknown kind" << std::endl;
-            result = ExitFailure;
-        }
-        run.endObservation();
-        // while the signals are still ours: a second one must not cut this short
-        for (const std::string& failure : assembly.session().shutDown([&] { lastResort.reset(); })) {
-            err << failure << std::endl;
-            result = ExitFailure;
-        }
-        out.clear();
-        out << text << std::flush;
-        if (run.recordFailed()) {
-            result = ExitFailure;
-        }
-    }
-    return result;
 }
 
 } // namespace Rvl

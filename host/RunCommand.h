@@ -24,7 +24,9 @@ struct SRunOptions
 
 /// Runs a configuration until its time is over or the process is asked to end, and takes every controller to
 /// its disabled value before it returns the program's exit status. Live output and the summary go to `out`,
-/// whatever goes wrong to `err`.
+/// whatever goes wrong and log records to `err`; who does not read them is not waited for. Does not return
+/// but ends the process, with the same status, if somebody has not read them some seconds after the end, or
+/// if a device has one of the session's threads wait.
 int runConfiguration(const SRunOptions& options, const CPluginPath& pluginPath, std::ostream& out,
                      std::ostream& err);
 

@@ -1,11 +1,13 @@
 #include "host/Session.h"
 
+#include "host/BusyWith.h"
 #include "host/ClockWatch.h"
 #include "host/ConfigurationFrame.h"
 #include "host/DescriptorLimit.h"
 #include "host/HostException.h"
 #include "host/InputSupervision.h"
 #include "host/NumberText.h"
+#include "host/Patience.h"
 #include "host/Suggestion.h"
 #include "platform/rivlink_core/DeviceInterface.h"
 #include "platform/rivlink_core/Environment.h"
@@ -19,9 +21,7 @@
 #include <algorithm>
 #include <chrono>
 #include <cmath>
-#include <condition_variable>
 #include <mutex>
-#include <system_error>
 #include <thread>
 
 namespace Rvl {
@@ -30,6 +30,7 @@ using boost::property_tree::ptree;
 
 struct CSession::SChannel
 {
+    std::string name;
     std::size_t position = 0; ///< in the file
     ptree tree;
     std::vector<std::string> provides;
@@ -43,6 +44,7 @@ struct CSession::SChannel
 
 struct CSession::SDevice
 {
+    std::string name;
     std::string busName;
     std::unique_ptr<IDeviceInterface> device;
 };
@@ -58,60 +60,6 @@ constexpr std::chrono::milliseconds patience(2000);
 /// afterwards, such as a record or a device's connection, shall find some.
 constexpr std::size_t spareFiles = 8;
 
-/// Things that are tried side by side, each on a thread of its own, as any of them may never end.
-struct SAttempts : std::enable_shared_from_this<SAttempts>
-{
-    void begin(std::function<void()> action)
-    {
-        std::size_t index = 0;
-        {
-            const std::lock_guard<std::mutex> lock(mutex);
-            index = done.size();
-            done.push_back(false);
-        }
-        const auto attempt = [self = shared_from_this(), index, action = std::move(action)] {
-            try {
-                action();
-            } catch (...) {
-                // the others are what matters now
-            }
-            const std::lock_guard<std::mutex> lock(self->mutex);
-            self->done[index] = true;
-            self->changed.notify_all();
-        };
-        try {
-            std::thread(attempt).detach();
-        } catch (const std::system_error&) {
-            attempt(); // there can be no more threads
-        }
-    }
-
-    /// Whether all are done within that time.
-    bool wait(std::chrono::milliseconds limit)
-    {
-        std::unique_lock<std::mutex> lock(mutex);
-        return changed.wait_for(lock, limit,
-                                [this] { return std::find(done.begin(), done.end(), false) == done.end(); });
-    }
-
-    /// Which of the first so many are not done.
-    std::vector<std::size_t> notDone(std::size_t count)
-    {
-        const std::lock_guard<std::mutex> lock(mutex);
-        std::vector<std::size_t> result;
-        for (std::size_t index = 0; index < count; ++index) {
-            if (!done[index]) {
-                result.push_back(index);
-            }
-        }
-        return result;
-    }
-
-    std::mutex mutex;
-    std::condition_variable changed;
-    std::vector<bool> done;
-};
-
 } // namespace
 
 CSession::CSession(const CConfiguration& configuration, const CTypeCatalogue& catalogue)
@@ -121,6 +69,16 @@ CSession::CSession(const CConfiguration& configuration, const CTypeCatalogue& ca
 CSession::~CSession()
 {
     shutDown();
+    if (abandoned_) {
+        // whoever is still at work on them keeps them
+        for (auto& entry : channels_) {
+            static_cast<void>(entry.release());
+        }
+        for (auto& entry : devices_) {
+            static_cast<void>(entry.release());
+        }
+        static_cast<void>(clockWatch_.release());
+    }
 }
 
 const STypeDescription* CSession::typeOf(const pugi::xml_node& node) const
@@ -247,6 +205,7 @@ void CSession::buildDevices(CFaultList& faults)
             entry->busName = bus.value();
             entry->device.reset(environment.getDeviceFactoryRegistry().get(type->name)->createObject(tree));
             entry->device->setProperties(tree);
+            entry->name = entry->device->getName();
             devices_.push_back(std::move(entry));
         });
     }
@@ -296,7 +255,8 @@ void CSession::buildChannel(const pugi::xml_node& node, const STypeDescription& 
             superviseInputs(node, *entry, faults);
         }
         addReferred(*entry);
-        channelsByName_.emplace(entry->channel->getName(), entry.get());
+        entry->name = entry->channel->getName();
+        channelsByName_.emplace(entry->name, entry.get());
         channels_.push_back(std::move(entry));
     });
 }
@@ -358,12 +318,19 @@ void CSession::start()
     });
     CBusRegistry& buses = CEnvironment::getInstance()->busRegistry();
     for (const std::string& name : buses.names()) {
+        if (startCancelled_) {
+            return;
+        }
         const std::shared_ptr<IBus> bus = buses.get(name);
         connectedBuses_.push_back(bus);
         bus->init();
         bus->connect();
     }
     for (const auto& entry : devices_) {
+        if (startCancelled_) {
+            return;
+        }
+        const CBusyWith busy(busyWith_, entry->name);
         if (!entry->busName.empty()) {
             buses.get(entry->busName)->addDevice(entry->device.get());
         }
@@ -373,57 +340,154 @@ void CSession::start()
         if (!entry->controller || !entry->tree.get("<xmlattr>.Enabled", false)) {
             continue;
         }
-        if (entry->tree.get("<xmlattr>.Manual", false)) {
-            entry->manual = true;
-            if (const auto value = entry->tree.get_optional<double>("<xmlattr>.ManualControlValue")) {
-                entry->controller->writeManualControlValue(*value);
-            }
-            entry->controller->setManualMode(true);
+        if (startCancelled_) {
+            return;
         }
-        if (!emergency_) {
-            entry->controller->setEnabled(true);
-        }
-        if (emergency_) { // perhaps only since then
+        const CBusyWith busy(busyWith_, entry->name);
+        enable(*entry);
+        if (startCancelled_) { // perhaps only since then
             entry->controller->setEnabled(false);
             return;
         }
     }
 }
 
-std::vector<std::string> CSession::shutDown(const std::function<void()>& onStopped)
+void CSession::enable(SChannel& entry)
 {
-    std::vector<std::string> failures;
-    const auto attemptTo = [&failures](const std::string& what, const auto& step) {
+    if (entry.tree.get("<xmlattr>.Manual", false)) {
+        entry.manual = true;
+        if (const auto value = entry.tree.get_optional<double>("<xmlattr>.ManualControlValue")) {
+            entry.controller->writeManualControlValue(*value);
+        }
+        entry.controller->setManualMode(true);
+    }
+    entry.controller->setEnabled(true);
+}
+
+void CSession::cancelStart()
+{
+    startCancelled_ = true;
+}
+
+void CSession::abandon()
+{
+    abandoned_ = true;
+}
+
+bool CSession::isAbandoned() const
+{
+    return abandoned_;
+}
+
+std::string CSession::busyWith() const
+{
+    const std::string* const name = busyWith_;
+    return name ? *name : "";
+}
+
+/// What went wrong, told by several threads.
+class CSession::CFailures
+{
+public:
+    /// Does something and keeps what it throws.
+    void attempt(const std::string& what, const std::function<void()>& step)
+    {
         try {
             step();
         } catch (const std::exception& exception) {
-            failures.push_back(what + ": " + exception.what());
+            add(what + ": " + exception.what());
         } catch (...) {
-            failures.push_back(what + ": an exception of unknown kind");
+            add(what + ": an exception of unknown kind");
         }
-    };
-    CEnvironment& environment = *CEnvironment::getInstance();
+    }
+    void add(const std::string& failure)
+    {
+        const std::lock_guard<std::mutex> lock(mutex_);
+        texts_.push_back(failure);
+    }
+    std::vector<std::string> texts() const
+    {
+        const std::lock_guard<std::mutex> lock(mutex_);
+        return texts_;
+    }
+
+private:
+    mutable std::mutex mutex_;
+    std::vector<std::string> texts_;
+};
+
+std::vector<std::string> CSession::shutDown(const std::function<void()>& onStopped)
+{
+    // shared, as what never ends keeps it
+    const auto failures = std::make_shared<CFailures>();
     if (started_) {
-        for (const auto& entry : channels_) {
-            if (entry->controller) {
-                bool enabled = true;
-                const std::string name = entry->controller->getName();
-                attemptTo("asking " + name, [&] { enabled = entry->controller->isControlLoopEnabled(); });
-                attemptTo("disabling " + name, [&] { entry->controller->setEnabled(false); });
-                for (const IIoChannelInterface* channel : entry->referred) {
-                    const bool driven = dynamic_cast<const CAnalogInChannel*>(channel) == nullptr;
-                    if (enabled && driven && channel->isFaulty()) {
-                        failures.push_back(name + ": its disabled value may not have reached " +
-                                           channel->getName() + ": " + channel->fault());
-                    }
-                }
-            }
-        }
-        attemptTo("stopping what drives devices", [&] { environment.aboutToDisconnect()(); });
+        disableControllers(failures);
     }
     if (onStopped) {
         onStopped();
     }
+    if (!abandoned_) {
+        destroyControllers();
+    }
+    if (started_) {
+        disconnectDevices(failures);
+    }
+    if (!abandoned_) {
+        destroyChannelsAndDevices(*failures);
+    }
+    started_ = false;
+    return failures->texts();
+}
+
+void CSession::doPatiently(const std::vector<SNamedAction>& actions,
+                           const std::shared_ptr<CFailures>& failures)
+{
+    std::vector<std::function<void()>> attempts;
+    for (const SNamedAction& action : actions) {
+        attempts.emplace_back([failures, action] { failures->attempt(action.what, action.act); });
+    }
+    for (const std::size_t index : doAllPatiently(std::move(attempts))) {
+        abandoned_ = true;
+        failures->add(actions[index].what + ": did not end within " +
+                      std::to_string(generalPatience.count() / 1000) + " s" + actions[index].otherwise);
+    }
+}
+
+void CSession::disableControllers(const std::shared_ptr<CFailures>& failures)
+{
+    std::vector<SNamedAction> actions;
+    for (const auto& entry : channels_) {
+        if (entry->controller) {
+            actions.push_back({"disabling " + entry->name,
+                               [channel = entry.get(), failures] { disable(*channel, *failures); },
+                               "; what it drives may still be driven"});
+        }
+    }
+    doPatiently(actions, failures);
+    const auto stopDrivers = [] { CEnvironment::getInstance()->aboutToDisconnect()(); };
+    if (abandoned_) {
+        std::make_shared<SAttempts>()->begin(stopDrivers); // waits for what hangs, too
+    } else {
+        doPatiently({{"stopping what drives devices", stopDrivers, ""}}, failures);
+    }
+}
+
+void CSession::disable(const SChannel& entry, CFailures& failures)
+{
+    bool enabled = true;
+    failures.attempt("asking " + entry.name, [&] { enabled = entry.controller->isControlLoopEnabled(); });
+    failures.attempt("disabling " + entry.name, [&] { entry.controller->setEnabled(false); });
+    for (const IIoChannelInterface* channel : entry.referred) {
+        const bool driven = dynamic_cast<const CAnalogInChannel*>(channel) == nullptr;
+        if (enabled && driven && channel->isFaulty()) {
+            failures.add(entry.name + ": its disabled value may not have reached " + channel->getName() +
+                         ": " + channel->fault());
+        }
+    }
+}
+
+void CSession::destroyControllers()
+{
     controllersInFileOrder_.reset();
     channelsByName_.clear();
     clockWatch_.reset(); // not before: stopping waits for the loops' timers
@@ -435,37 +499,43 @@ std::vector<std::string> CSession::shutDown(const std::function<void()>& onStopp
             (*entry)->channel.reset();
         }
     }
+}
+
+void CSession::disconnectDevices(const std::shared_ptr<CFailures>& failures)
+{
+    std::vector<SNamedAction> actions;
     for (auto entry = devices_.rbegin(); entry != devices_.rend(); ++entry) {
-        if (started_) {
-            attemptTo("disconnecting " + (*entry)->device->getName(),
-                      [&] { (*entry)->device->disconnect(); });
-        }
+        actions.push_back({"disconnecting " + (*entry)->name,
+                           [device = (*entry)->device.get()] { device->disconnect(); }, ""});
     }
+    doPatiently(actions, failures);
+}
+
+void CSession::destroyChannelsAndDevices(CFailures& failures)
+{
+    CBusRegistry& buses = CEnvironment::getInstance()->busRegistry();
     while (!channels_.empty()) {
         channels_.pop_back();
     }
     while (!devices_.empty()) {
         const auto& entry = devices_.back();
         if (started_ && !entry->busName.empty()) {
-            attemptTo("leaving the bus " + entry->busName, [&] {
-                environment.busRegistry().get(entry->busName)->removeDevice(entry->device.get());
-            });
+            failures.attempt("leaving the bus " + entry->busName,
+                             [&] { buses.get(entry->busName)->removeDevice(entry->device.get()); });
         }
         devices_.pop_back();
     }
     while (!connectedBuses_.empty()) {
         const std::shared_ptr<IBus> bus = connectedBuses_.back();
         connectedBuses_.pop_back();
-        attemptTo("disconnecting the bus " + bus->getName(), [&] { bus->disconnect(); });
-        attemptTo("shutting down the bus " + bus->getName(), [&] { bus->shutdown(); });
+        failures.attempt("disconnecting the bus " + bus->getName(), [&] { bus->disconnect(); });
+        failures.attempt("shutting down the bus " + bus->getName(), [&] { bus->shutdown(); });
     }
-    started_ = false;
-    return failures;
 }
 
 void CSession::emergencyStop()
 {
-    emergency_ = true;
+    cancelStart();
     const auto attempts = std::make_shared<SAttempts>();
     std::vector<IControllerChannel*> controllers;
     for (const auto& entry : channels_) {
@@ -479,7 +549,7 @@ void CSession::emergencyStop()
         // another loop has failed as well, its lock is never to be had, but its actuator's device is
         attempts->begin([this] {
             std::this_thread::sleep_for(patience);
-            disconnectDevices();
+            disconnectDevicesAtOnce();
         });
         for (const std::size_t left : attempts->notDone(controllers.size())) {
             try {
@@ -489,10 +559,10 @@ void CSession::emergencyStop()
             }
         }
     }
-    disconnectDevices();
+    disconnectDevicesAtOnce();
 }
 
-void CSession::disconnectDevices()
+void CSession::disconnectDevicesAtOnce()
 {
     const auto attempts = std::make_shared<SAttempts>();
     for (const auto& entry : devices_) {
@@ -537,9 +607,10 @@ std::vector<SControllerState> CSession::states() const
 
 SControllerState CSession::stateOf(const SChannel& entry) const
 {
+    const CBusyWith busy(busyWith_, entry.name);
     IControllerChannel& controller = *entry.controller;
     SControllerState state;
-    state.name = controller.getName();
+    state.name = entry.name;
     state.unit = controller.unit();
     state.setPoint = controller.getSetPoint();
     state.actualValue = controller.readActualValue();

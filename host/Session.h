@@ -42,7 +42,7 @@ class CSession
 public:
     /// Both must outlive the session, and so must the plug-ins.
     CSession(const CConfiguration& configuration, const CTypeCatalogue& catalogue);
-    /// Shuts down.
+    /// Shuts down. What was abandoned is not destroyed.
     ~CSession();
     CSession(const CSession&) = delete;
     CSession& operator=(const CSession&) = delete;
@@ -56,12 +56,27 @@ public:
     /// loops' timers are set anew whenever the system's calendar goes back. What a device or
     /// controller throws passes; shutDown() then undoes what was done.
     void start();
+    /// Has start() connect and enable nothing more. From any thread.
+    void cancelStart();
     /// Takes everything down, in this order: disables every controller once start() was called, emits
     /// aboutToDisconnect, destroys the controllers, disconnects the devices, destroys the other channels and
     /// the devices, disconnects and shuts down the buses. One failure does not keep the rest from being done.
     /// Returns what failed, one text each. Nothing is left to do for a second call. `onStopped` is called
-    /// once no loop is calculated any more, before anything is destroyed.
+    /// once no loop is calculated any more, before anything is destroyed; before that another thread may
+    /// still be in start(), if that was cancelled, and in states().
+    ///
+    /// A device may keep one of these steps from ever ending. It is given time (see doAllPatiently()) and
+    /// then left where it is, what comes after it is done all the same, and nothing is destroyed:
+    /// isAbandoned().
     std::vector<std::string> shutDown(const std::function<void()>& onStopped = {});
+    /// Has shutDown() destroy nothing, as a thread may never return from one of the operations.
+    void abandon();
+    /// Whether threads are still in operations of the objects. Plug-ins must not be unloaded then: the
+    /// process has to end by leaveAtOnce().
+    bool isAbandoned() const;
+    /// The name of the device or controller that start() or states() is busy with on another thread; empty if
+    /// with none.
+    std::string busyWith() const;
 
     /// For a process that is about to end, on the thread that is the reason: has every controller write its
     /// disabled value and every device carry that out, as far as they still can, which takes some seconds at
@@ -80,6 +95,13 @@ public:
 private:
     struct SChannel;
     struct SDevice;
+    class CFailures;
+    struct SNamedAction
+    {
+        std::string what;
+        std::function<void()> act;
+        std::string otherwise; ///< what to add if it does not end
+    };
 
     void buildBuses(CFaultList& faults);
     void buildDevices(CFaultList& faults);
@@ -93,7 +115,14 @@ private:
     std::string tooManyFiles() const;
     const STypeDescription* typeOf(const pugi::xml_node& node) const;
     const std::vector<const SChannel*>& controllersInFileOrder() const;
-    void disconnectDevices();
+    static void enable(SChannel& entry);
+    static void disable(const SChannel& entry, CFailures& failures);
+    void doPatiently(const std::vector<SNamedAction>& actions, const std::shared_ptr<CFailures>& failures);
+    void disableControllers(const std::shared_ptr<CFailures>& failures);
+    void destroyControllers();
+    void disconnectDevices(const std::shared_ptr<CFailures>& failures);
+    void destroyChannelsAndDevices(CFailures& failures);
+    void disconnectDevicesAtOnce();
     SControllerState stateOf(const SChannel& channel) const;
 
     const CConfiguration& configuration_;
@@ -110,8 +139,10 @@ private:
     SLoopFunctions functions_;
     std::unique_ptr<CClockWatch> clockWatch_;
     std::vector<std::shared_ptr<IBus>> connectedBuses_;
-    bool started_ = false;
-    std::atomic<bool> emergency_{false};
+    std::atomic<bool> started_{false};
+    std::atomic<bool> startCancelled_{false};
+    std::atomic<bool> abandoned_{false};
+    mutable std::atomic<const std::string*> busyWith_{nullptr};
 };
 
 } // namespace Rvl

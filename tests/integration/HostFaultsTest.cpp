@@ -262,6 +262,54 @@ std::string journalledConfiguration(const std::string& other = "Other",
            controller("Sound") + controller(other) + "</Channels></Configuration>\n";
 }
 
+/// Where the tests' plug-in keeps its journal of a run, and the configuration that is run.
+class CJournal
+{
+public:
+    explicit CJournal(const std::string& configuration = journalledConfiguration())
+        : configuration_(folder_.write("c.xml", configuration))
+    {}
+    std::vector<std::string> arguments(const std::vector<std::string>& more = {},
+                                       const std::string& logLevel = "off") const
+    {
+        std::vector<std::string> result{"run", "--log", logLevel, configuration_};
+        result.insert(result.end(), more.begin(), more.end());
+        return result;
+    }
+    /// What a program is told in its environment, with more that the tests' plug-in understands.
+    std::map<std::string, std::string> environment(std::map<std::string, std::string> more = {}) const
+    {
+        more["RIVLINK_FAKE_JOURNAL"] = folder_.file("journal");
+        return more;
+    }
+    /// The same for a run in which what this line tells takes so long.
+    std::map<std::string, std::string> slowAt(const std::string& line, int time_ms = 3600000) const
+    {
+        return environment(
+            {{"RIVLINK_FAKE_SLOW_AT", line}, {"RIVLINK_FAKE_SLOW_FOR_MS", std::to_string(time_ms)}});
+    }
+    std::string text() const { return readFile(folder_.file("journal")); }
+    std::vector<std::string> lines() const { return linesOf(text()); }
+    /// Whether the line is there, or comes in time.
+    bool tells(const std::string& line) const
+    {
+        return eventually([&] {
+            const std::vector<std::string> all = lines();
+            return std::find(all.begin(), all.end(), line) != all.end();
+        });
+    }
+    std::string file(const std::string& name) const { return folder_.file(name); }
+
+private:
+    CTemporaryFolder folder_;
+    std::string configuration_;
+};
+
+double secondsSince(std::chrono::steady_clock::time_point begin)
+{
+    return std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count();
+}
+
 } // namespace
 
 TEST(HostFaults, FrozenSensorGoesUnnoticedAndTheLoopKeepsToItsLimits)
@@ -453,6 +501,100 @@ TEST(HostFaults, SecondHostOnAConfigurationRunsBesideTheFirst)
     EXPECT_EQ(0, second.wait().exitCode);
 }
 
+TEST(HostFaults, OutputThatNobodyReadsHoldsUpNeitherControlNorRecordNorEnd)
+{
+    const CJournal journal;
+    const SProgramResult result = runProgramWithIdleReader(
+        host,
+        journal.arguments({"--for", "2s", "--record", journal.file("r.csv"), "--record-interval", "50ms"},
+                          "trace"),
+        journal.environment());
+    EXPECT_EQ(0, result.exitCode);
+    const auto rows = rowsOf(readRecord(journal.file("r.csv")), "Sound");
+    EXPECT_GE(rows.size(), 20u) << "40, on a computer that is not busy";
+    EXPECT_GT(rows.back().time_s, 1.8);
+    EXPECT_THAT(journal.lines(),
+                testing::IsSupersetOf({"output Sound output = 20", "output Sound output = 7",
+                                       "device Bench disconnect, last output 7", "device Bench destroyed"}));
+}
+
+TEST(HostFaults, WriteThatNeverReturnsKeepsNoOtherControllerDriven)
+{
+    const CJournal journal;
+    CProgramRun run(host, journal.arguments(), "", journal.slowAt("output Sound output = 20"));
+    ASSERT_TRUE(journal.tells("output Other output = 20"));
+    ASSERT_TRUE(journal.tells("output Sound output = 20"));
+    const std::string told = "Sound does not answer; what is shown and recorded waits for it\n";
+    ASSERT_TRUE(eventually([&] { return run.errSoFar() == told; }));
+    const auto begin = std::chrono::steady_clock::now();
+    run.end(eEnd::Terminate);
+    EXPECT_TRUE(journal.tells("output Other output = 7"));
+    EXPECT_LT(secondsSince(begin), 4.0) << "before it is known that the one in front of it will never end";
+    const SProgramResult result = run.wait();
+    EXPECT_LT(secondsSince(begin), 20.0);
+    EXPECT_EQ(1, result.exitCode);
+    EXPECT_EQ(told + "disabling Sound: did not end within 5 s; what it drives may still be driven\n",
+              result.err);
+    EXPECT_THAT(journal.lines(), testing::IsSupersetOf({"device Bench disconnect, last output 20",
+                                                        "device Bench 2 disconnect, last output 7"}))
+        << "all that can be done for the one that hangs";
+}
+
+TEST(HostFaults, WriteThatTakesLongOnlyMakesTheEndWait)
+{
+    const CJournal journal;
+    const SProgramResult result = runProgram(host, journal.arguments({"--for", "500ms"}), "",
+                                             journal.slowAt("output Sound output = 7", 2000));
+    EXPECT_EQ(0, result.exitCode);
+    EXPECT_EQ("", result.err);
+    EXPECT_THAT(journal.lines(),
+                testing::IsSupersetOf({"device Bench disconnect, last output 7", "device Bench destroyed"}));
+}
+
+TEST(HostFaults, DeviceThatIsNeverDisconnectedDoesNotKeepTheOthersFromIt)
+{
+    // they are disconnected in reverse order
+    const CJournal journal;
+    const SProgramResult result = runProgram(host, journal.arguments({"--for", "500ms"}), "",
+                                             journal.slowAt("device Bench 2 disconnect, last output 7"));
+    EXPECT_EQ(1, result.exitCode);
+    EXPECT_EQ("disconnecting Bench 2: did not end within 5 s\n", result.err);
+    EXPECT_THAT(result.out, HasSubstr("\n  Sound ")) << "the summary";
+    EXPECT_THAT(journal.lines(), testing::IsSupersetOf({"output Sound output = 7", "output Other output = 7",
+                                                        "device Bench disconnect, last output 7"}));
+}
+
+TEST(HostFaults, SignalWhileADeviceIsBeingConnectedLeavesTheRestAlone)
+{
+    const CJournal journal;
+    CProgramRun run(host, journal.arguments(), "", journal.slowAt("device Bench connect", 2000));
+    ASSERT_TRUE(journal.tells("device Bench connect"));
+    run.end(eEnd::Terminate);
+    const SProgramResult result = run.wait();
+    EXPECT_EQ(0, result.exitCode);
+    EXPECT_EQ("", result.err);
+    EXPECT_THAT(journal.lines(),
+                testing::IsSupersetOf({"device Bench destroyed", "device Bench 2 destroyed"}));
+    EXPECT_THAT(journal.text(), HasSubstr("device Bench disconnect, last output"));
+    EXPECT_THAT(journal.text(), Not(HasSubstr("Bench 2 connect")));
+    EXPECT_THAT(journal.text(), Not(HasSubstr("= 20"))) << "no loop has calculated";
+}
+
+TEST(HostFaults, SignalEndsTheHostAlthoughADeviceIsNeverConnected)
+{
+    const CJournal journal;
+    CProgramRun run(host, journal.arguments({"--for", "1s"}), "", journal.slowAt("device Bench 2 connect"));
+    const std::string told = "Bench 2 does not answer; what is shown and recorded waits for it\n";
+    ASSERT_TRUE(eventually([&] { return run.errSoFar() == told; }));
+    const auto begin = std::chrono::steady_clock::now();
+    run.end(eEnd::Terminate);
+    const SProgramResult result = run.wait();
+    EXPECT_LT(secondsSince(begin), 20.0);
+    EXPECT_EQ(1, result.exitCode);
+    EXPECT_EQ(told + "Bench 2 does not answer\n", result.err);
+    EXPECT_THAT(journal.lines(), testing::Contains("device Bench disconnect, last output 7"));
+}
+
 TEST(HostFaults, SignalInTheMiddleOfTheStartTakesBackWhatWasStarted)
 {
     // however far the start has come: from before the signal is the host's own (nothing is connected then) to
@@ -504,19 +646,20 @@ TEST(HostFaults, SignalsInTheMiddleOfTheShutdownDoNotCutItShort)
 
 TEST(HostFaults, KilledHostWritesNothingMoreSoOnlyADevicesOwnWatchdogCanSwitchItOff)
 {
-    const CTemporaryFolder folder;
-    const std::string file = folder.write("c.xml", journalledConfiguration());
-    CProgramRun run(host, {"run", "--log", "off", file, "--for", "30s"}, "",
-                    {{"RIVLINK_FAKE_JOURNAL", folder.file("journal")}});
-    const auto journal = [&] { return readFile(folder.file("journal")); };
-    ASSERT_TRUE(eventually([&] {
-        return journal().find("Other output = 20") != std::string::npos &&
-               journal().find("Sound output = 20") != std::string::npos;
-    }));
+    const CJournal journal;
+    CProgramRun run(host, journal.arguments(), "",
+                    journal.environment({{"RIVLINK_FAKE_WATCHDOG", "Bench 2"}}));
+    ASSERT_TRUE(journal.tells("output Other output = 20"));
+    ASSERT_TRUE(journal.tells("output Sound output = 20"));
     run.end(eEnd::Kill);
     EXPECT_EQ(killedExitCode, run.wait().exitCode);
-    EXPECT_THAT(journal(), Not(HasSubstr("= 7")));
-    EXPECT_THAT(journal(), Not(HasSubstr("disconnect")));
+#if !defined(_WIN32)
+    // of the tests' devices, those for Windows have none
+    EXPECT_TRUE(journal.tells("device Bench 2 lost its connection, output = 0"));
+#endif
+    EXPECT_THAT(journal.text(), Not(HasSubstr("= 7")));
+    EXPECT_THAT(journal.text(), Not(HasSubstr("disconnect")));
+    EXPECT_THAT(journal.text(), Not(HasSubstr("Bench lost"))) << "that one is driven for ever";
 }
 
 namespace {

@@ -20,7 +20,10 @@
 #include <boost/process.hpp>
 
 #include <csignal>
+#include <fcntl.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
+#include <unistd.h>
 #endif
 
 namespace Rvl::Test {
@@ -258,6 +261,35 @@ SProgramResult runProgramWithLeavingReader(const std::string& program,
     return {code, line, readFile(output.file("err"))};
 }
 
+SProgramResult runProgramWithIdleReader(const std::string& program, const std::vector<std::string>& arguments,
+                                        const std::map<std::string, std::string>& environment, double limit_s)
+{
+    HANDLE readEnd = nullptr;
+    HANDLE writeEnd = nullptr;
+    SECURITY_ATTRIBUTES inherited{sizeof(SECURITY_ATTRIBUTES), nullptr, TRUE};
+    if (!CreatePipe(&readEnd, &writeEnd, &inherited, 4096)) {
+        throw std::runtime_error("no pipe");
+    }
+    SetHandleInformation(readEnd, HANDLE_FLAG_INHERIT, 0);
+    const CHandle reader(readEnd);
+    const CHandle writer(writeEnd);
+    DWORD mode = PIPE_NOWAIT;
+    SetNamedPipeHandleState(writer.get(), &mode, nullptr, nullptr);
+    const std::string filling(512, '.');
+    for (DWORD size = 512, written = 1; size > 0; size = written > 0 ? size : size / 2) {
+        written = 0;
+        WriteFile(writer.get(), filling.data(), size, &written, nullptr);
+    }
+    mode = PIPE_WAIT;
+    SetNamedPipeHandleState(writer.get(), &mode, nullptr, nullptr);
+    const CHandle process(startProcess(program, arguments, {}, environment, writer.get(), writer.get()));
+    if (WaitForSingleObject(process.get(), static_cast<DWORD>(limit_s * 1000)) == WAIT_TIMEOUT) {
+        TerminateProcess(process.get(), killedExitCode);
+        throw std::runtime_error("the program waits for its reader");
+    }
+    return {exitCodeOf(process.get()), {}, {}};
+}
+
 SProgramResult runProgramWithoutOutput(const std::string& program, const std::vector<std::string>& arguments)
 {
     const CTemporaryFolder output;
@@ -361,6 +393,31 @@ SProgramResult runProgramWithLeavingReader(const std::string& program,
     return {code, line, readFile(output.file("err"))};
 }
 
+SProgramResult runProgramWithIdleReader(const std::string& program, const std::vector<std::string>& arguments,
+                                        const std::map<std::string, std::string>& environment, double limit_s)
+{
+    const CTemporaryFolder output;
+    // who opens a named pipe for both ends waits for nobody
+    const std::string file = output.file("full");
+    if (mkfifo(file.c_str(), S_IRUSR | S_IWUSR) != 0) {
+        throw std::runtime_error("no pipe");
+    }
+    const int pipe = open(file.c_str(), O_RDWR | O_NONBLOCK | O_CLOEXEC);
+    while (write(pipe, "................", 16) > 0 || write(pipe, ".", 1) > 0) {
+    }
+    bp::child child(bp::exe = program, bp::args = arguments, withAdded(environment),
+                    bp::std_in<bp::null, (bp::std_out & bp::std_err)> file);
+    const bool ended = eventually([&] { return !child.running(); }, limit_s);
+    if (!ended) {
+        child.terminate();
+    }
+    close(pipe);
+    if (!ended) {
+        throw std::runtime_error("the program waits for its reader");
+    }
+    return {exitCodeOf(child), {}, {}};
+}
+
 SProgramResult runProgramWithoutOutput(const std::string& program, const std::vector<std::string>& arguments)
 {
     const CTemporaryFolder output;
@@ -375,6 +432,11 @@ SProgramResult runProgramWithoutOutput(const std::string& program, const std::ve
 std::string CProgramRun::outSoFar() const
 {
     return readFile(private_->output.file("out"));
+}
+
+std::string CProgramRun::errSoFar() const
+{
+    return readFile(private_->output.file("err"));
 }
 
 SProgramResult runProgram(const std::string& program, const std::vector<std::string>& arguments,

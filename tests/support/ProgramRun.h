@@ -52,6 +52,8 @@ public:
     SProgramResult wait();
     /// Standard output so far.
     std::string outSoFar() const;
+    /// Standard error so far.
+    std::string errSoFar() const;
 
 private:
     struct Private;
@@ -68,6 +70,12 @@ SProgramResult runProgram(const std::string& program, const std::vector<std::str
 SProgramResult runProgramWithLeavingReader(const std::string& program,
                                            const std::vector<std::string>& arguments,
                                            const std::map<std::string, std::string>& environment = {});
+
+/// Runs a program whose output, standard error included, goes to a reader who stays and does not read: there
+/// is no room for a single character. Throws std::runtime_error if it has not ended after `limit_s`.
+SProgramResult runProgramWithIdleReader(const std::string& program, const std::vector<std::string>& arguments,
+                                        const std::map<std::string, std::string>& environment = {},
+                                        double limit_s = 60.0);
 
 /// Runs a program whose standard output takes nothing, as on a full disk.
 SProgramResult runProgramWithoutOutput(const std::string& program, const std::vector<std::string>& arguments);

@@ -1,8 +1,11 @@
 /// A plug-in for tests of the host: a bus, a device with an input and an output, and a controller that works
 /// them with u = Gain * (Setpoint - actual value). Everything that happens to them is written to the file
-/// that the environment variable RIVLINK_FAKE_JOURNAL names, one line each, as it happens. A device called
-/// "Strange" throws something that is no exception when it is built, and an output whose name
-/// begins with "Broken" throws what no output may throw whenever it is written.
+/// that the environment variable RIVLINK_FAKE_JOURNAL names, one line each, as it happens. What is told by
+/// the line RIVLINK_FAKE_SLOW_AT takes RIVLINK_FAKE_SLOW_FOR_MS; the device RIVLINK_FAKE_WATCHDOG has a
+/// watchdog, which tells in the journal when the connection is lost (not on Windows). A device called
+/// "Strange" throws something that is no exception when it is built, a controller of that name whenever it is
+/// asked whether it is enabled, and an output whose name begins with "Broken" throws what no output may throw
+/// whenever it is written.
 #include "common/LoggedThrow.h"
 #include "common/LoopObservation.h"
 #include "platform/rivlink_common/ConfigurationException.h"
@@ -23,12 +26,19 @@
 #include <cstdlib>
 #include <fstream>
 #include <iostream>
+#include <memory>
 #include <mutex>
 #include <sstream>
 #include <stdexcept>
 #include <string>
 #include <thread>
 #include <vector>
+
+#if !defined(_WIN32)
+#include <csignal>
+#include <fcntl.h>
+#include <unistd.h>
+#endif
 
 #if defined(_WIN32)
 #define FAKE_EXPORT __declspec(dllexport)
@@ -42,16 +52,21 @@ namespace {
 
 using boost::property_tree::ptree;
 
+/// Writes a line to the journal, and waits afterwards if this is the line that is told to take long.
 void journal(const std::string& line)
 {
-    static std::mutex mutex;
-    const std::lock_guard<std::mutex> lock(mutex);
     if (const char* const file = std::getenv("RIVLINK_FAKE_JOURNAL")) {
+        static std::mutex mutex;
+        const std::lock_guard<std::mutex> lock(mutex);
         std::ofstream stream(file, std::ios::app);
         stream << line << std::endl;
         if (!stream) {
             std::cerr << "the journal takes no line: " << line << std::endl; // a test that looks finds it
         }
+    }
+    if (const char* const slow = std::getenv("RIVLINK_FAKE_SLOW_AT"); slow && line == slow) {
+        std::this_thread::sleep_for(
+            std::chrono::milliseconds(std::atoi(std::getenv("RIVLINK_FAKE_SLOW_FOR_MS"))));
     }
 }
 
@@ -69,6 +84,58 @@ void failIf(const ptree& tree, const std::string& step)
         RVL_THROW(CDeviceAccessException, "failing at " + step + " as told");
     }
 }
+
+#if !defined(_WIN32)
+
+/// What a device beside the computer has: it notices that nobody holds the connection any more, however that
+/// came about, and takes its output to 0 (in the journal).
+class CWatchdog
+{
+public:
+    explicit CWatchdog(const std::string& device)
+    {
+        const char* const file = std::getenv("RIVLINK_FAKE_JOURNAL");
+        const std::string line = "device " + device + " lost its connection, output = 0\n";
+        int ends[2];
+        if (pipe(ends) != 0) {
+            throw std::runtime_error("no pipe");
+        }
+        const pid_t child = fork();
+        if (child == 0) {
+            // of many threads only this one is left: nothing but system calls
+            setsid(); // a signal to the host's group is none to the device
+            for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
+                std::signal(signal, SIG_IGN);
+            }
+            close(ends[1]);
+            char none = 0;
+            while (read(ends[0], &none, 1) > 0) {
+            }
+            const int journalFile = file ? open(file, O_WRONLY | O_APPEND) : -1;
+            const bool written = write(journalFile, line.data(), line.size()) > 0;
+            _exit(written ? 0 : 1);
+        }
+        close(ends[0]);
+        connection_ = ends[1];
+    }
+    ~CWatchdog() { close(connection_); }
+    CWatchdog(const CWatchdog&) = delete;
+    CWatchdog& operator=(const CWatchdog&) = delete;
+
+private:
+    int connection_ = -1;
+};
+
+#else
+
+/// Without fork() there is none.
+class CWatchdog
+{
+public:
+    explicit CWatchdog(const std::string&) {}
+};
+
+#endif
 
 class CFakeBus : public IBus
 {
@@ -124,6 +191,7 @@ public:
 private:
     ptree tree_;
     std::atomic<bool> connected_{false};
+    std::unique_ptr<CWatchdog> watchdog_;
 };
 
 CFakeDevice& deviceOf(const ptree& tree)
@@ -161,6 +229,9 @@ void CFakeDevice::connect()
 {
     journal("device " + getName() + " connect");
     failIf(tree_, "connect");
+    if (const char* const watched = std::getenv("RIVLINK_FAKE_WATCHDOG"); watched && getName() == watched) {
+        watchdog_ = std::make_unique<CWatchdog>(getName());
+    }
     connected_ = true;
     for (CFakeInput* input : inputs) {
         input->measure();
@@ -252,7 +323,13 @@ public:
         }
     }
     void setManualMode(bool manual) override { manual_ = manual; }
-    bool isControlLoopEnabled() override { return enabled_; }
+    bool isControlLoopEnabled() override
+    {
+        if (getName() == "Strange") {
+            throw std::logic_error("who knows");
+        }
+        return enabled_;
+    }
     void writeManualControlValueUnscaled(double value) override { manualValue_ = value; }
     double readControlValueUnscaled() override { return controlValue_; }
 

@@ -2,8 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <sstream>
-
 namespace Rvl::Test {
 
 namespace {
@@ -20,10 +18,8 @@ const std::vector<SControllerState> states{
 
 TEST(LiveTableTest, TableStaysInItsPlace)
 {
-    std::ostringstream stream;
-    CLiveTable table(stream);
-    table.draw(states, {200, 24});
-    const std::string first = stream.str();
+    CLiveTable table;
+    const std::string first = table.draw(states, {200, 24});
     EXPECT_EQ(
         first,
         "\r\x1b[2Kname    mode    set point  actual value  control value  unit  state\n"
@@ -32,30 +28,21 @@ TEST(LiveTableTest, TableStaysInItsPlace)
         "\r\x1b[2KCPU     off     1          2             3                    off\n"
         "\r\x1b[2KValve   manual  1          2             3              %     fault: Out: the valve is "
         "stuck\n");
-    stream.str("");
-    table.draw(states, {200, 24});
-    EXPECT_EQ(stream.str(), "\x1b[4A" + first);
+    EXPECT_EQ(table.draw(states, {200, 24}), "\x1b[4A" + first);
 }
 
 TEST(LiveTableTest, LinesAreCutAtTheTerminalsWidth)
 {
-    std::ostringstream stream;
-    CLiveTable(stream).draw({states[0]}, {8, 24});
-    EXPECT_EQ(stream.str(), "\r\x1b[2Kname    \n\r\x1b[2KVessel  \n");
+    EXPECT_EQ(CLiveTable().draw({states[0]}, {8, 24}), "\r\x1b[2Kname    \n\r\x1b[2KVessel  \n");
 }
 
 TEST(LiveTableTest, LinesWithoutRoomAreCounted)
 {
-    std::ostringstream stream;
-    CLiveTable table(stream);
-    table.draw(states, {4, 4});
-    EXPECT_EQ(stream.str(), "\r\x1b[2Kname\n\r\x1b[2KVess\n\r\x1b[2K... \n");
-    stream.str("");
-    table.draw(states, {13, 5});
-    EXPECT_EQ(stream.str().substr(0, 4), "\x1b[3A") << "up to where it began, and no further";
-    stream.str("");
-    table.draw(states, {14, 4});
-    EXPECT_EQ(stream.str().substr(stream.str().find("...")), "... and 2 more\n");
+    CLiveTable table;
+    EXPECT_EQ(table.draw(states, {4, 4}), "\r\x1b[2Kname\n\r\x1b[2KVess\n\r\x1b[2K... \n");
+    EXPECT_EQ(table.draw(states, {13, 5}).substr(0, 4), "\x1b[3A") << "up to where it began, and no further";
+    const std::string rest = table.draw(states, {14, 4});
+    EXPECT_EQ(rest.substr(rest.find("...")), "... and 2 more\n");
 }
 
 TEST(LiveTableTest, LineHoldsEveryController)

@@ -49,10 +49,10 @@ const std::vector<std::string> completeJournal{"bus FakeBus init",
                                                "device Bench connect",
                                                "controller Vessel enable",
                                                "output Heater = 10",
-                                               "observation of Vessel destroyed",
                                                "controller Vessel disable",
                                                "output Heater = 7",
                                                "controller Vessel stopped",
+                                               "observation of Vessel destroyed",
                                                "controller Vessel destroyed",
                                                "device Bench disconnect, last output 7",
                                                "output Heater destroyed",
@@ -107,6 +107,19 @@ TEST_F(RunCommandTest, ControllerThatCannotBeDisabledDoesNotKeepTheOthersFromIt)
     EXPECT_THAT(journalText(), HasSubstr("controller Second disable\n"));
     EXPECT_THAT(journalText(), HasSubstr("controller Vessel stopped\n"));
     EXPECT_THAT(journalText(), HasSubstr("bus FakeBus shutdown\n"));
+}
+
+TEST_F(RunCommandTest, ControllerThatThrowsWhenAskedIsDisabledLikeTheOthers)
+{
+    const std::string enabled = "Enabled=\"true\"";
+    configuration.moreChannels =
+        SFakeConfiguration::controller("Strange", enabled) + SFakeConfiguration::controller("Last", enabled);
+    const SProgramResult result = run({"--for", "100ms", "--quiet", "--log", "off"});
+    EXPECT_EQ(result.exitCode, 1);
+    EXPECT_EQ(result.err, "stopped: who knows\nasking Strange: who knows\n");
+    EXPECT_THAT(journal(),
+                testing::IsSupersetOf({"controller Vessel disable", "controller Strange disable",
+                                       "controller Last disable", "device Bench disconnect, last output 7"}));
 }
 
 TEST_F(RunCommandTest, DeviceThatCannotBeConnectedEndsTheRunWithNothingDriven)

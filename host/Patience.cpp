@@ -1,0 +1,128 @@
+#include "host/Patience.h"
+
+#include <algorithm>
+#include <atomic>
+#include <system_error>
+#include <thread>
+#include <utility>
+
+namespace Rvl {
+
+void SAttempts::begin(std::function<void()> action)
+{
+    std::size_t index = 0;
+    {
+        const std::lock_guard<std::mutex> lock(mutex);
+        index = done.size();
+        done.push_back(false);
+    }
+    const auto attempt = [self = shared_from_this(), index, action = std::move(action)] {
+        try {
+            action();
+        } catch (...) {
+            // the others are what matters now
+        }
+        const std::lock_guard<std::mutex> lock(self->mutex);
+        self->done[index] = true;
+        self->changed.notify_all();
+    };
+    try {
+        std::thread(attempt).detach();
+    } catch (const std::system_error&) {
+        attempt(); // there can be no more threads
+    }
+}
+
+bool SAttempts::wait(std::chrono::milliseconds limit)
+{
+    std::unique_lock<std::mutex> lock(mutex);
+    return changed.wait_for(lock, limit,
+                            [this] { return std::find(done.begin(), done.end(), false) == done.end(); });
+}
+
+std::vector<std::size_t> SAttempts::notDone(std::size_t count)
+{
+    const std::lock_guard<std::mutex> lock(mutex);
+    std::vector<std::size_t> result;
+    for (std::size_t index = 0; index < count; ++index) {
+        if (!done[index]) {
+            result.push_back(index);
+        }
+    }
+    return result;
+}
+
+namespace {
+
+struct SSequence
+{
+    explicit SSequence(std::vector<std::function<void()>> all)
+        : actions(std::move(all)), done(actions.size(), false)
+    {}
+
+    /// Does the next one that nobody has begun; false if there is none.
+    bool doNext()
+    {
+        const std::size_t index = next++;
+        if (index >= actions.size()) {
+            return false;
+        }
+        try {
+            actions[index]();
+        } catch (...) {
+            // told by the action itself, if at all
+        }
+        const std::lock_guard<std::mutex> lock(mutex);
+        done[index] = true;
+        ++doneCount;
+        changed.notify_all();
+        return true;
+    }
+
+    const std::vector<std::function<void()>> actions;
+    std::atomic<std::size_t> next{0};
+    std::mutex mutex;
+    std::condition_variable changed;
+    std::vector<bool> done;
+    std::size_t doneCount = 0;
+};
+
+} // namespace
+
+std::vector<std::size_t> doAllPatiently(std::vector<std::function<void()>> actions)
+{
+    const auto sequence = std::make_shared<SSequence>(std::move(actions));
+    const std::size_t count = sequence->actions.size();
+    const auto threads = std::make_shared<SAttempts>();
+    threads->begin([sequence] {
+        while (sequence->doNext()) {
+        }
+    });
+    bool sideBySide = false;
+    std::unique_lock<std::mutex> lock(sequence->mutex);
+    while (sequence->doneCount < count) {
+        const std::size_t before = sequence->doneCount;
+        if (sequence->changed.wait_for(lock, sideBySide ? generalPatience : sequencePatience,
+                                       [&] { return sequence->doneCount > before; })) {
+            continue;
+        }
+        if (sideBySide) {
+            break;
+        }
+        sideBySide = true;
+        lock.unlock();
+        for (std::size_t left = sequence->next; left < count; ++left) {
+            threads->begin([sequence] { sequence->doNext(); });
+        }
+        lock.lock();
+    }
+    std::vector<std::size_t> notDone;
+    for (std::size_t index = 0; index < count; ++index) {
+        if (!sequence->done[index]) {
+            notDone.push_back(index);
+        }
+    }
+    return notDone;
+}
+
+} // namespace Rvl

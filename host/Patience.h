@@ -1,0 +1,41 @@
+#pragma once
+
+#include <chrono>
+#include <condition_variable>
+#include <cstddef>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <vector>
+
+namespace Rvl {
+
+/// Things that are tried side by side, each on a thread of its own, as any of them may never end. To be owned
+/// by a shared pointer, as what never ends keeps it.
+struct SAttempts : std::enable_shared_from_this<SAttempts>
+{
+    /// Begins to do something; what it throws is dropped.
+    void begin(std::function<void()> action);
+    /// Whether all are done within that time.
+    bool wait(std::chrono::milliseconds limit);
+    /// Which of the first so many are not done.
+    std::vector<std::size_t> notDone(std::size_t count);
+
+    std::mutex mutex;
+    std::condition_variable changed;
+    std::vector<bool> done;
+};
+
+/// How long whatever is to be done goes on one after another, without anything that ends.
+constexpr std::chrono::milliseconds sequencePatience(300);
+/// How long it is waited for without anything that ends.
+constexpr std::chrono::milliseconds generalPatience(5000);
+
+/// Does things of which any may never end: one after another while that goes well, and side by side all that
+/// are left once it has stopped at one. Returns when all are done, or when nothing more has ended for
+/// generalPatience: the numbers of those that are not done, which go on. Everything is done on other threads
+/// than the caller's (unless there can be no more of them); what it uses has to live until it is done. What
+/// it throws is dropped.
+std::vector<std::size_t> doAllPatiently(std::vector<std::function<void()>> actions);
+
+} // namespace Rvl

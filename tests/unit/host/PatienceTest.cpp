@@ -1,0 +1,89 @@
+#include "host/Patience.h"
+
+#include "tests/support/ProgramRun.h"
+
+#include <gmock/gmock.h>
+
+#include <future>
+#include <stdexcept>
+
+namespace Rvl::Test {
+
+namespace {
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+/// Numbers as several threads tell them.
+struct SNumbers
+{
+    void add(int number)
+    {
+        const std::lock_guard<std::mutex> lock(mutex);
+        all.push_back(number);
+    }
+    std::mutex mutex;
+    std::vector<int> all;
+};
+
+} // namespace
+
+TEST(PatienceTest, NothingIsDoneAtOnce)
+{
+    EXPECT_THAT(doAllPatiently({}), IsEmpty());
+}
+
+TEST(PatienceTest, ThingsAreDoneOneAfterAnotherWhileTheyEnd)
+{
+    SNumbers numbers;
+    std::vector<std::function<void()>> actions;
+    std::vector<int> expected;
+    for (int number = 0; number < 50; ++number) {
+        expected.push_back(number);
+        actions.emplace_back([&numbers, number] {
+            numbers.add(number);
+            if (number % 2 == 0) {
+                throw std::runtime_error("no reason not to do the others");
+            }
+        });
+    }
+    EXPECT_THAT(doAllPatiently(actions), IsEmpty());
+    EXPECT_EQ(expected, numbers.all);
+}
+
+TEST(PatienceTest, WhatDoesNotEndIsLeftAndTheRestIsDone)
+{
+    const auto numbers = std::make_shared<SNumbers>();
+    const auto released = std::make_shared<std::promise<void>>();
+    const auto gate = released->get_future().share();
+    const auto left = std::make_shared<std::promise<void>>();
+    std::future<void> hasLeft = left->get_future();
+    const auto begin = std::chrono::steady_clock::now();
+    EXPECT_THAT(doAllPatiently({[numbers] { numbers->add(0); },
+                                [gate, numbers, left] {
+                                    gate.wait();
+                                    left->set_value();
+                                },
+                                [numbers] { numbers->add(2); }, [gate] { gate.wait(); },
+                                [numbers] { numbers->add(4); }}),
+                ElementsAre(1, 3));
+    EXPECT_GE(std::chrono::steady_clock::now() - begin, generalPatience);
+    {
+        const std::lock_guard<std::mutex> lock(numbers->mutex);
+        EXPECT_THAT(numbers->all, testing::UnorderedElementsAre(0, 2, 4));
+    }
+    released->set_value();
+    hasLeft.wait();
+}
+
+TEST(PatienceTest, SlowThingsAreDoneSideBySide)
+{
+    // each waits for the last one, which one after another would never come
+    std::promise<void> last;
+    const auto gate = last.get_future().share();
+    std::vector<std::function<void()>> actions(5, [gate] { gate.wait(); });
+    actions.emplace_back([&last] { last.set_value(); });
+    EXPECT_THAT(doAllPatiently(actions), IsEmpty());
+}
+
+} // namespace Rvl::Test
