@@ -18,7 +18,7 @@ struct SRunOptions
     std::chrono::milliseconds recordInterval{100};
     bool replaceRecord = false;
     bool quiet = false;
-    bool realtime = false; ///< see CRealtime; what the system refuses is told, and the run goes on
+    bool realtime = false; ///< what the system refuses is told, and the run goes on
     std::chrono::steady_clock::time_point programStart;
 };
 

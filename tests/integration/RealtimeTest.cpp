@@ -63,7 +63,13 @@ TEST(Realtime, LoopsAndDevicesAreServedFirstAsFarAsTheSystemAllowsIt)
     EXPECT_EQ(static_cast<DWORD>(HIGH_PRIORITY_CLASS), GetPriorityClass(process));
     CloseHandle(process);
 #else
-    std::map<int, int> threads = realtimeThreads(run.process());
+    std::map<int, int> threads;
+    const bool hostFollows = eventually(
+        [&] {
+            threads = realtimeThreads(run.process());
+            return threads[1] == 2;
+        },
+        5.0);
     const std::string status = readFile("/proc/" + std::to_string(run.process()) + "/status");
 #endif
     run.end(eEnd::Interrupt);
@@ -75,10 +81,10 @@ TEST(Realtime, LoopsAndDevicesAreServedFirstAsFarAsTheSystemAllowsIt)
     // what this computer lets its users do is its own affair, but the host has to know
     if (result.err.find("real-time scheduling") == std::string::npos) {
         EXPECT_GE(threads[10], 2) << "the loop's and the bench's";
-        EXPECT_EQ(1, threads[1]) << "the host's own, after them";
+        EXPECT_TRUE(hostFollows) << "the host's own two, after them: " << threads[1];
     } else {
         EXPECT_THAT(result.err, HasSubstr(schedulingRefusal));
-        EXPECT_TRUE(threads.empty());
+        EXPECT_EQ(0, threads[1] + threads[10]);
     }
     if (memoryCanBeLocked) {
         EXPECT_EQ(result.err.find("to lock memory") != std::string::npos,
