@@ -283,6 +283,35 @@ TEST(Examples, PumpHoldsThePressureWithinWhatItCanGive)
     EXPECT_NEAR(240.0, meanOf(rowsOf(record, "Flow", 6.5), actualValue), 10.0) << "what leaks out at 60 kPa";
 }
 
+TEST(Examples, BadInputStopsTheUnguardedLoopForGoodAndTheGuardedOneForAsLongAsItLasts)
+{
+    const auto record = runExample("bad-input/bad-input.xml", "12s");
+    const auto guarded = rowsOf(record, "Guarded");
+    const auto rowsInState = [&guarded](const std::string& state) {
+        std::vector<SRecordRow> rows;
+        std::copy_if(guarded.begin(), guarded.end(), std::back_inserter(rows),
+                     [&](const SRecordRow& row) { return row.state == state; });
+        return rows;
+    };
+    for (const std::string fault : {"not a finite number", "no new value for more than 500 ms"}) {
+        const auto held = rowsInState("bad input: Jacket temperature: " + fault + "; held");
+        ASSERT_GT(held.size(), 2u) << fault;
+        for (const SRecordRow& row : held) {
+            EXPECT_EQ(held.back().controlValue, row.controlValue) << fault << " at " << row.time_s;
+        }
+        const auto after = rowsOf(guarded, "Guarded", held.back().time_s + 0.01);
+        ASSERT_FALSE(after.empty());
+        EXPECT_NEAR(held.back().controlValue, after.front().controlValue, 3.0) << "no bump after " << fault;
+    }
+    EXPECT_NEAR(40.0, meanOf(rowsOf(guarded, "Guarded", 10.0), actualValue), 1.5);
+    EXPECT_EQ("ok", guarded.back().state);
+
+    const SRecordRow unguarded = rowsOf(record, "Unguarded").back();
+    EXPECT_TRUE(std::isnan(unguarded.controlValue));
+    EXPECT_LT(unguarded.actualValue, 33.0) << "nobody heats any more";
+    EXPECT_THAT(unguarded.state, HasSubstr("fault: Heater 2"));
+}
+
 TEST(Examples, SimulatedProcessComesToItsSetPoint)
 {
     const auto rows = rowsOf(runExample("simulated-process/simulated-process.xml", "10s"), "Process");
