@@ -191,9 +191,12 @@ def programs_of(name):
 
 
 def run(command, limit=None, **options):
-    """The exit code, or None if the time limit was exceeded."""
+    """The exit code, or None if the time limit was exceeded.
+
+    It stays in this session, whose priority may have been lowered: a new one has the usual one again.
+    """
     process = subprocess.Popen(command, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL, stdin=subprocess.DEVNULL,
-                               start_new_session=True, **options)
+                               process_group=0, **options)
     try:
         return process.wait(timeout=limit)
     except subprocess.TimeoutExpired:
