@@ -11,8 +11,17 @@
 #include <cmath>
 #include <limits>
 #include <optional>
+#include <string>
 
 namespace Rvl {
+
+namespace {
+
+// there before they are needed: a step allocates nothing
+const std::string noFault;
+const std::string notANumber = "the value to write is not a number; the safe value was written instead";
+
+} // namespace
 
 CNameServer<CAnalogOutChannel*> CAnalogOutChannel::NameServer;
 
@@ -54,7 +63,7 @@ void CAnalogOutChannel::safeWriteOutput(double value)
     try {
         driveOutput(getUnscaledValue(output));
         private_->outputValue = output;
-        setFault(isNumber ? "" : "the value to write is not a number; the safe value was written instead");
+        setFault(isNumber ? noFault : notANumber);
     } catch (const CDeviceAccessException& exception) {
         setFault(exception.what());
     }

@@ -17,6 +17,7 @@
 #include <atomic>
 #include <chrono>
 #include <cstdlib>
+#include <limits>
 #include <memory>
 #include <new>
 #include <thread>
@@ -177,6 +178,16 @@ long allocationsOfSteps(IControlLoop& loop, int steps)
     return allocations - before;
 }
 
+class Output : public CAnalogOutChannel
+{
+public:
+    using CAnalogOutChannel::CAnalogOutChannel;
+    std::atomic<double> driven{0.0};
+
+protected:
+    void driveOutput(double value) override { driven = value; }
+};
+
 } // namespace
 
 TEST(LoopAllocation, CounterSeesAllocations)
@@ -265,15 +276,6 @@ TEST(LoopAllocation, PeriodOfTheTimedProcessorNeedsNoMemory)
 
 TEST(LoopAllocation, PeriodOfAnObservedChannelOverDevicesNeedsNoMemory)
 {
-    class Output : public CAnalogOutChannel
-    {
-    public:
-        using CAnalogOutChannel::CAnalogOutChannel;
-        std::atomic<double> driven{0.0};
-
-    protected:
-        void driveOutput(double value) override { driven = value; }
-    };
     class Sensor : public CAnalogInChannel
     {
     public:
@@ -306,4 +308,18 @@ TEST(LoopAllocation, PeriodOfAnObservedChannelOverDevicesNeedsNoMemory)
     channel.stop();
     EXPECT_EQ(during, 0);
     EXPECT_NE(actuator.driven, driven) << "each step wrote";
+}
+
+TEST(LoopAllocation, OutputThatIsHandedNoNumberAgainAndAgainNeedsNoMemory)
+{
+    Output actuator("actuator");
+    const double notANumber = std::numeric_limits<double>::quiet_NaN();
+    actuator.safeWriteOutput(notANumber);
+    const long before = allocations;
+    for (int step = 0; step < 10; ++step) {
+        actuator.safeWriteOutput(notANumber);
+    }
+    const long during = allocations - before;
+    EXPECT_EQ(during, 0);
+    EXPECT_TRUE(actuator.isFaulty());
 }
