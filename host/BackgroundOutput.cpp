@@ -2,6 +2,7 @@
 
 #include <condition_variable>
 #include <cstddef>
+#include <limits>
 #include <mutex>
 
 namespace Rvl {
@@ -52,7 +53,7 @@ void CBackgroundOutput::work(SState& state)
     std::unique_lock<std::mutex> lock(state.mutex);
     while (true) {
         state.changed.wait(lock, [&] { return !state.waiting.empty() || state.over; });
-        if (state.over) {
+        if (state.waiting.empty()) {
             return;
         }
         std::string text;
@@ -71,17 +72,27 @@ void CBackgroundOutput::work(SState& state)
     }
 }
 
-void CBackgroundOutput::write(const std::string& text)
+void CBackgroundOutput::add(const std::string& text, std::size_t room)
 {
     {
         const std::lock_guard<std::mutex> lock(state_->mutex);
-        if (state_->waiting.size() > longestWaiting) {
+        if (state_->waiting.size() > room) {
             ++state_->leftOut;
             return;
         }
         state_->waiting += text;
     }
     state_->changed.notify_all();
+}
+
+void CBackgroundOutput::write(const std::string& text)
+{
+    add(text, std::numeric_limits<std::size_t>::max());
+}
+
+void CBackgroundOutput::writeIfThereIsRoom(const std::string& text)
+{
+    add(text, longestWaiting);
 }
 
 bool CBackgroundOutput::isIdle() const

@@ -73,10 +73,14 @@ CInputSupervision::CWatch::eVerdict CInputSupervision::CWatch::verdict(const SBa
         return NoValue;
     }
     if (channel_.isFaulty()) {
-        announcementsAtFault_ = announcements;
+        // another thread may have looked later
+        std::uint64_t atFault = announcementsAtFault_;
+        while (atFault < announcements &&
+               !announcementsAtFault_.compare_exchange_weak(atFault, announcements)) {
+        }
         return Faulty;
     }
-    if (announcements == announcementsAtFault_) {
+    if (announcements <= announcementsAtFault_) {
         return NoValueSinceFault;
     }
     const std::chrono::nanoseconds announced(announced_ns_.load());

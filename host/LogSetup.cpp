@@ -36,7 +36,7 @@ protected:
         std::ostringstream text;
         getLayout()->formatAndAppend(text, event);
         if (output_) {
-            output_->write(text.str());
+            output_->writeIfThereIsRoom(text.str());
         } else {
             std::cerr << text.str() << std::flush;
         }

@@ -57,14 +57,14 @@ namespace {
 struct SSequence
 {
     explicit SSequence(std::vector<std::function<void()>> all)
-        : actions(std::move(all)), done(actions.size(), false)
+        : actions(std::move(all)), count(actions.size()), done(count, false)
     {}
 
     /// Does the next one that nobody has begun; false if there is none.
     bool doNext()
     {
         const std::size_t index = next++;
-        if (index >= actions.size()) {
+        if (index >= count) {
             return false;
         }
         try {
@@ -79,7 +79,8 @@ struct SSequence
         return true;
     }
 
-    const std::vector<std::function<void()>> actions;
+    std::vector<std::function<void()>> actions;
+    const std::size_t count;
     std::atomic<std::size_t> next{0};
     std::mutex mutex;
     std::condition_variable changed;
@@ -89,32 +90,40 @@ struct SSequence
 
 } // namespace
 
-std::vector<std::size_t> doAllPatiently(std::vector<std::function<void()>> actions)
+std::vector<std::size_t> doAllPatiently(std::vector<std::function<void()>> actions,
+                                        std::chrono::milliseconds patience, eOrder order)
 {
+    using Clock = std::chrono::steady_clock;
     const auto sequence = std::make_shared<SSequence>(std::move(actions));
-    const std::size_t count = sequence->actions.size();
+    const std::size_t count = sequence->count;
     const auto threads = std::make_shared<SAttempts>();
     threads->begin([sequence] {
         while (sequence->doNext()) {
         }
     });
-    bool sideBySide = false;
+    bool isLastPhase = order == eOrder::AsGiven;
+    const Clock::time_point sequenceEnd = Clock::now() + sequenceLength;
     std::unique_lock<std::mutex> lock(sequence->mutex);
     while (sequence->doneCount < count) {
         const std::size_t before = sequence->doneCount;
-        if (sequence->changed.wait_for(lock, sideBySide ? generalPatience : sequencePatience,
-                                       [&] { return sequence->doneCount > before; })) {
+        const Clock::time_point now = Clock::now();
+        const Clock::time_point limit =
+            isLastPhase ? now + patience : std::min(now + sequencePatience, sequenceEnd);
+        if (sequence->changed.wait_until(lock, limit, [&] { return sequence->doneCount > before; })) {
             continue;
         }
-        if (sideBySide) {
+        if (isLastPhase) {
             break;
         }
-        sideBySide = true;
+        isLastPhase = true;
         lock.unlock();
         for (std::size_t left = sequence->next; left < count; ++left) {
             threads->begin([sequence] { sequence->doNext(); });
         }
         lock.lock();
+    }
+    if (sequence->doneCount == count) {
+        sequence->actions.clear(); // a thread may be there for a moment longer than what they use
     }
     std::vector<std::size_t> notDone;
     for (std::size_t index = 0; index < count; ++index) {

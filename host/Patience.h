@@ -26,16 +26,27 @@ struct SAttempts : std::enable_shared_from_this<SAttempts>
     std::vector<bool> done;
 };
 
-/// How long whatever is to be done goes on one after another, without anything that ends.
+/// How long one of several things may take before the others are no longer left waiting for it, and how long
+/// all of them together.
 constexpr std::chrono::milliseconds sequencePatience(300);
-/// How long it is waited for without anything that ends.
+constexpr std::chrono::milliseconds sequenceLength(1000);
+/// How long something is waited for without anything that ends.
 constexpr std::chrono::milliseconds generalPatience(5000);
 
+/// Whether things may be done side by side.
+enum class eOrder
+{
+    Any,
+    AsGiven
+};
+
 /// Does things of which any may never end: one after another while that goes well, and side by side all that
-/// are left once it has stopped at one. Returns when all are done, or when nothing more has ended for
-/// generalPatience: the numbers of those that are not done, which go on. Everything is done on other threads
-/// than the caller's (unless there can be no more of them); what it uses has to live until it is done. What
-/// it throws is dropped.
-std::vector<std::size_t> doAllPatiently(std::vector<std::function<void()>> actions);
+/// are left once one of them, or all so far, have taken too long, unless the order matters. Returns when all
+/// are done, or when nothing more has ended for `patience`: the numbers of those that are not done, which go
+/// on. Everything is done on other threads than the caller's (unless there can be no more of them); what it
+/// uses has to live until it is done. What it throws is dropped.
+std::vector<std::size_t> doAllPatiently(std::vector<std::function<void()>> actions,
+                                        std::chrono::milliseconds patience = generalPatience,
+                                        eOrder order = eOrder::Any);
 
 } // namespace Rvl

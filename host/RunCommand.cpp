@@ -125,27 +125,42 @@ std::vector<SObservedLoops> finalStatus(const std::vector<Observation>& observat
     return result;
 }
 
+std::unique_ptr<CRecorder> recorderFor(const SRunOptions& options, const CSession& session)
+{
+    return options.record
+               ? std::make_unique<CRecorder>(*options.record, options.replaceRecord, session.states())
+               : nullptr;
+}
+
+std::chrono::milliseconds longestSampleTime(const std::vector<Observation>& observations)
+{
+    int longest_ms = 0;
+    for (const auto& [channel, observation] : observations) {
+        for (std::size_t index = 0; index < observation->loopCount(); ++index) {
+            longest_ms = std::max(longest_ms, observation->status(index).sampleTime_ms);
+        }
+    }
+    return std::chrono::milliseconds(longest_ms);
+}
+
 /// The time between start and shutdown, on two threads. One does everything that may have to wait for a
 /// device or for a disk: it starts the session, looks at the controllers, records and shows them. The other
-/// waits for none of these, and so ends the run in time whatever has become of the first.
+/// waits for none of these while anything may be driven, and so ends the run in time whatever has become of
+/// the first.
 class CRun
 {
 public:
     CRun(const SRunOptions& options, CAssembly& assembly, CBackgroundOutput& output,
          CBackgroundOutput& errors)
         : options_(options), session_(assembly.session()), output_(output), errors_(errors),
-          endRequest_(context_, [this] { context_.stop(); }), end_(context_),
-          observations_(observeLoops(assembly.plugins(), assembly.session()))
-    {
-        if (options.record) {
-            recorder_ =
-                std::make_unique<CRecorder>(*options.record, options.replaceRecord, session_.states());
-        }
-    }
+          observations_(observeLoops(assembly.plugins(), session_)),
+          longestSampleTime_(Rvl::longestSampleTime(observations_)),
+          recorder_(recorderFor(options, session_)), endRequest_(context_, [this] { context_.stop(); }),
+          end_(context_)
+    {}
 
-    /// Starts the session and returns when its time is over: how the run ended, or nothing if a device or a
-    /// disk keeps that from being told. Throws what kept the run from going on.
-    std::string perform()
+    /// Starts the session and returns when its time is over.
+    void perform()
     {
         worker_ = std::thread([this] { work(); });
         const CPeriodicTimer watch(context_, lookInterval, [this] {
@@ -155,13 +170,15 @@ public:
         context_.run();
         session_.cancelStart();
         workContext_.stop();
-        return workEnds(summaryPatience) ? summaryText_.get() : "";
+        workEnds(summaryPatience);
     }
 
     /// To be called when everything is disabled and before anything is destroyed: nothing of this is used any
     /// more afterwards. False if a device or a disk keeps that from happening.
     bool end()
     {
+        session_.cancelStart();
+        workContext_.stop();
         const bool known = session_.isAbandoned(); // by what could not be disabled
         if (!workEnds(known ? std::chrono::seconds(0) : generalPatience)) {
             if (!known) {
@@ -171,19 +188,30 @@ public:
             worker_.detach();
             return false;
         }
-        observations_.clear();
         recordFailed_ = recorder_ && recorder_->failed();
+        if (!known) { // it would wait for the loop that could not be disabled
+            observations_.clear();
+        }
         return true;
     }
 
-    /// To be called after end().
-    bool recordFailed() const { return recordFailed_; }
+    std::chrono::milliseconds longestSampleTime() const { return longestSampleTime_; }
+    /// How the run ended, to be called after end(); empty if a device or a disk kept that from being told.
+    const std::string& summaryText() const { return isSummaryTold_ ? summaryText_ : noText_; }
+    /// Whether something failed; to be called after end().
+    bool failed() const { return failed_ || recordFailed_; }
 
 private:
+    /// Whether the other thread has ended, or does so in time.
     bool workEnds(std::chrono::milliseconds limit)
     {
-        if (worker_.joinable() && summaryText_.wait_for(limit) == std::future_status::ready) {
+        if (worker_.joinable() && workEnded_.wait_for(limit) == std::future_status::ready) {
             worker_.join();
+            isSummaryTold_ = true;
+            failed_ = !failure_.empty();
+            if (failed_) {
+                errors_.write("stopped: " + failure_ + "\n");
+            }
         }
         return !worker_.joinable();
     }
@@ -194,11 +222,15 @@ private:
             start();
             boost::asio::post(context_, [this] { onStarted(); });
             observe();
-            summary_.set_value(summary(finalStatus(observations_), states(), untilFirstStep_));
+            summaryText_ = summary(finalStatus(observations_), states(), untilFirstStep_);
+        } catch (const std::exception& exception) {
+            failure_ = exception.what();
+            failure_ = failure_.empty() ? "an exception without a text" : failure_;
         } catch (...) {
-            context_.stop();
-            summary_.set_exception(std::current_exception());
+            failure_ = "an exception of unknown kind";
         }
+        context_.stop();
+        workEnd_.set_value();
     }
 
     void start()
@@ -243,6 +275,13 @@ private:
         if (recorder_) {
             every(options_.recordInterval, [this] { return record(); });
         }
+        if (options_.quiet && !recorder_) {
+            // who does not answer is told all the same
+            every(std::chrono::milliseconds(1000), [this] {
+                states();
+                return true;
+            });
+        }
         if (!options_.quiet) {
             const bool terminal = setUpTerminal();
             every(std::chrono::milliseconds(terminal ? 500 : 1000), [this, terminal] {
@@ -273,7 +312,7 @@ private:
             timesAskedBefore_ = timesAsked_;
             lookedAt_ = 0;
         } else if (++lookedAt_ == looksUntilTold) {
-            errors_.write(name + " does not answer; what is shown and recorded waits for it\n");
+            errors_.write(name + " does not answer; nothing is shown or recorded meanwhile\n");
         }
     }
 
@@ -297,7 +336,9 @@ private:
     bool record()
     {
         const auto now = IClock::current().utc(); // before the values: they are no older than it
-        if (recorder_->write(states(), now)) {
+        const std::vector<SControllerState> rows = states();
+        const CBusyWith busy(asked_, recordName_);
+        if (recorder_->write(rows, now)) {
             return true;
         }
         errors_.write("writing the record " + textOf(*options_.record) +
@@ -323,6 +364,22 @@ private:
     CSession& session_;
     CBackgroundOutput& output_;
     CBackgroundOutput& errors_;
+
+    // the other thread's, from its start to its end
+    std::vector<Observation> observations_;
+    const std::chrono::milliseconds longestSampleTime_;
+    /// There before the signals are ours: a disk may keep it waiting.
+    std::unique_ptr<CRecorder> recorder_;
+    boost::asio::io_context workContext_{1};
+    std::promise<void> workEnd_;
+    std::string summaryText_;
+    std::string failure_;
+    const std::string recordName_ = "the record";
+    std::atomic<unsigned> timesAsked_{0};
+    AskedPlace asked_{nullptr};
+    CLiveTable table_;
+    std::optional<std::chrono::microseconds> untilFirstStep_;
+
     boost::asio::io_context context_{1};
     /// From construction on a signal ends the run and not the process, also while devices are being
     /// connected.
@@ -332,61 +389,59 @@ private:
     int lookedAt_ = 0;
     unsigned timesAskedBefore_ = 0;
     std::thread worker_;
+    std::future<void> workEnded_ = workEnd_.get_future();
+    bool isSummaryTold_ = false;
+    bool failed_ = false;
     bool recordFailed_ = false;
-
-    // the other thread's
-    std::promise<std::string> summary_;
-    std::future<std::string> summaryText_ = summary_.get_future();
-    boost::asio::io_context workContext_{1};
-    std::atomic<unsigned> timesAsked_{0};
-    AskedPlace asked_{nullptr};
-    CLiveTable table_;
-    std::unique_ptr<CRecorder> recorder_;
-    std::vector<Observation> observations_;
-    std::optional<std::chrono::microseconds> untilFirstStep_;
+    const std::string noText_;
 };
 
 /// How long whoever reads the output is waited for in the end.
 constexpr std::chrono::seconds readersPatience(2);
+
+/// Whether who reads the output has read all of it, or does so in time.
+bool isRead(const CBackgroundOutput& output, const CBackgroundOutput& errors)
+{
+    const auto limit = std::chrono::steady_clock::now() + readersPatience;
+    return output.waitUntilIdle(limit) && errors.waitUntilIdle(limit);
+}
 
 /// Runs what was built until its time is over and takes it down again. Returns the exit status.
 int runAssembly(const SRunOptions& options, CAssembly& assembly, CBackgroundOutput& output,
                 CBackgroundOutput& errors)
 {
     int result = ExitDone;
+    CSession& session = assembly.session();
     CRun run(options, assembly, output, errors);
-    std::string text;
     std::optional<CLastResort> lastResort;
     try {
-        lastResort.emplace([&assembly] { assembly.session().emergencyStop(); });
-        text = run.perform();
+        lastResort.emplace([&session] { session.emergencyStop(); });
+        run.perform();
     } catch (const std::exception& exception) {
         errors.write(std::string("stopped: ") + exception.what() + "\n");
         result = ExitFailure;
-    } catch (...) {
-        errors.write("stopped: an exception of unknown kind\n");
-        result = ExitFailure;
     }
-    CSession& session = assembly.session();
     const auto onStopped = [&] {
         if (!run.end()) {
             session.abandon();
             result = ExitFailure;
         }
-        lastResort.reset();
+        if (!session.isAbandoned()) { // otherwise a loop may still be in its step
+            lastResort.reset();
+        }
     };
     // while the signals are still ours: a second one must not cut this short
-    for (const std::string& failure : session.shutDown(onStopped)) {
+    for (const std::string& failure : session.shutDown(onStopped, run.longestSampleTime())) {
         errors.write(failure + "\n");
         result = ExitFailure;
     }
-    output.write(text);
-    if (run.recordFailed()) {
+    if (run.failed()) {
         result = ExitFailure;
     }
-    const auto limit = std::chrono::steady_clock::now() + readersPatience;
-    const bool isRead = output.waitUntilIdle(limit) && errors.waitUntilIdle(limit);
-    if (session.isAbandoned() || !isRead) {
+    errors.waitUntilIdle(std::chrono::steady_clock::now() + readersPatience); // both may be one terminal
+    output.write(run.summaryText());
+    if (session.isAbandoned()) {
+        isRead(output, errors);
         leaveAtOnce(result);
     }
     return result;
@@ -410,18 +465,23 @@ int runConfiguration(const SRunOptions& options, const CPluginPath& pluginPath, 
         while (!errors.waitUntilIdle(std::chrono::steady_clock::now() + readersPatience)) {
         }
     };
+    int result = ExitDone;
     try {
         CAssembly assembly(options.configuration, pluginPath);
-        if (assembly.faults().empty()) {
-            return runAssembly(options, assembly, output, errors);
+        if (!assembly.faults().empty()) {
+            errors.write(assembly.faults().report(assembly.configuration().name()));
+            waitForReader();
+            return assembly.faults().hasRuntimeFault() ? ExitFailure : ExitBadConfiguration;
         }
-        errors.write(assembly.faults().report(assembly.configuration().name()));
-        waitForReader();
-        return assembly.faults().hasRuntimeFault() ? ExitFailure : ExitBadConfiguration;
+        result = runAssembly(options, assembly, output, errors);
     } catch (...) {
         waitForReader();
         throw;
     }
+    if (!isRead(output, errors)) {
+        leaveAtOnce(result);
+    }
+    return result;
 }
 
 } // namespace Rvl

@@ -322,7 +322,11 @@ void CSession::start()
             return;
         }
         const std::shared_ptr<IBus> bus = buses.get(name);
-        connectedBuses_.push_back(bus);
+        const CBusyWith busy(busyWith_, bus->getName());
+        {
+            const std::lock_guard<std::mutex> lock(busesMutex_);
+            connectedBuses_.push_back(bus);
+        }
         bus->init();
         bus->connect();
     }
@@ -345,7 +349,7 @@ void CSession::start()
         }
         const CBusyWith busy(busyWith_, entry->name);
         enable(*entry);
-        if (startCancelled_) { // perhaps only since then
+        if (disabling_) { // perhaps before it was enabled
             entry->controller->setEnabled(false);
             return;
         }
@@ -361,7 +365,9 @@ void CSession::enable(SChannel& entry)
         }
         entry.controller->setManualMode(true);
     }
-    entry.controller->setEnabled(true);
+    if (!startCancelled_) { // a device may have taken its time
+        entry.controller->setEnabled(true);
+    }
 }
 
 void CSession::cancelStart()
@@ -416,45 +422,68 @@ private:
     std::vector<std::string> texts_;
 };
 
-std::vector<std::string> CSession::shutDown(const std::function<void()>& onStopped)
+std::vector<std::string> CSession::shutDown(const std::function<void()>& onStopped,
+                                            std::chrono::milliseconds longestSampleTime)
 {
     // shared, as what never ends keeps it
     const auto failures = std::make_shared<CFailures>();
+    const std::chrono::milliseconds patience = generalPatience + longestSampleTime;
     if (started_) {
-        disableControllers(failures);
+        disableControllers(failures, patience);
     }
     if (onStopped) {
         onStopped();
     }
     if (!abandoned_) {
-        destroyControllers();
+        destroyControllers(failures, patience);
     }
     if (started_) {
         disconnectDevices(failures);
     }
     if (!abandoned_) {
-        destroyChannelsAndDevices(*failures);
+        destroyChannelsAndDevices(failures);
+    }
+    if (started_) {
+        disconnectBuses(failures);
     }
     started_ = false;
     return failures->texts();
 }
 
 void CSession::doPatiently(const std::vector<SNamedAction>& actions,
-                           const std::shared_ptr<CFailures>& failures)
+                           const std::shared_ptr<CFailures>& failures, std::chrono::milliseconds patience,
+                           eOrder order)
 {
     std::vector<std::function<void()>> attempts;
     for (const SNamedAction& action : actions) {
         attempts.emplace_back([failures, action] { failures->attempt(action.what, action.act); });
     }
-    for (const std::size_t index : doAllPatiently(std::move(attempts))) {
+    for (const std::size_t index : doAllPatiently(std::move(attempts), patience, order)) {
         abandoned_ = true;
         failures->add(actions[index].what + ": did not end within " +
-                      std::to_string(generalPatience.count() / 1000) + " s" + actions[index].otherwise);
+                      std::to_string(patience.count() / 1000) + " s" + actions[index].otherwise);
+        if (order == eOrder::AsGiven) {
+            break; // the others wait for it
+        }
     }
 }
 
-void CSession::disableControllers(const std::shared_ptr<CFailures>& failures)
+void CSession::doInOrder(const std::vector<SNamedAction>& actions, const std::shared_ptr<CFailures>& failures,
+                         std::chrono::milliseconds patience)
 {
+    if (started_) {
+        doPatiently(actions, failures, patience, eOrder::AsGiven);
+        return;
+    }
+    for (const SNamedAction& action : actions) {
+        failures->attempt(action.what, action.act);
+    }
+}
+
+void CSession::disableControllers(const std::shared_ptr<CFailures>& failures,
+                                  std::chrono::milliseconds stopPatience)
+{
+    disabling_ = true;
     std::vector<SNamedAction> actions;
     for (const auto& entry : channels_) {
         if (entry->controller) {
@@ -468,7 +497,7 @@ void CSession::disableControllers(const std::shared_ptr<CFailures>& failures)
     if (abandoned_) {
         std::make_shared<SAttempts>()->begin(stopDrivers); // waits for what hangs, too
     } else {
-        doPatiently({{"stopping what drives devices", stopDrivers, ""}}, failures);
+        doPatiently({{"stopping what drives devices", stopDrivers, ""}}, failures, stopPatience);
     }
 }
 
@@ -486,19 +515,26 @@ void CSession::disable(const SChannel& entry, CFailures& failures)
     }
 }
 
-void CSession::destroyControllers()
+void CSession::destroyControllers(const std::shared_ptr<CFailures>& failures,
+                                  std::chrono::milliseconds patience)
 {
     controllersInFileOrder_.reset();
     channelsByName_.clear();
-    clockWatch_.reset(); // not before: stopping waits for the loops' timers
+    // not before: stopping waits for the loops' timers
+    std::vector<SNamedAction> actions{{"ending the clock's watch", [this] { clockWatch_.reset(); }, ""}};
     // in reverse, because the later ones may be built on the earlier ones
     for (auto entry = channels_.rbegin(); entry != channels_.rend(); ++entry) {
         if ((*entry)->controller) {
-            (*entry)->controller = nullptr;
-            (*entry)->supervision.reset();
-            (*entry)->channel.reset();
+            actions.push_back({"destroying " + (*entry)->name,
+                               [channel = entry->get()] {
+                                   channel->controller = nullptr;
+                                   channel->supervision.reset();
+                                   channel->channel.reset();
+                               },
+                               ""});
         }
     }
+    doInOrder(actions, failures, patience);
 }
 
 void CSession::disconnectDevices(const std::shared_ptr<CFailures>& failures)
@@ -511,31 +547,52 @@ void CSession::disconnectDevices(const std::shared_ptr<CFailures>& failures)
     doPatiently(actions, failures);
 }
 
-void CSession::destroyChannelsAndDevices(CFailures& failures)
+void CSession::destroyChannelsAndDevices(const std::shared_ptr<CFailures>& failures)
 {
-    CBusRegistry& buses = CEnvironment::getInstance()->busRegistry();
-    while (!channels_.empty()) {
-        channels_.pop_back();
+    std::vector<SNamedAction> actions;
+    for (auto entry = channels_.rbegin(); entry != channels_.rend(); ++entry) {
+        actions.push_back({"destroying " + (*entry)->name, [this] { channels_.pop_back(); }, ""});
     }
-    while (!devices_.empty()) {
-        const auto& entry = devices_.back();
-        if (started_ && !entry->busName.empty()) {
-            failures.attempt("leaving the bus " + entry->busName,
-                             [&] { buses.get(entry->busName)->removeDevice(entry->device.get()); });
+    for (auto entry = devices_.rbegin(); entry != devices_.rend(); ++entry) {
+        if (started_ && !(*entry)->busName.empty()) {
+            actions.push_back({"leaving the bus " + (*entry)->busName,
+                               [device = entry->get()] {
+                                   CEnvironment::getInstance()
+                                       ->busRegistry()
+                                       .get(device->busName)
+                                       ->removeDevice(device->device.get());
+                               },
+                               ""});
         }
-        devices_.pop_back();
+        actions.push_back({"destroying " + (*entry)->name, [this] { devices_.pop_back(); }, ""});
     }
-    while (!connectedBuses_.empty()) {
-        const std::shared_ptr<IBus> bus = connectedBuses_.back();
-        connectedBuses_.pop_back();
-        failures.attempt("disconnecting the bus " + bus->getName(), [&] { bus->disconnect(); });
-        failures.attempt("shutting down the bus " + bus->getName(), [&] { bus->shutdown(); });
+    doInOrder(actions, failures, generalPatience);
+}
+
+void CSession::disconnectBuses(const std::shared_ptr<CFailures>& failures)
+{
+    std::vector<std::shared_ptr<IBus>> buses;
+    {
+        const std::lock_guard<std::mutex> lock(busesMutex_);
+        buses.swap(connectedBuses_);
     }
+    std::vector<SNamedAction> actions;
+    for (auto bus = buses.rbegin(); bus != buses.rend(); ++bus) {
+        const std::string name = "the bus " + (*bus)->getName();
+        actions.push_back({"disconnecting " + name,
+                           [failures, name, bus = *bus] {
+                               failures->attempt("disconnecting " + name, [&] { bus->disconnect(); });
+                               failures->attempt("shutting down " + name, [&] { bus->shutdown(); });
+                           },
+                           ""});
+    }
+    doPatiently(actions, failures);
 }
 
 void CSession::emergencyStop()
 {
     cancelStart();
+    disabling_ = true;
     const auto attempts = std::make_shared<SAttempts>();
     std::vector<IControllerChannel*> controllers;
     for (const auto& entry : channels_) {

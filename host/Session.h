@@ -5,6 +5,7 @@
 #include "host/Configuration.h"
 #include "host/ControllerState.h"
 #include "host/Fault.h"
+#include "host/Patience.h"
 #include "host/References.h"
 #include "host/TypeCatalogue.h"
 
@@ -12,9 +13,11 @@
 #include <pugixml.hpp>
 
 #include <atomic>
+#include <chrono>
 #include <cstddef>
 #include <functional>
 #include <memory>
+#include <mutex>
 #include <optional>
 #include <set>
 #include <string>
@@ -68,7 +71,8 @@ public:
     /// A device may keep one of these steps from ever ending. It is given time (see doAllPatiently()) and
     /// then left where it is, what comes after it is done all the same, and nothing is destroyed:
     /// isAbandoned().
-    std::vector<std::string> shutDown(const std::function<void()>& onStopped = {});
+    std::vector<std::string> shutDown(const std::function<void()>& onStopped = {},
+                                      std::chrono::milliseconds longestSampleTime = {});
     /// Has shutDown() destroy nothing, as a thread may never return from one of the operations.
     void abandon();
     /// Whether threads are still in operations of the objects. Plug-ins must not be unloaded then: the
@@ -115,13 +119,18 @@ private:
     std::string tooManyFiles() const;
     const STypeDescription* typeOf(const pugi::xml_node& node) const;
     const std::vector<const SChannel*>& controllersInFileOrder() const;
-    static void enable(SChannel& entry);
+    void enable(SChannel& entry);
     static void disable(const SChannel& entry, CFailures& failures);
-    void doPatiently(const std::vector<SNamedAction>& actions, const std::shared_ptr<CFailures>& failures);
-    void disableControllers(const std::shared_ptr<CFailures>& failures);
-    void destroyControllers();
+    void doPatiently(const std::vector<SNamedAction>& actions, const std::shared_ptr<CFailures>& failures,
+                     std::chrono::milliseconds patience = generalPatience, eOrder order = eOrder::Any);
+    void doInOrder(const std::vector<SNamedAction>& actions, const std::shared_ptr<CFailures>& failures,
+                   std::chrono::milliseconds patience);
+    void disableControllers(const std::shared_ptr<CFailures>& failures,
+                            std::chrono::milliseconds stopPatience);
+    void destroyControllers(const std::shared_ptr<CFailures>& failures, std::chrono::milliseconds patience);
     void disconnectDevices(const std::shared_ptr<CFailures>& failures);
-    void destroyChannelsAndDevices(CFailures& failures);
+    void destroyChannelsAndDevices(const std::shared_ptr<CFailures>& failures);
+    void disconnectBuses(const std::shared_ptr<CFailures>& failures);
     void disconnectDevicesAtOnce();
     SControllerState stateOf(const SChannel& channel) const;
 
@@ -138,9 +147,11 @@ private:
     bool outOfDescriptors_ = false;
     SLoopFunctions functions_;
     std::unique_ptr<CClockWatch> clockWatch_;
+    std::mutex busesMutex_; ///< a start that hangs may have been left behind
     std::vector<std::shared_ptr<IBus>> connectedBuses_;
     std::atomic<bool> started_{false};
     std::atomic<bool> startCancelled_{false};
+    std::atomic<bool> disabling_{false}; ///< what is enabled from now on has to be disabled by who does it
     std::atomic<bool> abandoned_{false};
     mutable std::atomic<const std::string*> busyWith_{nullptr};
 };

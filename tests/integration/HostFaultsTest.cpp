@@ -524,7 +524,7 @@ TEST(HostFaults, WriteThatNeverReturnsKeepsNoOtherControllerDriven)
     CProgramRun run(host, journal.arguments(), "", journal.slowAt("output Sound output = 20"));
     ASSERT_TRUE(journal.tells("output Other output = 20"));
     ASSERT_TRUE(journal.tells("output Sound output = 20"));
-    const std::string told = "Sound does not answer; what is shown and recorded waits for it\n";
+    const std::string told = "Sound does not answer; nothing is shown or recorded meanwhile\n";
     ASSERT_TRUE(eventually([&] { return run.errSoFar() == told; }));
     const auto begin = std::chrono::steady_clock::now();
     run.end(eEnd::Terminate);
@@ -535,20 +535,47 @@ TEST(HostFaults, WriteThatNeverReturnsKeepsNoOtherControllerDriven)
     EXPECT_EQ(1, result.exitCode);
     EXPECT_EQ(told + "disabling Sound: did not end within 5 s; what it drives may still be driven\n",
               result.err);
-    EXPECT_THAT(journal.lines(), testing::IsSupersetOf({"device Bench disconnect, last output 20",
+    EXPECT_THAT(journal.lines(), testing::IsSupersetOf({"bus FakeBus disconnect", "bus FakeBus shutdown",
+                                                        "device Bench disconnect, last output 20",
                                                         "device Bench 2 disconnect, last output 7"}))
         << "all that can be done for the one that hangs";
 }
 
-TEST(HostFaults, WriteThatTakesLongOnlyMakesTheEndWait)
+TEST(HostFaults, DisabledValueWhoseWriteNeverReturnsKeepsNoOtherControllerDriven)
 {
     const CJournal journal;
-    const SProgramResult result = runProgram(host, journal.arguments({"--for", "500ms"}), "",
-                                             journal.slowAt("output Sound output = 7", 2000));
+    const SProgramResult result =
+        runProgram(host, journal.arguments({"--for", "1s"}), "", journal.slowAt("output Sound output = 7"));
+    EXPECT_EQ(1, result.exitCode);
+    EXPECT_EQ("disabling Sound: did not end within 5 s; what it drives may still be driven\n", result.err);
+    EXPECT_THAT(result.out, HasSubstr("\n  Sound ")) << "the summary";
+    EXPECT_THAT(journal.lines(),
+                testing::IsSupersetOf({"output Other output = 7", "device Bench disconnect, last output 7",
+                                       "device Bench 2 disconnect, last output 7", "bus FakeBus shutdown"}));
+}
+
+TEST(HostFaults, WriteThatTakesLongOnlyMakesTheEndWait)
+{
+    for (const std::string value : {"20", "7"}) {
+        const CJournal journal;
+        const SProgramResult result = runProgram(host, journal.arguments({"--for", "500ms"}), "",
+                                                 journal.slowAt("output Sound output = " + value, 3000));
+        EXPECT_EQ(0, result.exitCode);
+        EXPECT_EQ("", result.err);
+        EXPECT_THAT(result.out, HasSubstr("\n  Sound ")) << "the summary, although it comes late";
+        EXPECT_THAT(journal.lines(), testing::IsSupersetOf({"device Bench disconnect, last output 7",
+                                                            "device Bench destroyed"}));
+    }
+}
+
+TEST(HostFaults, SampleTimeIsWaitedForInTheEndHoweverLongItIs)
+{
+    const CTemporaryFolder folder;
+    const std::string file =
+        folder.write("c.xml", exampleWith("pid/pid.xml", "SampleTime_ms=\"100\"", "SampleTime_ms=\"7000\""));
+    const SProgramResult result = runProgram(host, {"run", "--log", "off", file, "--for", "200ms"});
     EXPECT_EQ(0, result.exitCode);
     EXPECT_EQ("", result.err);
-    EXPECT_THAT(journal.lines(),
-                testing::IsSupersetOf({"device Bench disconnect, last output 7", "device Bench destroyed"}));
 }
 
 TEST(HostFaults, DeviceThatIsNeverDisconnectedDoesNotKeepTheOthersFromIt)
@@ -562,6 +589,23 @@ TEST(HostFaults, DeviceThatIsNeverDisconnectedDoesNotKeepTheOthersFromIt)
     EXPECT_THAT(result.out, HasSubstr("\n  Sound ")) << "the summary";
     EXPECT_THAT(journal.lines(), testing::IsSupersetOf({"output Sound output = 7", "output Other output = 7",
                                                         "device Bench disconnect, last output 7"}));
+}
+
+TEST(HostFaults, WhatIsNeverDestroyedOrLeftEndsTheHostAllTheSame)
+{
+    for (const auto& [line, told] :
+         {std::pair<std::string, std::string>("device Bench destroyed", "destroying Bench"),
+          std::pair<std::string, std::string>("bus FakeBus disconnect", "disconnecting the bus FakeBus")}) {
+        const CJournal journal;
+        const SProgramResult result =
+            runProgram(host, journal.arguments({"--for", "300ms"}), "", journal.slowAt(line));
+        EXPECT_EQ(1, result.exitCode);
+        EXPECT_EQ(told + ": did not end within 5 s\n", result.err);
+        EXPECT_THAT(journal.lines(),
+                    testing::IsSupersetOf({"output Sound output = 7", "output Other output = 7",
+                                           "device Bench disconnect, last output 7",
+                                           "device Bench 2 disconnect, last output 7"}));
+    }
 }
 
 TEST(HostFaults, SignalWhileADeviceIsBeingConnectedLeavesTheRestAlone)
@@ -580,11 +624,22 @@ TEST(HostFaults, SignalWhileADeviceIsBeingConnectedLeavesTheRestAlone)
     EXPECT_THAT(journal.text(), Not(HasSubstr("= 20"))) << "no loop has calculated";
 }
 
+TEST(HostFaults, FailureOfAStartThatASignalWaitsForIsTold)
+{
+    const CJournal journal(journalledConfiguration("Other", "Name=\"Bench 2\" FailAt=\"connect\""));
+    CProgramRun run(host, journal.arguments(), "", journal.slowAt("device Bench 2 connect", 2500));
+    ASSERT_TRUE(journal.tells("device Bench 2 connect"));
+    run.end(eEnd::Terminate);
+    const SProgramResult result = run.wait();
+    EXPECT_EQ(1, result.exitCode);
+    EXPECT_EQ("stopped: failing at connect as told\n", result.err);
+}
+
 TEST(HostFaults, SignalEndsTheHostAlthoughADeviceIsNeverConnected)
 {
     const CJournal journal;
     CProgramRun run(host, journal.arguments({"--for", "1s"}), "", journal.slowAt("device Bench 2 connect"));
-    const std::string told = "Bench 2 does not answer; what is shown and recorded waits for it\n";
+    const std::string told = "Bench 2 does not answer; nothing is shown or recorded meanwhile\n";
     ASSERT_TRUE(eventually([&] { return run.errSoFar() == told; }));
     const auto begin = std::chrono::steady_clock::now();
     run.end(eEnd::Terminate);

@@ -6,6 +6,7 @@
 
 #include <future>
 #include <stdexcept>
+#include <thread>
 
 namespace Rvl::Test {
 
@@ -84,6 +85,52 @@ TEST(PatienceTest, SlowThingsAreDoneSideBySide)
     std::vector<std::function<void()>> actions(5, [gate] { gate.wait(); });
     actions.emplace_back([&last] { last.set_value(); });
     EXPECT_THAT(doAllPatiently(actions), IsEmpty());
+}
+
+TEST(PatienceTest, ManyThingsThatTakeTheirTimeAreDoneSideBySideInTheEnd)
+{
+    const std::vector<std::function<void()>> actions(
+        100, [] { std::this_thread::sleep_for(std::chrono::milliseconds(100)); });
+    const auto begin = std::chrono::steady_clock::now();
+    EXPECT_THAT(doAllPatiently(actions), IsEmpty());
+    EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(8))
+        << "none of them takes long, all of them one after another take ten seconds";
+}
+
+TEST(PatienceTest, WhatHasAnOrderKeepsIt)
+{
+    SNumbers numbers;
+    std::vector<std::function<void()>> actions;
+    std::vector<int> expected;
+    for (int number = 0; number < 4; ++number) {
+        expected.push_back(number);
+        actions.emplace_back([&numbers, number] {
+            std::this_thread::sleep_for(2 * sequencePatience);
+            numbers.add(number);
+        });
+    }
+    EXPECT_THAT(doAllPatiently(actions, generalPatience, eOrder::AsGiven), IsEmpty());
+    EXPECT_EQ(expected, numbers.all);
+}
+
+TEST(PatienceTest, WhatHasAnOrderIsNotDoneAfterWhatDoesNotEnd)
+{
+    const auto numbers = std::make_shared<SNumbers>();
+    const auto released = std::make_shared<std::promise<void>>();
+    const auto gate = released->get_future().share();
+    EXPECT_THAT(doAllPatiently(
+                    {[numbers] { numbers->add(0); }, [gate] { gate.wait(); }, [numbers] { numbers->add(2); }},
+                    std::chrono::milliseconds(400), eOrder::AsGiven),
+                ElementsAre(1, 2));
+    {
+        const std::lock_guard<std::mutex> lock(numbers->mutex);
+        EXPECT_THAT(numbers->all, ElementsAre(0));
+    }
+    released->set_value();
+    EXPECT_TRUE(eventually([numbers] {
+        const std::lock_guard<std::mutex> lock(numbers->mutex);
+        return numbers->all.size() == 2;
+    })) << "but then";
 }
 
 } // namespace Rvl::Test
