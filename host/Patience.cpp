@@ -63,6 +63,9 @@ struct SSequence
     /// Does the next one that nobody has begun; false if there is none.
     bool doNext()
     {
+        if (givenUp) {
+            return false;
+        }
         const std::size_t index = next++;
         if (index >= count) {
             return false;
@@ -82,6 +85,7 @@ struct SSequence
     std::vector<std::function<void()>> actions;
     const std::size_t count;
     std::atomic<std::size_t> next{0};
+    std::atomic<bool> givenUp{false};
     std::mutex mutex;
     std::condition_variable changed;
     std::vector<bool> done;
@@ -113,6 +117,7 @@ std::vector<std::size_t> doAllPatiently(std::vector<std::function<void()>> actio
             continue;
         }
         if (isLastPhase) {
+            sequence->givenUp = order == eOrder::AsGiven;
             break;
         }
         isLastPhase = true;

@@ -42,9 +42,10 @@ enum class eOrder
 
 /// Does things of which any may never end: one after another while that goes well, and side by side all that
 /// are left once one of them, or all so far, have taken too long, unless the order matters. Returns when all
-/// are done, or when nothing more has ended for `patience`: the numbers of those that are not done, which go
-/// on. Everything is done on other threads than the caller's (unless there can be no more of them); what it
-/// uses has to live until it is done. What it throws is dropped.
+/// are done, or when nothing more has ended for `patience`: the numbers of those that are not done. What
+/// was begun goes on, but where the order matters nothing is begun any more. Everything is done on other
+/// threads than the caller's (unless there can be no more of them); what it uses has to live until it is
+/// done. What it throws is dropped.
 std::vector<std::size_t> doAllPatiently(std::vector<std::function<void()>> actions,
                                         std::chrono::milliseconds patience = generalPatience,
                                         eOrder order = eOrder::Any);

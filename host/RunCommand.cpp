@@ -145,7 +145,7 @@ std::chrono::milliseconds longestSampleTime(const std::vector<Observation>& obse
 
 /// The time between start and shutdown, on two threads. One does everything that may have to wait for a
 /// device or for a disk: it starts the session, looks at the controllers, records and shows them. The other
-/// waits for none of these while anything may be driven, and so ends the run in time whatever has become of
+/// waits for none of these, but a second for the summary, and so ends the run in time whatever has become of
 /// the first.
 class CRun
 {
@@ -222,7 +222,9 @@ private:
             start();
             boost::asio::post(context_, [this] { onStarted(); });
             observe();
-            summaryText_ = summary(finalStatus(observations_), states(), untilFirstStep_);
+            // who was held up until all were disabled tells how they were before
+            summaryText_ = summary(finalStatus(observations_),
+                                   session_.isDisabling() ? latestStates_ : states(), untilFirstStep_);
         } catch (const std::exception& exception) {
             failure_ = exception.what();
             failure_ = failure_.empty() ? "an exception without a text" : failure_;
@@ -275,13 +277,11 @@ private:
         if (recorder_) {
             every(options_.recordInterval, [this] { return record(); });
         }
-        if (options_.quiet && !recorder_) {
-            // who does not answer is told all the same
-            every(std::chrono::milliseconds(1000), [this] {
-                states();
-                return true;
-            });
-        }
+        // also where nothing is shown or recorded: who does not answer is told all the same
+        every(std::chrono::milliseconds(1000), [this] {
+            ask();
+            return true;
+        });
         if (!options_.quiet) {
             const bool terminal = setUpTerminal();
             every(std::chrono::milliseconds(terminal ? 500 : 1000), [this, terminal] {
@@ -320,6 +320,15 @@ private:
     {
         ++timesAsked_;
         return statesWithLoops(session_.states(), observations_, asked_);
+    }
+
+    void ask()
+    {
+        try {
+            latestStates_ = states();
+        } catch (...) {
+            // told by who needs the states
+        }
     }
 
     bool noteFirstStep()
@@ -378,6 +387,7 @@ private:
     std::atomic<unsigned> timesAsked_{0};
     AskedPlace asked_{nullptr};
     CLiveTable table_;
+    std::vector<SControllerState> latestStates_; ///< as ask() found them, within the last second
     std::optional<std::chrono::microseconds> untilFirstStep_;
 
     boost::asio::io_context context_{1};
@@ -397,12 +407,12 @@ private:
 };
 
 /// How long whoever reads the output is waited for in the end.
-constexpr std::chrono::seconds readersPatience(2);
+constexpr std::chrono::milliseconds readersPatience(2000);
 
 /// Whether who reads the output has read all of it, or does so in time.
 bool isRead(const CBackgroundOutput& output, const CBackgroundOutput& errors)
 {
-    const auto limit = std::chrono::steady_clock::now() + readersPatience;
+    const auto limit = std::chrono::steady_clock::now() + readersPatience / 2;
     return output.waitUntilIdle(limit) && errors.waitUntilIdle(limit);
 }
 
@@ -438,7 +448,7 @@ int runAssembly(const SRunOptions& options, CAssembly& assembly, CBackgroundOutp
     if (run.failed()) {
         result = ExitFailure;
     }
-    errors.waitUntilIdle(std::chrono::steady_clock::now() + readersPatience); // both may be one terminal
+    errors.waitUntilIdle(std::chrono::steady_clock::now() + readersPatience / 2); // both may be one terminal
     output.write(run.summaryText());
     if (session.isAbandoned()) {
         isRead(output, errors);
@@ -467,13 +477,19 @@ int runConfiguration(const SRunOptions& options, const CPluginPath& pluginPath, 
     };
     int result = ExitDone;
     try {
-        CAssembly assembly(options.configuration, pluginPath);
-        if (!assembly.faults().empty()) {
-            errors.write(assembly.faults().report(assembly.configuration().name()));
+        auto assembly = std::make_unique<CAssembly>(options.configuration, pluginPath);
+        if (!assembly->faults().empty()) {
+            errors.write(assembly->faults().report(assembly->configuration().name()));
             waitForReader();
-            return assembly.faults().hasRuntimeFault() ? ExitFailure : ExitBadConfiguration;
+            return assembly->faults().hasRuntimeFault() ? ExitFailure : ExitBadConfiguration;
         }
-        result = runAssembly(options, assembly, output, errors);
+        result = runAssembly(options, *assembly, output, errors);
+        if (!doAllPatiently({[&assembly] { assembly.reset(); }}).empty()) {
+            errors.write("unloading the plug-ins: did not end within " +
+                         std::to_string(generalPatience.count() / 1000) + " s\n");
+            isRead(output, errors);
+            leaveAtOnce(ExitFailure);
+        }
     } catch (...) {
         waitForReader();
         throw;

@@ -385,6 +385,11 @@ bool CSession::isAbandoned() const
     return abandoned_;
 }
 
+bool CSession::isDisabling() const
+{
+    return disabling_;
+}
+
 std::string CSession::busyWith() const
 {
     const std::string* const name = busyWith_;

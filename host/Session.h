@@ -78,14 +78,17 @@ public:
     /// Whether threads are still in operations of the objects. Plug-ins must not be unloaded then: the
     /// process has to end by leaveAtOnce().
     bool isAbandoned() const;
-    /// The name of the device or controller that start() or states() is busy with on another thread; empty if
-    /// with none.
+    /// Whether controllers are being disabled for good, or are.
+    bool isDisabling() const;
+    /// The name of the bus, device or controller that start() or states() is busy with on another thread;
+    /// empty if with none.
     std::string busyWith() const;
 
     /// For a process that is about to end, on the thread that is the reason: has every controller write its
     /// disabled value and every device carry that out, as far as they still can, which takes some seconds at
     /// most unless the calling thread itself never gets a lock. Nothing is destroyed, and start() enables
-    /// nothing any more. Other threads may be in any operation; in shutDown() only until `onStopped`.
+    /// nothing any more. Other threads may be in any operation; in shutDown() only until `onStopped`, or for
+    /// as long as isAbandoned() is true from then on.
     void emergencyStop();
 
     /// The controllers in file order; valid until shutDown().

@@ -562,7 +562,8 @@ TEST(HostFaults, WriteThatTakesLongOnlyMakesTheEndWait)
                                                  journal.slowAt("output Sound output = " + value, 3000));
         EXPECT_EQ(0, result.exitCode);
         EXPECT_EQ("", result.err);
-        EXPECT_THAT(result.out, HasSubstr("\n  Sound ")) << "the summary, although it comes late";
+        EXPECT_THAT(result.out, testing::ContainsRegex("\n  Sound +auto"))
+            << "as it was before it was disabled";
         EXPECT_THAT(journal.lines(), testing::IsSupersetOf({"device Bench disconnect, last output 7",
                                                             "device Bench destroyed"}));
     }
@@ -595,6 +596,7 @@ TEST(HostFaults, WhatIsNeverDestroyedOrLeftEndsTheHostAllTheSame)
 {
     for (const auto& [line, told] :
          {std::pair<std::string, std::string>("device Bench destroyed", "destroying Bench"),
+          std::pair<std::string, std::string>("bus FakeBus destroyed", "unloading the plug-ins"),
           std::pair<std::string, std::string>("bus FakeBus disconnect", "disconnecting the bus FakeBus")}) {
         const CJournal journal;
         const SProgramResult result =
