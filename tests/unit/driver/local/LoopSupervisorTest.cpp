@@ -318,6 +318,18 @@ TEST_F(LoopSupervisor, LoopThatIsEnabledAgainWaitsForAGoodValue)
     EXPECT_THAT(output->written, ElementsAre(4.0, -5.0));
 }
 
+TEST_F(LoopSupervisor, LoopThatIsEnabledAgainStartsAsAnyLoopWhateverWasDoneBefore)
+{
+    supervise();
+    EXPECT_EQ(4.0, control(8));
+    judge.bad = {0};
+    loop->process();
+    EXPECT_EQ(ILoopSupervision::Acting, supervisor->state(0));
+    loop->setEnabled(false);
+    judge.bad.clear();
+    EXPECT_EQ(4.0, control(8)) << "and not the disabled value, from which one that was held would go on";
+}
+
 TEST_F(LoopSupervisor, ProportionalControllerKeepsNoOffsetFromTheFault)
 {
     CPIDParameters parameters = loop->parameters();

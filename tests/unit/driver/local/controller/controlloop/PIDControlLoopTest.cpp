@@ -614,6 +614,10 @@ TEST_F(PIDControlLoop, CopySharesTheListeners)
     CPIDControlLoop copy(loop);
     copy.process();
     EXPECT_EQ(listener.values.size(), 1u);
+    CPIDControlLoop assigned;
+    assigned = loop;
+    assigned.process();
+    EXPECT_EQ(listener.values.size(), 2u);
 }
 
 TEST(PIDControlLoopFactory, BuildsPIDLoops)
