@@ -40,10 +40,10 @@ std::string currentFault()
 [[noreturn]] void takeLastResort()
 {
     // the action may need a lock that is held by what failed
-    std::thread([] {
+    [[maybe_unused]] static auto* const limit = new std::thread([] { // never joined
         std::this_thread::sleep_for(actionLimit);
         std::abort();
-    }).detach();
+    });
     actionMutex.lock(); // never unlocked again: there is no way back
     // whoever reads standard error may keep us waiting
     const auto message = std::make_shared<SAttempts>();

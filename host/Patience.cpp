@@ -27,10 +27,28 @@ void SAttempts::begin(std::function<void()> action)
         self->changed.notify_all();
     };
     try {
-        std::thread(attempt).detach();
+        threads.emplace_back(attempt);
     } catch (const std::system_error&) {
         attempt(); // there can be no more threads
     }
+}
+
+SAttempts::~SAttempts()
+{
+    // each has what it keeps this by, so that it is on its last steps, perhaps this very one
+    for (std::thread& thread : threads) {
+        if (thread.joinable()) {
+            thread.detach();
+        }
+    }
+}
+
+void SAttempts::join()
+{
+    for (std::thread& thread : threads) {
+        thread.join();
+    }
+    threads.clear();
 }
 
 bool SAttempts::wait(std::chrono::milliseconds limit)
@@ -128,7 +146,10 @@ std::vector<std::size_t> doAllPatiently(std::vector<std::function<void()>> actio
         lock.lock();
     }
     if (sequence->doneCount == count) {
-        sequence->actions.clear(); // a thread may be there for a moment longer than what they use
+        lock.unlock();
+        threads->join();
+        sequence->actions.clear();
+        return {};
     }
     std::vector<std::size_t> notDone;
     for (std::size_t index = 0; index < count; ++index) {

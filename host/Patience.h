@@ -6,6 +6,7 @@
 #include <functional>
 #include <memory>
 #include <mutex>
+#include <thread>
 #include <vector>
 
 namespace Rvl {
@@ -14,8 +15,15 @@ namespace Rvl {
 /// by a shared pointer, as what never ends keeps it.
 struct SAttempts : std::enable_shared_from_this<SAttempts>
 {
-    /// Begins to do something; what it throws is dropped.
+    SAttempts() = default;
+    ~SAttempts();
+    SAttempts(const SAttempts&) = delete;
+    SAttempts& operator=(const SAttempts&) = delete;
+
+    /// Begins to do something; what it throws is dropped. Not to be called by several threads at once.
     void begin(std::function<void()> action);
+    /// Waits until all have ended.
+    void join();
     /// Whether all are done within that time.
     bool wait(std::chrono::milliseconds limit);
     /// Which of the first so many are not done.
@@ -24,6 +32,8 @@ struct SAttempts : std::enable_shared_from_this<SAttempts>
     std::mutex mutex;
     std::condition_variable changed;
     std::vector<bool> done;
+    /// Detached in the end only: Windows' threads do not survive being detached while they begin.
+    std::vector<std::thread> threads;
 };
 
 /// How long one of several things may take before the others are no longer left waiting for it, and how long

@@ -52,6 +52,11 @@ void WINAPI steppedCalendar(FILETIME* time)
 
 void redirect(unsigned char* function)
 {
+    // for good: the plug-in may be unloaded, and the process asks for the time until its end
+    HMODULE self = nullptr;
+    GetModuleHandleExA(GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS | GET_MODULE_HANDLE_EX_FLAG_PIN,
+                       reinterpret_cast<const char*>(reinterpret_cast<std::uintptr_t>(&steppedCalendar)),
+                       &self);
     // mov rax, address; jmp rax
     std::array<unsigned char, 12> jump{0x48, 0xb8, 0, 0, 0, 0, 0, 0, 0, 0, 0xff, 0xe0};
     const auto address = reinterpret_cast<std::uintptr_t>(&steppedCalendar);
