@@ -5,6 +5,7 @@
 #if defined(_WIN32)
 #include <boost/asio/post.hpp>
 
+#include <atomic>
 #include <condition_variable>
 #include <mutex>
 #include <thread>
@@ -154,6 +155,15 @@ struct CEndRequest::Private
     /// The one that lives, or null; the system calls on a thread of its own.
     static inline Private* current = nullptr;
     static inline std::mutex mutex;
+    /// Whether there has been one.
+    static inline std::atomic<bool> heard{false};
+
+    static void handleConsoleEvents()
+    {
+        // Once and for good: the system holds its lock on the handlers while one of them runs, so taking this
+        // one off again would wait for a thread that waits for the end of the process.
+        [[maybe_unused]] static const BOOL handles = SetConsoleCtrlHandler(&Private::onConsoleEvent, TRUE);
+    }
 
     static void request()
     {
@@ -165,6 +175,9 @@ struct CEndRequest::Private
 
     static BOOL WINAPI onConsoleEvent(DWORD event)
     {
+        if (!heard) {
+            TerminateProcess(GetCurrentProcess(), STATUS_CONTROL_C_EXIT);
+        }
         request();
         if (event != CTRL_C_EVENT && event != CTRL_BREAK_EVENT) {
             // returning would end the process here and now: this thread goes with the process instead
@@ -177,14 +190,18 @@ struct CEndRequest::Private
 CEndRequest::CEndRequest(boost::asio::io_context& context, std::function<void()> call)
     : private_(new Private{context, std::move(call), nullptr})
 {
-    // Once and for good: the system holds its lock on the handlers while one of them runs, so taking this one
-    // off again would wait for a thread that waits for the end of the process.
-    [[maybe_unused]] static const BOOL handles = SetConsoleCtrlHandler(&Private::onConsoleEvent, TRUE);
     {
         const std::lock_guard<std::mutex> lock(Private::mutex);
         Private::current = private_.get();
     }
+    Private::heard = true;
+    Private::handleConsoleEvents();
     private_->window = std::make_unique<CSessionWindow>(&Private::request);
+}
+
+void CEndRequest::endProcessUntilThereIsOne()
+{
+    Private::handleConsoleEvents();
 }
 
 CEndRequest::~CEndRequest()
@@ -249,6 +266,8 @@ CEndRequest::CEndRequest(boost::asio::io_context& context, std::function<void()>
 }
 
 CEndRequest::~CEndRequest() = default;
+
+void CEndRequest::endProcessUntilThereIsOne() {}
 
 #endif
 

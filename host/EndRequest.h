@@ -24,6 +24,11 @@ public:
     CEndRequest(const CEndRequest&) = delete;
     CEndRequest& operator=(const CEndRequest&) = delete;
 
+    /// Has whoever asks before there is the first object end the process on the spot. Without that Windows
+    /// has all libraries take their leave, with all threads but one gone, which may wait for ever for a lock
+    /// that one of these held. Elsewhere the system does just so.
+    static void endProcessUntilThereIsOne();
+
 private:
     struct Private;
     std::unique_ptr<Private> private_;

@@ -1,5 +1,6 @@
 #include "host/Application.h"
 #include "host/DescriptorLimit.h"
+#include "host/EndRequest.h"
 #include "host/SystemText.h"
 #include "host/Terminal.h"
 #include "host/TimerResolution.h"
@@ -12,6 +13,7 @@
 int main(int argc, char** argv)
 {
     const auto programStart = std::chrono::steady_clock::now();
+    Rvl::CEndRequest::endProcessUntilThereIsOne();
     Rvl::keepDialogsAway();
     const Rvl::CConsole console;
     const Rvl::CTimerResolution timerResolution;
