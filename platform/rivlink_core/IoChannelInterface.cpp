@@ -6,6 +6,8 @@
 #include <boost/property_tree/ptree.hpp>
 
 #include <algorithm>
+#include <cstdint>
+#include <utility>
 #include <vector>
 
 namespace Rvl {
@@ -19,7 +21,9 @@ struct IIoChannelInterface::Private
 
     /// Held while listeners are called: that is what lets removeEventListener() promise an end of calls.
     Kor::CMutex listenersMutex;
-    std::vector<Kor::IEventListener*> listeners;
+    /// In the order in which they were added, each with its number in it.
+    std::vector<std::pair<std::uint64_t, Kor::IEventListener*>> listeners;
+    std::uint64_t lastNumber = 0;
 
     mutable Kor::CMutex faultMutex;
     std::string fault;
@@ -46,29 +50,33 @@ void IIoChannelInterface::addEventListener(Kor::IEventListener* listener)
 {
     Kor::CGuard guard(private_->listenersMutex);
     auto& listeners = private_->listeners;
-    if (std::find(listeners.begin(), listeners.end(), listener) == listeners.end()) {
-        listeners.push_back(listener);
+    const auto isListener = [listener](const auto& entry) { return entry.second == listener; };
+    if (std::none_of(listeners.begin(), listeners.end(), isListener)) {
+        listeners.emplace_back(++private_->lastNumber, listener);
     }
 }
 
 void IIoChannelInterface::removeEventListener(Kor::IEventListener* listener)
 {
     Kor::CGuard guard(private_->listenersMutex);
-    auto& listeners = private_->listeners;
-    listeners.erase(std::remove(listeners.begin(), listeners.end(), listener), listeners.end());
+    std::erase_if(private_->listeners, [listener](const auto& entry) { return entry.second == listener; });
 }
 
 void IIoChannelInterface::raiseEvent(int event)
 {
     Kor::CGuard guard(private_->listenersMutex);
-    // by index: a listener may add or remove listeners while it is called
+    // By number: a listener may add and remove any while it is called, itself as well. Who is added meanwhile
+    // is called with the next event.
     auto& listeners = private_->listeners;
-    for (std::size_t i = 0; i < listeners.size();) {
-        Kor::IEventListener* const called = listeners[i];
-        called->deviceEvent(event);
-        if (i < listeners.size() && listeners[i] == called) {
-            ++i;
+    const std::uint64_t last = private_->lastNumber;
+    for (std::uint64_t called = 0;;) {
+        const auto next = std::find_if(listeners.begin(), listeners.end(),
+                                       [called](const auto& entry) { return entry.first > called; });
+        if (next == listeners.end() || next->first > last) {
+            return;
         }
+        called = next->first;
+        next->second->deviceEvent(event);
     }
 }
 

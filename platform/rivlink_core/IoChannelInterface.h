@@ -41,7 +41,9 @@ public:
     /// Removes a listener; nothing happens if it is not there. On return no call to it is under way, unless
     /// it is the calling thread's own.
     void removeEventListener(Kor::IEventListener* listener);
-    /// Calls deviceEvent(event) of every listener on the calling thread.
+    /// Calls deviceEvent(event) of every listener on the calling thread, in the order in which they were
+    /// added. A listener may add and remove any, itself as well: those that are added are called from the
+    /// next event on.
     void raiseEvent(int event);
 
     /// The configuration node last given to setProperties(); empty before.

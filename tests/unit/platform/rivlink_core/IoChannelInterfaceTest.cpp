@@ -98,6 +98,45 @@ TEST(IoChannelInterface, ListenerMayRemoveItselfWhileCalled)
     EXPECT_THAT(staying.events, testing::ElementsAre(1, 2));
 }
 
+TEST(IoChannelInterface, ListenerThatIsAddedWhileOthersAreCalledWaitsForTheNextEvent)
+{
+    CTestChannel channel;
+    Listener leavingAndComing;
+    Listener staying;
+    leavingAndComing.onEvent = [&] {
+        channel.removeEventListener(&leavingAndComing);
+        ASSERT_LT(leavingAndComing.events.size(), 10U) << "the same event comes again and again";
+        channel.addEventListener(&leavingAndComing);
+    };
+    channel.addEventListener(&leavingAndComing);
+    channel.addEventListener(&staying);
+    channel.raiseEvent(1);
+    EXPECT_THAT(leavingAndComing.events, testing::ElementsAre(1));
+    EXPECT_THAT(staying.events, testing::ElementsAre(1));
+    channel.raiseEvent(2);
+    EXPECT_THAT(leavingAndComing.events, testing::ElementsAre(1, 2));
+    EXPECT_THAT(staying.events, testing::ElementsAre(1, 2));
+}
+
+TEST(IoChannelInterface, ListenerMayRemoveThoseBeforeItAndItselfWithoutHidingTheNext)
+{
+    CTestChannel channel;
+    Listener first;
+    Listener removing;
+    Listener last;
+    removing.onEvent = [&] {
+        channel.removeEventListener(&first);
+        channel.removeEventListener(&removing);
+    };
+    for (Listener* const listener : {&first, &removing, &last}) {
+        channel.addEventListener(listener);
+    }
+    channel.raiseEvent(1);
+    EXPECT_THAT(first.events, testing::ElementsAre(1));
+    EXPECT_THAT(removing.events, testing::ElementsAre(1));
+    EXPECT_THAT(last.events, testing::ElementsAre(1));
+}
+
 TEST(IoChannelInterface, RemovalWaitsForACallUnderWay)
 {
     CTestChannel channel;
