@@ -10,6 +10,7 @@
 #include <boost/date_time/posix_time/posix_time_types.hpp>
 #include <boost/thread/thread.hpp>
 
+#include <condition_variable>
 #include <cstdint>
 #include <list>
 #include <mutex>
@@ -128,20 +129,34 @@ void CControlLoopOperation::abandon()
 class CTimedLoopProcessor::Private
 {
 public:
-    boost::asio::io_context eventLoop;
-    std::shared_ptr<boost::thread> worker;
-    // held from the worker's creation until it is stored: a step may ask for it, to stop the loops
-    std::mutex starting;
-    // destroyed first: the operations' timers belong to the event loop
-    std::list<std::shared_ptr<CControlLoopOperation>> operations;
+    /// With `mutex` held.
+    bool isActive() const { return joining || (worker && worker->joinable()); }
+
+    /// With `mutex` held.
+    void cancelAll()
+    {
+        for (const auto& operation : operations) {
+            operation->cancel();
+        }
+    }
 
     void runEventLoop()
     {
         {
-            const std::lock_guard<std::mutex> stored(starting);
+            const std::lock_guard<std::recursive_mutex> workerIsStored(mutex);
         }
         eventLoop.run();
     }
+
+    boost::asio::io_context eventLoop;
+    // Guards what follows, but never while the worker is waited for: a step may ask for the processor's state
+    // or try to stop it. Recursive, as a start that fails runs what was posted to the event loop.
+    std::recursive_mutex mutex;
+    std::condition_variable_any joined;
+    bool joining = false; // the worker is another thread's to wait for, and must not be touched
+    std::shared_ptr<boost::thread> worker;
+    // destroyed first: the operations' timers belong to the event loop
+    std::list<std::shared_ptr<CControlLoopOperation>> operations;
 };
 
 CTimedLoopProcessor::CTimedLoopProcessor() : d_(std::make_unique<Private>()) {}
@@ -153,12 +168,15 @@ CTimedLoopProcessor::~CTimedLoopProcessor()
 
 void CTimedLoopProcessor::addControlLoop(std::shared_ptr<IControlLoop> loop)
 {
-    d_->operations.push_back(std::make_shared<CControlLoopOperation>(std::move(loop), d_->eventLoop));
+    auto operation = std::make_shared<CControlLoopOperation>(std::move(loop), d_->eventLoop);
+    const std::lock_guard<std::recursive_mutex> lock(d_->mutex);
+    d_->operations.push_back(std::move(operation));
 }
 
 void CTimedLoopProcessor::runControlLoops()
 {
-    if (processorActive()) {
+    const std::lock_guard<std::recursive_mutex> lock(d_->mutex);
+    if (d_->isActive()) {
         return;
     }
     // an event loop that ran out of work stays stopped until told otherwise
@@ -167,7 +185,6 @@ void CTimedLoopProcessor::runControlLoops()
         operation->execute();
     }
     try {
-        const std::lock_guard<std::mutex> storing(d_->starting);
         d_->worker = std::make_shared<boost::thread>(boost::bind(&Private::runEventLoop, d_.get()));
     } catch (...) {
         // the waits just queued must not be found, aborted, by the thread of a later start
@@ -181,23 +198,37 @@ void CTimedLoopProcessor::runControlLoops()
 
 void CTimedLoopProcessor::stopControlLoops()
 {
-    if (!processorActive()) {
+    std::unique_lock<std::recursive_mutex> lock(d_->mutex);
+    if (!d_->isActive()) {
         return;
     }
-    cancelControlLoops();
-    d_->worker->join();
+    d_->cancelAll();
+    const std::shared_ptr<boost::thread> worker = d_->worker;
+    if (d_->eventLoop.get_executor().running_in_this_thread()) {
+        worker->join(); // throws
+    }
+    if (d_->joining) {
+        d_->joined.wait(lock, [this] { return !d_->joining; });
+        return;
+    }
+    d_->joining = true;
+    lock.unlock();
+    worker->join();
+    lock.lock();
+    d_->joining = false;
+    d_->joined.notify_all();
 }
 
 void CTimedLoopProcessor::cancelControlLoops()
 {
-    for (const auto& operation : d_->operations) {
-        operation->cancel();
-    }
+    const std::lock_guard<std::recursive_mutex> lock(d_->mutex);
+    d_->cancelAll();
 }
 
 void CTimedLoopProcessor::rearmControlLoops()
 {
     boost::asio::post(d_->eventLoop, [this] {
+        const std::lock_guard<std::recursive_mutex> lock(d_->mutex);
         for (const auto& operation : d_->operations) {
             operation->d_->rearm();
         }
@@ -206,7 +237,8 @@ void CTimedLoopProcessor::rearmControlLoops()
 
 bool CTimedLoopProcessor::processorActive()
 {
-    return d_->worker && d_->worker->joinable();
+    const std::lock_guard<std::recursive_mutex> lock(d_->mutex);
+    return d_->isActive();
 }
 
 } // namespace Rvl

@@ -47,7 +47,9 @@ private:
 ///
 /// A loop must not throw from its step, nor a timer fail: an exception on the thread ends the process.
 ///
-/// The operations may be called on any one thread at a time.
+/// All operations but the destructor may be called on any thread at any time. What is done while another
+/// thread waits for the end of a stop sees the processor as active: starting does nothing, and a second stop
+/// waits for the end of the first.
 class RIVLINK_LOCAL_EXPORT CTimedLoopProcessor : public ILoopProcessor
 {
 public:
@@ -69,11 +71,10 @@ public:
     void stopControlLoops() override;
     bool processorActive() override;
     /// What stopControlLoops() begins with: every loop ends with its timer's next expiry. Does not wait; the
-    /// processor stays active until stopControlLoops() does. Safe from any thread while no loop is added.
+    /// processor stays active until stopControlLoops() does.
     void cancelControlLoops();
     /// Sets every timer that is being waited for anew, to one sample time from now. Timers go by the system's
-    /// UTC clock: when that is set back they would expire that much later. Does not wait. Safe from any
-    /// thread while no loop is added.
+    /// UTC clock: when that is set back they would expire that much later. Does not wait.
     void rearmControlLoops();
 
 private:

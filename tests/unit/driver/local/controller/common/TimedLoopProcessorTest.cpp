@@ -7,9 +7,11 @@
 #include "tests/support/VirtualSlot.h"
 
 #include <boost/asio/error.hpp>
+#include <boost/thread/exceptions.hpp>
 #include <gmock/gmock.h>
 
 #include <algorithm>
+#include <atomic>
 #include <chrono>
 #include <filesystem>
 #include <functional>
@@ -20,6 +22,7 @@
 #include <string>
 #include <thread>
 #include <type_traits>
+#include <vector>
 
 #if defined(_WIN32)
 #include <windows.h>
@@ -414,4 +417,112 @@ TEST(TimedLoopProcessor, RearmedLoopIsCalculatedOneSampleTimeLater)
     }
     processor.stopControlLoops();
     EXPECT_FALSE(processor.processorActive());
+}
+
+TEST(TimedLoopProcessor, SecondStopWaitsForTheEndOfTheFirst)
+{
+    const auto loop = std::make_shared<SteppedLoop>(1);
+    std::atomic<bool> inAStep{false};
+    std::atomic<bool> mayGoOn{false};
+    loop->onStep = [&] {
+        inAStep = true;
+        while (!mayGoOn) {
+            std::this_thread::yield();
+        }
+    };
+    CTimedLoopProcessor processor;
+    processor.addControlLoop(loop);
+    processor.runControlLoops();
+    while (!inAStep) {
+        std::this_thread::yield();
+    }
+    std::atomic<int> stopped{0};
+    std::atomic<int> activeAfterwards{0};
+    const auto stop = [&] {
+        processor.stopControlLoops();
+        activeAfterwards += processor.processorActive() ? 1 : 0;
+        ++stopped;
+    };
+    std::thread first(stop);
+    std::thread second(stop);
+    std::this_thread::sleep_for(std::chrono::milliseconds(50)); // both wait by now, most probably
+    processor.runControlLoops();                                // is active still, so nothing happens
+    EXPECT_TRUE(processor.processorActive());
+    EXPECT_EQ(stopped, 0);
+    mayGoOn = true;
+    first.join();
+    second.join();
+    EXPECT_EQ(activeAfterwards, 0);
+    EXPECT_EQ(loop->steps, 1);
+}
+
+TEST(TimedLoopProcessor, StepMayAskForTheStateWhileAnotherThreadWaitsForTheEnd)
+{
+    const auto loop = std::make_shared<SteppedLoop>(1);
+    CTimedLoopProcessor processor;
+    std::atomic<bool> inAStep{false};
+    bool wasActive = false;
+    bool refused = false;
+    loop->onStep = [&] {
+        inAStep = true;
+        std::this_thread::sleep_for(
+            std::chrono::milliseconds(50)); // the other one waits by now, most probably
+        wasActive = processor.processorActive();
+        processor.runControlLoops();
+        processor.cancelControlLoops();
+        processor.rearmControlLoops();
+        try {
+            processor.stopControlLoops();
+        } catch (const boost::thread_resource_error&) {
+            refused = true;
+        }
+    };
+    processor.addControlLoop(loop);
+    processor.runControlLoops();
+    while (!inAStep) {
+        std::this_thread::yield();
+    }
+    processor.stopControlLoops();
+    EXPECT_TRUE(wasActive);
+    EXPECT_TRUE(refused);
+    EXPECT_EQ(loop->steps, 1);
+    EXPECT_FALSE(processor.processorActive());
+}
+
+TEST(TimedLoopProcessor, AnyThreadMayStartAndStopItAtAnyTime)
+{
+    CTimedLoopProcessor processor;
+    const auto loop = std::make_shared<SteppedLoop>(1);
+    processor.addControlLoop(loop);
+    std::vector<std::thread> users;
+    for (int user = 0; user < 4; ++user) {
+        users.emplace_back([&, user] {
+            for (int turn = 0; turn < 100; ++turn) {
+                switch ((turn + user) % 4) {
+                case 0:
+                    processor.runControlLoops();
+                    break;
+                case 1:
+                    processor.rearmControlLoops();
+                    break;
+                case 2:
+                    processor.cancelControlLoops();
+                    break;
+                default:
+                    processor.stopControlLoops();
+                }
+                processor.processorActive();
+            }
+        });
+    }
+    for (std::thread& user : users) {
+        user.join();
+    }
+    processor.stopControlLoops();
+    EXPECT_FALSE(processor.processorActive());
+    const int steps = loop->steps;
+    processor.runControlLoops();
+    std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    processor.stopControlLoops();
+    EXPECT_GT(loop->steps, steps) << "what was given up before stays so after a new start";
 }
