@@ -3,7 +3,8 @@
 //
 // scale_benchmark rivlink|bare CHANNELS SECONDS [busy [realtime]]
 // prints what that takes of the machine, and how late the steps were. "busy" leaves it one core, on which
-// another program is at work all the time; "realtime" has the threads served first, as the host does.
+// four other programs are at work all the time; "realtime" has the threads served first, as the host does,
+// and fails where the system refuses that.
 
 #include "benchmarks/Measuring.h"
 #include "driver/local/controller/common/ControlLoopValueListener.h"
@@ -22,6 +23,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <array>
 #include <atomic>
 #include <chrono>
 #include <csignal>
@@ -141,7 +143,7 @@ private:
     std::thread thread_;
 };
 
-/// A program that needs all it can get of the core on which this one has to be from now on.
+/// Programs that need all they can get of the core on which this one has to be from now on.
 class CBusyCore
 {
 public:
@@ -151,24 +153,29 @@ public:
         CPU_ZERO(&core);
         CPU_SET(0, &core);
         sched_setaffinity(0, sizeof core, &core);
-        child_ = fork();
-        if (child_ == 0) {
-            prctl(PR_SET_PDEATHSIG, SIGKILL);
-            for (volatile unsigned turn = 0;; turn = turn + 1) {
+        for (pid_t& child : children_) {
+            child = fork();
+            if (child == 0) {
+                prctl(PR_SET_PDEATHSIG, SIGKILL);
+                for (volatile unsigned turn = 0;; turn = turn + 1) {
+                }
             }
         }
     }
     ~CBusyCore()
     {
-        kill(child_, SIGKILL);
-        waitpid(child_, nullptr, 0);
+        for (const pid_t child : children_) {
+            kill(child, SIGKILL);
+            waitpid(child, nullptr, 0);
+        }
     }
 
 private:
-    pid_t child_ = 0;
+    std::array<pid_t, 4> children_{};
 };
 
-template <class Made> void measure(std::size_t count, int seconds, bool realtime)
+/// False if it was to be served first and the system refuses that: the figures are none then.
+template <class Made> bool measure(std::size_t count, int seconds, bool realtime)
 {
     std::list<STicks> ticks;
     for (std::size_t i = 0; i < count; ++i) {
@@ -179,6 +186,7 @@ template <class Made> void measure(std::size_t count, int seconds, bool realtime
     const std::int64_t descriptorsBefore = openDescriptors();
     std::list<Made> made;
     std::size_t index = 0;
+    bool refused = false;
     const auto start = [&] {
         for (STicks& each : ticks) {
             made.emplace_back(index++, each);
@@ -188,6 +196,7 @@ template <class Made> void measure(std::size_t count, int seconds, bool realtime
         for (const auto& refusals : {serveThreadsFirst(start), lockMemory()}) {
             for (const std::string& refusal : refusals) {
                 std::cerr << refusal << '\n';
+                refused = true;
             }
         }
     } else {
@@ -221,6 +230,7 @@ template <class Made> void measure(std::size_t count, int seconds, bool realtime
               << ", \"delivered_percent\": " << 100.0 * static_cast<double>(late_us.size()) / nominal
               << ", \"p50_us\": " << quantile(late_us, 0.5) << ", \"p99_us\": " << quantile(late_us, 0.99)
               << ", \"p999_us\": " << quantile(late_us, 0.999) << "}\n";
+    return !refused;
 }
 
 } // namespace
@@ -240,10 +250,9 @@ int main(int argc, char** argv)
         busyCore.emplace();
     }
     const bool realtime = argc > 5;
-    if (argv[1] == std::string("rivlink")) {
-        Rvl::Benchmark::measure<Rvl::Benchmark::CChannel>(channels, seconds, realtime);
-    } else {
-        Rvl::Benchmark::measure<Rvl::Benchmark::CBareThread>(channels, seconds, realtime);
-    }
-    return EXIT_SUCCESS;
+    const bool measured =
+        argv[1] == std::string("rivlink")
+            ? Rvl::Benchmark::measure<Rvl::Benchmark::CChannel>(channels, seconds, realtime)
+            : Rvl::Benchmark::measure<Rvl::Benchmark::CBareThread>(channels, seconds, realtime);
+    return measured ? EXIT_SUCCESS : EXIT_FAILURE;
 }

@@ -22,7 +22,7 @@ HEADING = {
     "step": "One step",
     "tick": "One period of the timed processor",
     "scale": "Channels of 20 ms",
-    "realtime": "Channels of 20 ms on a core that is busy with another program",
+    "realtime": "Channels of 20 ms on a core that is busy with four other programs",
     "load": "Loading a configuration",
 }
 
@@ -61,16 +61,22 @@ def ratio(ours, floor, key):
     return f"{statistics.median(ratios):.2f} ({min(ratios):.2f} to {max(ratios):.2f})" if ratios else "-"
 
 
+def fastest(ours, floor, key):
+    """What the machine's bad moments do not touch: the ratio of the fastest turns."""
+    return f"{min(result[key] for result in ours) / min(result[key] for result in floor):.2f}"
+
+
 def step(options):
     def side(name):
         found = output_of("step_benchmark", f"--benchmark_filter=/{name}$", "--benchmark_format=json",
-                          f"--benchmark_min_time={options.seconds / 10}")
+                          "--benchmark_min_time=0.005")
         return {one["name"].split("/")[0]: one["cpu_time"] for one in found["benchmarks"]}
 
-    ours, floor = in_turns(options.rounds, lambda: side("rivlink"), lambda: side("floor"))
-    table(["step", "rivlink_local", "floor", "ratio"],
+    # many short turns: the machine's speed changes within seconds
+    ours, floor = in_turns(20 * options.rounds, lambda: side("rivlink"), lambda: side("floor"))
+    table(["step", "rivlink_local", "floor", "ratio", "ratio of the fastest"],
           [[f"`{name}`", f"{median(ours, key):.1f} ns", f"{median(floor, key):.1f} ns",
-            ratio(ours, floor, key)]
+            ratio(ours, floor, key), fastest(ours, floor, key)]
            for name, key in (("CPIDAlgorithm::calculate", "calculate"), ("CPIDControlLoop::process", "process"))])
 
 
@@ -81,12 +87,14 @@ def tick(options):
             lambda side=side: output_of("tick_benchmark", side, loops, options.seconds)
             for side in ("rivlink", "bare", "model")))
         for name, side in (("rivlink_local", ours), ("bare timers", floor), ("as the model asks", model)):
-            rows.append([loops, name, f"{median(side, 'cpu_us'):.2f} us"] +
+            rows.append([loops, name, f"{median(side, 'cpu_us'):.2f} us",
+                         f"{min(one['cpu_us'] for one in side):.2f} us"] +
                         [f"{median(side, key):.0f} us" for key in ("mean_us", "p50_us", "p99_us")])
         for name, side in (("ratio to bare", floor), ("ratio to model", model)):
-            rows.append([loops, name] +
-                        [ratio(ours, side, key) for key in ("cpu_us", "mean_us", "p50_us", "p99_us")])
-    table(["loops on one processor", "", "CPU per tick", "mean period error", "median", "99 %"], rows)
+            rows.append([loops, name, ratio(ours, side, "cpu_us"), fastest(ours, side, "cpu_us")] +
+                        [ratio(ours, side, key) for key in ("mean_us", "p50_us", "p99_us")])
+    table(["loops on one processor", "", "CPU per tick", "in the fastest round", "mean period error", "median",
+           "99 %"], rows)
 
 
 LATE = ("p50_us", "p99_us", "p999_us")
