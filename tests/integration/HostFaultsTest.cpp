@@ -9,9 +9,11 @@
 
 #include <algorithm>
 #include <chrono>
+#include <cmath>
 #include <csignal>
 #include <map>
 #include <optional>
+#include <set>
 #include <sstream>
 
 #if !defined(_WIN32)
@@ -322,7 +324,36 @@ TEST(HostFaults, FrozenSensorGoesUnnoticedAndTheLoopKeepsToItsLimits)
     EXPECT_TRUE(std::all_of(rows.begin(), rows.end(), [](const SRecordRow& row) {
         return row.controlValue >= 0.0 && row.controlValue <= 100.0;
     }));
+    std::set<double> whileStuck;
+    std::set<double> afterwards;
+    for (const SRecordRow& row : rows) {
+        if (row.time_s > 1.0 && row.time_s < 2.5) {
+            whileStuck.insert(row.actualValue);
+            EXPECT_EQ(100.0, row.controlValue) << "far from the set point at the limit, at " << row.time_s;
+        } else if (row.time_s > 3.5) {
+            afterwards.insert(row.actualValue);
+        }
+    }
+    EXPECT_EQ(1U, whileStuck.size());
+    EXPECT_GT(afterwards.size(), 5U);
     EXPECT_LT(rows.back().controlValue, 50.0) << "the integral has not run away meanwhile";
+}
+
+TEST(HostFaults, NaNOfASensorStaysInALoopWithoutAPolicy)
+{
+    const auto rows = recordOf(
+        pidWithFault("<Fault Kind=\"SensorNaN\" Signal=\"JacketTemperature\" From_s=\"0.5\" To_s=\"0.8\"/>"),
+        "2s");
+    EXPECT_EQ("ok", rows.front().state);
+    const auto after =
+        std::find_if(rows.begin(), rows.end(), [](const SRecordRow& row) { return row.time_s > 1.2; });
+    ASSERT_NE(rows.end(), after);
+    for (auto row = after; row != rows.end(); ++row) {
+        EXPECT_FALSE(std::isnan(row->actualValue)) << "the sensor is well again";
+        EXPECT_TRUE(std::isnan(row->controlValue));
+        EXPECT_THAT(row->state, HasSubstr("Heater: the value to write is not a number; the safe value was "
+                                          "written instead"));
+    }
 }
 
 TEST(HostFaults, DeviceThatComesBackGetsItsOutputsAgainAndTheLoopGoesOn)
@@ -375,7 +406,8 @@ TEST(HostFaults, PlugInThatThrowsWhileBuildingStartsNothing)
         const SProgramResult result = runProgram(host, {"run", file, "--for", "1s"}, "",
                                                  {{"RIVLINK_FAKE_JOURNAL", folder.file("journal")}});
         EXPECT_EQ(78, result.exitCode);
-        EXPECT_THAT(result.err, HasSubstr("cannot be built: " + fault));
+        // the second device's line
+        EXPECT_THAT(result.err, testing::ContainsRegex("c\\.xml:2: .*cannot be built: " + fault));
         EXPECT_THAT(readFile(folder.file("journal")), Not(HasSubstr("connect")));
     }
 }
