@@ -70,8 +70,9 @@ void IIoChannelInterface::raiseEvent(int event)
     auto& listeners = private_->listeners;
     const std::uint64_t last = private_->lastNumber;
     for (std::uint64_t called = 0;;) {
-        const auto next = std::find_if(listeners.begin(), listeners.end(),
-                                       [called](const auto& entry) { return entry.first > called; });
+        const auto next =
+            std::upper_bound(listeners.begin(), listeners.end(), called,
+                             [](std::uint64_t number, const auto& entry) { return number < entry.first; });
         if (next == listeners.end() || next->first > last) {
             return;
         }
