@@ -24,8 +24,8 @@ public:
 
     /// Sets the timer to expire one sample time from now and waits for it with the periodic handler.
     void armPeriodically();
-    /// Sets a timer that is being waited for anew, as armPeriodically() does. Only on the event loop's
-    /// thread.
+    /// Sets a timer that is being waited for anew, as armPeriodically() does, or to expire at once if the
+    /// operation is cancelled. Only on the event loop's thread.
     void rearm();
 
     /// The timer's periodic handler: calculates the loop and arms the timer again. Does nothing if the

@@ -44,8 +44,9 @@ void ControlLoopOperationPrivate::armPeriodically()
 
 void ControlLoopOperationPrivate::rearm()
 {
-    const auto aborted =
-        timer.expires_from_now(boost::posix_time::microseconds(std::int64_t{1000} * loop->sampleTime_ms()));
+    // a wait that is to end the operation only keeps whoever stops it waiting
+    const std::int64_t time_us = cancelled ? 0 : std::int64_t{1000} * loop->sampleTime_ms();
+    const auto aborted = timer.expires_from_now(boost::posix_time::microseconds(time_us));
     // without a wait to abort, its handler is on its way already and arms the timer itself
     if (aborted > 0) {
         ++abortedWaits;
@@ -129,34 +130,45 @@ void CControlLoopOperation::abandon()
 class CTimedLoopProcessor::Private
 {
 public:
-    /// With `mutex` held.
-    bool isActive() const { return joining || (worker && worker->joinable()); }
+    using Operations = std::list<std::shared_ptr<CControlLoopOperation>>;
 
     /// With `mutex` held.
-    void cancelAll()
+    bool isActive() const { return starting || joining || (worker && worker->joinable()); }
+
+    /// The operations as they are now: what is done with them may take a loop's lock.
+    Operations currentOperations()
     {
-        for (const auto& operation : operations) {
-            operation->cancel();
-        }
+        const std::lock_guard<std::mutex> lock(mutex);
+        return operations;
+    }
+
+    /// Sets one of the two marks back, whatever happened under it.
+    void end(bool& mark)
+    {
+        mark = false;
+        changed.notify_all();
     }
 
     void runEventLoop()
     {
         {
-            const std::lock_guard<std::recursive_mutex> workerIsStored(mutex);
+            // until the worker is stored: a step may ask for it, to stop the loops
+            std::unique_lock<std::mutex> lock(mutex);
+            changed.wait(lock, [this] { return !starting; });
         }
         eventLoop.run();
     }
 
     boost::asio::io_context eventLoop;
-    // Guards what follows, but never while the worker is waited for: a step may ask for the processor's state
-    // or try to stop it. Recursive, as a start that fails runs what was posted to the event loop.
-    std::recursive_mutex mutex;
-    std::condition_variable_any joined;
+    // Guards what follows. It is never held while something is waited for or a loop is called: whoever holds
+    // a loop's lock may ask for the processor's state.
+    std::mutex mutex;
+    std::condition_variable changed;
+    bool starting = false;
     bool joining = false; // the worker is another thread's to wait for, and must not be touched
     std::shared_ptr<boost::thread> worker;
     // destroyed first: the operations' timers belong to the event loop
-    std::list<std::shared_ptr<CControlLoopOperation>> operations;
+    Operations operations;
 };
 
 CTimedLoopProcessor::CTimedLoopProcessor() : d_(std::make_unique<Private>()) {}
@@ -169,67 +181,88 @@ CTimedLoopProcessor::~CTimedLoopProcessor()
 void CTimedLoopProcessor::addControlLoop(std::shared_ptr<IControlLoop> loop)
 {
     auto operation = std::make_shared<CControlLoopOperation>(std::move(loop), d_->eventLoop);
-    const std::lock_guard<std::recursive_mutex> lock(d_->mutex);
+    const std::lock_guard<std::mutex> lock(d_->mutex);
     d_->operations.push_back(std::move(operation));
 }
 
 void CTimedLoopProcessor::runControlLoops()
 {
-    const std::lock_guard<std::recursive_mutex> lock(d_->mutex);
+    std::unique_lock<std::mutex> lock(d_->mutex);
     if (d_->isActive()) {
         return;
     }
-    // an event loop that ran out of work stays stopped until told otherwise
-    d_->eventLoop.restart();
-    for (const auto& operation : d_->operations) {
-        operation->execute();
-    }
+    const Private::Operations operations = d_->operations;
+    d_->starting = true;
+    lock.unlock();
     try {
-        d_->worker = std::make_shared<boost::thread>(boost::bind(&Private::runEventLoop, d_.get()));
+        // an event loop that ran out of work stays stopped until told otherwise
+        d_->eventLoop.restart();
+        for (const auto& operation : operations) {
+            operation->execute();
+        }
+        auto worker = std::make_shared<boost::thread>(boost::bind(&Private::runEventLoop, d_.get()));
+        lock.lock();
+        d_->worker = std::move(worker);
+        d_->end(d_->starting);
     } catch (...) {
         // the waits just queued must not be found, aborted, by the thread of a later start
-        for (const auto& operation : d_->operations) {
+        for (const auto& operation : operations) {
             operation->abandon();
         }
         d_->eventLoop.poll();
+        lock.lock();
+        d_->end(d_->starting);
         throw;
     }
 }
 
 void CTimedLoopProcessor::stopControlLoops()
 {
-    std::unique_lock<std::recursive_mutex> lock(d_->mutex);
-    if (!d_->isActive()) {
+    std::unique_lock<std::mutex> lock(d_->mutex);
+    d_->changed.wait(lock, [this] { return !d_->starting; });
+    const std::shared_ptr<boost::thread> worker = d_->worker;
+    const auto hasEnded = [&] {
+        return !worker || d_->worker != worker || (!d_->joining && !worker->joinable());
+    };
+    if (hasEnded()) {
         return;
     }
-    d_->cancelAll();
-    const std::shared_ptr<boost::thread> worker = d_->worker;
+    for (const auto& operation : d_->operations) {
+        operation->cancel();
+    }
     if (d_->eventLoop.get_executor().running_in_this_thread()) {
         worker->join(); // throws
     }
-    if (d_->joining) {
-        d_->joined.wait(lock, [this] { return !d_->joining; });
+    // who waits for the worker may be interrupted, and leaves it to the next one
+    d_->changed.wait(lock, [&] { return hasEnded() || !d_->joining; });
+    if (hasEnded()) {
         return;
     }
     d_->joining = true;
     lock.unlock();
-    worker->join();
+    try {
+        worker->join();
+    } catch (...) {
+        lock.lock();
+        d_->end(d_->joining);
+        throw;
+    }
     lock.lock();
-    d_->joining = false;
-    d_->joined.notify_all();
+    d_->end(d_->joining);
 }
 
 void CTimedLoopProcessor::cancelControlLoops()
 {
-    const std::lock_guard<std::recursive_mutex> lock(d_->mutex);
-    d_->cancelAll();
+    const std::lock_guard<std::mutex> lock(d_->mutex);
+    for (const auto& operation : d_->operations) {
+        operation->cancel();
+    }
 }
 
 void CTimedLoopProcessor::rearmControlLoops()
 {
     boost::asio::post(d_->eventLoop, [this] {
-        const std::lock_guard<std::recursive_mutex> lock(d_->mutex);
-        for (const auto& operation : d_->operations) {
+        for (const auto& operation : d_->currentOperations()) {
             operation->d_->rearm();
         }
     });
@@ -237,7 +270,7 @@ void CTimedLoopProcessor::rearmControlLoops()
 
 bool CTimedLoopProcessor::processorActive()
 {
-    const std::lock_guard<std::recursive_mutex> lock(d_->mutex);
+    const std::lock_guard<std::mutex> lock(d_->mutex);
     return d_->isActive();
 }
 

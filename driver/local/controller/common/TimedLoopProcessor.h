@@ -47,9 +47,10 @@ private:
 ///
 /// A loop must not throw from its step, nor a timer fail: an exception on the thread ends the process.
 ///
-/// All operations but the destructor may be called on any thread at any time. What is done while another
-/// thread waits for the end of a stop sees the processor as active: starting does nothing, and a second stop
-/// waits for the end of the first.
+/// All operations but the destructor may be called on any thread at any time. While a thread starts the
+/// processor or waits for the end of a stop, others see it as active: a start does nothing, and a stop waits
+/// for the end of that start or stop. Only the two wait for anything: a start for the locks of the loops that
+/// it asks for their sample times, a stop for the steps under way. Who holds a loop's lock must call neither.
 class RIVLINK_LOCAL_EXPORT CTimedLoopProcessor : public ILoopProcessor
 {
 public:
@@ -73,8 +74,9 @@ public:
     /// What stopControlLoops() begins with: every loop ends with its timer's next expiry. Does not wait; the
     /// processor stays active until stopControlLoops() does.
     void cancelControlLoops();
-    /// Sets every timer that is being waited for anew, to one sample time from now. Timers go by the system's
-    /// UTC clock: when that is set back they would expire that much later. Does not wait.
+    /// Sets every timer that is being waited for anew, to one sample time from now, or to now if the loops
+    /// are to end. Timers go by the system's UTC clock: when that is set back they would expire that much
+    /// later. Does not wait.
     void rearmControlLoops();
 
 private:

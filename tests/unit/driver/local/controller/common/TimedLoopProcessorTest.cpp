@@ -8,6 +8,7 @@
 
 #include <boost/asio/error.hpp>
 #include <boost/thread/exceptions.hpp>
+#include <boost/thread/thread.hpp>
 #include <gmock/gmock.h>
 
 #include <algorithm>
@@ -17,6 +18,7 @@
 #include <functional>
 #include <limits>
 #include <memory>
+#include <mutex>
 #include <set>
 #include <stdexcept>
 #include <string>
@@ -419,18 +421,31 @@ TEST(TimedLoopProcessor, RearmedLoopIsCalculatedOneSampleTimeLater)
     EXPECT_FALSE(processor.processorActive());
 }
 
+TEST(TimedLoopProcessor, RearmedLoopThatIsToEndDoesSoAtOnce)
+{
+    CTimedLoopProcessor processor;
+    processor.addControlLoop(std::make_shared<SteppedLoop>(600'000));
+    processor.runControlLoops();
+    processor.cancelControlLoops();
+    processor.rearmControlLoops();
+    const auto begin = std::chrono::steady_clock::now();
+    processor.stopControlLoops();
+    EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(60));
+}
+
 TEST(TimedLoopProcessor, SecondStopWaitsForTheEndOfTheFirst)
 {
+    CTimedLoopProcessor processor;
     const auto loop = std::make_shared<SteppedLoop>(1);
     std::atomic<bool> inAStep{false};
     std::atomic<bool> mayGoOn{false};
     loop->onStep = [&] {
+        processor.cancelControlLoops(); // this step is the last one
         inAStep = true;
         while (!mayGoOn) {
             std::this_thread::yield();
         }
     };
-    CTimedLoopProcessor processor;
     processor.addControlLoop(loop);
     processor.runControlLoops();
     while (!inAStep) {
@@ -454,6 +469,74 @@ TEST(TimedLoopProcessor, SecondStopWaitsForTheEndOfTheFirst)
     second.join();
     EXPECT_EQ(activeAfterwards, 0);
     EXPECT_EQ(loop->steps, 1);
+}
+
+TEST(TimedLoopProcessor, InterruptedStopIsLeftToTheNextOne)
+{
+    CTimedLoopProcessor processor;
+    const auto loop = std::make_shared<SteppedLoop>(1);
+    std::atomic<bool> inAStep{false};
+    std::atomic<bool> mayGoOn{false};
+    loop->onStep = [&] {
+        inAStep = true;
+        while (!mayGoOn) {
+            std::this_thread::yield();
+        }
+    };
+    processor.addControlLoop(loop);
+    processor.runControlLoops();
+    while (!inAStep) {
+        std::this_thread::yield();
+    }
+    bool interrupted = false;
+    boost::thread stopping([&] {
+        try {
+            processor.stopControlLoops();
+        } catch (const boost::thread_interrupted&) {
+            interrupted = true;
+        }
+    });
+    stopping.interrupt();
+    stopping.join();
+    EXPECT_TRUE(interrupted);
+    EXPECT_TRUE(processor.processorActive());
+    mayGoOn = true;
+    processor.stopControlLoops();
+    EXPECT_FALSE(processor.processorActive());
+}
+
+TEST(TimedLoopProcessor, WhoHoldsALoopsLockMayAskForTheStateWhileItIsStarted)
+{
+    class LockedLoop : public SteppedLoop
+    {
+    public:
+        using SteppedLoop::SteppedLoop;
+        int sampleTime_ms() const override
+        {
+            asked = true;
+            const std::lock_guard<std::mutex> guard(lock);
+            return 1;
+        }
+        mutable std::atomic<bool> asked{false};
+        mutable std::mutex lock;
+    };
+    CTimedLoopProcessor processor;
+    const auto loop = std::make_shared<LockedLoop>();
+    processor.addControlLoop(loop);
+    std::unique_lock<std::mutex> held(loop->lock);
+    std::thread starter([&] { processor.runControlLoops(); });
+    while (!loop->asked) {
+        std::this_thread::yield();
+    }
+    EXPECT_TRUE(processor.processorActive());
+    processor.runControlLoops();
+    processor.cancelControlLoops();
+    processor.rearmControlLoops();
+    held.unlock();
+    starter.join();
+    EXPECT_TRUE(processor.processorActive());
+    processor.stopControlLoops();
+    EXPECT_FALSE(processor.processorActive());
 }
 
 TEST(TimedLoopProcessor, StepMayAskForTheStateWhileAnotherThreadWaitsForTheEnd)
@@ -493,6 +576,8 @@ TEST(TimedLoopProcessor, AnyThreadMayStartAndStopItAtAnyTime)
 {
     CTimedLoopProcessor processor;
     const auto loop = std::make_shared<SteppedLoop>(1);
+    std::atomic<int> steps{0};
+    loop->onStep = [&] { ++steps; };
     processor.addControlLoop(loop);
     std::vector<std::thread> users;
     for (int user = 0; user < 4; ++user) {
@@ -520,9 +605,10 @@ TEST(TimedLoopProcessor, AnyThreadMayStartAndStopItAtAnyTime)
     }
     processor.stopControlLoops();
     EXPECT_FALSE(processor.processorActive());
-    const int steps = loop->steps;
+    const int before = steps;
     processor.runControlLoops();
-    std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    while (steps == before) { // what was given up is calculated again after a new start
+        std::this_thread::yield();
+    }
     processor.stopControlLoops();
-    EXPECT_GT(loop->steps, steps) << "what was given up before stays so after a new start";
 }

@@ -2,6 +2,7 @@
 
 #include "driver/local/controller/controlloop/PIDControlLoop.h"
 #include "tests/support/FakeLoopElements.h"
+#include "tests/support/NoFurtherThread.h"
 
 #include <boost/thread/exceptions.hpp>
 #include <gmock/gmock.h>
@@ -23,8 +24,6 @@
 #include <cerrno>
 #include <process.h>
 #include <windows.h>
-#else
-#include <pthread.h>
 #endif
 
 using namespace Rvl;
@@ -36,8 +35,8 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-/// While it lives, no further thread can be started.
 #if defined(_WIN32)
+/// While it lives, no further thread can be started.
 class CNoFurtherThread
 {
 public:
@@ -60,30 +59,6 @@ public:
 
 private:
     static inline std::atomic<bool> refuse{false};
-};
-#else
-class CNoFurtherThread
-{
-public:
-    CNoFurtherThread()
-    {
-        EXPECT_EQ(pthread_getattr_default_np(&usual_), 0);
-        pthread_attr_t unaffordable;
-        EXPECT_EQ(pthread_attr_init(&unaffordable), 0);
-        EXPECT_EQ(pthread_attr_setstacksize(&unaffordable, std::size_t{1} << 50), 0);
-        EXPECT_EQ(pthread_setattr_default_np(&unaffordable), 0);
-        pthread_attr_destroy(&unaffordable);
-    }
-    ~CNoFurtherThread()
-    {
-        EXPECT_EQ(pthread_setattr_default_np(&usual_), 0);
-        pthread_attr_destroy(&usual_);
-    }
-    CNoFurtherThread(const CNoFurtherThread&) = delete;
-    CNoFurtherThread& operator=(const CNoFurtherThread&) = delete;
-
-private:
-    pthread_attr_t usual_;
 };
 #endif
 
