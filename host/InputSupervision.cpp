@@ -63,6 +63,16 @@ void CInputSupervision::CWatch::deviceEvent(int event)
     if (event == IIoChannelInterface::EventNewValue) {
         announced_ns_ = IClock::current().monotonic().count();
         ++announcements_;
+    } else if (event == IIoChannelInterface::EventFaultChanged && channel_.isFaulty()) {
+        noteFaultAfter(announcements_); // it may be over before anybody looks
+    }
+}
+
+void CInputSupervision::CWatch::noteFaultAfter(std::uint64_t announcements) const
+{
+    // another thread may have noted a later one
+    std::uint64_t atFault = announcementsAtFault_;
+    while (atFault < announcements && !announcementsAtFault_.compare_exchange_weak(atFault, announcements)) {
     }
 }
 
@@ -73,11 +83,7 @@ CInputSupervision::CWatch::eVerdict CInputSupervision::CWatch::verdict(const SBa
         return NoValue;
     }
     if (channel_.isFaulty()) {
-        // another thread may have looked later
-        std::uint64_t atFault = announcementsAtFault_;
-        while (atFault < announcements &&
-               !announcementsAtFault_.compare_exchange_weak(atFault, announcements)) {
-        }
+        noteFaultAfter(announcements);
         return Faulty;
     }
     if (announcements <= announcementsAtFault_) {

@@ -78,6 +78,8 @@ private:
             TooOld
         };
         eVerdict verdict(const SBadInputPolicy& policy) const;
+        /// The channel is faulty, and there have been that many announcements.
+        void noteFaultAfter(std::uint64_t announcements) const;
 
         CAnalogInChannel& channel_;
         /// When the newest value was announced, on the clock in force; negative before the first.

@@ -159,6 +159,19 @@ TEST_F(InputSupervisionTest, FaultyChannelIsBadUntilItTellsANewValue)
     EXPECT_TRUE(isGood(1)) << "the same value, but a new one";
 }
 
+TEST_F(InputSupervisionTest, FaultThatNobodyLookedAtMakesTheValueFromBeforeBadAllTheSame)
+{
+    begin();
+    publishBoth(1.0);
+    EXPECT_TRUE(isGood(1));
+    inner.setFault("broken wire"); // between two steps
+    inner.setFault("");
+    EXPECT_FALSE(isGood(1));
+    EXPECT_EQ("bad input: Inner: no value since its fault; held", supervision->state());
+    inner.publishValue(1.0);
+    EXPECT_TRUE(isGood(1));
+}
+
 TEST_F(InputSupervisionTest, WithoutAGreatestAgeNoValueIsTooOld)
 {
     policy.maximumAge.reset();
