@@ -3,6 +3,7 @@
 #include "host/Patience.h"
 
 #include <chrono>
+#include <csignal>
 #include <cstdlib>
 #include <exception>
 #include <iostream>
@@ -10,6 +11,10 @@
 #include <mutex>
 #include <thread>
 #include <utility>
+
+#if !defined(_WIN32)
+#include <unistd.h>
+#endif
 
 namespace Rvl {
 
@@ -37,27 +42,55 @@ std::string currentFault()
     return "no exception is known";
 }
 
+/// Ends the process once it has taken that long: the action may need a lock that is held by what failed.
+void limitTheTime()
+{
+    try {
+        [[maybe_unused]] static auto* const limit = new std::thread([] { // never joined
+            std::this_thread::sleep_for(actionLimit);
+            std::abort();
+        });
+    } catch (...) {
+        // there can be no more threads, which may be why the process ends
+#if !defined(_WIN32)
+        std::signal(SIGALRM, SIG_DFL);
+        alarm(static_cast<unsigned>(actionLimit.count()));
+#endif
+    }
+}
+
+/// Tells why the process ends; empty if there is no memory for it. Whoever reads standard error may keep us
+/// waiting.
+std::shared_ptr<SAttempts> beginMessage()
+{
+    try {
+        auto message = std::make_shared<SAttempts>();
+        message->begin([fault = currentFault()] {
+            std::cerr << "the process ends, as nobody caught an exception: " + fault + "\n" << std::flush;
+        });
+        return message;
+    } catch (...) {
+        return nullptr;
+    }
+}
+
 [[noreturn]] void takeLastResort()
 {
-    // the action may need a lock that is held by what failed
-    [[maybe_unused]] static auto* const limit = new std::thread([] { // never joined
-        std::this_thread::sleep_for(actionLimit);
-        std::abort();
-    });
+    limitTheTime();
     actionMutex.lock(); // never unlocked again: there is no way back
-    // whoever reads standard error may keep us waiting
-    const auto message = std::make_shared<SAttempts>();
-    message->begin([fault = currentFault()] {
-        std::cerr << "the process ends, as nobody caught an exception: " + fault + "\n" << std::flush;
-    });
-    message->wait(messagePatience);
+    const auto message = beginMessage();
     try {
+        if (message) {
+            message->wait(messagePatience);
+        }
         if (lastAction) {
             lastAction();
         }
+        if (message) {
+            message->wait(messagePatience);
+        }
     } catch (...) {
     }
-    message->wait(messagePatience);
     if (formerHandler) {
         formerHandler();
     }
