@@ -505,7 +505,7 @@ TEST(TimedLoopProcessor, InterruptedStopIsLeftToTheNextOne)
     EXPECT_FALSE(processor.processorActive());
 }
 
-TEST(TimedLoopProcessor, WhoHoldsALoopsLockMayAskForTheStateWhileItIsStarted)
+TEST(TimedLoopProcessor, StartWaitsForALoopsLockAndAStopForTheStartButNothingElseDoes)
 {
     class LockedLoop : public SteppedLoop
     {
@@ -532,11 +532,12 @@ TEST(TimedLoopProcessor, WhoHoldsALoopsLockMayAskForTheStateWhileItIsStarted)
     processor.runControlLoops();
     processor.cancelControlLoops();
     processor.rearmControlLoops();
+    std::thread stopper([&] { processor.stopControlLoops(); });
+    std::this_thread::sleep_for(std::chrono::milliseconds(50)); // it waits by now, most probably
     held.unlock();
     starter.join();
-    EXPECT_TRUE(processor.processorActive());
-    processor.stopControlLoops();
-    EXPECT_FALSE(processor.processorActive());
+    stopper.join();
+    EXPECT_FALSE(processor.processorActive()) << "the stop came to nothing, as nothing was started yet";
 }
 
 TEST(TimedLoopProcessor, StepMayAskForTheStateWhileAnotherThreadWaitsForTheEnd)
