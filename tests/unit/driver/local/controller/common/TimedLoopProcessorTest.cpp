@@ -56,6 +56,29 @@ public:
     std::function<void()> onStep;
 };
 
+/// A loop whose steps take until they may go on.
+class HeldLoop : public SteppedLoop
+{
+public:
+    HeldLoop() : SteppedLoop(1) {}
+    void process() override
+    {
+        SteppedLoop::process();
+        inAStep = true;
+        while (!mayGoOn) {
+            std::this_thread::yield();
+        }
+    }
+    void waitForAStep() const
+    {
+        while (!inAStep) {
+            std::this_thread::yield();
+        }
+    }
+    std::atomic<bool> inAStep{false};
+    std::atomic<bool> mayGoOn{false};
+};
+
 /// Compilers differ in the blanks with which they spell a function.
 std::string withoutBlanks(std::string text)
 {
@@ -436,21 +459,11 @@ TEST(TimedLoopProcessor, RearmedLoopThatIsToEndDoesSoAtOnce)
 TEST(TimedLoopProcessor, SecondStopWaitsForTheEndOfTheFirst)
 {
     CTimedLoopProcessor processor;
-    const auto loop = std::make_shared<SteppedLoop>(1);
-    std::atomic<bool> inAStep{false};
-    std::atomic<bool> mayGoOn{false};
-    loop->onStep = [&] {
-        processor.cancelControlLoops(); // this step is the last one
-        inAStep = true;
-        while (!mayGoOn) {
-            std::this_thread::yield();
-        }
-    };
+    const auto loop = std::make_shared<HeldLoop>();
+    loop->onStep = [&] { processor.cancelControlLoops(); }; // this step is the last one
     processor.addControlLoop(loop);
     processor.runControlLoops();
-    while (!inAStep) {
-        std::this_thread::yield();
-    }
+    loop->waitForAStep();
     std::atomic<int> stopped{0};
     std::atomic<int> activeAfterwards{0};
     const auto stop = [&] {
@@ -464,7 +477,7 @@ TEST(TimedLoopProcessor, SecondStopWaitsForTheEndOfTheFirst)
     processor.runControlLoops();                                // is active still, so nothing happens
     EXPECT_TRUE(processor.processorActive());
     EXPECT_EQ(stopped, 0);
-    mayGoOn = true;
+    loop->mayGoOn = true;
     first.join();
     second.join();
     EXPECT_EQ(activeAfterwards, 0);
@@ -474,20 +487,10 @@ TEST(TimedLoopProcessor, SecondStopWaitsForTheEndOfTheFirst)
 TEST(TimedLoopProcessor, InterruptedStopIsLeftToTheNextOne)
 {
     CTimedLoopProcessor processor;
-    const auto loop = std::make_shared<SteppedLoop>(1);
-    std::atomic<bool> inAStep{false};
-    std::atomic<bool> mayGoOn{false};
-    loop->onStep = [&] {
-        inAStep = true;
-        while (!mayGoOn) {
-            std::this_thread::yield();
-        }
-    };
+    const auto loop = std::make_shared<HeldLoop>();
     processor.addControlLoop(loop);
     processor.runControlLoops();
-    while (!inAStep) {
-        std::this_thread::yield();
-    }
+    loop->waitForAStep();
     bool interrupted = false;
     boost::thread stopping([&] {
         try {
@@ -500,7 +503,7 @@ TEST(TimedLoopProcessor, InterruptedStopIsLeftToTheNextOne)
     stopping.join();
     EXPECT_TRUE(interrupted);
     EXPECT_TRUE(processor.processorActive());
-    mayGoOn = true;
+    loop->mayGoOn = true;
     processor.stopControlLoops();
     EXPECT_FALSE(processor.processorActive());
 }
