@@ -36,7 +36,7 @@ RESULTS = WORK / "results.tsv"
 
 # the programs that test a file, most telling first
 PROGRAMS = [
-    (r"common/LoopObservation", ["local_channels_test"]),
+    (r"common/Loop(Observation|Supervision)", ["local_channels_test"]),
     (r"common/", ["common_test"]),
     (r"driver/local/controller/common/TimedLoopProcessor", ["local_test", "timed_local_test", "local_channels_test"]),
     (r"driver/local/controller/(common|controlloop)/", ["local_test", "local_channels_test"]),

@@ -96,6 +96,18 @@ TEST(NameServer, NamesAreOrderedByByte)
     EXPECT_THAT(server.names(), testing::ElementsAre("B", "a", "b"));
 }
 
+TEST(NameServer, KnowsWhetherANameIsTaken)
+{
+    NameServer server;
+    int object = 0;
+    EXPECT_FALSE(server.contains("Temperature"));
+    server.registerObject(&object, "Temperature");
+    EXPECT_TRUE(server.contains("Temperature"));
+    EXPECT_FALSE(server.contains("temperature"));
+    server.unregisterObject(&object);
+    EXPECT_FALSE(server.contains("Temperature"));
+}
+
 TEST(NameServerRegistrator, RegistersForItsLife)
 {
     NameServer server;

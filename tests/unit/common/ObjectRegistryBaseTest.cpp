@@ -10,6 +10,8 @@
 #include <future>
 #include <sstream>
 #include <thread>
+#include <utility>
+#include <vector>
 
 using Rvl::CObjectRegistryBase;
 using Rvl::Test::hexAddress;
@@ -52,6 +54,7 @@ struct Departing
 struct DepartingRegistry : CObjectRegistryBase<Departing>
 {
     using CObjectRegistryBase<Departing>::insert;
+    using CObjectRegistryBase<Departing>::find;
 };
 
 } // namespace
@@ -121,16 +124,28 @@ TEST(ObjectRegistryBase, ObjectMayUseTheRegistryWhileClearReleasesIt)
 TEST(ObjectRegistryBase, ClearKeepsOthersOutUntilTheObjectsAreReleased)
 {
     DepartingRegistry registry;
-    std::future<std::size_t> other;
-    bool otherWaited = false;
-    registry.insert("one", std::make_shared<Departing>([&] {
-                        other = std::async(std::launch::async, [&] { return registry.size(); });
-                        otherWaited =
-                            other.wait_for(std::chrono::milliseconds(40)) == std::future_status::timeout;
-                    }));
-    registry.clear();
-    EXPECT_TRUE(otherWaited);
-    EXPECT_EQ(0u, other.get());
+    const auto another = std::make_shared<Departing>([] {});
+    const std::vector<std::pair<const char*, std::function<void()>>> operations = {
+        {"size", [&] { registry.size(); }},
+        {"contains", [&] { registry.contains("one"); }},
+        {"names", [&] { registry.names(); }},
+        {"find", [&] { registry.find("one"); }},
+        {"insert", [&] { registry.insert("two", another); }},
+        {"clear", [&] { registry.clear(); }},
+    };
+    for (const auto& [name, operation] : operations) {
+        std::future<void> other;
+        bool otherWaited = false;
+        registry.insert("one", std::make_shared<Departing>([&, &asked = operation] {
+                            other = std::async(std::launch::async, asked);
+                            otherWaited =
+                                other.wait_for(std::chrono::milliseconds(40)) == std::future_status::timeout;
+                        }));
+        registry.clear();
+        other.get();
+        EXPECT_TRUE(otherWaited) << name;
+    }
+    EXPECT_EQ(0u, registry.size());
 }
 
 TEST(ObjectRegistryBase, ClearStandsBehindTheDestructor)

@@ -49,6 +49,21 @@ protected:
     CLocalControllerChannel channel{"Controller", loop};
 };
 
+TEST(LoopStatus, TellsOfNothingAtFirst)
+{
+    const Rvl::SLoopStatus status;
+    EXPECT_EQ("", status.typeName);
+    EXPECT_EQ(0, status.sampleTime_ms);
+    EXPECT_FALSE(status.enabled);
+    EXPECT_EQ(0.0, status.setPoint);
+    EXPECT_EQ(0.0, status.actualValue);
+    EXPECT_EQ(0.0, status.controlValue);
+    EXPECT_EQ(0U, status.steps);
+    EXPECT_EQ(0.0, status.meanPeriodError_ms);
+    EXPECT_EQ(0.0, status.worstPeriodError_ms);
+    EXPECT_EQ(0U, status.overruns);
+}
+
 TEST_F(LoopMonitor, BeforeTheFirstStepThereIsNoActualValueAndNoPeriod)
 {
     const CLoopMonitor monitor(channel, clock());

@@ -132,6 +132,13 @@ protected:
 
 } // namespace
 
+TEST(BadInputReaction, IsToHoldUnlessToldOtherwise)
+{
+    const Rvl::SBadInputReaction reaction;
+    EXPECT_EQ(Rvl::SBadInputReaction::Hold, reaction.action);
+    EXPECT_EQ(0.0, reaction.value);
+}
+
 TEST_F(LoopSupervisor, GoodInputMakesNoDifference)
 {
     supervise();

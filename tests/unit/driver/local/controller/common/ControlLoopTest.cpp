@@ -514,6 +514,7 @@ TEST_F(ControlLoop, GuardedOperationsWaitForTheLock)
         {"write", [&] { loop.writeOutputValue(2.0); }},
         {"setInput", [&] { loop.setInput(input); }},
         {"setOutput", [&] { loop.setOutput(output); }},
+        {"setStepGuard", [&] { loop.setStepGuard(nullptr); }},
     };
     for (const auto& [name, operation] : operations) {
         EXPECT_TRUE(waitsForLock(loop, operation)) << name;
