@@ -55,6 +55,10 @@ TEST(ConditionalParameters, SampleTimeThatNoIntHoldsIsTheNearestOne)
     CConditionalParameters parameters;
     parameters.setValue(7, 1e300);
     EXPECT_EQ(parameters.getSampleTime(), std::numeric_limits<int>::max());
+    parameters.setValue(7, 2147483648.0); // the first that none can hold
+    EXPECT_EQ(parameters.getSampleTime(), std::numeric_limits<int>::max());
+    parameters.setValue(7, 2147483647.0);
+    EXPECT_EQ(parameters.getSampleTime(), std::numeric_limits<int>::max());
     parameters.setValue(7, -1e300);
     EXPECT_EQ(parameters.getSampleTime(), std::numeric_limits<int>::min());
     parameters.setValue(7, std::nan(""));
