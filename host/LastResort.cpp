@@ -2,6 +2,7 @@
 
 #include "host/Patience.h"
 
+#include <atomic>
 #include <chrono>
 #include <csignal>
 #include <cstdlib>
@@ -13,6 +14,7 @@
 #include <utility>
 
 #if !defined(_WIN32)
+#include <pthread.h>
 #include <unistd.h>
 #endif
 
@@ -42,20 +44,38 @@ std::string currentFault()
     return "no exception is known";
 }
 
+#if !defined(_WIN32)
+/// For want of a thread that does it.
+void limitTheTimeByASignal()
+{
+    static std::atomic_flag limited = ATOMIC_FLAG_INIT; // another failure must not put it off
+    if (limited.test_and_set()) {
+        return;
+    }
+    std::signal(SIGALRM, [](int) { std::abort(); });
+    sigset_t signals;
+    sigemptyset(&signals);
+    sigaddset(&signals, SIGALRM);
+    pthread_sigmask(SIG_UNBLOCK, &signals, nullptr);
+    alarm(static_cast<unsigned>(actionLimit.count()));
+}
+#endif
+
 /// Ends the process once it has taken that long: the action may need a lock that is held by what failed.
-void limitTheTime()
+/// False if there can be no more threads, which may be why the process ends.
+bool limitTheTime()
 {
     try {
         [[maybe_unused]] static auto* const limit = new std::thread([] { // never joined
             std::this_thread::sleep_for(actionLimit);
             std::abort();
         });
+        return true;
     } catch (...) {
-        // there can be no more threads, which may be why the process ends
 #if !defined(_WIN32)
-        std::signal(SIGALRM, SIG_DFL);
-        alarm(static_cast<unsigned>(actionLimit.count()));
+        limitTheTimeByASignal();
 #endif
+        return false;
     }
 }
 
@@ -74,22 +94,38 @@ std::shared_ptr<SAttempts> beginMessage()
     }
 }
 
-[[noreturn]] void takeLastResort()
+void waitFor(const std::shared_ptr<SAttempts>& message)
 {
-    limitTheTime();
-    actionMutex.lock(); // never unlocked again: there is no way back
-    const auto message = beginMessage();
     try {
         if (message) {
             message->wait(messagePatience);
         }
+    } catch (...) {
+    }
+}
+
+void takeAction()
+{
+    try {
         if (lastAction) {
             lastAction();
         }
-        if (message) {
-            message->wait(messagePatience);
-        }
     } catch (...) {
+    }
+}
+
+[[noreturn]] void takeLastResort()
+{
+    const bool othersCanWrite = limitTheTime();
+    actionMutex.lock(); // never unlocked again: there is no way back
+    if (!othersCanWrite) {
+        takeAction(); // first, as this thread would be the one that waits for the reader
+    }
+    const auto message = beginMessage();
+    waitFor(message);
+    if (othersCanWrite) {
+        takeAction();
+        waitFor(message);
     }
     if (formerHandler) {
         formerHandler();

@@ -47,6 +47,6 @@ TEST(LastResortDeathTest, ActionIsTakenAlthoughThereCanBeNoMoreThreads)
             const CNoFurtherThread none;
             std::terminate();
         },
-        "nobody caught an exception: no exception is known\naction taken");
+        "action taken\nthe process ends, as nobody caught an exception: no exception is known");
 }
 #endif
