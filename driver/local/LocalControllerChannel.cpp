@@ -19,8 +19,8 @@
 #include "platform/rivlink_core/Environment.h"
 
 #include <boost/signals2/connection.hpp>
+#include <boost/thread/thread.hpp>
 
-#include <atomic>
 #include <mutex>
 #include <optional>
 #include <set>
@@ -117,7 +117,6 @@ struct CLocalControllerChannel::LocalControllerChannelPrivate
     CTimedLoopProcessor processor;
 
     std::optional<CLiveProcessors::CMembership> liveProcessor;
-    std::atomic<std::uint64_t> runs{0};
     std::shared_ptr<CStopGate> stopGate;
     boost::signals2::scoped_connection aboutToDisconnect;
 };
@@ -159,6 +158,7 @@ CLocalControllerChannel::~CLocalControllerChannel()
 {
     private_->aboutToDisconnect.disconnect();
     private_->stopGate->close();
+    const boost::this_thread::disable_interruption toTheEnd;
     private_->processor.stopControlLoops();
 }
 
@@ -222,9 +222,6 @@ void CLocalControllerChannel::start()
     loop.inputElement()->init();
     loop.outputElement()->init();
     loop.init();
-    if (!private_->processor.processorActive()) {
-        ++private_->runs; // before the first step of the run
-    }
     private_->processor.runControlLoops();
 }
 
@@ -240,7 +237,7 @@ void CLocalControllerChannel::rearm()
 
 std::uint64_t CLocalControllerChannel::runs() const
 {
-    return private_->runs;
+    return private_->processor.runs();
 }
 
 void CLocalControllerChannel::setParameters(const CControlParameters& parameters)

@@ -43,7 +43,7 @@ public:
     /// `loop` is the outermost loop, wired and not null. Throws CConfigurationException if another controller
     /// channel bears the name.
     CLocalControllerChannel(const std::string& name, std::shared_ptr<IControlLoop> loop);
-    /// Blocks for up to the longest sample time while the processor runs.
+    /// Blocks for up to the longest sample time, after the steps under way, while the processor runs.
     ~CLocalControllerChannel() override;
 
     void writeSetPointUnscaled(double setPoint) override;
@@ -65,7 +65,8 @@ public:
     /// std::runtime_error, before anything else, if an input or output anywhere in the cascade is missing or
     /// no element.
     void start();
-    /// Stops the processor; blocks for up to the longest sample time. Nothing happens if it is not running.
+    /// Stops the processor; blocks for up to the longest sample time after the steps under way. Nothing
+    /// happens if it is not running.
     void stop();
     /// To be called when the system's UTC clock was set back: the loops, which wait for a time on it, are to
     /// be calculated one sample time from now. Safe from any thread.

@@ -10,6 +10,7 @@
 #include <boost/date_time/posix_time/posix_time_types.hpp>
 #include <boost/thread/thread.hpp>
 
+#include <atomic>
 #include <condition_variable>
 #include <cstdint>
 #include <list>
@@ -142,6 +143,15 @@ public:
         return operations;
     }
 
+    /// With `mutex` held.
+    void cancelAll()
+    {
+        for (const auto& operation : operations) {
+            operation->cancel();
+        }
+        cancelledWhileStarting = starting;
+    }
+
     /// Sets one of the two marks back, whatever happened under it.
     void end(bool& mark)
     {
@@ -152,7 +162,7 @@ public:
     void runEventLoop()
     {
         {
-            // until the worker is stored: a step may ask for it, to stop the loops
+            // no step before all that belongs to the run is known
             std::unique_lock<std::mutex> lock(mutex);
             changed.wait(lock, [this] { return !starting; });
         }
@@ -165,7 +175,9 @@ public:
     std::mutex mutex;
     std::condition_variable changed;
     bool starting = false;
-    bool joining = false; // the worker is another thread's to wait for, and must not be touched
+    bool cancelledWhileStarting = false;
+    std::atomic<std::uint64_t> runs{0}; // each step may ask for it
+    bool joining = false;               // the worker is another thread's to wait for, and must not be touched
     std::shared_ptr<boost::thread> worker;
     // destroyed first: the operations' timers belong to the event loop
     Operations operations;
@@ -175,6 +187,7 @@ CTimedLoopProcessor::CTimedLoopProcessor() : d_(std::make_unique<Private>()) {}
 
 CTimedLoopProcessor::~CTimedLoopProcessor()
 {
+    const boost::this_thread::disable_interruption toTheEnd;
     CTimedLoopProcessor::stopControlLoops();
 }
 
@@ -203,7 +216,12 @@ void CTimedLoopProcessor::runControlLoops()
         auto worker = std::make_shared<boost::thread>(boost::bind(&Private::runEventLoop, d_.get()));
         lock.lock();
         d_->worker = std::move(worker);
+        ++d_->runs;
+        const bool cancelled = d_->cancelledWhileStarting;
         d_->end(d_->starting);
+        if (cancelled) {
+            d_->cancelAll(); // those that were armed after it as well
+        }
     } catch (...) {
         // the waits just queued must not be found, aborted, by the thread of a later start
         for (const auto& operation : operations) {
@@ -211,6 +229,7 @@ void CTimedLoopProcessor::runControlLoops()
         }
         d_->eventLoop.poll();
         lock.lock();
+        d_->cancelledWhileStarting = false;
         d_->end(d_->starting);
         throw;
     }
@@ -227,9 +246,7 @@ void CTimedLoopProcessor::stopControlLoops()
     if (hasEnded()) {
         return;
     }
-    for (const auto& operation : d_->operations) {
-        operation->cancel();
-    }
+    d_->cancelAll();
     if (d_->eventLoop.get_executor().running_in_this_thread()) {
         worker->join(); // throws
     }
@@ -254,9 +271,7 @@ void CTimedLoopProcessor::stopControlLoops()
 void CTimedLoopProcessor::cancelControlLoops()
 {
     const std::lock_guard<std::mutex> lock(d_->mutex);
-    for (const auto& operation : d_->operations) {
-        operation->cancel();
-    }
+    d_->cancelAll();
 }
 
 void CTimedLoopProcessor::rearmControlLoops()
@@ -266,6 +281,11 @@ void CTimedLoopProcessor::rearmControlLoops()
             operation->d_->rearm();
         }
     });
+}
+
+std::uint64_t CTimedLoopProcessor::runs() const
+{
+    return d_->runs;
 }
 
 bool CTimedLoopProcessor::processorActive()

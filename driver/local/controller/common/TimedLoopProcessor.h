@@ -3,6 +3,7 @@
 #include "driver/local/controller/common/LoopProcessor.h"
 #include "driver/local/Export.h"
 
+#include <cstdint>
 #include <memory>
 #include <utility> // Boost 1.74's asio uses std::exchange without including it
 
@@ -66,14 +67,17 @@ public:
     /// cannot be started.
     void runControlLoops() override;
     /// Waits until every loop's timer has expired once more without calculating: up to one sample time of
-    /// the slowest loop. Does nothing if the processor is not active. On the processor's own thread, that is
-    /// from a loop's step, it throws boost::thread_resource_error; the loops end with their next expiry all
-    /// the same, and stopControlLoops() on another thread then finishes the stop.
+    /// the slowest loop after the steps under way. Does nothing if the processor is not active. On the
+    /// processor's own thread, that is from a loop's step, it throws boost::thread_resource_error, and on a
+    /// thread that is interrupted boost::thread_interrupted; the loops end with their next expiry all the
+    /// same, and stopControlLoops() on another thread, or once more, then finishes the stop.
     void stopControlLoops() override;
     bool processorActive() override;
     /// What stopControlLoops() begins with: every loop ends with its timer's next expiry. Does not wait; the
     /// processor stays active until stopControlLoops() does.
     void cancelControlLoops();
+    /// How often the processor was started. A step belongs to the run whose number it finds.
+    std::uint64_t runs() const;
     /// Sets every timer that is being waited for anew, to one sample time from now, or to now if the loops
     /// are to end. Timers go by the system's UTC clock: when that is set back they would expire that much
     /// later. Does not wait.

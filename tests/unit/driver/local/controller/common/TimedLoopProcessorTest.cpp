@@ -52,7 +52,7 @@ public:
             onStep();
         }
     }
-    int steps = 0;
+    std::atomic<int> steps{0};
     std::function<void()> onStep;
 };
 
@@ -77,6 +77,21 @@ public:
     }
     std::atomic<bool> inAStep{false};
     std::atomic<bool> mayGoOn{false};
+};
+
+/// A loop whose sample time waits for a lock.
+class LockedLoop : public SteppedLoop
+{
+public:
+    using SteppedLoop::SteppedLoop;
+    int sampleTime_ms() const override
+    {
+        asked = true;
+        const std::lock_guard<std::mutex> guard(lock);
+        return 1;
+    }
+    mutable std::atomic<bool> asked{false};
+    mutable std::mutex lock;
 };
 
 /// Compilers differ in the blanks with which they spell a function.
@@ -424,10 +439,9 @@ TEST(TimedLoopProcessor, RearmedLoopIsCalculatedOneSampleTimeLater)
     loop->setEnabled(true);
     Rvl::CTimedLoopProcessor processor;
     processor.addControlLoop(loop);
-    processor.rearmControlLoops(); // of no account before the loops run
     processor.runControlLoops();
-    loop->sampleTime = 20;
     EXPECT_EQ(loop->calculations, 0);
+    loop->sampleTime = 20;
     processor.rearmControlLoops();
     while (loop->calculations < 3) {
         std::this_thread::yield();
@@ -510,19 +524,6 @@ TEST(TimedLoopProcessor, InterruptedStopIsLeftToTheNextOne)
 
 TEST(TimedLoopProcessor, StartWaitsForALoopsLockAndAStopForTheStartButNothingElseDoes)
 {
-    class LockedLoop : public SteppedLoop
-    {
-    public:
-        using SteppedLoop::SteppedLoop;
-        int sampleTime_ms() const override
-        {
-            asked = true;
-            const std::lock_guard<std::mutex> guard(lock);
-            return 1;
-        }
-        mutable std::atomic<bool> asked{false};
-        mutable std::mutex lock;
-    };
     CTimedLoopProcessor processor;
     const auto loop = std::make_shared<LockedLoop>();
     processor.addControlLoop(loop);
@@ -541,6 +542,73 @@ TEST(TimedLoopProcessor, StartWaitsForALoopsLockAndAStopForTheStartButNothingEls
     starter.join();
     stopper.join();
     EXPECT_FALSE(processor.processorActive()) << "the stop came to nothing, as nothing was started yet";
+}
+
+TEST(TimedLoopProcessor, LoopsThatAreGivenUpDuringTheStartAllEnd)
+{
+    CTimedLoopProcessor processor;
+    const auto locked = std::make_shared<LockedLoop>();
+    const auto next = std::make_shared<SteppedLoop>(1);
+    processor.addControlLoop(locked);
+    processor.addControlLoop(next);
+    std::unique_lock<std::mutex> held(locked->lock);
+    std::thread starter([&] { processor.runControlLoops(); });
+    while (!locked->asked) {
+        std::this_thread::yield();
+    }
+    EXPECT_EQ(processor.runs(), 0u);
+    processor.cancelControlLoops();
+    held.unlock();
+    starter.join();
+    EXPECT_EQ(processor.runs(), 1u);
+    std::this_thread::sleep_for(std::chrono::milliseconds(20)); // many sample times
+    processor.stopControlLoops();
+    EXPECT_EQ(locked->steps, 0);
+    EXPECT_EQ(next->steps, 0);
+    processor.runControlLoops();
+    EXPECT_EQ(processor.runs(), 2u);
+    while (next->steps == 0) { // the next start knows nothing of it
+        std::this_thread::yield();
+    }
+}
+
+TEST(TimedLoopProcessor, StepFindsTheNumberOfItsRun)
+{
+    CTimedLoopProcessor processor;
+    const auto loop = std::make_shared<SteppedLoop>(0);
+    std::atomic<std::uint64_t> found{0};
+    loop->onStep = [&] { found = processor.runs(); };
+    processor.addControlLoop(loop);
+    for (std::uint64_t run = 1; run <= 20; ++run) {
+        processor.runControlLoops();
+        while (found == 0) {
+            std::this_thread::yield();
+        }
+        EXPECT_EQ(found, run);
+        processor.runControlLoops();
+        EXPECT_EQ(processor.runs(), run) << "it was running";
+        processor.stopControlLoops();
+        found = 0;
+    }
+}
+
+TEST(TimedLoopProcessor, InterruptionDoesNotKeepItFromItsEnd)
+{
+    std::atomic<bool> ended{false};
+    boost::thread owner([&] {
+        {
+            CTimedLoopProcessor processor;
+            processor.addControlLoop(std::make_shared<SteppedLoop>(1));
+            processor.runControlLoops();
+            while (!boost::this_thread::interruption_requested()) {
+                std::this_thread::yield();
+            }
+        }
+        ended = true;
+    });
+    owner.interrupt();
+    owner.join();
+    EXPECT_TRUE(ended);
 }
 
 TEST(TimedLoopProcessor, StepMayAskForTheStateWhileAnotherThreadWaitsForTheEnd)

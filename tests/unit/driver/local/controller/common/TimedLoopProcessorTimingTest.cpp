@@ -427,6 +427,7 @@ TEST_F(TimedLoopProcessorTiming, ThreadThatCannotBeStartedLeavesTheProcessorIdle
         EXPECT_THROW(processor->runControlLoops(), boost::thread_resource_error);
     }
     EXPECT_FALSE(processor->processorActive());
+    EXPECT_EQ(processor->runs(), 0u);
     EXPECT_EQ(loop->stepCount(), 0u);
     processor->runControlLoops();
     EXPECT_TRUE(loop->waitForSteps(2)) << "the failed start left nothing behind";
