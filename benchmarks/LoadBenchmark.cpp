@@ -6,12 +6,12 @@
 // it takes the same whatever the configuration's size.
 
 #include "benchmarks/Measuring.h"
-#include "host/Configuration.h"
-#include "host/ConfigurationCheck.h"
-#include "host/ConfigurationFrame.h"
-#include "host/PluginLoader.h"
-#include "host/Session.h"
-#include "host/TypeCatalogue.h"
+#include "host/configuration/Configuration.h"
+#include "host/configuration/ConfigurationCheck.h"
+#include "host/configuration/ConfigurationFrame.h"
+#include "host/plugins/PluginLoader.h"
+#include "host/session/Session.h"
+#include "host/types/TypeCatalogue.h"
 #include "platform/rivlink_core/Environment.h"
 
 #include <boost/property_tree/ptree.hpp>

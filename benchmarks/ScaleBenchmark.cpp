@@ -11,7 +11,7 @@
 #include "driver/local/controller/common/LoopElements.h"
 #include "driver/local/controller/controlloop/PIDControlLoop.h"
 #include "driver/local/LocalControllerChannel.h"
-#include "host/Realtime.h"
+#include "host/process/ThreadPriority.h"
 #include "platform/rivlink_core/Environment.h"
 
 #include <boost/asio/deadline_timer.hpp>
@@ -193,7 +193,7 @@ template <class Made> bool measure(std::size_t count, int seconds, bool realtime
         }
     };
     if (realtime) {
-        for (const auto& refusals : {serveThreadsFirst(start), lockMemory()}) {
+        for (const auto& refusals : {raisePriority(start), lockMemory()}) {
             for (const std::string& refusal : refusals) {
                 std::cerr << refusal << '\n';
                 refused = true;

@@ -22,10 +22,10 @@ struct SBadInputReaction
 
 /// Says whether actual values can be relied on. It is asked at every step, on the thread that calculates the
 /// loops and with a loop's lock held: it must answer at once, and must not call a loop or its channel.
-class IInputJudge
+class IInputCheck
 {
 public:
-    virtual ~IInputJudge() = default;
+    virtual ~IInputCheck() = default;
 
     /// Whether the channel that a loop reads (0: the outermost loop's) is good at this moment.
     virtual bool isGoodInput(std::size_t loop) const = 0;
@@ -60,7 +60,7 @@ public:
 /// It begins a supervision, which belongs to the caller, or returns null for a channel that is not made of
 /// the plug-in's loops. The channel must not be enabled yet. A host finds the function by its name at run
 /// time; without it, what actual values are worth is the loops' own affair.
-using SuperviseLoopsFunction = ILoopSupervision*(IIoChannelInterface& channel, const IInputJudge& judge,
+using SuperviseLoopsFunction = ILoopSupervision*(IIoChannelInterface& channel, const IInputCheck& judge,
                                                  const SBadInputReaction& reaction);
 constexpr const char* superviseLoopsFunctionName = "rivlinkSuperviseLoops";
 

@@ -1,9 +1,9 @@
-#include "host/Application.h"
-#include "host/DescriptorLimit.h"
-#include "host/EndRequest.h"
-#include "host/SystemText.h"
-#include "host/Terminal.h"
-#include "host/TimerResolution.h"
+#include "host/base/SystemText.h"
+#include "host/commands/Application.h"
+#include "host/process/DescriptorLimit.h"
+#include "host/process/Terminal.h"
+#include "host/process/TerminationSignals.h"
+#include "host/process/TimerResolution.h"
 
 #include <chrono>
 #include <iostream>
@@ -13,8 +13,8 @@
 int main(int argc, char** argv)
 {
     const auto programStart = std::chrono::steady_clock::now();
-    Rvl::CEndRequest::endProcessUntilThereIsOne();
-    Rvl::keepDialogsAway();
+    Rvl::CTerminationSignals::endProcessBeforeFirst();
+    Rvl::suppressErrorDialogs();
     const Rvl::CConsole console;
     const Rvl::CTimerResolution timerResolution;
     Rvl::raiseDescriptorLimit();

@@ -56,13 +56,13 @@ struct CSignalDevice::Private
     mutable std::recursive_mutex updateMutex;
     std::vector<SSensorBinding> sensorBindings;
     std::vector<SActuatorBinding> actuatorBindings;
-    bool awayReported = false;
+    bool offlineReported = false;
 
     /// The state lock.
     mutable std::mutex stateMutex;
     std::vector<SActuator> actuators;
     bool away = false;
-    bool wentAway = false;
+    bool wentOffline = false;
     std::atomic<std::uint64_t> timesTakenToZero{0};
 
     std::atomic<bool> connected{false};
@@ -164,8 +164,8 @@ void CSignalDevice::bindSensor(const std::string& sensor, CAnalogInChannel& chan
     const std::lock_guard lock(private_->updateMutex);
     private_->sensorBindings.push_back(
         {static_cast<std::size_t>(found - private_->sensors.begin()), &channel});
-    if (private_->awayReported) {
-        channel.setFault(awayText());
+    if (private_->offlineReported) {
+        channel.setFault(offlineText());
     }
 }
 
@@ -190,8 +190,8 @@ std::size_t CSignalDevice::bindActuator(const std::string& actuator, IIoChannelI
         }
     }
     private_->actuatorBindings.push_back({index, &channel, std::move(restore)});
-    if (private_->awayReported) {
-        channel.setFault(awayText());
+    if (private_->offlineReported) {
+        channel.setFault(offlineText());
     }
     return index;
 }
@@ -221,7 +221,7 @@ void CSignalDevice::writeActuator(std::size_t actuator, double value)
         }
     }
     if (away) {
-        RVL_THROW(CDeviceAccessException, awayText());
+        RVL_THROW(CDeviceAccessException, offlineText());
     }
 }
 
@@ -321,7 +321,7 @@ std::vector<double> CSignalDevice::actuatorCommands() const
     return commands;
 }
 
-void CSignalDevice::setAway(bool away)
+void CSignalDevice::setOffline(bool away)
 {
     const std::lock_guard lock(private_->stateMutex);
     if (private_->away == away) {
@@ -329,28 +329,28 @@ void CSignalDevice::setAway(bool away)
     }
     private_->away = away;
     if (away) {
-        private_->wentAway = true;
+        private_->wentOffline = true;
         takeActuatorsToZero();
     }
 }
 
-bool CSignalDevice::isAway() const
+bool CSignalDevice::isOffline() const
 {
     const std::lock_guard lock(private_->stateMutex);
     return private_->away;
 }
 
-void CSignalDevice::reportAway()
+void CSignalDevice::reportOffline()
 {
     bool away = false;
-    bool wentAway = false;
+    bool wentOffline = false;
     {
         const std::lock_guard lock(private_->stateMutex);
         away = private_->away;
         // remembered, because a short absence between two updates also lost what was written meanwhile
-        wentAway = std::exchange(private_->wentAway, false);
+        wentOffline = std::exchange(private_->wentOffline, false);
     }
-    const std::string text = awayText();
+    const std::string text = offlineText();
     const auto forEachChannel = [this](const auto& action) {
         for (const SSensorBinding& binding : private_->sensorBindings) {
             action(*binding.channel);
@@ -359,12 +359,12 @@ void CSignalDevice::reportAway()
             action(*binding.channel);
         }
     };
-    if (wentAway && !private_->awayReported) {
-        private_->awayReported = true;
+    if (wentOffline && !private_->offlineReported) {
+        private_->offlineReported = true;
         forEachChannel([&text](IIoChannelInterface& channel) { channel.setFault(text); });
     }
-    if (!away && private_->awayReported) {
-        private_->awayReported = false;
+    if (!away && private_->offlineReported) {
+        private_->offlineReported = false;
         forEachChannel([&text](IIoChannelInterface& channel) {
             if (channel.fault() == text) {
                 channel.setFault("");
@@ -420,9 +420,9 @@ void CSignalDevice::takeActuatorsToZero()
     }
 }
 
-std::string CSignalDevice::awayText() const
+std::string CSignalDevice::offlineText() const
 {
-    return "Device " + getName() + " is away and does not answer";
+    return "Device " + getName() + " is offline";
 }
 
 std::string listed(const std::vector<std::string>& names)

@@ -108,12 +108,12 @@ protected:
 
     /// The device went away, or is back. From now on it refuses every access, and its own watchdog has taken
     /// every actuator to 0; or it takes values again. Safe from any thread. The channels learn of it in the
-    /// next reportAway().
-    void setAway(bool away);
-    bool isAway() const;
+    /// next reportOffline().
+    void setOffline(bool away);
+    bool isOffline() const;
     /// For update(): marks every bound channel faulty once after the device went away, and takes the mark off
     /// and sends every output's last request again once after it came back.
-    void reportAway();
+    void reportOffline();
 
 private:
     struct Private;
@@ -121,7 +121,7 @@ private:
 
     void run();
     void takeActuatorsToZero(); // with the state lock held
-    std::string awayText() const;
+    std::string offlineText() const;
 };
 
 /// "a, b, c", or "none" for an empty list.

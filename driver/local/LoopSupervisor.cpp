@@ -30,7 +30,7 @@ public:
 
     bool mayCalculate(double actualValue) override
     {
-        if (!inputsAreGood_ || !supervisor_.judge_.isGoodValue(actualValue)) {
+        if (!inputsAreGood_ || !supervisor_.check_.isGoodValue(actualValue)) {
             const bool begun = supervisor_.hasBegun(index_);
             if (begun) {
                 act();
@@ -103,9 +103,9 @@ private:
     double controlValueBefore_ = 0.0;
 };
 
-CLoopSupervisor::CLoopSupervisor(CLocalControllerChannel& channel, const IInputJudge& judge,
+CLoopSupervisor::CLoopSupervisor(CLocalControllerChannel& channel, const IInputCheck& judge,
                                  const SBadInputReaction& reaction)
-    : judge_(judge), reaction_(reaction)
+    : check_(judge), reaction_(reaction)
 {
     std::shared_ptr<IControlLoop> loop = channel.controlLoop();
     while (loop) {
@@ -154,7 +154,7 @@ bool CLoopSupervisor::inputsAreGood(std::size_t loop, bool calculated) const
     // loops above still count where everything stops, and before anything is driven
     const bool all = !calculated || reaction_.action != SBadInputReaction::Hold;
     for (std::size_t other = all ? 0 : loop; other < loops_.size(); ++other) {
-        if (!loops_[other]->loop().isManualMode() && !judge_.isGoodInput(other)) {
+        if (!loops_[other]->loop().isManualMode() && !check_.isGoodInput(other)) {
             return false;
         }
     }
@@ -163,7 +163,7 @@ bool CLoopSupervisor::inputsAreGood(std::size_t loop, bool calculated) const
 
 } // namespace Rvl
 
-Rvl::ILoopSupervision* rivlinkSuperviseLoops(Rvl::IIoChannelInterface& channel, const Rvl::IInputJudge& judge,
+Rvl::ILoopSupervision* rivlinkSuperviseLoops(Rvl::IIoChannelInterface& channel, const Rvl::IInputCheck& judge,
                                              const Rvl::SBadInputReaction& reaction)
 {
     const auto local = dynamic_cast<Rvl::CLocalControllerChannel*>(&channel);

@@ -30,7 +30,7 @@ class RIVLINK_LOCAL_EXPORT CLoopSupervisor : public ILoopSupervision
 {
 public:
     /// The channel must not be enabled yet.
-    CLoopSupervisor(CLocalControllerChannel& channel, const IInputJudge& judge,
+    CLoopSupervisor(CLocalControllerChannel& channel, const IInputCheck& judge,
                     const SBadInputReaction& reaction);
     ~CLoopSupervisor() override;
     // said, as Visual Studio's compiler makes all members of an exported class, and cannot make these
@@ -48,7 +48,7 @@ private:
     bool hasBegun(std::size_t loop) const;
     bool inputsAreGood(std::size_t loop, bool calculated) const;
 
-    const IInputJudge& judge_;
+    const IInputCheck& check_;
     const SBadInputReaction reaction_;
     std::vector<std::unique_ptr<CSupervisedLoop>> loops_;
 };
@@ -58,5 +58,5 @@ private:
 /// The SuperviseLoopsFunction of this plug-in (common/LoopSupervision.h): a CLoopSupervisor for a local
 /// controller channel, null for every other one. It belongs to the caller.
 extern "C" RIVLINK_LOCAL_EXPORT Rvl::ILoopSupervision*
-rivlinkSuperviseLoops(Rvl::IIoChannelInterface& channel, const Rvl::IInputJudge& judge,
+rivlinkSuperviseLoops(Rvl::IIoChannelInterface& channel, const Rvl::IInputCheck& judge,
                       const Rvl::SBadInputReaction& reaction);

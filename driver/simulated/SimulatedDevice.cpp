@@ -119,7 +119,7 @@ void CSimulatedDevice::setFault(eFault kind, const std::string& signal, bool on)
         private_->switched[{kind, signal}] = on;
     }
     if (kind == DeviceAway && on) {
-        setAway(true); // refuses accesses from now on; coming back takes the device's thread
+        setOffline(true); // refuses accesses from now on; coming back takes the device's thread
     }
 }
 
@@ -183,8 +183,8 @@ void CSimulatedDevice::stopped()
 
 void CSimulatedDevice::followFaults()
 {
-    setAway(private_->inForce(DeviceAway, ""));
-    reportAway();
+    setOffline(private_->inForce(DeviceAway, ""));
+    reportOffline();
 }
 
 void CSimulatedDevice::takeActuators()
@@ -203,7 +203,7 @@ void CSimulatedDevice::takeActuators()
 
 void CSimulatedDevice::publishSensors()
 {
-    const bool away = isAway();
+    const bool away = isOffline();
     const std::vector<std::string>& names = sensors();
     private_->shown.resize(names.size(), std::numeric_limits<double>::quiet_NaN());
     for (std::size_t i = 0; i < names.size(); ++i) {

@@ -1,10 +1,10 @@
 // The host's command line, one argument per line of the input: whatever stands there, the program ends with
 // one of its exit codes and says why if that is not 0. The arguments that are durations and numbers are read
 // one by one as well.
-#include "host/Application.h"
-#include "host/Duration.h"
-#include "host/ExitCode.h"
-#include "host/NumberText.h"
+#include "host/base/Duration.h"
+#include "host/base/ExitCode.h"
+#include "host/base/NumberText.h"
+#include "host/commands/Application.h"
 #include "tests/fuzz/Fuzzing.h"
 
 #include <boost/filesystem.hpp>

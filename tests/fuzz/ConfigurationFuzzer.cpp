@@ -1,9 +1,9 @@
 // A configuration file, from its bytes to "check": whatever they are, the host tells faults with lines that
 // exist, or builds everything and prints an effective configuration that means the same.
-#include "host/ConfigurationCheck.h"
-#include "host/EffectiveConfiguration.h"
-#include "host/HostException.h"
-#include "host/Session.h"
+#include "host/base/HostException.h"
+#include "host/configuration/ConfigurationCheck.h"
+#include "host/configuration/EffectiveConfiguration.h"
+#include "host/session/Session.h"
 #include "platform/rivlink_core/Environment.h"
 #include "tests/fuzz/FuzzedPlugins.h"
 #include "tests/fuzz/Fuzzing.h"

@@ -8,7 +8,7 @@
 #include "driver/local/controller/controlloopinput/LoopInFactory.h"
 #include "driver/local/controller/controlloopoutput/LoopOutFactory.h"
 #include "driver/local/LocalControllerChannel.h"
-#include "host/Configuration.h"
+#include "host/configuration/Configuration.h"
 #include "platform/rivlink_common/ConfigurationException.h"
 #include "platform/rivlink_common/DeviceAccessException.h"
 #include "platform/rivlink_core/DeviceInterface.h"

@@ -1,6 +1,6 @@
 #include "tests/fuzz/FuzzedPlugins.h"
 
-#include "host/LogSetup.h"
+#include "host/process/LogSetup.h"
 #include "platform/rivlink_core/Environment.h"
 
 #include <memory>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "host/TypeCatalogue.h"
+#include "host/types/TypeCatalogue.h"
 
 #include <boost/property_tree/ptree.hpp>
 

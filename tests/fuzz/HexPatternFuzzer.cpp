@@ -1,7 +1,7 @@
 // The text of a digital pattern: any text gives a number, namely the one that stands at its beginning, and
 // what the host's check lets pass is read in full.
 #include "driver/local/controller/controlloopoutput/AbstractTwoQuadrantLoopOut.h"
-#include "host/KeyCheck.h"
+#include "host/configuration/KeyCheck.h"
 #include "tests/fuzz/Fuzzing.h"
 
 #include <charconv>

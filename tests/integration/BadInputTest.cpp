@@ -198,8 +198,7 @@ TEST(BadInput, DeviceThatIsAwayIsBadInputAndRecovers)
 {
     const SRecordedRun run =
         recorded(pidWith(fault("DeviceAway", "", "1", "1.6"), "<BadInput Action=\"hold\"/>"), "2500ms");
-    EXPECT_THAT(run.with("bad input: Jacket temperature: Device Bench is away and does not answer; held"),
-                Not(IsEmpty()));
+    EXPECT_THAT(run.with("bad input: Jacket temperature: Device Bench is offline; held"), Not(IsEmpty()));
     EXPECT_LT(bumpAfter(run, "held"), 1e-9);
     EXPECT_EQ("ok", run.rows.back().state);
 }

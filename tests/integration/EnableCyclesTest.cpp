@@ -1,6 +1,6 @@
 // A controller that is switched on and off again and again, on the real plug-ins within this process.
 
-#include "host/Assembly.h"
+#include "host/session/LoadedConfiguration.h"
 #include "platform/rivlink_device/AnalogOutChannel.h"
 #include "platform/rivlink_device/ControllerChannel.h"
 #include "tests/support/HeldResources.h"
@@ -54,9 +54,9 @@ TEST(EnableCycles, ThousandCyclesUnderLoadLeaveTheDisabledValueAndNothingElseBeh
                     "DisabledU=\"5\" Setpoint=\"80\" SampleTime_ms=\"10\"");
     const CTemporaryFolder folder;
     const std::string example = folder.write("c.xml", text);
-    CAssembly assembly(example, CPluginPath({RIVLINK_TEST_PLUGIN_DIRECTORY}));
-    ASSERT_TRUE(assembly.faults().empty()) << assembly.faults().report(example);
-    CSession& session = assembly.session();
+    CLoadedConfiguration loaded(example, CPluginPath({RIVLINK_TEST_PLUGIN_DIRECTORY}));
+    ASSERT_TRUE(loaded.faults().empty()) << loaded.faults().report(example);
+    CSession& session = loaded.session();
     session.start();
     IControllerChannel& controller = *session.controllers().at(0);
     const CAnalogOutChannel& heater = *CAnalogOutChannel::NameServer.lookupObject("Heater");

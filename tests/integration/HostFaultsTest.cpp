@@ -359,7 +359,7 @@ TEST(HostFaults, NaNOfASensorStaysInALoopWithoutAPolicy)
 TEST(HostFaults, DeviceThatComesBackGetsItsOutputsAgainAndTheLoopGoesOn)
 {
     const auto rows = recordOf(pidWithFault("<Fault Kind=\"DeviceAway\" From_s=\"1\" To_s=\"3\"/>"), "5s");
-    const std::string away = "fault: Jacket temperature: Device Bench is away and does not answer";
+    const std::string away = "fault: Jacket temperature: Device Bench is offline";
     EXPECT_GT(rowsWith(rows, away), 10);
     const auto lastAway =
         std::find_if(rows.rbegin(), rows.rend(), [&](const SRecordRow& row) { return row.state == away; });
@@ -396,7 +396,7 @@ TEST(HostFaults, FailedWriteOfAnActuatorIsToldAndRepeatedOnceItCanBe)
                  "</Output></ControlLoop></Channel>");
     const auto rows = recordOf(text, "3s");
     const auto jacket = rowsOf(rows, "Jacket");
-    EXPECT_GT(rowsWith(jacket, "fault: Heater: Device Far is away and does not answer"), 10);
+    EXPECT_GT(rowsWith(jacket, "fault: Heater: Device Far is offline"), 10);
     EXPECT_EQ("ok", jacket.back().state);
     EXPECT_EQ(100.0, jacket.back().controlValue)
         << "the same value from the first step on: never written anew";

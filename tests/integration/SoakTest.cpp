@@ -2,10 +2,10 @@
 // somebody plays with the controllers, on the real plug-ins within this process. RIVLINK_SOAK_FOR says for
 // how long (such as 1h; two minutes without it), RIVLINK_SOAK_SEED with which random numbers.
 
-#include "host/Assembly.h"
-#include "host/DescriptorLimit.h"
-#include "host/Duration.h"
-#include "host/LogSetup.h"
+#include "host/base/Duration.h"
+#include "host/process/DescriptorLimit.h"
+#include "host/process/LogSetup.h"
+#include "host/session/LoadedConfiguration.h"
 #include "platform/rivlink_core/Environment.h"
 #include "platform/rivlink_device/AnalogOutChannel.h"
 #include "platform/rivlink_device/ControllerChannel.h"
@@ -337,9 +337,10 @@ TEST(Soak, TwoHundredControllersUnderRandomFaultsLoseNothingAndEndAtTheirDisable
     raiseDescriptorLimit();
     setUpLogging("off"); // each write to a device that is away is logged
     const CTemporaryFolder folder;
-    CAssembly assembly(folder.write("c.xml", configuration()), CPluginPath({RIVLINK_TEST_PLUGIN_DIRECTORY}));
-    ASSERT_TRUE(assembly.faults().empty()) << assembly.faults().report("c.xml");
-    CSession& session = assembly.session();
+    CLoadedConfiguration loaded(folder.write("c.xml", configuration()),
+                                CPluginPath({RIVLINK_TEST_PLUGIN_DIRECTORY}));
+    ASSERT_TRUE(loaded.faults().empty()) << loaded.faults().report("c.xml");
+    CSession& session = loaded.session();
     session.start();
     CMischief mischief(session, seed);
 
@@ -369,7 +370,7 @@ TEST(Soak, TwoHundredControllersUnderRandomFaultsLoseNothingAndEndAtTheirDisable
     std::vector<std::unique_ptr<ILoopObservation>> observations;
     const Clock::time_point firstObserved = Clock::now();
     for (IControllerChannel* const controller : session.controllers()) {
-        observations.emplace_back(assembly.plugins().loopObservers().at(0)(*controller));
+        observations.emplace_back(loaded.plugins().loopObservers().at(0)(*controller));
         ASSERT_TRUE(observations.back());
     }
     const Clock::time_point allObserved = Clock::now();

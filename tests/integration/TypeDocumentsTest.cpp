@@ -2,13 +2,13 @@
 // keys are more varied): the manual and its short pieces of XML against the host's check, the schema against
 // what a validating parser marks with it.
 
-#include "host/Configuration.h"
-#include "host/ConfigurationCheck.h"
-#include "host/ConfigurationSchema.h"
-#include "host/KeyText.h"
-#include "host/PluginPath.h"
-#include "host/References.h"
-#include "host/ShortXml.h"
+#include "host/configuration/Configuration.h"
+#include "host/configuration/ConfigurationCheck.h"
+#include "host/configuration/References.h"
+#include "host/documents/ConfigurationSchema.h"
+#include "host/documents/ShortXml.h"
+#include "host/plugins/PluginPath.h"
+#include "host/types/KeyText.h"
 #include "tests/integration/HostProgram.h"
 #include "tests/support/ProgramRun.h"
 #include "tests/support/SchemaCheck.h"

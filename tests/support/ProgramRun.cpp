@@ -1,6 +1,6 @@
 #include "tests/support/ProgramRun.h"
 
-#include "host/SystemText.h"
+#include "host/base/SystemText.h"
 
 #include <boost/filesystem.hpp>
 

@@ -36,14 +36,14 @@ public:
     }
     ~CPortDevice() override { disconnect(); }
     using CSignalDevice::setActuatorRange;
-    using CSignalDevice::setAway;
+    using CSignalDevice::setOffline;
     void updateOnce()
     {
         withUpdateLock([this] { update(0.0); });
     }
 
 protected:
-    void update(double) override { reportAway(); }
+    void update(double) override { reportOffline(); }
 };
 
 const SDeviceFamily portDevices{
@@ -200,10 +200,10 @@ TEST(SignalChannels, ReturnRestoresModeAndDutyCycle)
     const auto pump = bound<CSignalDigitalOutChannel>("Pump", "Rig", "Pump");
     pump->setPWMMode(true);
     pump->safeWritePWMDutyCycle(40);
-    device.setAway(true);
+    device.setOffline(true);
     pump->safeWritePWMDutyCycle(60);
-    EXPECT_EQ("Device Rig is away and does not answer", pump->fault());
-    device.setAway(false);
+    EXPECT_EQ("Device Rig is offline", pump->fault());
+    device.setOffline(false);
     device.updateOnce();
     EXPECT_EQ(3.0, device.actuatorCommand("Pump"));
     EXPECT_EQ("", pump->fault());
@@ -261,11 +261,11 @@ TEST(SignalChannels, ReturnRestoresThePort)
     CPortDevice device("Rig");
     const auto port = bound<CSignalDigitalPortChannel>("Port", "Rig", "Lines", portDevices);
     port->writeMasked(7, 6);
-    device.setAway(true);
+    device.setOffline(true);
     port->writeMasked(3, 1);
-    EXPECT_EQ("Device Rig is away and does not answer", port->fault());
+    EXPECT_EQ("Device Rig is offline", port->fault());
     EXPECT_EQ(0.0, device.actuatorCommand("Lines"));
-    device.setAway(false);
+    device.setOffline(false);
     device.updateOnce();
     EXPECT_EQ(5.0, device.actuatorCommand("Lines"));
     EXPECT_EQ("", port->fault());
@@ -313,10 +313,10 @@ TEST(SignalChannels, ReturnRestoresThePumpsFlow)
     CTestDevice device("Rig");
     const auto pump = bound<CSignalPumpChannel>("Feed", "Rig", "Pump");
     pump->generateFlow(3.5);
-    device.setAway(true);
+    device.setOffline(true);
     pump->generateFlow(2.5);
-    EXPECT_EQ("Device Rig is away and does not answer", pump->fault());
-    device.setAway(false);
+    EXPECT_EQ("Device Rig is offline", pump->fault());
+    device.setOffline(false);
     device.updateOnce();
     EXPECT_EQ(2.5, device.actuatorCommand("Pump"));
     EXPECT_EQ("", pump->fault());
@@ -331,8 +331,8 @@ TEST(SignalChannels, ReturnLeavesAPortAndAPumpAloneOfWhichNothingWasAsked)
     device.writeActuator(1, 2.0);
     other.writeActuator(0, 2.0);
     for (const bool away : {true, false}) {
-        device.setAway(away);
-        other.setAway(away);
+        device.setOffline(away);
+        other.setOffline(away);
         device.updateOnce();
         other.updateOnce();
     }
@@ -371,10 +371,10 @@ TEST(SignalChannels, ChannelsMayGoWhileTheirDeviceRuns)
         const auto level = bound<CSignalAnalogInChannel>("Level", "Rig", "Level");
         const auto valve = bound<CSignalAnalogOutChannel>("Valve", "Rig", "Valve");
         valve->safeWriteOutput(round);
-        device.setAway(round % 3 == 0);
+        device.setOffline(round % 3 == 0);
         ASSERT_TRUE(waitUntil([&] { return level->readValue() > 0.0; }));
     }
-    device.setAway(false);
+    device.setOffline(false);
     device.writeActuator(0, 7.0);
     EXPECT_EQ(7.0, device.actuatorCommand("Valve")) << "the actuator outlives its channels";
 }

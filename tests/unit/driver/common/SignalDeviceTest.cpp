@@ -137,12 +137,12 @@ TEST(SignalDevice, AwayRefusesAccessAndTakesOutputsTo0AtOnce)
 {
     CTestDevice device("Rig");
     device.writeActuator(0, 30.0);
-    device.setAway(true);
+    device.setOffline(true);
     EXPECT_EQ(0.0, device.actuatorCommand("Valve"));
-    EXPECT_EQ("Device Rig is away and does not answer",
+    EXPECT_EQ("Device Rig is offline",
               messageOf<CDeviceAccessException>([&] { device.writeActuator(0, 40.0); }));
     EXPECT_EQ(0.0, device.actuatorCommand("Valve"));
-    device.setAway(false);
+    device.setOffline(false);
     device.writeActuator(0, 50.0);
     EXPECT_EQ(50.0, device.actuatorCommand("Valve"));
 }
@@ -158,13 +158,13 @@ TEST(SignalDevice, AwayMarksEveryChannelAndReturnRestoresOutputs)
     valve.connectToDevice();
     valve.safeWriteOutput(30.0);
 
-    device.setAway(true);
+    device.setOffline(true);
     device.updateOnce();
-    EXPECT_EQ("Device Rig is away and does not answer", level.fault());
-    EXPECT_EQ("Device Rig is away and does not answer", valve.fault());
+    EXPECT_EQ("Device Rig is offline", level.fault());
+    EXPECT_EQ("Device Rig is offline", valve.fault());
     valve.safeWriteOutput(60.0); // throws nothing
 
-    device.setAway(false);
+    device.setOffline(false);
     EXPECT_EQ(0.0, device.actuatorCommand("Valve"));
     device.updateOnce();
     EXPECT_EQ("", level.fault());
@@ -178,9 +178,9 @@ TEST(SignalDevice, AnAbsenceBetweenTwoUpdatesLosesNothing)
     CSignalAnalogOutChannel valve("Valve", testDevices);
     valve.setProperties(nodeOf("<Channel><Device>Rig</Device><Signal>Valve</Signal></Channel>"));
     valve.connectToDevice();
-    device.setAway(true);
+    device.setOffline(true);
     valve.safeWriteOutput(60.0);
-    device.setAway(false);
+    device.setOffline(false);
     EXPECT_TRUE(valve.isFaulty());
     device.updateOnce();
     EXPECT_EQ("", valve.fault());
@@ -192,10 +192,10 @@ TEST(SignalDevice, ReturnLeavesFaultsOfOthers)
     CTestDevice device("Rig");
     CSignalAnalogInChannel level("Level", testDevices);
     device.bindSensor("Level", level);
-    device.setAway(true);
+    device.setOffline(true);
     device.updateOnce();
     level.setFault("the cable is broken");
-    device.setAway(false);
+    device.setOffline(false);
     device.updateOnce();
     EXPECT_EQ("the cable is broken", level.fault());
     device.unbind(level);
@@ -204,14 +204,14 @@ TEST(SignalDevice, ReturnLeavesFaultsOfOthers)
 TEST(SignalDevice, ChannelBoundWhileAwayIsMarked)
 {
     CTestDevice device("Rig");
-    device.setAway(true);
+    device.setOffline(true);
     device.updateOnce();
     CSignalAnalogInChannel level("Level", testDevices);
     CSignalAnalogOutChannel valve("Valve", testDevices);
     device.bindSensor("Level", level);
     device.bindActuator("Valve", valve, [] {});
-    EXPECT_EQ("Device Rig is away and does not answer", level.fault());
-    EXPECT_EQ("Device Rig is away and does not answer", valve.fault());
+    EXPECT_EQ("Device Rig is offline", level.fault());
+    EXPECT_EQ("Device Rig is offline", valve.fault());
     device.unbind(level);
     device.unbind(valve);
 }

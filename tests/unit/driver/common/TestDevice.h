@@ -24,7 +24,7 @@ public:
     }
     ~CTestDevice() override { disconnect(); }
 
-    using CSignalDevice::setAway;
+    using CSignalDevice::setOffline;
     using CSignalDevice::setSensorFault;
 
     /// One update on the calling thread.
@@ -52,7 +52,7 @@ protected:
     void starting() override { note("starting"); }
     void update(double) override
     {
-        reportAway();
+        reportOffline();
         const double valve = actuatorCommands()[0];
         unsigned number = 0;
         {

@@ -26,7 +26,7 @@ namespace {
 const double notANumber = std::numeric_limits<double>::quiet_NaN();
 
 /// Finds bad what the test says, and every value that is not a number.
-class FakeJudge : public IInputJudge
+class FakeJudge : public IInputCheck
 {
 public:
     bool isGoodInput(std::size_t loop) const override

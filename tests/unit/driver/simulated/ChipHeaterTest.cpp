@@ -94,7 +94,7 @@ TEST(ChipHeater, AbsenceStopsItAndReturnRestoresBothOutputs)
     chip.device->setFault(CSimulatedDevice::DeviceAway, "", true);
     chip.device->step(1.0);
     EXPECT_EQ(0.0, chip.device->power());
-    EXPECT_EQ("Device Rig is away and does not answer", chip.enable->fault());
+    EXPECT_EQ("Device Rig is offline", chip.enable->fault());
     chip.device->setFault(CSimulatedDevice::DeviceAway, "", false);
     chip.device->step(1.0);
     EXPECT_EQ(20.0, chip.device->power());

@@ -111,7 +111,7 @@ TEST(PeltierBench, AbsenceStopsTheCurrentAndReturnRestoresIt)
     device->step(0.1);
     EXPECT_EQ(0.0, device->power());
     port->writeMasked(3, 2);
-    EXPECT_EQ("Device Rig is away and does not answer", port->fault());
+    EXPECT_EQ("Device Rig is offline", port->fault());
     device->setFault(CSimulatedDevice::DeviceAway, "", false);
     device->step(0.1);
     EXPECT_EQ(20.0, device->power()) << "the direction asked for meanwhile, and the magnitude from before";

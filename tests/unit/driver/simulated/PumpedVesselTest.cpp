@@ -194,7 +194,7 @@ TEST(PumpedVessel, AbsenceStopsThePumpAndReturnRestoresItsFlow)
     device->step(0.1);
     EXPECT_EQ(0.0, device->flow());
     channel->generateFlow(120.0);
-    EXPECT_EQ("Device Rig is away and does not answer", channel->fault());
+    EXPECT_EQ("Device Rig is offline", channel->fault());
     device->setFault(CSimulatedDevice::DeviceAway, "", false);
     device->step(0.1);
     device->step(0.1);

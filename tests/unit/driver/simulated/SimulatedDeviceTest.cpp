@@ -98,7 +98,7 @@ std::string configurationError(const std::string& content)
     return messageOf<CConfigurationException>([&] { SRig rig(content); });
 }
 
-constexpr auto away = "Device Rig is away and does not answer";
+constexpr auto away = "Device Rig is offline";
 
 } // namespace
 

@@ -60,7 +60,7 @@ TEST(SimulatedFaultSwitch, CanEndAnAbsence)
     heater.writeOutput(true);
     channel->writeOutput(true);
     device.step(0.02);
-    EXPECT_EQ("Device Bench is away and does not answer", heater.fault());
+    EXPECT_EQ("Device Bench is offline", heater.fault());
     EXPECT_EQ(0.0, device.actuatorCommand("Heater"));
     EXPECT_EQ("", channel->fault()) << "the switch is not part of what is away";
     channel->writeOutput(false);

@@ -1,0 +1,80 @@
+#include "host/base/SystemText.h"
+
+#if defined(_WIN32)
+#include <iterator>
+#include <memory>
+
+#include <windows.h>
+
+#include <shellapi.h>
+#endif
+
+#include <cstdlib>
+
+namespace Rvl {
+
+#if defined(_WIN32)
+
+namespace {
+
+/// Half of a pair of surrogates, which no UTF-8 can tell, becomes the replacement character.
+std::string utf8(const wchar_t* text)
+{
+    const int size = WideCharToMultiByte(CP_UTF8, 0, text, -1, nullptr, 0, nullptr, nullptr);
+    std::string result(static_cast<std::size_t>(size), '\0');
+    WideCharToMultiByte(CP_UTF8, 0, text, -1, result.data(), size, nullptr, nullptr);
+    result.resize(result.empty() ? 0 : result.size() - 1); // without the end of the text
+    return result;
+}
+
+} // namespace
+
+std::vector<std::string> programArguments(int argc, const char* const* argv)
+{
+    int count = 0;
+    const std::unique_ptr<LPWSTR, decltype(&LocalFree)> arguments(
+        CommandLineToArgvW(GetCommandLineW(), &count), &LocalFree);
+    if (!arguments) {
+        return {argv, argv + argc};
+    }
+    std::vector<std::string> result;
+    for (int index = 0; index < count; ++index) {
+        result.push_back(utf8(arguments.get()[index]));
+    }
+    return result;
+}
+
+std::optional<std::string> environmentVariable(const std::string& name)
+{
+    const wchar_t* const value = _wgetenv(pathOf(name).c_str());
+    return value ? std::optional(utf8(value)) : std::nullopt;
+}
+
+std::string systemMessage(unsigned long error)
+{
+    wchar_t text[1024] = {};
+    if (FormatMessageW(FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_IGNORE_INSERTS, nullptr, error, 0, text,
+                       static_cast<DWORD>(std::size(text)), nullptr) == 0) {
+        return "Windows error " + std::to_string(error);
+    }
+    std::string message = utf8(text);
+    message.erase(message.find_last_not_of(".\r\n ") + 1);
+    return message;
+}
+
+#else
+
+std::vector<std::string> programArguments(int argc, const char* const* argv)
+{
+    return {argv, argv + argc};
+}
+
+std::optional<std::string> environmentVariable(const std::string& name)
+{
+    const char* const value = std::getenv(name.c_str());
+    return value ? std::optional<std::string>(value) : std::nullopt;
+}
+
+#endif
+
+} // namespace Rvl

@@ -1,0 +1,268 @@
+#include "host/commands/Application.h"
+
+#include "host/base/Duration.h"
+#include "host/base/HostException.h"
+#include "host/base/Suggestion.h"
+#include "host/base/SystemText.h"
+#include "host/commands/RunCommand.h"
+#include "host/configuration/EffectiveConfiguration.h"
+#include "host/documents/ConfigurationManual.h"
+#include "host/documents/ConfigurationSchema.h"
+#include "host/documents/TypeReport.h"
+#include "host/plugins/PluginLoader.h"
+#include "host/process/LogSetup.h"
+#include "host/session/LoadedConfiguration.h"
+
+#include <CLI/CLI.hpp>
+
+#include <algorithm>
+#include <string>
+#include <vector>
+
+namespace Rvl {
+
+namespace {
+
+/// What the command line says.
+struct SArguments
+{
+    std::vector<std::string> pluginPath;
+    std::string logLevel = "warn";
+    std::string configuration;
+    std::string duration;
+    std::string record;
+    std::string recordInterval = "100ms";
+    bool force = false;
+    bool quiet = false;
+    bool realtime = false;
+    std::vector<std::string> plugins;
+    std::string typeName;
+    bool json = false;
+};
+
+std::string judgeDuration(const std::string& text)
+{
+    return parseDuration(text)
+               ? ""
+               : "\"" + text + "\" is no duration; expected one such as 500ms, 30s, 5min or 2h";
+}
+
+std::string judgeFileName(const std::string& text)
+{
+    return text.empty() || text.front() == '-' ? "\"" + text + "\" is no file name" : "";
+}
+
+std::string judgeInterval(const std::string& text)
+{
+    const auto interval = parseDuration(text);
+    return interval && interval->count() > 0
+               ? ""
+               : "\"" + text + "\" is no interval; expected a duration of 1ms or more";
+}
+
+void describeCommandLine(CLI::App& app, SArguments& arguments)
+{
+    // on Windows CLI11 would take a path that begins with a slash for an option; commands inherit this
+    app.allow_windows_style_options(false);
+    app.description("Runs closed control loops over laboratory devices.");
+    app.set_version_flag("--version", "rivlink-host " RIVLINK_VERSION);
+    app.require_subcommand(1);
+    app.fallthrough();
+    app.add_option("--plugin-path", arguments.pluginPath,
+                   "Folder to look for plug-ins in, before those of RIVLINK_PLUGIN_PATH and the program's "
+                   "own; may be given several times")
+        ->type_name("DIR")
+        ->allow_extra_args(false);
+    app.add_option("--log", arguments.logLevel, "Log records to show on standard error: from this level on")
+        ->type_name("LEVEL")
+        ->check(CLI::IsMember(logLevels()))
+        ->capture_default_str();
+    app.footer("Exit status: 0 done, 1 failure at run time, 64 wrong usage, 65 not well-formed XML, "
+               "78 faults in the configuration.");
+
+    const auto withConfiguration = [&](CLI::App* command) {
+        command->add_option("CONFIG", arguments.configuration, "Configuration file (XML)")->required();
+        return command;
+    };
+    CLI::App* const run = withConfiguration(
+        app.add_subcommand("run", "Check a configuration and run it until its time is over or a signal "
+                                  "ends it; every controller is then taken to its disabled value"));
+    run->add_option("--for", arguments.duration, "How long to run, such as 500ms, 30s, 5min, 2h")
+        ->type_name("DURATION")
+        ->check(CLI::Validator(judgeDuration, "", "duration"));
+    CLI::Option* const record =
+        run->add_option("--record", arguments.record, "Record every controller to this file (CSV)")
+            ->type_name("FILE")
+            ->check(CLI::Validator(judgeFileName, "", "file name"));
+    run->add_option("--record-interval", arguments.recordInterval, "Time between two rows of a controller")
+        ->type_name("DURATION")
+        ->check(CLI::Validator(judgeInterval, "", "interval"))
+        ->needs(record)
+        ->capture_default_str();
+    run->add_flag("--force", arguments.force, "Replace a record that is already there")->needs(record);
+    run->add_flag("--quiet", arguments.quiet, "No live output, only the summary at the end");
+    run->add_flag("--realtime", arguments.realtime,
+                  "Serve loops and devices before ordinary programs and keep memory from being paged out, as "
+                  "far as the system allows it");
+
+    withConfiguration(
+        app.add_subcommand("check", "Tell everything that is wrong with a configuration; drives nothing"));
+    withConfiguration(
+        app.add_subcommand("print", "Print the effective configuration, with every default written out"));
+
+    CLI::App* const types =
+        app.add_subcommand("types", "Tell which types the plug-ins offer and which keys they read");
+    types->add_option("NAME", arguments.typeName, "Only this type");
+    types->add_flag("--json", arguments.json, "As JSON");
+
+    CLI::App* const schema = app.add_subcommand(
+        "schema", "Print an XML Schema of configurations, for editors and xmllint: keys, type names, ranges "
+                  "and meanings as the plug-ins describe them");
+    CLI::App* const docs = app.add_subcommand(
+        "docs", "Print the manual of configurations (Markdown): every type with its keys and a short XML");
+    for (CLI::App* const command : {types, schema, docs}) {
+        command
+            ->add_option("--plugin", arguments.plugins,
+                         "Only this plug-in instead of all in the path; may be given several times")
+            ->type_name("PLUGIN")
+            ->allow_extra_args(false);
+    }
+}
+
+int check(const SArguments& arguments, const CPluginPath& pluginPath, std::ostream& out)
+{
+    const CLoadedConfiguration loaded(pathOf(arguments.configuration), pluginPath);
+    if (loaded.faults().empty()) {
+        out << loaded.configuration().name() << ": no faults" << std::endl;
+        return ExitDone;
+    }
+    out << loaded.faults().report(loaded.configuration().name()) << std::flush;
+    return ExitBadConfiguration;
+}
+
+int print(const SArguments& arguments, const CPluginPath& pluginPath, std::ostream& out, std::ostream& err)
+{
+    const CLoadedConfiguration loaded(pathOf(arguments.configuration), pluginPath);
+    if (!loaded.faults().empty()) {
+        err << loaded.faults().report(loaded.configuration().name()) << std::flush;
+        return ExitBadConfiguration;
+    }
+    out << effectiveConfiguration(loaded.configuration(), loaded.catalogue()) << std::flush;
+    return ExitDone;
+}
+
+/// Loads the plug-ins that the command line asks for, and has them describe their types.
+void describePlugins(const SArguments& arguments, const CPluginPath& pluginPath, CTypeCatalogue& catalogue)
+{
+    CPluginLoader loader(pluginPath, catalogue);
+    for (const std::string& plugin : arguments.plugins.empty() ? pluginPath.plugins() : arguments.plugins) {
+        loader.load(plugin);
+    }
+    loader.registerFactories();
+    catalogue.resolve();
+}
+
+int types(const SArguments& arguments, const CPluginPath& pluginPath, std::ostream& out, std::ostream& err)
+{
+    CTypeCatalogue catalogue;
+    describePlugins(arguments, pluginPath, catalogue);
+    std::vector<const STypeDescription*> chosen = catalogue.types();
+    if (!arguments.typeName.empty()) {
+        std::vector<std::string> names;
+        for (const STypeDescription* type : chosen) {
+            names.push_back(type->name);
+        }
+        std::erase_if(chosen, [&](const auto* type) { return type->name != arguments.typeName; });
+        if (chosen.empty()) {
+            err << "\"" << arguments.typeName << "\" is a type of no loaded plug-in; expected "
+                << expectedChoices(arguments.typeName, names) << std::endl;
+            return ExitUsage;
+        }
+    }
+    out << (arguments.json ? typeReportAsJson(chosen) : typeReport(chosen)) << std::flush;
+    return ExitDone;
+}
+
+int schema(const SArguments& arguments, const CPluginPath& pluginPath, std::ostream& out)
+{
+    CTypeCatalogue catalogue;
+    describePlugins(arguments, pluginPath, catalogue);
+    out << configurationSchema(catalogue) << std::flush;
+    return ExitDone;
+}
+
+int docs(const SArguments& arguments, const CPluginPath& pluginPath, std::ostream& out)
+{
+    CTypeCatalogue catalogue;
+    describePlugins(arguments, pluginPath, catalogue);
+    out << configurationManual(catalogue) << std::flush;
+    return ExitDone;
+}
+
+int run(const SArguments& arguments, const CPluginPath& pluginPath,
+        std::chrono::steady_clock::time_point programStart, std::ostream& out, std::ostream& err)
+{
+    SRunOptions options;
+    options.configuration = pathOf(arguments.configuration);
+    options.duration = parseDuration(arguments.duration);
+    if (!arguments.record.empty()) {
+        options.record = pathOf(arguments.record);
+    }
+    options.recordInterval = *parseDuration(arguments.recordInterval);
+    options.replaceRecord = arguments.force;
+    options.quiet = arguments.quiet;
+    options.realtime = arguments.realtime;
+    options.programStart = programStart;
+    return runConfiguration(options, pluginPath, out, err);
+}
+
+} // namespace
+
+int runApplication(int argc, const char* const* argv, std::chrono::steady_clock::time_point programStart,
+                   std::ostream& out, std::ostream& err)
+{
+    SArguments arguments;
+    CLI::App app("", "rivlink-host");
+    describeCommandLine(app, arguments);
+    try {
+        app.parse(argc, argv);
+    } catch (const CLI::ParseError& error) {
+        return app.exit(error, out, err) == 0 ? ExitDone : ExitUsage;
+    }
+    try {
+        setUpLogging(arguments.logLevel);
+        const CPluginPath pluginPath = CPluginPath::withDefaults(arguments.pluginPath);
+        if (app.got_subcommand("run")) {
+            return run(arguments, pluginPath, programStart, out, err);
+        }
+        // what was asked for is the output: it has to arrive
+        const auto delivered = [&](int result) {
+            if (out.flush()) {
+                return result;
+            }
+            err << "the output could not be written" << std::endl;
+            return static_cast<int>(ExitFailure);
+        };
+        if (app.got_subcommand("check")) {
+            return delivered(check(arguments, pluginPath, out));
+        }
+        if (app.got_subcommand("print")) {
+            return delivered(print(arguments, pluginPath, out, err));
+        }
+        if (app.got_subcommand("schema")) {
+            return delivered(schema(arguments, pluginPath, out));
+        }
+        if (app.got_subcommand("docs")) {
+            return delivered(docs(arguments, pluginPath, out));
+        }
+        return delivered(types(arguments, pluginPath, out, err));
+    } catch (const CHostException& exception) {
+        err << exception.what() << std::endl;
+        return exception.code();
+    } catch (const std::exception& exception) {
+        err << "failed: " << exception.what() << std::endl;
+        return ExitFailure;
+    }
+}
+
+} // namespace Rvl

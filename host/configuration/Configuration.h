@@ -1,0 +1,65 @@
+#pragma once
+
+#include "host/configuration/Fault.h"
+
+#include <boost/property_tree/ptree.hpp>
+#include <pugixml.hpp>
+
+#include <cstddef>
+#include <filesystem>
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace Rvl {
+
+/// A configuration file: its elements, where they stand in it, and the property trees that factories read.
+class CConfiguration
+{
+public:
+    /// Reads a file. Its name in reports is the path as given here.
+    /// Throws CHostException: ExitFailure if it cannot be read, ExitBadData if it is not well-formed XML.
+    static CConfiguration load(const std::filesystem::path& path);
+    /// The same from a text, called `name` in reports.
+    static CConfiguration parse(const std::string& text, const std::string& name);
+
+    const std::string& name() const { return name_; }
+    /// The folder in which relative paths of the configuration start.
+    const std::filesystem::path& folder() const { return folder_; }
+    pugi::xml_node root() const;
+
+    /// A fault about an element, or about an attribute of it.
+    SFault fault(const pugi::xml_node& node, const std::string& text) const;
+    SFault fault(const pugi::xml_node& node, const pugi::xml_attribute& attribute,
+                 const std::string& text) const;
+    std::size_t line(const pugi::xml_node& node) const;
+    /// Where it stands, in bytes from the text's start.
+    std::size_t offset(const pugi::xml_node& node) const;
+
+    /// The element's path from the root, with an index, counted from 1, where siblings share its name.
+    static std::string path(const pugi::xml_node& node);
+    /// The element's own text: its pieces trimmed, blanks within reduced to single spaces, and joined.
+    static std::string text(const pugi::xml_node& node);
+    /// The element's content in the shape that boost::property_tree::read_xml with trim_whitespace and
+    /// no_comments gives it: attributes under "<xmlattr>", then child elements, text as the data.
+    static boost::property_tree::ptree tree(const pugi::xml_node& node);
+
+private:
+    CConfiguration() = default;
+    void parseBuffer(const std::string& text);
+    /// Complains about what the parser lets pass; returns whether any text has a reference in it.
+    bool judgeNodes() const;
+    [[noreturn]] void complain(std::size_t place, const std::string& what) const;
+    /// Where a name or value of the document stands; where its owner does if that cannot be told.
+    std::size_t offset(const char* text, const pugi::xml_node& owner) const;
+    std::size_t lineOfOffset(std::size_t offset) const;
+
+    std::string name_;
+    std::filesystem::path folder_;
+    /// The parser works in this buffer, so the addresses of names tell where they stand.
+    std::unique_ptr<std::string> buffer_;
+    std::vector<std::size_t> lineStarts_;
+    std::unique_ptr<pugi::xml_document> document_;
+};
+
+} // namespace Rvl

@@ -1,0 +1,14 @@
+#pragma once
+
+#include "host/configuration/Configuration.h"
+#include "host/types/TypeCatalogue.h"
+
+#include <string>
+
+namespace Rvl {
+
+/// The configuration as XML with the default of every absent key written out and without comments. Optional
+/// sections that are absent stay so: for some, standing there is a meaning of its own.
+std::string effectiveConfiguration(const CConfiguration& configuration, const CTypeCatalogue& catalogue);
+
+} // namespace Rvl

@@ -1,0 +1,100 @@
+#include "host/configuration/SignalCheck.h"
+
+#include "host/base/Suggestion.h"
+#include "host/configuration/Configuration.h"
+#include "host/configuration/ConfigurationFrame.h"
+
+#include <algorithm>
+#include <optional>
+#include <vector>
+
+namespace Rvl {
+
+namespace {
+
+/// The choice beside the key; an empty text if the kinds do not depend on one.
+std::optional<std::string> choiceBeside(const SSignalReference& signal, const pugi::xml_node& node)
+{
+    if (signal.choice.empty()) {
+        return std::string();
+    }
+    const auto attribute = textAt(node, "<xmlattr>." + signal.choice);
+    return attribute ? attribute : textAt(node, signal.choice);
+}
+
+/// The kinds of signals from which to choose, or null if that is not known.
+const std::vector<std::string>* kindsAt(const SSignalReference& signal, const pugi::xml_node& node)
+{
+    const auto choice = choiceBeside(signal, node);
+    const auto kinds = choice ? signal.kinds.find(*choice) : signal.kinds.end();
+    return kinds == signal.kinds.end() ? nullptr : &kinds->second;
+}
+
+} // namespace
+
+CSignalCheck::CSignalCheck(const CTypeCatalogue& catalogue,
+                           const std::map<std::string, pugi::xml_node>& devices)
+    : catalogue_(catalogue), devices_(devices)
+{}
+
+std::string CSignalCheck::judge(const SSignalReference& signal, const std::string& text,
+                                const pugi::xml_node& node, const pugi::xml_node& object)
+{
+    const std::vector<std::string>* const kinds = kindsAt(signal, node);
+    if (!kinds) {
+        return {};
+    }
+    if (kinds->empty()) {
+        return text.empty() ? ""
+                            : "\"" + text + "\" is not read while " + signal.choice + " is " +
+                                  choiceBeside(signal, node).value_or("") + "; expected no signal";
+    }
+    const std::string device = deviceName(signal, object);
+    const STypeDescription* const type = deviceType(device);
+    if (!type) {
+        return {};
+    }
+    const std::vector<std::string> names = type->signalsOfKinds(*kinds);
+    if (std::find(names.begin(), names.end(), text) == names.end()) {
+        return "\"" + text + "\" is no " + enumeration(*kinds) + " of device \"" + device + "\"; expected " +
+               expectedChoices(text, names);
+    }
+    if (signal.exclusive) {
+        const auto [taker, fresh] = taken_.emplace(std::pair(device, text), object);
+        if (!fresh) {
+            return "\"" + text + "\" of device \"" + device + "\" is already driven by " +
+                   CConfiguration::path(taker->second) + "; expected one that nobody drives";
+        }
+    }
+    return {};
+}
+
+std::string CSignalCheck::expectedWhereMissing(const SSignalReference& signal, const pugi::xml_node& node,
+                                               const pugi::xml_node& object) const
+{
+    const std::vector<std::string>* const kinds = kindsAt(signal, node);
+    if (!kinds || kinds->empty()) {
+        return {};
+    }
+    const STypeDescription* const type = deviceType(deviceName(signal, object));
+    return type ? expectedChoices({}, type->signalsOfKinds(*kinds)) : "a text";
+}
+
+std::string CSignalCheck::deviceName(const SSignalReference& signal, const pugi::xml_node& object) const
+{
+    return signal.device.empty() ? object.attribute("Name").value()
+                                 : textAt(object, signal.device).value_or("");
+}
+
+const STypeDescription* CSignalCheck::deviceType(const std::string& name) const
+{
+    const auto device = devices_.find(name);
+    if (device == devices_.end()) {
+        return nullptr;
+    }
+    const auto typeName = typeNameOf(device->second, SKeyDescription::Object);
+    const STypeDescription* const type = catalogue_.find(typeName.value_or(""));
+    return type && !type->signals.empty() ? type : nullptr;
+}
+
+} // namespace Rvl

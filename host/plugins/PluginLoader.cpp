@@ -1,0 +1,153 @@
+#include "host/plugins/PluginLoader.h"
+
+#include "host/base/Suggestion.h"
+#include "host/base/SystemText.h"
+#include "platform/rivlink_core/Environment.h"
+
+#include <boost/dll/shared_library.hpp>
+#include <boost/system/system_error.hpp>
+
+namespace Rvl {
+
+namespace {
+
+/// What the system's loader said about which library, out of the wrapping in which Boost delivers it.
+#if defined(_WIN32)
+std::string loaderText(const std::exception& exception, const std::string& library)
+{
+    // in Boost's wrapping the text is in the user's code page
+    const auto* const error = dynamic_cast<const boost::system::system_error*>(&exception);
+    std::string text =
+        error ? systemMessage(static_cast<unsigned long>(error->code().value())) : exception.what();
+    // Windows leaves the name to whoever asks
+    if (const auto placeholder = text.find("%1"); placeholder != std::string::npos) {
+        return text.replace(placeholder, 2, library);
+    }
+    return library + ": " + text;
+}
+#else
+std::string loaderText(const std::exception& exception, const std::string& library)
+{
+    const std::string wrapped = exception.what();
+    const std::string mark = "system message: ";
+    if (const auto begin = wrapped.find(mark); begin != std::string::npos) {
+        const std::string text = wrapped.substr(begin + mark.size());
+        return text.substr(0, text.rfind(')'));
+    }
+    return library + ": " + wrapped;
+}
+#endif
+
+} // namespace
+
+struct CPluginLoader::SPlugin
+{
+    std::string name;
+    boost::dll::shared_library library;
+};
+
+CPluginLoader::CPluginLoader(const CPluginPath& path, CTypeCatalogue& catalogue)
+    : path_(path), catalogue_(catalogue), registering_(std::make_shared<std::string>())
+{
+    if (const auto common = path_.findFile("rivlink_platform.types.json")) {
+        catalogue_.addFile(*common);
+    }
+}
+
+CPluginLoader::~CPluginLoader()
+{
+    // slots and factories are code of the plug-ins
+    CEnvironment::getInstance()->releasePlugins();
+    while (!plugins_.empty()) {
+        plugins_.pop_back();
+    }
+}
+
+void CPluginLoader::load(const std::string& plugin, const std::filesystem::path& file)
+{
+    std::filesystem::path library = file;
+    if (library.empty()) {
+        const auto found = path_.findLibrary(plugin);
+        if (!found) {
+            throw CPluginException(plugin, false,
+                                   "plug-in \"" + plugin + "\" is not in the plug-in path; expected " +
+                                       expectedChoices(plugin, path_.plugins()));
+        }
+        library = *found;
+    } else if (!std::filesystem::exists(library)) {
+        throw CPluginException(plugin, false,
+                               "plug-in \"" + plugin + "\": the library " + textOf(library) +
+                                   " does not exist; expected the path of the plug-in's library");
+    }
+
+    const auto descriptions = descriptionBeside(library, plugin);
+    if (!std::filesystem::exists(descriptions)) {
+        throw CPluginException(plugin, true,
+                               "plug-in \"" + plugin + "\" does not describe its types; expected " +
+                                   textOf(descriptions.filename()) + " beside its library");
+    }
+    catalogue_.addFile(descriptions);
+
+    auto& signal = CEnvironment::getInstance()->registerFactories();
+    // runs ahead of the plug-in's own slots, so that a failure can be laid at the right door
+    signal.connect([registering = registering_, plugin] { *registering = plugin; });
+    const std::size_t slots = signal.num_slots();
+
+    auto loaded = std::make_unique<SPlugin>();
+    loaded->name = plugin;
+    try {
+        // on Windows a path may begin at the root of whatever drive, which Boost takes for a relative one
+        loaded->library.load(boost::filesystem::path(std::filesystem::absolute(library).native()),
+                             boost::dll::load_mode::rtld_now);
+    } catch (const std::exception& exception) {
+        throw CPluginException(plugin, true,
+                               "plug-in \"" + plugin + "\" cannot be loaded: " +
+                                   loaderText(exception, textOf(library)) + "; expected a plug-in library");
+    }
+    plugins_.push_back(std::move(loaded));
+    if (signal.num_slots() == slots) {
+        throw CPluginException(plugin, true,
+                               "\"" + plugin +
+                                   "\" is no plug-in: it connects nothing to the environment; expected a "
+                                   "library that connects to registerFactories when it is loaded");
+    }
+}
+
+void CPluginLoader::registerFactories()
+{
+    try {
+        CEnvironment::getInstance()->registerFactories()();
+    } catch (const std::exception& exception) {
+        throw CPluginException(*registering_, true,
+                               "plug-in \"" + *registering_ + "\" failed to register: " + exception.what() +
+                                   "; expected a registration that does not throw");
+    }
+}
+
+template <class Function> std::vector<Function*> CPluginLoader::functions(const char* name) const
+{
+    std::vector<Function*> found;
+    for (const auto& plugin : plugins_) {
+        if (plugin->library.has(name)) {
+            found.push_back(&plugin->library.get<Function>(name));
+        }
+    }
+    return found;
+}
+
+std::vector<ObserveLoopsFunction*> CPluginLoader::loopObservers() const
+{
+    return functions<ObserveLoopsFunction>(observeLoopsFunctionName);
+}
+
+std::vector<SuperviseLoopsFunction*> CPluginLoader::loopSupervisors() const
+{
+    return functions<SuperviseLoopsFunction>(superviseLoopsFunctionName);
+}
+
+std::vector<RearmLoopsFunction*> CPluginLoader::loopRearmers() const
+{
+    return functions<RearmLoopsFunction>(rearmLoopsFunctionName);
+}
+
+} // namespace Rvl

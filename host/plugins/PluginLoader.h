@@ -1,0 +1,69 @@
+#pragma once
+
+#include "common/LoopObservation.h"
+#include "common/LoopRearming.h"
+#include "common/LoopSupervision.h"
+#include "host/base/HostException.h"
+#include "host/plugins/PluginPath.h"
+#include "host/types/TypeCatalogue.h"
+
+#include <filesystem>
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace Rvl {
+
+/// A plug-in could not be had. The message names it.
+class CPluginException : public CHostException
+{
+public:
+    CPluginException(const std::string& plugin, bool found, const std::string& message)
+        : CHostException(ExitFailure, message), plugin_(plugin), found_(found)
+    {}
+
+    const std::string& plugin() const { return plugin_; }
+    /// False if there is no such plug-in, true if there is one that does not work.
+    bool found() const { return found_; }
+
+private:
+    std::string plugin_;
+    bool found_;
+};
+
+/// Loads plug-ins, lets them file their factories with the environment, and in the end makes the environment
+/// forget them and unloads them. Whatever they built must be gone by then.
+class CPluginLoader
+{
+public:
+    /// Reads the descriptions that all plug-ins share, if the path has them.
+    CPluginLoader(const CPluginPath& path, CTypeCatalogue& catalogue);
+    ~CPluginLoader();
+    CPluginLoader(const CPluginLoader&) = delete;
+    CPluginLoader& operator=(const CPluginLoader&) = delete;
+
+    /// Loads a plug-in from the path, or from `file` if that is not empty, and adds its descriptions to the
+    /// catalogue. Throws CPluginException if it is not there, is no library, lacks its descriptions or
+    /// connects nothing to the environment's registerFactories.
+    void load(const std::string& plugin, const std::filesystem::path& file = {});
+    /// Emits registerFactories. Throws CPluginException with the plug-in whose registration threw.
+    void registerFactories();
+    /// The functions by which loaded plug-ins show their loops.
+    std::vector<ObserveLoopsFunction*> loopObservers() const;
+    /// The functions by which loaded plug-ins have their loops supervised.
+    std::vector<SuperviseLoopsFunction*> loopSupervisors() const;
+    /// The functions by which loaded plug-ins set their loops' timers anew.
+    std::vector<RearmLoopsFunction*> loopRearmers() const;
+
+private:
+    struct SPlugin;
+    template <class Function> std::vector<Function*> functions(const char* name) const;
+
+    const CPluginPath path_;
+    CTypeCatalogue& catalogue_;
+    std::vector<std::unique_ptr<SPlugin>> plugins_;
+    /// The plug-in whose registration is under way.
+    std::shared_ptr<std::string> registering_;
+};
+
+} // namespace Rvl

@@ -1,0 +1,110 @@
+#include "host/process/BackgroundOutput.h"
+
+#include <condition_variable>
+#include <cstddef>
+#include <limits>
+#include <mutex>
+
+namespace Rvl {
+
+struct CBackgroundOutput::SState
+{
+    explicit SState(std::ostream& target) : stream(target) {}
+
+    bool isIdle() const { return waiting.empty() && !writing; }
+
+    std::ostream& stream; ///< the thread's alone
+    std::mutex mutex;
+    std::condition_variable changed;
+    std::string waiting;
+    std::size_t leftOut = 0; ///< texts since `waiting` was last taken
+    bool writing = false;
+    bool over = false;
+};
+
+namespace {
+
+constexpr std::size_t longestWaiting = 1024 * 1024;
+
+} // namespace
+
+CBackgroundOutput::CBackgroundOutput(std::ostream& stream)
+    : state_(std::make_shared<SState>(stream)), thread_([state = state_] { work(*state); })
+{}
+
+CBackgroundOutput::~CBackgroundOutput()
+{
+    bool idle = false;
+    {
+        const std::lock_guard<std::mutex> lock(state_->mutex);
+        state_->over = true;
+        idle = state_->isIdle();
+    }
+    state_->changed.notify_all();
+    if (idle) {
+        thread_.join();
+    } else {
+        thread_.detach();
+    }
+}
+
+void CBackgroundOutput::work(SState& state)
+{
+    std::unique_lock<std::mutex> lock(state.mutex);
+    while (true) {
+        state.changed.wait(lock, [&] { return !state.waiting.empty() || state.over; });
+        if (state.waiting.empty()) {
+            return;
+        }
+        std::string text;
+        text.swap(state.waiting);
+        if (state.leftOut > 0) {
+            text += "(" + std::to_string(state.leftOut) + " more left out here, as nobody read them)\n";
+            state.leftOut = 0;
+        }
+        state.writing = true;
+        lock.unlock();
+        state.stream.clear(); // of the failure to reach a reader who has gone
+        state.stream << text << std::flush;
+        lock.lock();
+        state.writing = false;
+        state.changed.notify_all();
+    }
+}
+
+void CBackgroundOutput::add(const std::string& text, std::size_t room)
+{
+    {
+        const std::lock_guard<std::mutex> lock(state_->mutex);
+        if (state_->waiting.size() > room) {
+            ++state_->leftOut;
+            return;
+        }
+        state_->waiting += text;
+    }
+    state_->changed.notify_all();
+}
+
+void CBackgroundOutput::write(const std::string& text)
+{
+    add(text, std::numeric_limits<std::size_t>::max());
+}
+
+void CBackgroundOutput::writeIfThereIsRoom(const std::string& text)
+{
+    add(text, longestWaiting);
+}
+
+bool CBackgroundOutput::isIdle() const
+{
+    const std::lock_guard<std::mutex> lock(state_->mutex);
+    return state_->isIdle();
+}
+
+bool CBackgroundOutput::waitUntilIdle(std::chrono::steady_clock::time_point limit) const
+{
+    std::unique_lock<std::mutex> lock(state_->mutex);
+    return state_->changed.wait_until(lock, limit, [this] { return state_->isIdle(); });
+}
+
+} // namespace Rvl

@@ -1,0 +1,65 @@
+#include "host/process/DescriptorLimit.h"
+
+#if !defined(_WIN32)
+#include <sys/resource.h>
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <vector>
+#endif
+
+namespace Rvl {
+
+#if defined(_WIN32)
+
+void raiseDescriptorLimit() {}
+
+unsigned long long descriptorLimit()
+{
+    return 0;
+}
+
+bool canOpenFiles(std::size_t)
+{
+    return true;
+}
+
+#else
+
+void raiseDescriptorLimit()
+{
+    rlimit limit{};
+    if (getrlimit(RLIMIT_NOFILE, &limit) == 0 && limit.rlim_cur < limit.rlim_max) {
+        limit.rlim_cur = limit.rlim_max;
+        setrlimit(RLIMIT_NOFILE, &limit); // without it a smaller configuration still runs
+    }
+}
+
+unsigned long long descriptorLimit()
+{
+    rlimit limit{};
+    return getrlimit(RLIMIT_NOFILE, &limit) == 0 && limit.rlim_cur != RLIM_INFINITY ? limit.rlim_cur : 0;
+}
+
+bool canOpenFiles(std::size_t count)
+{
+    // only opening them tells: the whole system has a limit, too
+    std::vector<int> opened;
+    while (opened.size() < count) {
+        const int file =
+            opened.empty() ? open("/", O_RDONLY | O_CLOEXEC) : fcntl(opened.front(), F_DUPFD_CLOEXEC, 0);
+        if (file < 0) {
+            break;
+        }
+        opened.push_back(file);
+    }
+    for (const int file : opened) {
+        close(file);
+    }
+    return opened.size() == count;
+}
+
+#endif
+
+} // namespace Rvl

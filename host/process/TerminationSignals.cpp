@@ -1,0 +1,274 @@
+#include "host/process/TerminationSignals.h"
+
+#include <utility>
+
+#if defined(_WIN32)
+#include <boost/asio/post.hpp>
+
+#include <atomic>
+#include <condition_variable>
+#include <mutex>
+#include <thread>
+#include <windows.h>
+#else
+#include <boost/asio/signal_set.hpp>
+
+#include <csignal>
+#endif
+
+namespace Rvl {
+
+#if defined(_WIN32)
+
+namespace {
+
+/// A window that nobody sees, on a thread of its own: how a process that has loaded user32 learns that its
+/// user logs off or the system shuts down. The console's events of these names go to others only. It is no
+/// message-only window, as those are not told. Where there can be no window the object does nothing.
+class CSessionWindow
+{
+public:
+    using Request = void (*)();
+
+    /// Makes the request on the window's thread.
+    explicit CSessionWindow(Request request) : state_(std::make_shared<SState>())
+    {
+        state_->request = request;
+        thread_ = std::thread([state = state_] { serve(*state); });
+        std::unique_lock<std::mutex> lock(state_->mutex);
+        state_->changed.wait(lock, [this] { return state_->ready; });
+    }
+    ~CSessionWindow()
+    {
+        std::unique_lock<std::mutex> lock(state_->mutex);
+        if (state_->window) {
+            PostMessageW(state_->window, goMessage, 0, 0);
+        }
+        state_->changed.wait(lock, [this] { return !state_->window || state_->waits; });
+        lock.unlock();
+        if (state_->waits) {
+            thread_.detach(); // goes with the process
+        } else {
+            thread_.join();
+        }
+    }
+    CSessionWindow(const CSessionWindow&) = delete;
+    CSessionWindow& operator=(const CSessionWindow&) = delete;
+
+private:
+    static constexpr UINT goMessage = WM_APP;
+    static constexpr const wchar_t* className = L"rivlink-host end of session";
+
+    /// Belongs to the thread, too, which may outlive the object.
+    struct SState
+    {
+        Request request = nullptr;
+        std::mutex mutex;
+        std::condition_variable changed;
+        HWND window = nullptr;
+        bool ready = false; ///< there is a window, or there will be none
+        bool waits = false; ///< for the end of the process
+
+        void setWindow(HWND present)
+        {
+            const std::lock_guard<std::mutex> lock(mutex);
+            window = present;
+            ready = true;
+            changed.notify_all();
+        }
+    };
+
+    static void serve(SState& state)
+    {
+        const HINSTANCE program = GetModuleHandleW(nullptr);
+        WNDCLASSW windowClass{};
+        windowClass.lpfnWndProc = &CSessionWindow::onMessage;
+        windowClass.hInstance = program;
+        windowClass.lpszClassName = className;
+        RegisterClassW(&windowClass); // for good: fails from the second time on
+        const HWND window = CreateWindowExW(0, className, L"rivlink-host", WS_OVERLAPPED, 0, 0, 0, 0, nullptr,
+                                            nullptr, program, nullptr);
+        if (window) {
+            SetWindowLongPtrW(window, GWLP_USERDATA, reinterpret_cast<LONG_PTR>(&state));
+        }
+        state.setWindow(window);
+        if (!window) {
+            return;
+        }
+        for (MSG message; GetMessageW(&message, nullptr, 0, 0) > 0;) {
+            DispatchMessageW(&message);
+        }
+        DestroyWindow(window);
+        state.setWindow(nullptr);
+    }
+
+    static LRESULT CALLBACK onMessage(HWND window, UINT message, WPARAM first, LPARAM second)
+    {
+        auto* const state = reinterpret_cast<SState*>(GetWindowLongPtrW(window, GWLP_USERDATA));
+        if (!state) {
+            return DefWindowProcW(window, message, first, second);
+        }
+        switch (message) {
+        case WM_QUERYENDSESSION:
+            // what is shown to a user whom it takes too long
+            ShutdownBlockReasonCreate(window, L"Control loops are being taken to their disabled values");
+            return TRUE;
+        case WM_ENDSESSION:
+            if (!first) {
+                ShutdownBlockReasonDestroy(window); // somebody else refused
+                return 0;
+            }
+            state->request();
+            {
+                const std::lock_guard<std::mutex> lock(state->mutex);
+                state->waits = true;
+                state->changed.notify_all();
+            }
+            // the system may end the process as soon as this returns: this thread goes with the process
+            // instead
+            Sleep(INFINITE);
+            return 0;
+        case WM_CLOSE: // of taskkill, say
+            state->request();
+            return 0;
+        case WM_DESTROY: // by others, too, as with the window's desktop
+        case goMessage:
+            PostQuitMessage(0);
+            return 0;
+        default:
+            return DefWindowProcW(window, message, first, second);
+        }
+    }
+
+    const std::shared_ptr<SState> state_;
+    std::thread thread_;
+};
+
+} // namespace
+
+struct CTerminationSignals::Private
+{
+    boost::asio::io_context& context;
+    std::function<void()> call;
+    std::unique_ptr<CSessionWindow> window;
+
+    /// The one that lives, or null; the system calls on a thread of its own.
+    static inline Private* current = nullptr;
+    static inline std::mutex mutex;
+    /// Whether there has been one.
+    static inline std::atomic<bool> heard{false};
+
+    static void handleConsoleEvents()
+    {
+        // Once and for good: the system holds its lock on the handlers while one of them runs, so taking this
+        // one off again would wait for a thread that waits for the end of the process.
+        [[maybe_unused]] static const BOOL handles = SetConsoleCtrlHandler(&Private::onConsoleEvent, TRUE);
+    }
+
+    static void request()
+    {
+        const std::lock_guard<std::mutex> lock(mutex);
+        if (current) {
+            boost::asio::post(current->context, current->call);
+        }
+    }
+
+    static BOOL WINAPI onConsoleEvent(DWORD event)
+    {
+        if (!heard) {
+            TerminateProcess(GetCurrentProcess(), STATUS_CONTROL_C_EXIT);
+        }
+        request();
+        if (event != CTRL_C_EVENT && event != CTRL_BREAK_EVENT) {
+            // returning would end the process here and now: this thread goes with the process instead
+            Sleep(INFINITE);
+        }
+        return TRUE;
+    }
+};
+
+CTerminationSignals::CTerminationSignals(boost::asio::io_context& context, std::function<void()> call)
+    : private_(new Private{context, std::move(call), nullptr})
+{
+    {
+        const std::lock_guard<std::mutex> lock(Private::mutex);
+        Private::current = private_.get();
+    }
+    Private::heard = true;
+    Private::handleConsoleEvents();
+    private_->window = std::make_unique<CSessionWindow>(&Private::request);
+}
+
+void CTerminationSignals::endProcessBeforeFirst()
+{
+    Private::handleConsoleEvents();
+}
+
+CTerminationSignals::~CTerminationSignals()
+{
+    {
+        const std::lock_guard<std::mutex> lock(Private::mutex);
+        Private::current = nullptr;
+    }
+    private_->window.reset(); // its thread may be about to ask
+}
+
+#else
+
+namespace {
+
+/// Whether whoever started the process had it ignore the signal, as nohup does, and some shells for jobs in
+/// the background.
+bool isIgnored(int signal)
+{
+    struct sigaction action = {};
+    return sigaction(signal, nullptr, &action) == 0 && action.sa_handler == SIG_IGN;
+}
+
+} // namespace
+
+struct CTerminationSignals::Private
+{
+    /// Like `signals`, but for good and heard by nobody: while one set is there the system's own handler,
+    /// which ends the process, is not. Any thread may be the one that a signal meets, so blocking them would
+    /// not do.
+    static boost::asio::signal_set& kept()
+    {
+        static auto* const context = new boost::asio::io_context(1);
+        static auto* const set = new boost::asio::signal_set(*context);
+        return *set;
+    }
+
+    boost::asio::signal_set signals;
+    std::function<void()> call;
+
+    void wait()
+    {
+        signals.async_wait([this](const boost::system::error_code& error, int) {
+            if (!error) {
+                call();
+                wait();
+            }
+        });
+    }
+};
+
+CTerminationSignals::CTerminationSignals(boost::asio::io_context& context, std::function<void()> call)
+    : private_(new Private{boost::asio::signal_set(context), std::move(call)})
+{
+    for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
+        if (!isIgnored(signal)) {
+            Private::kept().add(signal);
+            private_->signals.add(signal);
+        }
+    }
+    private_->wait();
+}
+
+CTerminationSignals::~CTerminationSignals() = default;
+
+void CTerminationSignals::endProcessBeforeFirst() {}
+
+#endif
+
+} // namespace Rvl

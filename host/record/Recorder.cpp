@@ -1,0 +1,171 @@
+#include "host/record/Recorder.h"
+
+#include "host/base/HostException.h"
+#include "host/base/NumberText.h"
+#include "host/base/SystemText.h"
+#include "host/base/UtcText.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <system_error>
+
+#if defined(_WIN32)
+#include <windows.h>
+#else
+#include <fcntl.h>
+#include <sys/file.h>
+#include <unistd.h>
+#endif
+
+namespace Rvl {
+
+/// Says of a regular file that somebody records to it, for as long as it lives. Advisory: only other
+/// recorders look.
+class CRecorder::CClaim
+{
+public:
+    /// Creates the file if it is not there.
+    explicit CClaim(const std::filesystem::path& file)
+    {
+#if defined(_WIN32)
+        handle_ = CreateFileW(file.c_str(), GENERIC_READ | GENERIC_WRITE,
+                              FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr, OPEN_ALWAYS,
+                              FILE_ATTRIBUTE_NORMAL, nullptr);
+        // locks bind everybody here, so this one is where no record ever reaches
+        OVERLAPPED place{};
+        place.OffsetHigh = 0x40000000;
+        if (handle_ != INVALID_HANDLE_VALUE &&
+            !LockFileEx(handle_, LOCKFILE_EXCLUSIVE_LOCK | LOCKFILE_FAIL_IMMEDIATELY, 0, 1, 0, &place) &&
+            GetLastError() == ERROR_LOCK_VIOLATION) {
+            CloseHandle(handle_);
+            refuse(file);
+        }
+#else
+        descriptor_ = open(file.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0666);
+        if (descriptor_ >= 0 && flock(descriptor_, LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK) {
+            close(descriptor_);
+            refuse(file);
+        }
+#endif
+    }
+    ~CClaim()
+    {
+#if defined(_WIN32)
+        if (handle_ != INVALID_HANDLE_VALUE) {
+            CloseHandle(handle_);
+        }
+#else
+        if (descriptor_ >= 0) {
+            close(descriptor_);
+        }
+#endif
+    }
+    CClaim(const CClaim&) = delete;
+    CClaim& operator=(const CClaim&) = delete;
+
+private:
+    [[noreturn]] static void refuse(const std::filesystem::path& file)
+    {
+        throw CHostException(ExitFailure,
+                             "the record " + textOf(file) + " is being written by another program");
+    }
+
+#if defined(_WIN32)
+    HANDLE handle_ = INVALID_HANDLE_VALUE;
+#else
+    int descriptor_ = -1;
+#endif
+};
+
+namespace {
+
+/// The unit behind a column's name: the common one, or each controller's.
+std::string unitText(const std::vector<SControllerState>& states)
+{
+    if (states.empty()) {
+        return {};
+    }
+    const bool common = std::all_of(states.begin(), states.end(), [&](const SControllerState& state) {
+        return state.unit == states.front().unit;
+    });
+    if (common) {
+        return states.front().unit.empty() ? "" : " [" + states.front().unit + "]";
+    }
+    std::string result;
+    for (const SControllerState& state : states) {
+        if (!state.unit.empty()) {
+            result += (result.empty() ? "" : "; ") + state.name + ": " + state.unit;
+        }
+    }
+    return " [" + result + "]";
+}
+
+} // namespace
+
+CRecorder::CRecorder(const std::filesystem::path& file, bool replace,
+                     const std::vector<SControllerState>& states)
+{
+    // only a regular file has something to lose
+    std::error_code ignored;
+    if (!replace && std::filesystem::is_regular_file(file, ignored)) {
+        throw CHostException(ExitFailure,
+                             "the record " + textOf(file) + " already exists; --force replaces it");
+    }
+    // before the file is emptied; a device or a pipe has room for all
+    if (std::filesystem::is_regular_file(file, ignored) || !std::filesystem::exists(file, ignored)) {
+        claim_ = std::make_unique<CClaim>(file);
+    }
+    errno = 0;
+    stream_.open(file, std::ios::binary | std::ios::trunc);
+    if (!stream_) {
+        throw CHostException(ExitFailure, "cannot create the record " + textOf(file) + ": " +
+                                              std::generic_category().message(errno ? errno : EIO));
+    }
+    const std::string unit = unitText(states);
+    stream_ << "time,channel," << csvField("set point" + unit) << ',' << csvField("actual value" + unit)
+            << ",control value,enabled,manual,state\n";
+    // whether it could be written is told with the first rows
+    stream_.flush();
+}
+
+CRecorder::~CRecorder() = default;
+
+bool CRecorder::write(const std::vector<SControllerState>& states,
+                      std::chrono::system_clock::time_point moment)
+{
+    if (failed_) {
+        return true;
+    }
+    const std::string time = utcText(moment);
+    for (const SControllerState& state : states) {
+        stream_ << time << ',' << csvField(state.name) << ',' << exactText(state.setPoint) << ','
+                << exactText(state.actualValue) << ',' << exactText(state.controlValue) << ','
+                << (state.enabled ? "true" : "false") << ',' << (state.manual ? "true" : "false") << ','
+                << csvField(state.state) << '\n';
+    }
+    return flush();
+}
+
+bool CRecorder::flush()
+{
+    stream_.flush();
+    failed_ = !stream_;
+    return !failed_;
+}
+
+std::string csvField(const std::string& text)
+{
+    if (text.find_first_of(",\"\r\n") == std::string::npos) {
+        return text;
+    }
+    std::string quoted = "\"";
+    for (const char c : text) {
+        quoted += c;
+        if (c == '"') {
+            quoted += '"';
+        }
+    }
+    return quoted + "\"";
+}
+
+} // namespace Rvl

@@ -1,0 +1,222 @@
+#include "host/session/InputSupervision.h"
+
+#include "host/base/HostException.h"
+#include "host/base/NumberText.h"
+#include "platform/rivlink_core/Clock.h"
+#include "platform/rivlink_device/AnalogInChannel.h"
+
+#include <boost/property_tree/ptree.hpp>
+
+#include <algorithm>
+#include <cmath>
+
+namespace Rvl {
+
+SBadInputPolicy SBadInputPolicy::from(const boost::property_tree::ptree& tree)
+{
+    SBadInputPolicy policy;
+    if (const auto age_ms = tree.get_optional<int>("<xmlattr>.MaximumAge_ms")) {
+        policy.maximumAge = std::chrono::milliseconds(*age_ms);
+    }
+    policy.refuseNotFinite = tree.get<std::string>("<xmlattr>.NaN", "refused") == "refused";
+    const auto action = tree.get<std::string>("<xmlattr>.Action", "");
+    policy.reaction.action = action == "write"     ? SBadInputReaction::Write
+                             : action == "disable" ? SBadInputReaction::Disable
+                                                   : SBadInputReaction::Hold;
+    const auto text = tree.get_optional<std::string>("<xmlattr>.Value");
+    const bool writes = policy.reaction.action == SBadInputReaction::Write;
+    if (writes && !text) {
+        throw CHostException(ExitBadConfiguration,
+                             "Value is missing; expected the control value that the action write writes");
+    }
+    if (text && !writes) {
+        throw CHostException(ExitBadConfiguration,
+                             "Value is not read unless Action is write; expected it to be, or no Value");
+    }
+    if (text) {
+        const auto value = parseReal(*text);
+        if (!value || !std::isfinite(*value)) {
+            throw CHostException(ExitBadConfiguration,
+                                 "Value is \"" + *text + "\"; expected a finite number");
+        }
+        policy.reaction.value = *value;
+    }
+    if (!policy.maximumAge && !policy.refuseNotFinite) {
+        throw CHostException(ExitBadConfiguration,
+                             "nothing counts as bad; expected MaximumAge_ms, or NaN to be refused");
+    }
+    return policy;
+}
+
+CInputSupervision::CWatch::CWatch(CAnalogInChannel& channel) : channel_(channel)
+{
+    channel_.addEventListener(this);
+}
+
+CInputSupervision::CWatch::~CWatch()
+{
+    channel_.removeEventListener(this);
+}
+
+void CInputSupervision::CWatch::deviceEvent(int event)
+{
+    if (event == IIoChannelInterface::EventNewValue) {
+        announced_ns_ = IClock::current().monotonic().count();
+        ++announcements_;
+    } else if (event == IIoChannelInterface::EventFaultChanged && channel_.isFaulty()) {
+        noteFaultAfter(announcements_); // it may be over before anybody looks
+    }
+}
+
+void CInputSupervision::CWatch::noteFaultAfter(std::uint64_t announcements) const
+{
+    // another thread may have noted a later one
+    std::uint64_t atFault = announcementsAtFault_;
+    while (atFault < announcements && !announcementsAtFault_.compare_exchange_weak(atFault, announcements)) {
+    }
+}
+
+CInputSupervision::CWatch::eVerdict CInputSupervision::CWatch::verdict(const SBadInputPolicy& policy) const
+{
+    const std::uint64_t announcements = announcements_; // before the fault, which may be over the next moment
+    if (announcements == 0) {
+        return NoValue;
+    }
+    if (channel_.isFaulty()) {
+        noteFaultAfter(announcements);
+        return Faulty;
+    }
+    if (announcements <= announcementsAtFault_) {
+        return NoValueSinceFault;
+    }
+    const std::chrono::nanoseconds announced(announced_ns_.load());
+    if (policy.refuseNotFinite && !std::isfinite(channel_.readValue())) {
+        return NotFinite;
+    }
+    const bool tooOld = policy.maximumAge && IClock::current().monotonic() - announced > *policy.maximumAge;
+    return tooOld ? TooOld : Good;
+}
+
+bool CInputSupervision::CWatch::isGood(const SBadInputPolicy& policy) const
+{
+    return verdict(policy) == Good;
+}
+
+std::string CInputSupervision::CWatch::fault(const SBadInputPolicy& policy) const
+{
+    std::string text;
+    switch (verdict(policy)) {
+    case Good:
+        return {};
+    case NoValue:
+        text = "no value yet";
+        break;
+    case Faulty:
+        text = channel_.fault();
+        break;
+    case NoValueSinceFault:
+        text = "no value since its fault";
+        break;
+    case NotFinite:
+        text = "not a finite number";
+        break;
+    case TooOld:
+        text = "no new value for more than " + std::to_string(policy.maximumAge->count()) + " ms";
+        break;
+    }
+    return channel_.getName() + ": " + text;
+}
+
+CInputSupervision::CInputSupervision(const SBadInputPolicy& policy) : policy_(policy) {}
+
+CInputSupervision::~CInputSupervision() = default;
+
+std::unique_ptr<CInputSupervision>
+CInputSupervision::begin(IIoChannelInterface& controller, const SBadInputPolicy& policy,
+                         const std::vector<SuperviseLoopsFunction*>& functions)
+{
+    std::unique_ptr<CInputSupervision> supervision(new CInputSupervision(policy));
+    for (SuperviseLoopsFunction* const supervise : functions) {
+        std::unique_ptr<ILoopSupervision> loops(supervise(controller, *supervision, policy.reaction));
+        if (!loops) {
+            continue;
+        }
+        // after the loops' own inputs, which are so told of a new value first
+        for (std::size_t loop = 0; loop < loops->loopCount(); ++loop) {
+            auto* const channel = dynamic_cast<CAnalogInChannel*>(loops->inputChannel(loop));
+            supervision->watches_.push_back(channel ? std::make_unique<CWatch>(*channel) : nullptr);
+        }
+        supervision->loops_ = std::move(loops);
+        return supervision;
+    }
+    return nullptr;
+}
+
+bool CInputSupervision::isGoodInput(std::size_t loop) const
+{
+    const CWatch* const watch = watches_[loop].get();
+    return !watch || watch->isGood(policy_);
+}
+
+bool CInputSupervision::isGoodValue(double actualValue) const
+{
+    return !policy_.refuseNotFinite || std::isfinite(actualValue);
+}
+
+std::string CInputSupervision::faultOf(std::size_t loop) const
+{
+    const CWatch* const watch = watches_[loop].get();
+    return watch ? watch->fault(policy_) : std::string();
+}
+
+std::string CInputSupervision::actionText() const
+{
+    switch (policy_.reaction.action) {
+    case SBadInputReaction::Disable:
+        return "disabled";
+    case SBadInputReaction::Write:
+        return shortText(policy_.reaction.value) + " written";
+    case SBadInputReaction::Hold:
+        break;
+    }
+    return "held";
+}
+
+std::string CInputSupervision::state() const
+{
+    std::string fault;
+    std::string idleFault;
+    bool acting = false;
+    bool waiting = false;
+    for (std::size_t loop = 0; loop < watches_.size(); ++loop) {
+        const ILoopSupervision::eState state = loops_->state(loop);
+        acting = acting || state == ILoopSupervision::Acting;
+        waiting = waiting || state == ILoopSupervision::Waiting;
+        std::string& found = state == ILoopSupervision::Idle ? idleFault : fault;
+        if (found.empty()) {
+            found = faultOf(loop);
+        }
+    }
+    if (!fault.empty()) {
+        return "bad input: " + fault + "; " + (waiting && !acting ? "waiting for it" : actionText());
+    }
+    if (acting) {
+        return "bad input: over; " + actionText() + " until the next step";
+    }
+    return idleFault.empty() ? "" : "bad input: " + idleFault + "; manual mode goes on";
+}
+
+bool CInputSupervision::disables() const
+{
+    if (policy_.reaction.action != SBadInputReaction::Disable) {
+        return false;
+    }
+    for (std::size_t loop = 0; loop < watches_.size(); ++loop) {
+        if (loops_->state(loop) == ILoopSupervision::Acting) {
+            return true;
+        }
+    }
+    return false;
+}
+
+} // namespace Rvl

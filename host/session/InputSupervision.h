@@ -1,0 +1,105 @@
+#pragma once
+
+#include "common/LoopSupervision.h"
+#include "platform/kor/EventListener.h"
+
+#include <boost/property_tree/ptree_fwd.hpp>
+
+#include <atomic>
+#include <chrono>
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace Rvl {
+
+class CAnalogInChannel;
+class IIoChannelInterface;
+
+/// What a controller's element "BadInput" asks for.
+struct SBadInputPolicy
+{
+    /// From the element's attributes. Throws CHostException (ExitBadConfiguration) if they do not go
+    /// together.
+    static SBadInputPolicy from(const boost::property_tree::ptree& tree);
+
+    std::optional<std::chrono::milliseconds> maximumAge;
+    bool refuseNotFinite = true;
+    SBadInputReaction reaction;
+};
+
+/// Watches the channels that a controller's loops read and lets the loops calculate only while what they read
+/// is good. An input is bad as long as its channel
+/// - has announced no value since the watch began,
+/// - is marked faulty, or was and has announced no value since: the one that it has may be from before,
+/// - has a value that is not finite, unless the policy allows that,
+/// - has announced no value for longer than the policy's greatest age, on the clock in force.
+/// The loops ask at each of their steps, so there is no delay, and nothing here runs by itself.
+class CInputSupervision : private IInputCheck
+{
+public:
+    /// Supervises with the first of the plug-ins' functions that takes the channel; null if none does. The
+    /// supervision must be destroyed before the channel, and before the channels that its loops read.
+    static std::unique_ptr<CInputSupervision> begin(IIoChannelInterface& controller,
+                                                    const SBadInputPolicy& policy,
+                                                    const std::vector<SuperviseLoopsFunction*>& functions);
+    ~CInputSupervision() override;
+    CInputSupervision(const CInputSupervision&) = delete;
+    CInputSupervision& operator=(const CInputSupervision&) = delete;
+
+    /// What is wrong and what is done about it, such as "bad input: Jacket temperature: not a number; held";
+    /// empty while all is well. For an enabled controller.
+    std::string state() const;
+    /// Whether the loops' outputs were taken to their disabled values.
+    bool disables() const;
+
+private:
+    /// One loop's input.
+    class CWatch : public Kor::IEventListener
+    {
+    public:
+        explicit CWatch(CAnalogInChannel& channel);
+        ~CWatch() override;
+        void deviceEvent(int event) override;
+        /// What is wrong with the input; empty if nothing is.
+        std::string fault(const SBadInputPolicy& policy) const;
+        bool isGood(const SBadInputPolicy& policy) const;
+
+    private:
+        enum eVerdict
+        {
+            Good,
+            NoValue,
+            Faulty,
+            NoValueSinceFault,
+            NotFinite,
+            TooOld
+        };
+        eVerdict verdict(const SBadInputPolicy& policy) const;
+        /// The channel is faulty, and there have been that many announcements.
+        void noteFaultAfter(std::uint64_t announcements) const;
+
+        CAnalogInChannel& channel_;
+        /// When the newest value was announced, on the clock in force; negative before the first.
+        std::atomic<std::chrono::nanoseconds::rep> announced_ns_{-1};
+        std::atomic<std::uint64_t> announcements_{0};
+        /// How many there had been when the channel was last found faulty.
+        mutable std::atomic<std::uint64_t> announcementsAtFault_{0};
+    };
+
+    explicit CInputSupervision(const SBadInputPolicy& policy);
+    bool isGoodInput(std::size_t loop) const override;
+    bool isGoodValue(double actualValue) const override;
+    std::string faultOf(std::size_t loop) const;
+    std::string actionText() const;
+
+    const SBadInputPolicy policy_;
+    /// By loop; empty for a loop that reads no channel.
+    std::vector<std::unique_ptr<CWatch>> watches_;
+    /// Destroyed first: it asks the watches.
+    std::unique_ptr<ILoopSupervision> loops_;
+};
+
+} // namespace Rvl

@@ -1,0 +1,69 @@
+#include "host/session/LoadedConfiguration.h"
+
+#include "host/base/SystemText.h"
+#include "host/configuration/ConfigurationCheck.h"
+#include "host/configuration/ConfigurationFrame.h"
+#include "host/process/LogSetup.h"
+#include "platform/rivlink_core/Environment.h"
+
+#include <map>
+#include <set>
+#include <string>
+
+namespace Rvl {
+
+CLoadedConfiguration::CLoadedConfiguration(const std::filesystem::path& configurationFile,
+                                           const CPluginPath& pluginPath)
+    : configuration_(CConfiguration::load(configurationFile)), plugins_(pluginPath, catalogue_),
+      session_(configuration_, catalogue_)
+{
+    const bool complete = loadPlugins();
+    catalogue_.resolve();
+    CConfigurationCheck(configuration_, catalogue_, complete,
+                        CEnvironment::getInstance()->busRegistry().names(), faults_)
+        .run();
+    if (complete) {
+        const CLogSilence silence("ExceptionLogger"); // what building throws is told as a fault
+        session_.build(faults_, {plugins_.loopSupervisors(), plugins_.loopRearmers()});
+    }
+}
+
+bool CLoadedConfiguration::loadPlugins()
+{
+    bool complete = true;
+    std::map<std::string, pugi::xml_node> listed;
+    for (const pugi::xml_node& node : objectsOf(configuration_.root(), "Plugins", "Plugin")) {
+        const pugi::xml_attribute attribute = node.attribute("Name");
+        const std::string name = attribute.value();
+        if (name.empty()) {
+            complete = false;
+            continue;
+        }
+        if (!listed.emplace(name, node).second) {
+            faults_.add(
+                configuration_.fault(node, attribute, "\"" + name + "\" is listed twice; expected it once"));
+            continue;
+        }
+        const std::string path = node.attribute("Path").value();
+        try {
+            plugins_.load(name,
+                          path.empty() ? std::filesystem::path() : configuration_.folder() / pathOf(path));
+        } catch (const CPluginException& exception) {
+            SFault fault = configuration_.fault(node, attribute, exception.what());
+            fault.runtime = exception.found();
+            faults_.add(fault);
+            complete = false;
+        }
+    }
+    try {
+        plugins_.registerFactories();
+    } catch (const CPluginException& exception) {
+        SFault fault = configuration_.fault(listed.at(exception.plugin()), exception.what());
+        fault.runtime = true;
+        faults_.add(fault);
+        complete = false;
+    }
+    return complete;
+}
+
+} // namespace Rvl

@@ -1,0 +1,40 @@
+#pragma once
+
+#include "host/configuration/Configuration.h"
+#include "host/configuration/Fault.h"
+#include "host/plugins/PluginLoader.h"
+#include "host/plugins/PluginPath.h"
+#include "host/session/Session.h"
+#include "host/types/TypeCatalogue.h"
+
+#include <filesystem>
+
+namespace Rvl {
+
+/// A configuration with everything that belongs to it: its plug-ins loaded, itself judged, and its objects
+/// built as far as they are sound. Nothing is driven. Destruction takes all of it down.
+class CLoadedConfiguration
+{
+public:
+    /// What is wrong with configuration and plug-ins is collected in faults(). Throws CHostException for a
+    /// file that cannot be read, is not well-formed, or for bad type descriptions.
+    CLoadedConfiguration(const std::filesystem::path& configurationFile, const CPluginPath& pluginPath);
+
+    const CConfiguration& configuration() const { return configuration_; }
+    const CTypeCatalogue& catalogue() const { return catalogue_; }
+    const CPluginLoader& plugins() const { return plugins_; }
+    const CFaultList& faults() const { return faults_; }
+    CSession& session() { return session_; }
+
+private:
+    bool loadPlugins();
+
+    // in this order, because each is built on those before it
+    CConfiguration configuration_;
+    CTypeCatalogue catalogue_;
+    CPluginLoader plugins_;
+    CFaultList faults_;
+    CSession session_;
+};
+
+} // namespace Rvl

@@ -1,0 +1,151 @@
+#include "host/plugins/PluginLoader.h"
+
+#include "platform/rivlink_core/Environment.h"
+#include "tests/support/MatchesPattern.h"
+#include "tests/unit/host/HostProgram.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <filesystem>
+
+namespace Rvl::Test {
+
+namespace {
+
+const CPluginPath path({RIVLINK_TEST_PLUGIN_DIRECTORY});
+
+/// The message of a plug-in that cannot be loaded.
+std::string loadFailure(const std::string& plugin, bool found)
+{
+    CTypeCatalogue catalogue;
+    CPluginLoader loader(path, catalogue);
+    try {
+        loader.load(plugin);
+        loader.registerFactories();
+    } catch (const CPluginException& exception) {
+        EXPECT_EQ(exception.plugin(), plugin);
+        EXPECT_EQ(exception.found(), found);
+        return exception.what();
+    }
+    return {};
+}
+
+} // namespace
+
+TEST(PluginLoaderTest, PluginFilesItsFactoriesAndLeavesNothingBehind)
+{
+    CEnvironment& environment = *CEnvironment::getInstance();
+    // twice, to see that it is really unloaded: only loading connects it to the environment
+    for (int round = 0; round < 2; ++round) {
+        CTypeCatalogue catalogue;
+        {
+            CPluginLoader loader(path, catalogue);
+            loader.load("rivlink_fake");
+            loader.registerFactories();
+            catalogue.resolve();
+            EXPECT_EQ(
+                environment.getIoChannellFactoryRegistry().names(),
+                (std::vector<std::string>{"Rvl::CFakeController", "Rvl::CFakeInput", "Rvl::CFakeOutput"}));
+            EXPECT_EQ(environment.busRegistry().names(), (std::vector<std::string>{"FakeBus"}));
+            EXPECT_EQ(loader.loopObservers().size(), 1U);
+            EXPECT_NE(catalogue.find("Rvl::CFakeLoop"), nullptr);
+        }
+        EXPECT_EQ(environment.getIoChannellFactoryRegistry().size(), 0U);
+        EXPECT_EQ(environment.busRegistry().size(), 0U);
+        EXPECT_EQ(environment.registerFactories().num_slots(), 0U);
+    }
+}
+
+TEST(PluginLoaderTest, BrokenPluginIsNamed)
+{
+    EXPECT_EQ(loadFailure("rivlink_fke", false),
+              "plug-in \"rivlink_fke\" is not in the plug-in path; expected one of "
+              "broken_no_library, broken_throwing, broken_without_entry, "
+              "rivlink_fake (did you mean \"rivlink_fake\"?)");
+    EXPECT_EQ(loadFailure("broken_throwing", true),
+              "plug-in \"broken_throwing\" failed to register: the dongle is "
+              "missing; expected a registration that does not throw");
+    EXPECT_EQ(
+        loadFailure("broken_without_entry", true),
+        "\"broken_without_entry\" is no plug-in: it connects nothing to the environment; expected a library "
+        "that connects to registerFactories when it is loaded");
+    EXPECT_EQ(loadFailure("broken_undescribed", true),
+              "plug-in \"broken_undescribed\" does not describe its types; expected "
+              "broken_undescribed.types.json beside its library");
+    EXPECT_THAT(
+        loadFailure("broken_no_library", true),
+        MatchesPattern("plug-in \"broken_no_library\" cannot be loaded: .*broken_no_library.*; expected a "
+                       "plug-in library"));
+}
+
+TEST(PluginLoaderTest, PluginThatThrowsIsNamedAmongSoundOnes)
+{
+    CTypeCatalogue catalogue;
+    CPluginLoader loader(path, catalogue);
+    loader.load("rivlink_fake");
+    loader.load("broken_throwing");
+    try {
+        loader.registerFactories();
+        FAIL() << "nothing thrown";
+    } catch (const CPluginException& exception) {
+        EXPECT_EQ(exception.plugin(), "broken_throwing");
+    }
+}
+
+class BrokenPlugin : public testing::TestWithParam<const char*>
+{};
+
+TEST_P(BrokenPlugin, LeavesNothingDriven)
+{
+    const CTemporaryFolder folder;
+    SFakeConfiguration configuration;
+    configuration.plugins += std::string("<Plugin Name=\"") + GetParam() + "\"/>";
+    const std::string file = folder.write("c.xml", configuration.text());
+    const SProgramResult run =
+        runHost({"run", file, "--for", "1min"}, {}, {{"RIVLINK_FAKE_JOURNAL", folder.file("journal")}});
+    EXPECT_EQ(run.exitCode, 1);
+    EXPECT_EQ(run.out, "");
+    ASSERT_EQ(linesOf(run.err).size(), 1U) << run.err;
+    EXPECT_THAT(linesOf(run.err).at(0), testing::StartsWith(file + ":1: /Configuration/Plugins/Plugin[2]"));
+    EXPECT_THAT(run.err, testing::HasSubstr(std::string("\"") + GetParam() + "\""));
+    const std::string journal = readFile(folder.file("journal"));
+    EXPECT_THAT(journal, testing::Not(testing::HasSubstr("connect")));
+    EXPECT_THAT(journal, testing::Not(testing::HasSubstr("able\n")));
+
+    const SProgramResult check = runHost({"check", file});
+    EXPECT_EQ(check.out, run.err);
+    EXPECT_EQ(check.exitCode, 78);
+}
+
+INSTANTIATE_TEST_SUITE_P(All, BrokenPlugin,
+                         testing::Values("broken_no_library", "broken_throwing", "broken_without_entry",
+                                         "broken_undescribed"));
+
+TEST(PluginLoaderTest, MissingPluginIsAFaultOfTheConfiguration)
+{
+    const CTemporaryFolder folder;
+    SFakeConfiguration configuration;
+    configuration.plugins += "<Plugin Name=\"rivlink_nowhere\"/>";
+    const SProgramResult run = runHost({"run", folder.write("c.xml", configuration.text())});
+    EXPECT_EQ(run.exitCode, 78);
+    EXPECT_THAT(run.err,
+                MatchesPattern(".*c.xml:1: /Configuration/Plugins/Plugin\\[2\\]\\[@Name\\]: plug-in "
+                               "\"rivlink_nowhere\" is not in the plug-in path; expected one of .*\n"));
+}
+
+TEST(PluginLoaderTest, PluginMayStandAtAPathOfItsOwn)
+{
+    const CTemporaryFolder folder;
+    SFakeConfiguration configuration;
+    const auto library = path.findLibrary("rivlink_fake");
+    ASSERT_TRUE(library);
+    configuration.plugins = "<Plugin Name=\"rivlink_fake\" Path=\"" + library->filename().string() + "\"/>";
+    for (const auto& file : {*library, library->parent_path() / "rivlink_fake.types.json"}) {
+        std::filesystem::copy(file, folder.file(file.filename().string()));
+    }
+    const std::string file = folder.write("c.xml", configuration.text());
+    EXPECT_EQ(runHost({"check", file}).out, file + ": no faults\n");
+}
+
+} // namespace Rvl::Test

@@ -1,0 +1,52 @@
+#include "host/process/TerminateHandler.h"
+
+#include "tests/support/NoFurtherThread.h"
+
+#include <gtest/gtest.h>
+
+#include <exception>
+#include <iostream>
+#include <stdexcept>
+#include <thread>
+
+using namespace Rvl;
+using namespace Rvl::Test;
+
+TEST(LastResortDeathTest, ActionIsTakenOnceTheFaultIsTold)
+{
+    testing::FLAGS_gtest_death_test_style = "threadsafe";
+    EXPECT_DEATH(
+        {
+            const CTerminateHandler terminateHandler([] { std::cerr << "action taken" << std::endl; });
+            std::thread([] { throw std::runtime_error("out of a thread"); }).join();
+        },
+        "nobody caught an exception: out of a thread\naction taken");
+}
+
+TEST(LastResortDeathTest, ActionThatFailsEndsTheProcessAllTheSame)
+{
+    testing::FLAGS_gtest_death_test_style = "threadsafe";
+    EXPECT_DEATH(
+        {
+            const CTerminateHandler terminateHandler([] {
+                std::cerr << "action taken" << std::endl;
+                throw std::runtime_error("in vain");
+            });
+            std::thread([] { throw 1; }).join();
+        },
+        "nobody caught an exception: an exception of unknown kind\naction taken");
+}
+
+#if !defined(_WIN32)
+TEST(LastResortDeathTest, ActionIsTakenAlthoughThereCanBeNoMoreThreads)
+{
+    testing::FLAGS_gtest_death_test_style = "threadsafe";
+    EXPECT_DEATH(
+        {
+            const CTerminateHandler terminateHandler([] { std::cerr << "action taken" << std::endl; });
+            const CNoFurtherThread none;
+            std::terminate();
+        },
+        "action taken\nthe process ends, as nobody caught an exception: no exception is known");
+}
+#endif

@@ -1,0 +1,108 @@
+#include "host/record/Recorder.h"
+
+#include "host/base/HostException.h"
+#include "tests/support/FullDisk.h"
+#include "tests/support/ProgramRun.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <limits>
+
+namespace Rvl::Test {
+
+namespace {
+
+SControllerState state(const std::string& name, const std::string& unit)
+{
+    return {name, unit, 60.0, 0.1, 1.0 / 3.0, true, false, "ok"};
+}
+
+const auto moment = std::chrono::system_clock::time_point(std::chrono::milliseconds(1'700'000'000'007));
+
+} // namespace
+
+TEST(RecorderTest, EveryControllerHasARow)
+{
+    const CTemporaryFolder folder;
+    SControllerState other = state("CPU \"load\", %", "degC");
+    other.actualValue = std::numeric_limits<double>::quiet_NaN();
+    other.enabled = false;
+    other.manual = true;
+    const std::vector<SControllerState> states{state("Vessel", "degC"), other};
+    CRecorder recorder(folder.file("r.csv"), false, states);
+    EXPECT_TRUE(recorder.write(states, moment));
+    // read while the recorder is still open: what was written is not held back
+    EXPECT_EQ(readFile(folder.file("r.csv")),
+              "time,channel,set point [degC],actual value [degC],control value,enabled,manual,state\n"
+              "2023-11-14T22:13:20.007Z,Vessel,60,0.1,0.3333333333333333,true,false,ok\n"
+              "2023-11-14T22:13:20.007Z,\"CPU \"\"load\"\", %\",60,nan,0.3333333333333333,false,true,ok\n");
+}
+
+TEST(RecorderTest, HeaderNamesEachUnitWhereTheyDiffer)
+{
+    const CTemporaryFolder folder;
+    CRecorder(folder.file("a"), false, {state("Vessel", "degC"), state("CPU", "%"), state("X", "")});
+    EXPECT_EQ(linesOf(readFile(folder.file("a"))).at(0),
+              "time,channel,set point [Vessel: degC; CPU: %],actual value [Vessel: degC; CPU: %],"
+              "control value,enabled,manual,state");
+    CRecorder(folder.file("b"), false, {state("X", "")});
+    EXPECT_EQ(linesOf(readFile(folder.file("b"))).at(0),
+              "time,channel,set point,actual value,control value,enabled,manual,state");
+}
+
+TEST(RecorderTest, RecordThatAnotherIsWritingIsLeftAlone)
+{
+    const CTemporaryFolder folder;
+    const std::string file = folder.file("r.csv");
+    {
+        CRecorder first(file, false, {state("Vessel", "")});
+        try {
+            CRecorder(file, true, {});
+            FAIL() << "nothing thrown";
+        } catch (const CHostException& exception) {
+            EXPECT_EQ(exception.what(), "the record " + file + " is being written by another program");
+        }
+        EXPECT_EQ(linesOf(readFile(file)).size(), 1U) << "the header is still there";
+    }
+    CRecorder second(file, true, {});
+}
+
+TEST(RecorderTest, RecordIsReplacedOnlyIfAllowed)
+{
+    const CTemporaryFolder folder;
+    const std::string file = folder.write("r.csv", "precious");
+    try {
+        CRecorder(file, false, {});
+        FAIL() << "nothing thrown";
+    } catch (const CHostException& exception) {
+        EXPECT_EQ(exception.what(), "the record " + file + " already exists; --force replaces it");
+        EXPECT_EQ(exception.code(), ExitFailure);
+    }
+    EXPECT_EQ(readFile(file), "precious");
+    CRecorder(file, true, {});
+    EXPECT_EQ(linesOf(readFile(file)).size(), 1U);
+}
+
+TEST(RecorderTest, FileThatCannotBeCreatedIsNamed)
+{
+    const CTemporaryFolder folder;
+    const std::string file = folder.file("missing/r.csv");
+    try {
+        CRecorder(file, false, {});
+        FAIL() << "nothing thrown";
+    } catch (const CHostException& exception) {
+        EXPECT_EQ(exception.what(), "cannot create the record " + file + ": No such file or directory");
+    }
+}
+
+TEST(RecorderTest, FullDiskIsToldOnce)
+{
+    const CFullDisk disk;
+    CRecorder recorder(disk.path(), false, {state("Vessel", "")});
+    EXPECT_TRUE(eventually([&] { return !recorder.write({state("Vessel", "")}, moment); }));
+    EXPECT_TRUE(recorder.failed());
+    EXPECT_TRUE(recorder.write({state("Vessel", "")}, moment));
+}
+
+} // namespace Rvl::Test

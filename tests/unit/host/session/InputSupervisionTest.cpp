@@ -1,0 +1,261 @@
+#include "host/session/InputSupervision.h"
+
+#include "host/base/HostException.h"
+#include "platform/rivlink_core/Clock.h"
+#include "platform/rivlink_device/AnalogInChannel.h"
+
+#include <boost/property_tree/ptree.hpp>
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <limits>
+
+namespace Rvl::Test {
+
+namespace {
+
+using std::chrono::milliseconds;
+const double infinity = std::numeric_limits<double>::infinity();
+
+/// A clock that the test moves.
+class TestClock : public IClock
+{
+public:
+    TestClock() { IClock::setCurrent(this); }
+    ~TestClock() override { IClock::setCurrent(nullptr); }
+    std::chrono::nanoseconds monotonic() const override { return now; }
+    std::chrono::system_clock::time_point utc() const override { return calendar; }
+
+    std::chrono::nanoseconds now{1'000'000'000};
+    std::chrono::system_clock::time_point calendar;
+};
+
+/// Stands for the loops of a channel: asks the judge when the test says so.
+struct FakeSupervision : ILoopSupervision
+{
+    std::size_t loopCount() const override { return channels.size(); }
+    IIoChannelInterface* inputChannel(std::size_t loop) const override { return channels.at(loop); }
+    eState state(std::size_t loop) const override { return states.at(loop); }
+
+    static inline const IInputCheck* judge = nullptr;
+    static inline SBadInputReaction reaction;
+    static inline std::vector<IIoChannelInterface*> channels;
+    static inline std::vector<eState> states;
+};
+
+ILoopSupervision* supervise(IIoChannelInterface&, const IInputCheck& judge, const SBadInputReaction& reaction)
+{
+    FakeSupervision::judge = &judge;
+    FakeSupervision::reaction = reaction;
+    return new FakeSupervision;
+}
+
+ILoopSupervision* refuse(IIoChannelInterface&, const IInputCheck&, const SBadInputReaction&)
+{
+    return nullptr;
+}
+
+class InputSupervisionTest : public testing::Test
+{
+protected:
+    InputSupervisionTest()
+    {
+        FakeSupervision::channels = {&outer, &inner};
+        FakeSupervision::states = {ILoopSupervision::Calculating, ILoopSupervision::Calculating};
+        policy.maximumAge = milliseconds(500);
+    }
+    void begin() { supervision = CInputSupervision::begin(controller, policy, {&refuse, &supervise}); }
+    bool isGood(std::size_t loop) { return FakeSupervision::judge->isGoodInput(loop); }
+    void publishBoth(double value)
+    {
+        outer.publishValue(value);
+        inner.publishValue(value);
+    }
+
+    TestClock clock;
+    CAnalogInChannel controller{"Controller"};
+    CAnalogInChannel outer{"Outer"};
+    CAnalogInChannel inner{"Inner"};
+    SBadInputPolicy policy;
+    std::unique_ptr<CInputSupervision> supervision;
+};
+
+std::string policyFault(const std::vector<std::pair<std::string, std::string>>& attributes)
+{
+    boost::property_tree::ptree tree;
+    for (const auto& [name, value] : attributes) {
+        tree.put("<xmlattr>." + name, value);
+    }
+    try {
+        SBadInputPolicy::from(tree);
+        return "none";
+    } catch (const CHostException& exception) {
+        return exception.what();
+    }
+}
+
+} // namespace
+
+TEST_F(InputSupervisionTest, ChannelThatNeverAnnouncedAValueIsBad)
+{
+    begin();
+    EXPECT_FALSE(isGood(0));
+    outer.publishValue(1.0);
+    EXPECT_TRUE(isGood(0));
+    EXPECT_FALSE(isGood(1));
+}
+
+TEST_F(InputSupervisionTest, ValueIsBadOnceItIsOlderThanTheGreatestAge)
+{
+    begin();
+    publishBoth(1.0);
+    clock.now += milliseconds(500);
+    EXPECT_TRUE(isGood(0));
+    clock.now += milliseconds(1);
+    EXPECT_FALSE(isGood(0));
+    outer.publishValue(1.0);
+    EXPECT_TRUE(isGood(0)) << "the same value, but a new one";
+}
+
+TEST_F(InputSupervisionTest, StepOfTheCalendarMakesNoValueOldOrYoung)
+{
+    begin();
+    publishBoth(1.0);
+    clock.calendar += std::chrono::hours(1);
+    EXPECT_TRUE(isGood(0));
+    clock.now += milliseconds(501);
+    clock.calendar -= std::chrono::hours(2);
+    EXPECT_FALSE(isGood(0));
+}
+
+TEST_F(InputSupervisionTest, NotANumberAndInfinityAreBadUnlessAllowed)
+{
+    begin();
+    for (const double bad : {std::nan(""), infinity, -infinity}) {
+        publishBoth(bad);
+        EXPECT_FALSE(isGood(0)) << bad;
+        EXPECT_FALSE(FakeSupervision::judge->isGoodValue(bad)) << bad;
+    }
+    EXPECT_TRUE(FakeSupervision::judge->isGoodValue(1e308));
+    policy.refuseNotFinite = false;
+    begin();
+    publishBoth(std::nan(""));
+    EXPECT_TRUE(isGood(0));
+    EXPECT_TRUE(FakeSupervision::judge->isGoodValue(infinity));
+}
+
+TEST_F(InputSupervisionTest, FaultyChannelIsBadUntilItTellsANewValue)
+{
+    begin();
+    publishBoth(1.0);
+    inner.setFault("broken wire");
+    EXPECT_FALSE(isGood(1));
+    EXPECT_EQ("bad input: Inner: broken wire; held", supervision->state());
+    inner.setFault("");
+    EXPECT_FALSE(isGood(1)) << "the value is that from before";
+    EXPECT_EQ("bad input: Inner: no value since its fault; held", supervision->state());
+    EXPECT_TRUE(isGood(0));
+    inner.publishValue(1.0);
+    EXPECT_TRUE(isGood(1)) << "the same value, but a new one";
+}
+
+TEST_F(InputSupervisionTest, FaultThatNobodyLookedAtMakesTheValueFromBeforeBadAllTheSame)
+{
+    begin();
+    publishBoth(1.0);
+    EXPECT_TRUE(isGood(1));
+    inner.setFault("broken wire"); // between two steps
+    inner.setFault("");
+    EXPECT_FALSE(isGood(1));
+    EXPECT_EQ("bad input: Inner: no value since its fault; held", supervision->state());
+    inner.publishValue(1.0);
+    EXPECT_TRUE(isGood(1));
+}
+
+TEST_F(InputSupervisionTest, WithoutAGreatestAgeNoValueIsTooOld)
+{
+    policy.maximumAge.reset();
+    begin();
+    publishBoth(1.0);
+    clock.now += std::chrono::hours(1000);
+    EXPECT_TRUE(isGood(0));
+}
+
+TEST_F(InputSupervisionTest, LoopThatReadsNoChannelIsGood)
+{
+    FakeSupervision::channels = {nullptr, &inner};
+    begin();
+    EXPECT_TRUE(isGood(0));
+    EXPECT_FALSE(isGood(1));
+}
+
+TEST_F(InputSupervisionTest, ReactionIsHandedToTheLoops)
+{
+    policy.reaction = {SBadInputReaction::Write, 12.0};
+    begin();
+    EXPECT_EQ(SBadInputReaction::Write, FakeSupervision::reaction.action);
+    EXPECT_EQ(12.0, FakeSupervision::reaction.value);
+}
+
+TEST_F(InputSupervisionTest, StateNamesTheOutermostBadChannelAndWhatIsDone)
+{
+    policy.reaction = {SBadInputReaction::Write, 12.5};
+    begin();
+    FakeSupervision::states = {ILoopSupervision::Waiting, ILoopSupervision::Waiting};
+    EXPECT_EQ("bad input: Outer: no value yet; waiting for it", supervision->state());
+    publishBoth(1.0);
+    EXPECT_EQ("", supervision->state());
+    FakeSupervision::states = {ILoopSupervision::Acting, ILoopSupervision::Acting};
+    EXPECT_EQ("bad input: over; 12.5 written until the next step", supervision->state());
+    inner.publishValue(infinity);
+    EXPECT_EQ("bad input: Inner: not a finite number; 12.5 written", supervision->state());
+    inner.publishValue(1.0);
+    clock.now += milliseconds(501);
+    inner.publishValue(1.0);
+    EXPECT_EQ("bad input: Outer: no new value for more than 500 ms; 12.5 written", supervision->state());
+    FakeSupervision::states = {ILoopSupervision::Idle, ILoopSupervision::Calculating};
+    EXPECT_EQ("bad input: Outer: no new value for more than 500 ms; manual mode goes on",
+              supervision->state());
+}
+
+TEST_F(InputSupervisionTest, DisablesOnlyWithThatActionAndWhileItActs)
+{
+    begin();
+    FakeSupervision::states = {ILoopSupervision::Calculating, ILoopSupervision::Acting};
+    EXPECT_FALSE(supervision->disables());
+    policy.reaction.action = SBadInputReaction::Disable;
+    begin();
+    EXPECT_TRUE(supervision->disables());
+    FakeSupervision::states = {ILoopSupervision::Waiting, ILoopSupervision::Idle};
+    EXPECT_FALSE(supervision->disables());
+}
+
+TEST_F(InputSupervisionTest, NobodyToSuperviseMeansNoSupervision)
+{
+    EXPECT_FALSE(CInputSupervision::begin(controller, policy, {&refuse}));
+    EXPECT_FALSE(CInputSupervision::begin(controller, policy, {}));
+}
+
+TEST_F(InputSupervisionTest, EndedSupervisionListensNoLonger)
+{
+    begin();
+    supervision.reset();
+    publishBoth(1.0); // a listener left behind would be called here
+}
+
+TEST(BadInputPolicyTest, AttributesThatDoNotGoTogetherAreRefused)
+{
+    EXPECT_EQ("none", policyFault({{"Action", "hold"}}));
+    EXPECT_EQ("none", policyFault({{"Action", "write"}, {"Value", "1.5"}}));
+    EXPECT_EQ("none", policyFault({{"Action", "hold"}, {"NaN", "allowed"}, {"MaximumAge_ms", "10"}}));
+    EXPECT_EQ("nothing counts as bad; expected MaximumAge_ms, or NaN to be refused",
+              policyFault({{"Action", "hold"}, {"NaN", "allowed"}}));
+    EXPECT_EQ("Value is missing; expected the control value that the action write writes",
+              policyFault({{"Action", "write"}}));
+    EXPECT_EQ("Value is not read unless Action is write; expected it to be, or no Value",
+              policyFault({{"Action", "disable"}, {"Value", "1"}}));
+    EXPECT_EQ("Value is \"inf\"; expected a finite number",
+              policyFault({{"Action", "write"}, {"Value", "inf"}}));
+}
+
+} // namespace Rvl::Test
