@@ -1,0 +1,160 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace Rvl {
+
+class IIoChannelInterface;
+class ITimeline;
+
+/// How one control loop is doing. Values are those of the loop, unscaled.
+struct SLoopStatus
+{
+    /// Where the control value of the last step lies in its range.
+    enum eSaturation
+    {
+        Free,
+        AtMinimum,
+        AtMaximum
+    };
+
+    std::string typeName;  ///< the loop's own type name
+    int sampleTime_ms = 0; ///< the sample time in force
+    bool enabled = false;  ///< the loop's switch
+    bool manual = false;   ///< its control value is written from outside
+    double setPoint = 0.0;
+    double actualValue = 0.0; ///< as of the last step; NaN before the first
+    double controlValue = 0.0;
+    /// What a PID loop's control value is made of; not a number for loops without such terms.
+    double proportional = 0.0;
+    double integral = 0.0;
+    double derivative = 0.0;
+    eSaturation saturation = Free;
+    std::uint64_t steps = 0;          ///< steps since the graph was made
+    double meanPeriodError_ms = 0.0;  ///< mean of (period - sample time) over all periods; 0 without one
+    double worstPeriodError_ms = 0.0; ///< the (period - sample time) of the largest magnitude
+    std::uint64_t overruns = 0; ///< periods of twice the sample time or more: at least one step was lost
+};
+
+/// A loop's parameter set: the keys as a configuration writes them, in the order of the type's description.
+struct SLoopParameters
+{
+    struct SValue
+    {
+        std::string key;
+        double value = 0.0;
+    };
+
+    std::string name;         ///< of the set
+    bool isProtected = false; ///< may not be changed
+    std::vector<SValue> values;
+};
+
+/// What a loop remembers between its steps, for a loop of the same type to go on from. The numbers are the
+/// loop's own affair, but they are numbers: they may be kept as text.
+struct SLoopMemory
+{
+    std::string typeName;
+    std::vector<double> values;
+};
+
+/// What the loops of a channel do while they must not calculate with an actual value.
+struct SBadInputReaction
+{
+    enum eAction
+    {
+        Hold,    ///< keep the control value
+        Disable, ///< write the disabled value of each loop
+        Write    ///< write `value` to the innermost loop's output, and hold the loops above it
+    };
+
+    eAction action = Hold;
+    double value = 0.0; ///< unscaled, as the innermost loop's control value
+};
+
+/// Says whether actual values can be relied on. It is asked at every step, on the thread that calculates the
+/// loops and with a loop's lock held: it must answer at once, and must not call a loop or its channel.
+class IInputCheck
+{
+public:
+    virtual ~IInputCheck() = default;
+
+    /// Whether the channel that a loop reads (0: the outermost loop's) is good at this moment.
+    virtual bool isGoodInput(std::size_t loop) const = 0;
+    /// Whether a loop may calculate with this actual value.
+    virtual bool isGoodValue(double actualValue) const = 0;
+};
+
+/// Keeps the loops of a graph from calculating with bad actual values, for as long as it lives. It must be
+/// destroyed before its graph and before its check; the loops then go on without it.
+class ILoopSupervision
+{
+public:
+    enum eState
+    {
+        Waiting,     ///< has not calculated since it was enabled: no good actual value yet
+        Calculating, ///< controls
+        Acting,      ///< does what is to be done about a bad actual value
+        Idle         ///< disabled or in manual mode: its actual value is of no account
+    };
+
+    virtual ~ILoopSupervision() = default;
+
+    /// As of the loop's last step. Safe from any thread.
+    virtual eState state(std::size_t loop) const = 0;
+};
+
+/// The loops behind one channel: 0 is the outermost one, and each of the others is the output of the one
+/// before it. The one door to them for a host. It must be destroyed before the channel. All operations are
+/// safe from any thread, and take a loop's lock one at a time; an index that is not below loopCount() throws
+/// std::out_of_range.
+class ILoopGraph
+{
+public:
+    virtual ~ILoopGraph() = default;
+
+    /// The number of loops: 1, or more for a cascade.
+    virtual std::size_t loopCount() const = 0;
+    virtual SLoopStatus status(std::size_t loop) const = 0;
+    /// The channel that a loop reads; null if its input is not a channel.
+    virtual IIoChannelInterface* inputChannel(std::size_t loop) const = 0;
+
+    virtual SLoopParameters parameters(std::size_t loop) const = 0;
+    /// Puts other values in force, from the loop's next step on: those of the keys that are given, in any
+    /// order. All or nothing: throws std::invalid_argument, and changes nothing, for a key that the loop does
+    /// not have, a value that is not finite, or a set that is protected.
+    virtual void setParameters(std::size_t loop, const std::vector<SLoopParameters::SValue>& values) = 0;
+
+    virtual SLoopMemory save(std::size_t loop) const = 0;
+    /// Has the loop go on from what save() gave. Throws std::invalid_argument, and changes nothing, if that
+    /// is of another type.
+    virtual void restore(std::size_t loop, const SLoopMemory& memory) = 0;
+
+    /// Begins a supervision, one at a time. The channel must not be enabled yet.
+    virtual std::unique_ptr<ILoopSupervision> supervise(const IInputCheck& check,
+                                                        const SBadInputReaction& reaction) = 0;
+};
+
+/// What a plug-in whose channels are made of loops offers to a host, beyond what the framework asks for: it
+/// may export one function of type LoopsFunction with the name loopsFunctionName and C linkage. A host finds
+/// it by its name at run time, and does without if it is missing: none of this makes a channel a channel.
+struct SLoops
+{
+    static constexpr int currentVersion = 1;
+
+    int version; ///< of this structure and of the interfaces above; a host uses nothing of another version
+    /// The loops behind the channel, which belong to the caller; null for a channel that is not made of the
+    /// plug-in's loops.
+    ILoopGraph* (*graphOf)(IIoChannelInterface& channel);
+    /// Has loops that are started from now on take their time, and their threads, from the timeline; from the
+    /// system's calendar and threads of their own if it is null. No loop may be running.
+    void (*useTimeline)(ITimeline* timeline);
+};
+using LoopsFunction = const SLoops*();
+constexpr const char* loopsFunctionName = "rivlinkLoops";
+
+} // namespace Rvl
