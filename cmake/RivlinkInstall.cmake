@@ -7,7 +7,7 @@ set(plugin_directory "${CMAKE_INSTALL_LIBDIR}/rivlink/plugins")
 set(header_directory "${CMAKE_INSTALL_INCLUDEDIR}/rivlink")
 set(package_directory "${CMAKE_INSTALL_LIBDIR}/cmake/rivlink_local")
 
-install(TARGETS kor rivlink_common rivlink_core rivlink_device rivlink_registries EXPORT rivlink_local
+install(TARGETS kor rivlink_common rivlink_core rivlink_device rivlink_registries rivlink_runtime EXPORT rivlink_local
     RUNTIME DESTINATION "${CMAKE_INSTALL_BINDIR}" LIBRARY DESTINATION "${CMAKE_INSTALL_LIBDIR}"
     ARCHIVE DESTINATION "${CMAKE_INSTALL_LIBDIR}"
     INCLUDES DESTINATION "${header_directory}")
@@ -23,11 +23,11 @@ install(TARGETS rivlink-host RUNTIME DESTINATION "${CMAKE_INSTALL_BINDIR}")
 if(RIVLINK_RUNTIME_LIBRARIES)
     install(FILES ${RIVLINK_RUNTIME_LIBRARIES} DESTINATION "${CMAKE_INSTALL_BINDIR}")
 endif()
-set_target_properties(kor rivlink_common rivlink_core rivlink_device PROPERTIES INSTALL_RPATH "$ORIGIN")
+set_target_properties(kor rivlink_common rivlink_core rivlink_device rivlink_runtime PROPERTIES INSTALL_RPATH "$ORIGIN")
 set_target_properties(rivlink_local rivlink_simulated rivlink_system PROPERTIES INSTALL_RPATH "$ORIGIN/../..")
 set_target_properties(rivlink-host PROPERTIES INSTALL_RPATH "$ORIGIN/../${CMAKE_INSTALL_LIBDIR}")
 
-install(DIRECTORY platform common DESTINATION "${header_directory}" FILES_MATCHING PATTERN "*.h")
+install(DIRECTORY platform common runtime DESTINATION "${header_directory}" FILES_MATCHING PATTERN "*.h")
 install(DIRECTORY driver/local DESTINATION "${header_directory}/driver" FILES_MATCHING PATTERN "*.h")
 
 install(EXPORT rivlink_local NAMESPACE rivlink:: DESTINATION "${package_directory}"

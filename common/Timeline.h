@@ -25,7 +25,7 @@ public:
     virtual ~IWorker() = default;
 
     /// Carries out the task as soon as those before it are done. A task must not throw: on real time that
-    /// ends the process. Nothing happens after stopAndJoin().
+    /// ends the process. Without effect after stopAndJoin().
     virtual void post(Task task) = 0;
     /// Carries out the task `duration` from now on the monotonic clock; at the next opportunity if that is
     /// not positive. Tasks that are due at the same moment are carried out in the order of these calls.

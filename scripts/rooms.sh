@@ -19,11 +19,11 @@ below = {  # for everything else: the folders that it may include, besides itsel
     "platform/rivlink_device": ["platform/kor", "platform/rivlink_common", "common", "platform/rivlink_core"],
 }
 platform = list(below)
-below["runtime"] = platform
-below["driver/common"] = platform
+below["runtime"] = ["common"]
+below["driver/common"] = platform + ["runtime"]
 below["driver/local"] = platform
-below["driver/simulated"] = platform + ["driver/common"]
-below["driver/system"] = platform + ["driver/common"]
+below["driver/simulated"] = platform + ["runtime", "driver/common"]
+below["driver/system"] = platform + ["runtime", "driver/common"]
 
 
 def room(path):

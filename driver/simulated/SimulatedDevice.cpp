@@ -8,9 +8,9 @@
 
 #include <algorithm>
 #include <array>
+#include <atomic>
 #include <cmath>
 #include <limits>
-#include <map>
 #include <mutex>
 #include <utility>
 
@@ -30,14 +30,21 @@ std::string nameOfFault(CSimulatedDevice::eFault kind)
     return faultNames[static_cast<std::size_t>(kind)].first;
 }
 
-using FaultKey = std::pair<CSimulatedDevice::eFault, std::string>;
+/// By signal; DeviceAway has none, and takes the place of the first.
+struct SFaultInForce
+{
+    CSimulatedDevice::eFault kind;
+    std::size_t signal;
+};
 
 struct SScheduledFault
 {
-    FaultKey fault;
+    SFaultInForce fault;
     double from_s;
     double to_s;
 };
+
+constexpr std::size_t kindCount = faultNames.size();
 
 } // namespace
 
@@ -45,22 +52,49 @@ struct CSimulatedDevice::Private
 {
     // with the update lock
     double time_s = 0.0;
+    std::vector<double> commands;  ///< taken from the actuators, kept to spare an allocation per update
     std::vector<double> actuators; ///< what was given to applyActuator() last
     std::vector<double> shown;     ///< what each sensor shows, not a number before the first time
+    /// What is in force, as of the beginning of the update, by kind and signal.
+    std::array<std::vector<bool>, kindCount> inForce;
 
     mutable std::mutex faultsMutex;
     std::vector<SScheduledFault> scheduled;
-    std::map<FaultKey, bool> switched;
+    std::vector<SFaultInForce> switched;
+    /// Whether there is any of these: without one, an update need not look.
+    std::atomic<bool> hasFaults{false};
 
-    bool inForce(eFault kind, const std::string& signal) const
+    bool isInForce(eFault kind, std::size_t signal) const
     {
-        const FaultKey key(kind, signal);
+        const std::vector<bool>& ofKind = inForce[kind];
+        return signal < ofKind.size() && ofKind[signal];
+    }
+
+    void findFaultsInForce()
+    {
+        if (!hasFaults) {
+            return;
+        }
+        for (auto& ofKind : inForce) {
+            ofKind.clear();
+        }
         const std::lock_guard<std::mutex> lock(faultsMutex);
-        const auto found = switched.find(key);
-        return (found != switched.end() && found->second) ||
-               std::any_of(scheduled.begin(), scheduled.end(), [&](const SScheduledFault& fault) {
-                   return fault.fault == key && fault.from_s <= time_s && time_s < fault.to_s;
-               });
+        for (const SScheduledFault& fault : scheduled) {
+            if (fault.from_s <= time_s && time_s < fault.to_s) {
+                put(fault.fault);
+            }
+        }
+        for (const SFaultInForce& fault : switched) {
+            put(fault);
+        }
+    }
+
+private:
+    void put(const SFaultInForce& fault)
+    {
+        std::vector<bool>& ofKind = inForce[fault.kind];
+        ofKind.resize(std::max(ofKind.size(), fault.signal + 1));
+        ofKind[fault.signal] = true;
     }
 };
 
@@ -105,22 +139,39 @@ void CSimulatedDevice::setProperties(const boost::property_tree::ptree& tree)
             RVL_THROW(CConfigurationException, "Device " + getName() + ", fault " + nameOfFault(kind) +
                                                    ": attribute To_s must be greater than From_s");
         }
-        scheduled.push_back({{kind, signal}, from_s, to_s});
+        scheduled.push_back({{kind, indexOfSignal(kind, signal)}, from_s, to_s});
     }
     const std::lock_guard<std::mutex> lock(private_->faultsMutex);
     private_->scheduled = std::move(scheduled);
+    private_->hasFaults = private_->hasFaults || !private_->scheduled.empty();
 }
 
 void CSimulatedDevice::setFault(eFault kind, const std::string& signal, bool on)
 {
     checkFault(kind, signal);
+    const std::size_t index = indexOfSignal(kind, signal);
     {
         const std::lock_guard<std::mutex> lock(private_->faultsMutex);
-        private_->switched[{kind, signal}] = on;
+        std::erase_if(private_->switched, [&](const SFaultInForce& fault) {
+            return fault.kind == kind && fault.signal == index;
+        });
+        if (on) {
+            private_->switched.push_back({kind, index});
+        }
+        private_->hasFaults = true; // for good: what is over has to be found out, too
     }
     if (kind == DeviceAway && on) {
-        setOffline(true); // refuses accesses from now on; coming back takes the device's thread
+        setOffline(true); // refuses accesses from now on; coming back takes the next update
     }
+}
+
+std::size_t CSimulatedDevice::indexOfSignal(eFault kind, const std::string& signal) const
+{
+    if (kind == DeviceAway) {
+        return 0;
+    }
+    const std::vector<std::string>& signals = kind == ActuatorDead ? actuators() : sensors();
+    return static_cast<std::size_t>(std::find(signals.begin(), signals.end(), signal) - signals.begin());
 }
 
 void CSimulatedDevice::checkFault(eFault kind, const std::string& signal) const
@@ -146,6 +197,7 @@ void CSimulatedDevice::checkFault(eFault kind, const std::string& signal) const
 void CSimulatedDevice::step(double duration_s)
 {
     withUpdateLock([this, duration_s] {
+        private_->findFaultsInForce();
         takeActuators();
         update(duration_s);
     });
@@ -183,19 +235,20 @@ void CSimulatedDevice::stopped()
 
 void CSimulatedDevice::followFaults()
 {
-    setOffline(private_->inForce(DeviceAway, ""));
+    private_->findFaultsInForce();
+    setOffline(private_->isInForce(DeviceAway, 0));
     reportOffline();
 }
 
 void CSimulatedDevice::takeActuators()
 {
-    std::vector<double> values = actuatorCommands();
-    const std::vector<std::string> names = actuators();
-    private_->actuators.resize(values.size(), 0.0);
-    for (std::size_t i = 0; i < values.size(); ++i) {
-        const double value = private_->inForce(ActuatorDead, names[i]) ? 0.0 : values[i];
-        if (value != private_->actuators[i]) {
-            private_->actuators[i] = value;
+    Private& data = *private_;
+    copyActuatorCommands(data.commands);
+    data.actuators.resize(data.commands.size(), 0.0);
+    for (std::size_t i = 0; i < data.commands.size(); ++i) {
+        const double value = data.isInForce(ActuatorDead, i) ? 0.0 : data.commands[i];
+        if (value != data.actuators[i]) {
+            data.actuators[i] = value;
             applyActuator(i, value);
         }
     }
@@ -203,20 +256,19 @@ void CSimulatedDevice::takeActuators()
 
 void CSimulatedDevice::publishSensors()
 {
-    const bool away = isOffline();
-    const std::vector<std::string>& names = sensors();
-    private_->shown.resize(names.size(), std::numeric_limits<double>::quiet_NaN());
-    for (std::size_t i = 0; i < names.size(); ++i) {
+    Private& data = *private_;
+    const bool offline = isOffline();
+    data.shown.resize(sensors().size(), std::numeric_limits<double>::quiet_NaN());
+    for (std::size_t i = 0; i < data.shown.size(); ++i) {
         const double value = measure(i);
         // a sensor that has shown nothing yet is stuck at the first thing it shows
-        if (!private_->inForce(SensorStuck, names[i]) || std::isnan(private_->shown[i])) {
-            private_->shown[i] = value;
+        if (!data.isInForce(SensorStuck, i) || std::isnan(data.shown[i])) {
+            data.shown[i] = value;
         }
-        if (away || private_->inForce(SensorSilent, names[i])) {
+        if (offline || data.isInForce(SensorSilent, i)) {
             continue;
         }
-        publish(i, private_->inForce(SensorNaN, names[i]) ? std::numeric_limits<double>::quiet_NaN()
-                                                          : private_->shown[i]);
+        publish(i, data.isInForce(SensorNaN, i) ? std::numeric_limits<double>::quiet_NaN() : data.shown[i]);
     }
 }
 

@@ -10,8 +10,8 @@
 
 namespace Rvl {
 
-/// A device that exists in software only. Its physics advances by the time that really passes on the clock in
-/// force (IClock::current()), and it can be made to fail.
+/// A device that exists in software only. Its physics advances by the time that passes on the timeline in force
+/// (runtime/Timelines.h), and it can be made to fail.
 ///
 /// A subclass declares its signals and says how an actuator acts, how its state advances and what a sensor
 /// measures. One update is: advance the state by the time since the update before, with the actuator values
@@ -85,6 +85,7 @@ private:
     struct Private;
     std::unique_ptr<Private> private_;
 
+    std::size_t indexOfSignal(eFault kind, const std::string& signal) const;
     void followFaults();
     void takeActuators();
     void publishSensors();

@@ -16,8 +16,8 @@
 #include "host/process/ThreadPriority.h"
 #include "host/record/Recorder.h"
 #include "host/session/LoadedConfiguration.h"
-#include "platform/rivlink_core/Clock.h"
 #include "platform/rivlink_device/ControllerChannel.h"
+#include "runtime/Timelines.h"
 
 #include <boost/asio/executor_work_guard.hpp>
 #include <boost/asio/io_context.hpp>
@@ -344,7 +344,7 @@ private:
 
     bool record()
     {
-        const auto now = IClock::current().utc(); // before the values: they are no older than it
+        const auto now = currentTimeline().utc(); // before the values: they are no older than it
         const std::vector<SControllerState> rows = states();
         const CCurrentActivity busy(asked_, recordName_);
         if (recorder_->write(rows, now)) {
@@ -360,7 +360,7 @@ private:
         // a table is drawn over the one that is there; and what nobody reads need not be there twice
         if (output_.isIdle()) {
             output_.write(terminal ? table_.draw(states(), terminalSize())
-                                   : stateLine(states(), IClock::current().utc()) + "\n");
+                                   : stateLine(states(), currentTimeline().utc()) + "\n");
         }
     }
 

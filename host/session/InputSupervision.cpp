@@ -2,8 +2,8 @@
 
 #include "host/base/HostException.h"
 #include "host/base/NumberText.h"
-#include "platform/rivlink_core/Clock.h"
 #include "platform/rivlink_device/AnalogInChannel.h"
+#include "runtime/Timelines.h"
 
 #include <boost/property_tree/ptree.hpp>
 
@@ -61,7 +61,7 @@ CInputSupervision::CWatch::~CWatch()
 void CInputSupervision::CWatch::deviceEvent(int event)
 {
     if (event == IIoChannelInterface::EventNewValue) {
-        announced_ns_ = IClock::current().monotonic().count();
+        announced_ns_ = currentTimeline().monotonic().count();
         ++announcements_;
     } else if (event == IIoChannelInterface::EventFaultChanged && channel_.isFaulty()) {
         noteFaultAfter(announcements_); // it may be over before anybody looks
@@ -93,7 +93,7 @@ CInputSupervision::CWatch::eVerdict CInputSupervision::CWatch::verdict(const SBa
     if (policy.refuseNotFinite && !std::isfinite(channel_.readValue())) {
         return NotFinite;
     }
-    const bool tooOld = policy.maximumAge && IClock::current().monotonic() - announced > *policy.maximumAge;
+    const bool tooOld = policy.maximumAge && currentTimeline().monotonic() - announced > *policy.maximumAge;
     return tooOld ? TooOld : Good;
 }
 

@@ -3,8 +3,8 @@
 #include "driver/simulated/ThermalBench.h"
 #include "platform/kor/EventListener.h"
 #include "platform/rivlink_common/ConfigurationException.h"
-#include "platform/rivlink_core/Clock.h"
 #include "tests/support/DeviceTools.h"
+#include "tests/support/VirtualTime.h"
 
 #include <gmock/gmock.h>
 
@@ -61,17 +61,6 @@ public:
     std::atomic<int> values{0};
 };
 
-/// A clock that stands until it is moved.
-class CTestClock : public IClock
-{
-public:
-    CTestClock() { setCurrent(this); }
-    ~CTestClock() override { setCurrent(nullptr); }
-    std::chrono::nanoseconds monotonic() const override { return now.load(); }
-    std::chrono::system_clock::time_point utc() const override { return {}; }
-    std::atomic<std::chrono::nanoseconds> now{std::chrono::nanoseconds(0)};
-};
-
 /// A device named Rig with one input per sensor and an output on its actuator.
 struct SRig
 {
@@ -115,34 +104,33 @@ TEST(SimulatedDevice, StepAdvancesInSubStepsAndPublishes)
     EXPECT_EQ(2, rig.events.values);
 }
 
-TEST(SimulatedDevice, AdvancesByTheTimeOfTheClockInForce)
+TEST(SimulatedDevice, AdvancesByTheTimeOfTheTimelineInForce)
 {
-    CTestClock clock;
+    CVirtualTime time;
     SRig rig;
     rig.drive.safeWriteOutput(10.0);
     rig.device.connect();
     EXPECT_EQ(0.0, rig.sum.readValue());
-    clock.now = std::chrono::seconds(3);
-    ASSERT_TRUE(waitUntil([&] { return rig.sum.readValue() > 0.0; }));
     const int events = rig.events.values;
-    ASSERT_TRUE(waitUntil([&] { return rig.events.values > events + 3; }));
-    EXPECT_DOUBLE_EQ(30.0, rig.sum.readValue()) << "updates go on, but no more time has passed";
+    time.runFor(std::chrono::seconds(3));
+    EXPECT_NEAR(30.0, rig.sum.readValue(), 1e-9);
+    EXPECT_EQ(events + 3000, rig.events.values) << "one each millisecond";
     rig.device.disconnect();
 }
 
 TEST(SimulatedDevice, ANewValueCountsFromTheUpdateThatTakesIt)
 {
-    CTestClock clock;
+    CVirtualTime time;
     SRig rig;
     rig.device.connect();
     rig.drive.safeWriteOutput(10.0);
-    const int events = rig.events.values;
-    ASSERT_TRUE(waitUntil([&] { return rig.events.values > events + 1; }));
+    time.runFor(std::chrono::milliseconds(1)); // taken at its end
+    EXPECT_EQ(0.0, rig.sum.readValue());
     rig.drive.safeWriteOutput(20.0);
-    ASSERT_TRUE(waitUntil([&] { return rig.events.values > events + 4; }));
-    clock.now = std::chrono::seconds(1);
-    ASSERT_TRUE(waitUntil([&] { return rig.sum.readValue() > 0.0; }));
-    EXPECT_DOUBLE_EQ(20.0, rig.sum.readValue());
+    time.runFor(std::chrono::milliseconds(1));
+    EXPECT_DOUBLE_EQ(0.01, rig.sum.readValue());
+    time.runFor(std::chrono::milliseconds(1));
+    EXPECT_DOUBLE_EQ(0.03, rig.sum.readValue());
     rig.device.disconnect();
     EXPECT_THAT(rig.device.applied, ElementsAre(10.0, 20.0, 0.0));
 }
@@ -310,14 +298,16 @@ TEST(SimulatedDevice, ConfiguredAbsenceEnds)
 
 TEST(SimulatedDevice, FaultTimesCountFromConnecting)
 {
-    CTestClock clock;
+    CVirtualTime time;
     SRig rig("<Fault Kind=\"SensorNaN\" Signal=\"Sum\" To_s=\"1\"/>");
     rig.device.step(5.0);
     EXPECT_FALSE(std::isnan(rig.sum.readValue()));
     rig.device.connect();
     EXPECT_TRUE(std::isnan(rig.sum.readValue()));
-    clock.now = std::chrono::seconds(1);
-    ASSERT_TRUE(waitUntil([&] { return !std::isnan(rig.sum.readValue()); }));
+    time.runFor(std::chrono::milliseconds(999));
+    EXPECT_TRUE(std::isnan(rig.sum.readValue()));
+    time.runFor(std::chrono::milliseconds(2));
+    EXPECT_FALSE(std::isnan(rig.sum.readValue()));
     rig.device.disconnect();
 }
 

@@ -1,8 +1,9 @@
 #include "host/session/InputSupervision.h"
 
 #include "host/base/HostException.h"
-#include "platform/rivlink_core/Clock.h"
 #include "platform/rivlink_device/AnalogInChannel.h"
+#include "runtime/SystemTimeline.h"
+#include "runtime/Timelines.h"
 
 #include <boost/property_tree/ptree.hpp>
 #include <gtest/gtest.h>
@@ -17,12 +18,12 @@ namespace {
 using std::chrono::milliseconds;
 const double infinity = std::numeric_limits<double>::infinity();
 
-/// A clock that the test moves.
-class TestClock : public IClock
+/// A timeline whose two clocks the test moves.
+class TestTimeline : public CSystemTimeline
 {
 public:
-    TestClock() { IClock::setCurrent(this); }
-    ~TestClock() override { IClock::setCurrent(nullptr); }
+    TestTimeline() { setCurrentTimeline(this); }
+    ~TestTimeline() override { setCurrentTimeline(nullptr); }
     std::chrono::nanoseconds monotonic() const override { return now; }
     std::chrono::system_clock::time_point utc() const override { return calendar; }
 
@@ -72,7 +73,7 @@ protected:
         inner.publishValue(value);
     }
 
-    TestClock clock;
+    TestTimeline clock;
     CAnalogInChannel controller{"Controller"};
     CAnalogInChannel outer{"Outer"};
     CAnalogInChannel inner{"Inner"};

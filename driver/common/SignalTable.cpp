@@ -1,0 +1,326 @@
+#include "driver/common/SignalTable.h"
+
+#include "common/LoggedThrow.h"
+#include "platform/rivlink_common/ConfigurationException.h"
+#include "platform/rivlink_common/DeviceAccessException.h"
+#include "platform/rivlink_device/AnalogInChannel.h"
+
+#include <algorithm>
+#include <atomic>
+#include <cmath>
+#include <limits>
+#include <mutex>
+#include <utility>
+
+namespace Rvl {
+
+namespace {
+
+struct SActuator
+{
+    double minimum;
+    double maximum;
+    std::uint32_t lines;
+};
+
+struct SActuatorBinding
+{
+    std::size_t actuator;
+    IIoChannelInterface* channel;
+    std::function<void()> restore;
+};
+
+} // namespace
+
+struct CSignalTable::Private
+{
+    std::string deviceName;
+    std::vector<std::string> sensors;
+    std::vector<std::string> actuatorNames;
+
+    /// The update lock. Recursive, because a listener called by an update may come back.
+    mutable std::recursive_mutex updateMutex;
+    std::vector<std::vector<CAnalogInChannel*>> sensorBindings; ///< by sensor
+    std::vector<SActuatorBinding> actuatorBindings;
+    bool offlineReported = false;
+
+    /// The state lock.
+    mutable std::mutex stateMutex;
+    std::vector<SActuator> actuators;
+    std::vector<double> commands; ///< by actuator
+    /// Written with the state lock, which readers need not take.
+    std::atomic<bool> offline{false};
+    std::atomic<bool> wentOffline{false};
+    std::atomic<std::uint64_t> timesTakenToZero{0};
+};
+
+CSignalTable::CSignalTable(const std::string& deviceName) : private_(std::make_unique<Private>())
+{
+    private_->deviceName = deviceName;
+}
+
+CSignalTable::~CSignalTable() = default;
+
+const std::vector<std::string>& CSignalTable::sensors() const
+{
+    return private_->sensors;
+}
+
+const std::vector<std::string>& CSignalTable::actuators() const
+{
+    return private_->actuatorNames;
+}
+
+void CSignalTable::bindSensor(const std::string& sensor, CAnalogInChannel& channel)
+{
+    const auto found = std::find(private_->sensors.begin(), private_->sensors.end(), sensor);
+    if (found == private_->sensors.end()) {
+        RVL_THROW(CConfigurationException, "Channel " + channel.getName() + ": device " +
+                                               private_->deviceName + " has no sensor " + sensor +
+                                               "; its sensors are: " + listed(private_->sensors));
+    }
+    unbind(channel);
+    const std::lock_guard lock(private_->updateMutex);
+    private_->sensorBindings[static_cast<std::size_t>(found - private_->sensors.begin())].push_back(&channel);
+    if (private_->offlineReported) {
+        channel.setFault(offlineText());
+    }
+}
+
+std::size_t CSignalTable::bindActuator(const std::string& actuator, IIoChannelInterface& channel,
+                                       std::function<void()> restore)
+{
+    const std::vector<std::string>& names = actuators();
+    const auto found = std::find(names.begin(), names.end(), actuator);
+    if (found == names.end()) {
+        RVL_THROW(CConfigurationException, "Channel " + channel.getName() + ": device " +
+                                               private_->deviceName + " has no actuator " + actuator +
+                                               "; its actuators are: " + listed(names));
+    }
+    const auto index = static_cast<std::size_t>(found - names.begin());
+    unbind(channel);
+    const std::lock_guard lock(private_->updateMutex);
+    for (const SActuatorBinding& binding : private_->actuatorBindings) {
+        if (binding.actuator == index) {
+            RVL_THROW(CConfigurationException, "Channel " + channel.getName() + ": actuator " + actuator +
+                                                   " of device " + private_->deviceName +
+                                                   " is already driven by channel " +
+                                                   binding.channel->getName());
+        }
+    }
+    private_->actuatorBindings.push_back({index, &channel, std::move(restore)});
+    if (private_->offlineReported) {
+        channel.setFault(offlineText());
+    }
+    return index;
+}
+
+void CSignalTable::unbind(const IIoChannelInterface& channel)
+{
+    const std::lock_guard lock(private_->updateMutex);
+    for (auto& channels : private_->sensorBindings) {
+        std::erase_if(channels, [&channel](const CAnalogInChannel* bound) { return bound == &channel; });
+    }
+    std::erase_if(private_->actuatorBindings,
+                  [&channel](const SActuatorBinding& binding) { return binding.channel == &channel; });
+}
+
+void CSignalTable::writeActuator(std::size_t actuator, double value)
+{
+    if (std::isnan(value)) {
+        RVL_THROW(CDeviceAccessException,
+                  "Device " + private_->deviceName + " refuses a value that is not a number");
+    }
+    bool offline = false;
+    {
+        const std::lock_guard lock(private_->stateMutex);
+        offline = private_->offline;
+        if (!offline) {
+            const SActuator& written = private_->actuators.at(actuator);
+            private_->commands[actuator] = std::clamp(value, written.minimum, written.maximum);
+            actuatorWritten(actuator, private_->commands[actuator]);
+        }
+    }
+    if (offline) {
+        RVL_THROW(CDeviceAccessException, offlineText());
+    }
+}
+
+double CSignalTable::actuatorMaximum(std::size_t actuator) const
+{
+    const std::lock_guard lock(private_->stateMutex);
+    return private_->actuators.at(actuator).maximum;
+}
+
+std::uint32_t CSignalTable::actuatorLines(std::size_t actuator) const
+{
+    return private_->actuators.at(actuator).lines;
+}
+
+std::uint64_t CSignalTable::timesTakenToZero() const
+{
+    return private_->timesTakenToZero;
+}
+
+double CSignalTable::actuatorCommand(const std::string& actuator) const
+{
+    const std::vector<std::string>& names = actuators();
+    const auto found = std::find(names.begin(), names.end(), actuator);
+    if (found == names.end()) {
+        RVL_THROW(CConfigurationException, "Device " + private_->deviceName + " has no actuator " + actuator +
+                                               "; its actuators are: " + listed(names));
+    }
+    const std::lock_guard lock(private_->stateMutex);
+    return private_->commands[static_cast<std::size_t>(found - names.begin())];
+}
+
+std::size_t CSignalTable::addSensor(const std::string& name)
+{
+    private_->sensors.push_back(name);
+    private_->sensorBindings.emplace_back();
+    return private_->sensors.size() - 1;
+}
+
+std::size_t CSignalTable::addActuator(const std::string& name, double minimum, double maximum)
+{
+    private_->actuatorNames.push_back(name);
+    private_->actuators.push_back({minimum, maximum, 0});
+    private_->commands.push_back(0.0);
+    return private_->actuators.size() - 1;
+}
+
+std::size_t CSignalTable::addPort(const std::string& name, unsigned lineCount)
+{
+    const std::uint32_t lines = std::numeric_limits<std::uint32_t>::max() >> (32U - lineCount);
+    const std::size_t index = addActuator(name, 0.0, static_cast<double>(lines));
+    private_->actuators[index].lines = lines;
+    return index;
+}
+
+void CSignalTable::setActuatorRange(std::size_t actuator, double minimum, double maximum)
+{
+    const std::lock_guard lock(private_->stateMutex);
+    SActuator& changed = private_->actuators.at(actuator);
+    changed.minimum = minimum;
+    changed.maximum = maximum;
+    private_->commands[actuator] = std::clamp(private_->commands[actuator], minimum, maximum);
+}
+
+void CSignalTable::actuatorWritten(std::size_t, double) {}
+
+void CSignalTable::withUpdateLock(const std::function<void()>& action) const
+{
+    const std::lock_guard lock(private_->updateMutex);
+    action();
+}
+
+void CSignalTable::publish(std::size_t sensor, double value)
+{
+    for (CAnalogInChannel* const channel : private_->sensorBindings[sensor]) {
+        channel->publishValue(value);
+    }
+}
+
+void CSignalTable::setSensorFault(std::size_t sensor, const std::string& fault)
+{
+    for (CAnalogInChannel* const channel : private_->sensorBindings[sensor]) {
+        channel->setFault(fault);
+    }
+}
+
+std::vector<double> CSignalTable::actuatorCommands() const
+{
+    std::vector<double> commands;
+    copyActuatorCommands(commands);
+    return commands;
+}
+
+void CSignalTable::copyActuatorCommands(std::vector<double>& commands) const
+{
+    const std::lock_guard lock(private_->stateMutex);
+    commands = private_->commands;
+}
+
+void CSignalTable::setOffline(bool offline)
+{
+    const std::lock_guard lock(private_->stateMutex);
+    if (private_->offline == offline) {
+        return;
+    }
+    private_->offline = offline;
+    if (offline) {
+        private_->wentOffline = true;
+        takeToZero();
+    }
+}
+
+bool CSignalTable::isOffline() const
+{
+    return private_->offline;
+}
+
+void CSignalTable::reportOffline()
+{
+    // remembered, because a short absence between two updates also lost what was written meanwhile
+    const bool wentOffline = private_->wentOffline && private_->wentOffline.exchange(false);
+    if (!wentOffline && !private_->offlineReported) {
+        return;
+    }
+    const std::string text = offlineText();
+    const auto forEachChannel = [this](const auto& action) {
+        for (const auto& channels : private_->sensorBindings) {
+            for (CAnalogInChannel* const channel : channels) {
+                action(*channel);
+            }
+        }
+        for (const SActuatorBinding& binding : private_->actuatorBindings) {
+            action(*binding.channel);
+        }
+    };
+    if (wentOffline && !private_->offlineReported) {
+        private_->offlineReported = true;
+        forEachChannel([&text](IIoChannelInterface& channel) { channel.setFault(text); });
+    }
+    if (!isOffline() && private_->offlineReported) {
+        private_->offlineReported = false;
+        forEachChannel([&text](IIoChannelInterface& channel) {
+            if (channel.fault() == text) {
+                channel.setFault("");
+            }
+        });
+        for (const SActuatorBinding& binding : private_->actuatorBindings) {
+            binding.restore();
+        }
+    }
+}
+
+void CSignalTable::takeActuatorsToZero()
+{
+    const std::lock_guard lock(private_->stateMutex);
+    takeToZero();
+}
+
+void CSignalTable::takeToZero()
+{
+    ++private_->timesTakenToZero;
+    for (std::size_t i = 0; i < private_->commands.size(); ++i) {
+        private_->commands[i] = 0.0;
+        actuatorWritten(i, 0.0);
+    }
+}
+
+std::string CSignalTable::offlineText() const
+{
+    return "Device " + private_->deviceName + " is offline";
+}
+
+std::string listed(const std::vector<std::string>& names)
+{
+    std::string list;
+    for (const std::string& name : names) {
+        list += (list.empty() ? "" : ", ") + name;
+    }
+    return list.empty() ? "none" : list;
+}
+
+} // namespace Rvl

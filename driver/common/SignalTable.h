@@ -1,0 +1,112 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace Rvl {
+
+class CAnalogInChannel;
+class IIoChannelInterface;
+
+/// A device's signals by name: sensors, whose values are published to the analog inputs bound to them, and
+/// actuators, whose values the output channel bound to each hands over.
+///
+/// An actuator is 0, its safe value, until something is written, and when takeActuatorsToZero() says so.
+///
+/// Locks: the update lock is held while values are published and outputs are restored; bind and unbind take
+/// it. A written actuator value takes only the state lock, which is never held for longer than a few
+/// assignments: an output does not wait for an update. A listener of a channel's event may write outputs, but
+/// must not destroy a channel of the same device.
+class CSignalTable
+{
+public:
+    virtual ~CSignalTable();
+    CSignalTable(const CSignalTable&) = delete;
+    CSignalTable& operator=(const CSignalTable&) = delete;
+
+    /// The names, in the order of their declaration, which is that of their indices.
+    const std::vector<std::string>& sensors() const;
+    const std::vector<std::string>& actuators() const;
+
+    /// Binds a channel to a sensor; several may be bound to one. The channel is not owned and must call
+    /// unbind() before it is destroyed. Throws CConfigurationException, which lists the sensors, if there is
+    /// none of that name.
+    void bindSensor(const std::string& sensor, CAnalogInChannel& channel);
+    /// Binds a channel to an actuator, with what sends its last request again. Returns the index for
+    /// writeActuator(). Throws CConfigurationException if there is no such actuator (listing those there
+    /// are), or if another channel drives it.
+    std::size_t bindActuator(const std::string& actuator, IIoChannelInterface& channel,
+                             std::function<void()> restore);
+    /// Forgets the channel. On return no call to it is under way, unless it is the calling thread's own. What
+    /// it wrote last stays.
+    void unbind(const IIoChannelInterface& channel);
+
+    /// Hands over an actuator's value, limited to its range. Throws CDeviceAccessException while the device
+    /// is offline, and for a value that is not a number.
+    void writeActuator(std::size_t actuator, double value);
+    /// What an actuator gives when it is switched on or driven at 100 percent.
+    double actuatorMaximum(std::size_t actuator) const;
+    /// The lines of a digital port, one bit each; 0 for an actuator that is none.
+    std::uint32_t actuatorLines(std::size_t actuator) const;
+    /// How often the actuators were taken to 0, because the device was disconnected or went offline.
+    std::uint64_t timesTakenToZero() const;
+    /// The value last handed over, or 0 if the device took it there. Throws CConfigurationException, which
+    /// lists the actuators, if there is none of that name.
+    double actuatorCommand(const std::string& actuator) const;
+
+protected:
+    /// `deviceName` is the one that messages show.
+    explicit CSignalTable(const std::string& deviceName);
+
+    /// Declares a signal and returns its index; each kind counts from 0. Only in a constructor.
+    std::size_t addSensor(const std::string& name);
+    /// An actuator's range must contain 0, its safe value.
+    std::size_t addActuator(const std::string& name, double minimum, double maximum);
+    /// A digital port of 1 to 32 lines is an actuator whose value is the number that its lines make, line 0
+    /// being the lowest bit.
+    std::size_t addPort(const std::string& name, unsigned lineCount);
+    /// Another range for an actuator, which must contain 0. Not while connected.
+    void setActuatorRange(std::size_t actuator, double minimum, double maximum);
+
+    /// An actuator's value was handed over. Called with the state lock held, on the thread that writes: must
+    /// return at once and must not call back.
+    virtual void actuatorWritten(std::size_t actuator, double value);
+
+    /// Carries out `action` on the calling thread, with the update lock held.
+    void withUpdateLock(const std::function<void()>& action) const;
+    /// With the update lock: hands a value to every channel bound to the sensor, which raises its event 1.
+    void publish(std::size_t sensor, double value);
+    /// With the update lock: marks the channels bound to a sensor faulty, or takes the mark off with an empty
+    /// text.
+    void setSensorFault(std::size_t sensor, const std::string& fault);
+    /// A copy of every actuator's value.
+    std::vector<double> actuatorCommands() const;
+    /// The same without an allocation once `commands` has held as many.
+    void copyActuatorCommands(std::vector<double>& commands) const;
+    void takeActuatorsToZero();
+
+    /// The device went offline, or is back. From now on it refuses every access, and its own watchdog has
+    /// taken every actuator to 0; or it takes values again. Safe from any thread. The channels are marked in
+    /// the next reportOffline().
+    void setOffline(bool offline);
+    bool isOffline() const;
+    /// With the update lock: marks every bound channel faulty once after the device went offline, and takes
+    /// the mark off and sends every output's last request again once after it came back.
+    void reportOffline();
+
+private:
+    struct Private;
+    std::unique_ptr<Private> private_;
+
+    void takeToZero(); // with the state lock held
+    std::string offlineText() const;
+};
+
+/// "a, b, c", or "none" for an empty list.
+std::string listed(const std::vector<std::string>& names);
+
+} // namespace Rvl

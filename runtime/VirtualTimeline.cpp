@@ -1,0 +1,152 @@
+#include "runtime/VirtualTimeline.h"
+
+#include <algorithm>
+#include <deque>
+#include <limits>
+#include <stdexcept>
+#include <utility>
+
+namespace Rvl {
+
+/// A worker's tasks stand in the timeline's queue, one entry each. One that comes up while the worker is in
+/// the middle of another, because that waits, is kept until that is over.
+class CVirtualTimeline::CVirtualWorker : public IWorker
+{
+public:
+    explicit CVirtualWorker(CVirtualTimeline& timeline) : timeline_(timeline) {}
+    ~CVirtualWorker() override { timeline_.queue_.cancelAll(this); }
+    CVirtualWorker(const CVirtualWorker&) = delete;
+    CVirtualWorker& operator=(const CVirtualWorker&) = delete;
+
+    void post(Task task) override
+    {
+        if (!stopped_) {
+            posted_.push_back(std::move(task));
+            timeline_.queue_.add(timeline_.now_, this, [this] { runPosted(); });
+        }
+    }
+
+    Ticket after(std::chrono::nanoseconds duration, Task task) override
+    {
+        if (stopped_) {
+            return std::numeric_limits<Ticket>::max(); // of no task
+        }
+        return timeline_.queue_.add(timeline_.now_ + std::max(duration, std::chrono::nanoseconds(0)), this,
+                                    std::move(task));
+    }
+
+    void cancel(Ticket ticket) override { timeline_.queue_.cancel(ticket, this); }
+
+    void stopAndJoin() override
+    {
+        if (running_) {
+            throw std::logic_error("a worker cannot wait for the end of its own task");
+        }
+        stopped_ = true;
+        timeline_.queue_.cancelAll(this);
+        while (!posted_.empty()) {
+            run([this] { runPosted(); });
+        }
+    }
+
+    bool isCurrent() const override { return running_; }
+
+    void run(Task task)
+    {
+        if (running_) {
+            kept_.push_back(std::move(task));
+            return;
+        }
+        const CRunning running(*this);
+        task();
+    }
+
+private:
+    /// Marks the worker as running, and hands what came up meanwhile back to the queue.
+    class CRunning
+    {
+    public:
+        explicit CRunning(CVirtualWorker& worker) : worker_(worker) { worker_.running_ = true; }
+        ~CRunning()
+        {
+            worker_.running_ = false;
+            for (Task& task : worker_.kept_) {
+                worker_.timeline_.queue_.add(worker_.timeline_.now_, &worker_, std::move(task));
+            }
+            worker_.kept_.clear();
+        }
+        CRunning(const CRunning&) = delete;
+        CRunning& operator=(const CRunning&) = delete;
+
+    private:
+        CVirtualWorker& worker_;
+    };
+
+    void runPosted()
+    {
+        const Task task = std::move(posted_.front());
+        posted_.pop_front();
+        task();
+    }
+
+    CVirtualTimeline& timeline_;
+    std::deque<Task> posted_; ///< apart from the delayed ones, as stopAndJoin() carries out only these
+    std::vector<Task> kept_;
+    bool running_ = false;
+    bool stopped_ = false;
+};
+
+CVirtualTimeline::CVirtualTimeline(std::chrono::system_clock::time_point start) : start_(start) {}
+
+CVirtualTimeline::~CVirtualTimeline() = default;
+
+std::chrono::nanoseconds CVirtualTimeline::monotonic() const
+{
+    return now_;
+}
+
+std::chrono::system_clock::time_point CVirtualTimeline::utc() const
+{
+    return start_ + std::chrono::duration_cast<std::chrono::system_clock::duration>(now_);
+}
+
+std::unique_ptr<IWorker> CVirtualTimeline::makeWorker(const std::string&)
+{
+    return std::make_unique<CVirtualWorker>(*this);
+}
+
+void CVirtualTimeline::wait(std::unique_lock<std::mutex>& lock, std::condition_variable&,
+                            const std::function<bool()>& isTrue)
+{
+    while (!isTrue()) {
+        if (queue_.isEmpty()) {
+            throw std::runtime_error("waiting on virtual time for something that will never happen");
+        }
+        lock.unlock();
+        runNext();
+        lock.lock();
+    }
+}
+
+void CVirtualTimeline::runFor(std::chrono::nanoseconds duration)
+{
+    const std::chrono::nanoseconds end = now_ + duration;
+    while (!stopRequested_.load(std::memory_order_relaxed)) {
+        const auto due = queue_.nextDue();
+        if (!due || *due > end) {
+            now_ = end;
+            return;
+        }
+        runNext();
+    }
+}
+
+void CVirtualTimeline::runNext()
+{
+    CTaskQueue::SDue next = queue_.takeNext();
+    now_ = std::max(now_, next.due);
+    ++taskCount_;
+    static_cast<CVirtualWorker*>(next.owner)->run(std::move(next.task));
+}
+
+} // namespace Rvl
