@@ -12,6 +12,7 @@
 namespace Rvl {
 
 class IControlLoop;
+class IWorker;
 
 /// What belongs to CControlLoopOperation. The handlers point to it, so it stays where it is.
 class ControlLoopOperationPrivate
@@ -22,7 +23,8 @@ public:
     ControlLoopOperationPrivate(const ControlLoopOperationPrivate&) = delete;
     ControlLoopOperationPrivate& operator=(const ControlLoopOperationPrivate&) = delete;
 
-    /// Sets the timer to expire one sample time from now and waits for it with the periodic handler.
+    /// Sets the timer to expire one sample time from now and waits for it with the periodic handler; on a
+    /// worker of a timeline, has that call the handler instead.
     void armPeriodically();
     /// Sets a timer that is being waited for anew, as armPeriodically() does, or to expire at once if the
     /// operation is cancelled. Only on the event loop's thread.
@@ -37,7 +39,8 @@ public:
     std::shared_ptr<IControlLoop> loop;
     boost::asio::deadline_timer timer;
     std::atomic<bool> cancelled;
-    int abortedWaits = 0; ///< handlers still to come of waits that rearm() gave up
+    IWorker* worker = nullptr; ///< takes the timer's place if there is one
+    int abortedWaits = 0;      ///< handlers still to come of waits that rearm() gave up
     // small enough for boost::function's own buffer, so that the copies made for each wait need no memory
     boost::function<void(const boost::system::error_code&)> periodicHandler;
     boost::function<void(const boost::system::error_code&)> oneShotHandler;

@@ -1,8 +1,10 @@
 #include "driver/local/controller/common/TimedLoopProcessor.h"
 
 #include "common/LoggedThrow.h"
+#include "common/Timeline.h"
 #include "driver/local/controller/common/ControlLoop.h"
 #include "driver/local/controller/common/ControlLoopOperationPrivate.h"
+#include "driver/local/LoopTimeline.h"
 
 #include <boost/asio/error.hpp>
 #include <boost/asio/post.hpp>
@@ -11,11 +13,13 @@
 #include <boost/thread/thread.hpp>
 
 #include <atomic>
+#include <chrono>
 #include <condition_variable>
 #include <cstdint>
 #include <list>
 #include <mutex>
 #include <stdexcept>
+#include <system_error>
 
 namespace Rvl {
 
@@ -39,6 +43,11 @@ ControlLoopOperationPrivate::ControlLoopOperationPrivate(std::shared_ptr<IContro
 
 void ControlLoopOperationPrivate::armPeriodically()
 {
+    if (worker) {
+        worker->after(std::chrono::milliseconds(loop->sampleTime_ms()),
+                      [this] { calculateControlLoop(boost::system::error_code()); });
+        return;
+    }
     timer.expires_from_now(boost::posix_time::microseconds(std::int64_t{1000} * loop->sampleTime_ms()));
     timer.async_wait(periodicHandler);
 }
@@ -104,6 +113,12 @@ void CControlLoopOperation::execute()
     d_->armPeriodically();
 }
 
+void CControlLoopOperation::executeOn(IWorker* worker)
+{
+    d_->worker = worker;
+    execute();
+}
+
 void CControlLoopOperation::executeOnce()
 {
     d_->cancelled = false;
@@ -134,7 +149,7 @@ public:
     using Operations = std::list<std::shared_ptr<CControlLoopOperation>>;
 
     /// With `mutex` held.
-    bool isActive() const { return starting || joining || (worker && worker->joinable()); }
+    bool isActive() const { return starting || joining || timelineWorker || (worker && worker->joinable()); }
 
     /// The operations as they are now: what is done with them may take a loop's lock.
     Operations currentOperations()
@@ -150,6 +165,54 @@ public:
             operation->cancel();
         }
         cancelledWhileStarting = starting;
+    }
+
+    /// Arms the operations on a worker of their own. `starting` is set.
+    void startOn(ITimeline& timeline, const Operations& started)
+    {
+        std::shared_ptr<IWorker> made;
+        try {
+            made = timeline.makeWorker("loops");
+        } catch (const std::system_error& error) {
+            throw boost::thread_resource_error(error.code().value(), error.what());
+        }
+        {
+            const std::lock_guard<std::mutex> lock(mutex);
+            timelineWorker = made;
+            ++runs; // before the first step, which asks for it
+        }
+        try {
+            for (const auto& operation : started) {
+                operation->executeOn(made.get());
+            }
+        } catch (...) {
+            made->stopAndJoin();
+            const std::lock_guard<std::mutex> lock(mutex);
+            timelineWorker.reset();
+            throw;
+        }
+    }
+
+    /// What stopControlLoops() does with a worker of a timeline: what is not due yet is dropped, so there is
+    /// nothing to wait for but a step under way.
+    void stopOnTimeline(std::unique_lock<std::mutex>& lock, const std::shared_ptr<IWorker>& stopped)
+    {
+        cancelAll();
+        if (stopped->isCurrent()) {
+            throw boost::thread_resource_error(
+                static_cast<int>(boost::system::errc::resource_deadlock_would_occur),
+                "boost thread: trying joining itself");
+        }
+        changed.wait(lock, [&] { return timelineWorker != stopped || !joining; });
+        if (timelineWorker != stopped) {
+            return;
+        }
+        joining = true;
+        lock.unlock();
+        stopped->stopAndJoin();
+        lock.lock();
+        timelineWorker.reset();
+        end(joining);
     }
 
     /// Sets one of the two marks back, whatever happened under it.
@@ -179,6 +242,7 @@ public:
     std::atomic<std::uint64_t> runs{0}; // each step may ask for it
     bool joining = false;               // the worker is another thread's to wait for, and must not be touched
     std::shared_ptr<boost::thread> worker;
+    std::shared_ptr<IWorker> timelineWorker; // of a run on a timeline, in place of the thread
     // destroyed first: the operations' timers belong to the event loop
     Operations operations;
 };
@@ -208,15 +272,20 @@ void CTimedLoopProcessor::runControlLoops()
     d_->starting = true;
     lock.unlock();
     try {
-        // an event loop that ran out of work stays stopped until told otherwise
-        d_->eventLoop.restart();
-        for (const auto& operation : operations) {
-            operation->execute();
+        if (ITimeline* const timeline = loopTimeline()) {
+            d_->startOn(*timeline, operations);
+            lock.lock();
+        } else {
+            // an event loop that ran out of work stays stopped until it is restarted
+            d_->eventLoop.restart();
+            for (const auto& operation : operations) {
+                operation->executeOn(nullptr);
+            }
+            auto worker = std::make_shared<boost::thread>(boost::bind(&Private::runEventLoop, d_.get()));
+            lock.lock();
+            d_->worker = std::move(worker);
+            ++d_->runs;
         }
-        auto worker = std::make_shared<boost::thread>(boost::bind(&Private::runEventLoop, d_.get()));
-        lock.lock();
-        d_->worker = std::move(worker);
-        ++d_->runs;
         const bool cancelled = d_->cancelledWhileStarting;
         d_->end(d_->starting);
         if (cancelled) {
@@ -239,6 +308,10 @@ void CTimedLoopProcessor::stopControlLoops()
 {
     std::unique_lock<std::mutex> lock(d_->mutex);
     d_->changed.wait(lock, [this] { return !d_->starting; });
+    if (const std::shared_ptr<IWorker> timelineWorker = d_->timelineWorker) {
+        d_->stopOnTimeline(lock, timelineWorker);
+        return;
+    }
     const std::shared_ptr<boost::thread> worker = d_->worker;
     const auto hasEnded = [&] {
         return !worker || d_->worker != worker || (!d_->joining && !worker->joinable());

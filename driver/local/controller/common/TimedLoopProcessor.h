@@ -12,6 +12,7 @@
 namespace Rvl {
 
 class IControlLoop;
+class IWorker;
 class ControlLoopOperationPrivate;
 
 /// The repeated calculation of one loop: a timer on an event loop.
@@ -37,6 +38,9 @@ public:
 
 private:
     friend class CTimedLoopProcessor;
+    /// execute() with the worker in the timer's place; with the timer if it is null. The worker must be
+    /// stopped before the operation is destroyed.
+    void executeOn(IWorker* worker);
     /// Cancels the operation and its timer as well. The handler of a wait still runs, and does nothing.
     void abandon();
 
@@ -45,6 +49,10 @@ private:
 
 /// Calculates its loops on one thread of its own, driven by timers of the system's UTC clock. All loops share
 /// the thread: a slow one delays the others. An overrun delays the loop's next step and is never made up for.
+///
+/// While there is a loopTimeline() (driver/local/LoopTimeline.h), what is started takes a worker of it in
+/// place of the thread and the timers: the periods are the same but on the timeline's monotonic clock, which
+/// the calendar does not move, and a stop waits for the step under way only.
 ///
 /// A loop must not throw from its step, nor a timer fail: an exception on the thread ends the process.
 ///

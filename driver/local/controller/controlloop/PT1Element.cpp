@@ -1,5 +1,8 @@
 #include "driver/local/controller/controlloop/PT1Element.h"
 
+#include "common/Timeline.h"
+#include "driver/local/LoopTimeline.h"
+
 #include <boost/optional.hpp>
 #include <boost/property_tree/ptree.hpp>
 
@@ -14,7 +17,9 @@ namespace {
 
 int systemTick_ms()
 {
-    const auto now = std::chrono::steady_clock::now().time_since_epoch();
+    const ITimeline* const timeline = loopTimeline();
+    const std::chrono::nanoseconds now =
+        timeline ? timeline->monotonic() : std::chrono::steady_clock::now().time_since_epoch();
     const auto now_ms = std::chrono::duration_cast<std::chrono::milliseconds>(now).count();
     return static_cast<int>(static_cast<std::uint32_t>(now_ms));
 }
