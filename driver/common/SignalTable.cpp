@@ -48,6 +48,7 @@ struct CSignalTable::Private
     mutable std::mutex stateMutex;
     std::vector<SActuator> actuators;
     std::vector<double> commands; ///< by actuator
+    std::atomic<std::uint64_t> commandChanges{0};
     /// Written with the state lock, which readers need not take.
     std::atomic<bool> offline{false};
     std::atomic<bool> wentOffline{false};
@@ -138,6 +139,7 @@ void CSignalTable::writeActuator(std::size_t actuator, double value)
         if (!offline) {
             const SActuator& written = private_->actuators.at(actuator);
             private_->commands[actuator] = std::clamp(value, written.minimum, written.maximum);
+            ++private_->commandChanges;
             actuatorWritten(actuator, private_->commands[actuator]);
         }
     }
@@ -204,6 +206,7 @@ void CSignalTable::setActuatorRange(std::size_t actuator, double minimum, double
     changed.minimum = minimum;
     changed.maximum = maximum;
     private_->commands[actuator] = std::clamp(private_->commands[actuator], minimum, maximum);
+    ++private_->commandChanges;
 }
 
 void CSignalTable::actuatorWritten(std::size_t, double) {}
@@ -230,19 +233,25 @@ void CSignalTable::setSensorFault(std::size_t sensor, const std::string& fault)
 
 std::vector<double> CSignalTable::actuatorCommands() const
 {
-    std::vector<double> commands;
-    copyActuatorCommands(commands);
-    return commands;
+    const std::lock_guard lock(private_->stateMutex);
+    return private_->commands;
 }
 
-void CSignalTable::copyActuatorCommands(std::vector<double>& commands) const
+void CSignalTable::updateActuatorCommands(SActuatorCommands& commands) const
 {
+    if (commands.values.size() == private_->commands.size() && commands.change == private_->commandChanges) {
+        return;
+    }
     const std::lock_guard lock(private_->stateMutex);
-    commands = private_->commands;
+    commands.values = private_->commands;
+    commands.change = private_->commandChanges;
 }
 
 void CSignalTable::setOffline(bool offline)
 {
+    if (private_->offline == offline) {
+        return; // as it is nearly always, without the lock
+    }
     const std::lock_guard lock(private_->stateMutex);
     if (private_->offline == offline) {
         return;
@@ -303,6 +312,7 @@ void CSignalTable::takeActuatorsToZero()
 void CSignalTable::takeToZero()
 {
     ++private_->timesTakenToZero;
+    ++private_->commandChanges;
     for (std::size_t i = 0; i < private_->commands.size(); ++i) {
         private_->commands[i] = 0.0;
         actuatorWritten(i, 0.0);

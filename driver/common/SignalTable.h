@@ -24,6 +24,13 @@ class IIoChannelInterface;
 class CSignalTable
 {
 public:
+    /// A copy of what all actuators were given.
+    struct SActuatorCommands
+    {
+        std::vector<double> values; ///< by actuator
+        std::uint64_t change = 0;   ///< of which they are
+    };
+
     virtual ~CSignalTable();
     CSignalTable(const CSignalTable&) = delete;
     CSignalTable& operator=(const CSignalTable&) = delete;
@@ -85,8 +92,8 @@ protected:
     void setSensorFault(std::size_t sensor, const std::string& fault);
     /// A copy of every actuator's value.
     std::vector<double> actuatorCommands() const;
-    /// The same without an allocation once `commands` has held as many.
-    void copyActuatorCommands(std::vector<double>& commands) const;
+    /// Brings a copy up to date; without a lock if nothing was written since the call before.
+    void updateActuatorCommands(SActuatorCommands& commands) const;
     void takeActuatorsToZero();
 
     /// The device went offline, or is back. From now on it refuses every access, and its own watchdog has

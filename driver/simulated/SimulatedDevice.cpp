@@ -52,7 +52,7 @@ struct CSimulatedDevice::Private
 {
     // with the update lock
     double time_s = 0.0;
-    std::vector<double> commands;  ///< taken from the actuators, kept to spare an allocation per update
+    CSignalTable::SActuatorCommands commands;
     std::vector<double> actuators; ///< what was given to applyActuator() last
     std::vector<double> shown;     ///< what each sensor shows, not a number before the first time
     /// What is in force, as of the beginning of the update, by kind and signal.
@@ -243,10 +243,11 @@ void CSimulatedDevice::followFaults()
 void CSimulatedDevice::takeActuators()
 {
     Private& data = *private_;
-    copyActuatorCommands(data.commands);
-    data.actuators.resize(data.commands.size(), 0.0);
-    for (std::size_t i = 0; i < data.commands.size(); ++i) {
-        const double value = data.isInForce(ActuatorDead, i) ? 0.0 : data.commands[i];
+    updateActuatorCommands(data.commands);
+    const std::vector<double>& commands = data.commands.values;
+    data.actuators.resize(commands.size(), 0.0);
+    for (std::size_t i = 0; i < commands.size(); ++i) {
+        const double value = data.isInForce(ActuatorDead, i) ? 0.0 : commands[i];
         if (value != data.actuators[i]) {
             data.actuators[i] = value;
             applyActuator(i, value);

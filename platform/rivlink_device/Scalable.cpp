@@ -3,6 +3,8 @@
 #include "platform/kor/Mutex.h"
 #include "platform/rivlink_device/ScalingInterface.h"
 
+#include <atomic>
+
 namespace Rvl {
 
 struct IScalable::Private
@@ -11,10 +13,18 @@ struct IScalable::Private
     std::shared_ptr<IScalingInterface> scaling;
     std::shared_ptr<IScalingInterface> defaultScaling;
     bool on = true;
+    /// Whether there is a scaling that is on: without one, a value is converted without the mutex.
+    std::atomic<bool> isActive{false};
+
+    /// With the mutex: to be called after each change.
+    void changed() { isActive = on && scaling; }
 
     /// Kept alive by the caller's copy, so that a conversion under way survives a change of scaling.
     std::shared_ptr<IScalingInterface> active() const
     {
+        if (!isActive) {
+            return nullptr;
+        }
         Kor::CGuard guard(mutex);
         return on ? scaling : nullptr;
     }
@@ -32,12 +42,14 @@ void IScalable::setScaling(IScalingInterface* scaling)
     if (!private_->defaultScaling) {
         private_->defaultScaling = owned;
     }
+    private_->changed();
 }
 
 void IScalable::removeScaling()
 {
     Kor::CGuard guard(private_->mutex);
     private_->scaling.reset();
+    private_->changed();
 }
 
 const IScalingInterface* IScalable::scaling() const
@@ -50,6 +62,7 @@ void IScalable::setSwScalingOn(bool on)
 {
     Kor::CGuard guard(private_->mutex);
     private_->on = on;
+    private_->changed();
 }
 
 void IScalable::resetDefaultScaling()
@@ -58,6 +71,7 @@ void IScalable::resetDefaultScaling()
     if (private_->defaultScaling) {
         private_->scaling = private_->defaultScaling;
     }
+    private_->changed();
 }
 
 double IScalable::getScaledValue(double unscaledValue) const
