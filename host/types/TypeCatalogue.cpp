@@ -112,6 +112,7 @@ std::unique_ptr<STypeDescription> typeFromJson(const Json& json, const std::stri
     type->provides = json.value("provides", std::vector<std::string>());
     type->example = json.value("example", std::string());
     type->meaning = json.value("meaning", std::string());
+    type->real = json.value("real", false);
     type->plugin = plugin;
     if (json.contains("signals")) {
         for (const Json& signal : json.at("signals")) {

@@ -98,6 +98,7 @@ struct STypeDescription
     std::string example;               ///< a name for an object of the type; empty if none is given
     std::string meaning;
     std::string plugin;
+    bool real = false; ///< a device or bus outside the program, or one that goes by the real time
     std::vector<SSignalDescription> signals; ///< of a device, including those of its bases
     std::vector<SKeyDescription> keys;       ///< including those of its bases, which come first
 
