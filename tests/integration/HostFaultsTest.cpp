@@ -135,8 +135,7 @@ TEST(HostFaults, DisabledValueThatCannotArriveIsTold)
     const SProgramResult result =
         runFor("600ms", exampleWith("cascade/cascade.xml", cascadeBench,
                                     "><Fault Kind=\"DeviceAway\" From_s=\"0.3\"/></Device>"));
-    EXPECT_EQ("Vessel: its disabled value may not have reached Heater: Device Bench is away and does not "
-              "answer\n",
+    EXPECT_EQ("Vessel: its disabled value may not have reached Heater: Device Bench is offline\n",
               result.err);
     EXPECT_EQ(1, result.exitCode);
 }
