@@ -60,6 +60,7 @@ if(CMAKE_CXX_COMPILER_ID MATCHES "GNU|Clang")
         # nobody puts other functions in the place of a library's own, so it calls and inlines them directly
         -fno-semantic-interposition
         -Wall -Wextra -Wpedantic -Wconversion -Wshadow -Wnon-virtual-dtor -Woverloaded-virtual
+        $<$<CXX_COMPILER_ID:Clang>:-Wthread-safety> # reads the annotations of common/ThreadSafety.h
         # log records name their source file: by its path in the project, not on the building machine, which
         # also lets one compiler cache serve every checkout
         "-ffile-prefix-map=${PROJECT_SOURCE_DIR}/=" "-ffile-prefix-map=${from_build_to_source}/=")

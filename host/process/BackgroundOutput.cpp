@@ -1,9 +1,10 @@
 #include "host/process/BackgroundOutput.h"
 
+#include "common/ThreadSafety.h"
+
 #include <condition_variable>
 #include <cstddef>
 #include <limits>
-#include <mutex>
 
 namespace Rvl {
 
@@ -11,15 +12,15 @@ struct CBackgroundOutput::SState
 {
     explicit SState(std::ostream& target) : stream(target) {}
 
-    bool isIdle() const { return waiting.empty() && !writing; }
+    bool isIdle() const RVL_REQUIRES(mutex) { return waiting.empty() && !writing; }
 
-    std::ostream& stream; ///< the thread's alone
-    std::mutex mutex;
+    std::ostream& stream; ///< used by the thread only
+    CMutex mutex;
     std::condition_variable changed;
-    std::string waiting;
-    std::size_t leftOut = 0; ///< texts since `waiting` was last taken
-    bool writing = false;
-    bool over = false;
+    std::string waiting RVL_GUARDED_BY(mutex);
+    std::size_t leftOut RVL_GUARDED_BY(mutex) = 0; ///< texts since `waiting` was last taken
+    bool writing RVL_GUARDED_BY(mutex) = false;
+    bool over RVL_GUARDED_BY(mutex) = false;
 };
 
 namespace {
@@ -36,7 +37,7 @@ CBackgroundOutput::~CBackgroundOutput()
 {
     bool idle = false;
     {
-        const std::lock_guard<std::mutex> lock(state_->mutex);
+        const CMutexLock lock(state_->mutex);
         state_->over = true;
         idle = state_->isIdle();
     }
@@ -50,9 +51,10 @@ CBackgroundOutput::~CBackgroundOutput()
 
 void CBackgroundOutput::work(SState& state)
 {
-    std::unique_lock<std::mutex> lock(state.mutex);
+    CMutexLock lock(state.mutex);
     while (true) {
-        state.changed.wait(lock, [&] { return !state.waiting.empty() || state.over; });
+        state.changed.wait(lock.native(),
+                           [&]() RVL_REQUIRES(state.mutex) { return !state.waiting.empty() || state.over; });
         if (state.waiting.empty()) {
             return;
         }
@@ -75,7 +77,7 @@ void CBackgroundOutput::work(SState& state)
 void CBackgroundOutput::add(const std::string& text, std::size_t room)
 {
     {
-        const std::lock_guard<std::mutex> lock(state_->mutex);
+        const CMutexLock lock(state_->mutex);
         if (state_->waiting.size() > room) {
             ++state_->leftOut;
             return;
@@ -97,14 +99,15 @@ void CBackgroundOutput::writeIfThereIsRoom(const std::string& text)
 
 bool CBackgroundOutput::isIdle() const
 {
-    const std::lock_guard<std::mutex> lock(state_->mutex);
+    const CMutexLock lock(state_->mutex);
     return state_->isIdle();
 }
 
 bool CBackgroundOutput::waitUntilIdle(std::chrono::steady_clock::time_point limit) const
 {
-    std::unique_lock<std::mutex> lock(state_->mutex);
-    return state_->changed.wait_until(lock, limit, [this] { return state_->isIdle(); });
+    CMutexLock lock(state_->mutex);
+    return state_->changed.wait_until(lock.native(), limit,
+                                      [this]() RVL_REQUIRES(state_->mutex) { return state_->isIdle(); });
 }
 
 } // namespace Rvl
