@@ -7,6 +7,13 @@ set(CMAKE_CXX_VISIBILITY_PRESET hidden)
 set(CMAKE_VISIBILITY_INLINES_HIDDEN ON)
 set(CMAKE_POSITION_INDEPENDENT_CODE ON)
 set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
+# What depends on the operating system stands in a source of its own for each, X_posix.cpp and X_windows.cpp, with
+# one header; targets list X_${RIVLINK_SYSTEM}.cpp.
+if(WIN32)
+    set(RIVLINK_SYSTEM windows)
+else()
+    set(RIVLINK_SYSTEM posix)
+endif()
 if(WIN32)
     # rivlink_local.dll whatever the compiler, so that a plug-in's file can be told from its name
     set(CMAKE_SHARED_LIBRARY_PREFIX "")

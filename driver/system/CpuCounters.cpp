@@ -5,52 +5,10 @@
 
 #include <algorithm>
 #include <cstddef>
-#include <fstream>
 #include <sstream>
 #include <vector>
 
-#if defined(_WIN32)
-#include <windows.h>
-#endif
-
 namespace Rvl {
-
-#if defined(_WIN32)
-
-namespace {
-
-std::uint64_t ticksOf(const FILETIME& time)
-{
-    return (static_cast<std::uint64_t>(time.dwHighDateTime) << 32U) | time.dwLowDateTime;
-}
-
-} // namespace
-
-SCpuCounters readCpuCounters()
-{
-    FILETIME idle{};
-    FILETIME kernel{};
-    FILETIME user{};
-    if (!GetSystemTimes(&idle, &kernel, &user)) {
-        RVL_THROW(CDeviceAccessException, "The system does not tell how busy its cores are");
-    }
-    // the kernel's time contains the idle time
-    return {ticksOf(idle), ticksOf(kernel) + ticksOf(user)};
-}
-
-#else
-
-SCpuCounters readCpuCounters()
-{
-    std::ifstream file("/proc/stat");
-    std::string line;
-    if (!std::getline(file, line)) {
-        RVL_THROW(CDeviceAccessException, "The system does not tell how busy its cores are");
-    }
-    return cpuCountersFromStat(line);
-}
-
-#endif
 
 std::optional<double> cpuUse(const SCpuCounters& before, const SCpuCounters& after)
 {

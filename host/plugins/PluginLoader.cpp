@@ -2,43 +2,12 @@
 
 #include "host/base/Suggestion.h"
 #include "host/base/SystemText.h"
+#include "host/plugins/LoaderMessage.h"
 #include "platform/rivlink_core/Environment.h"
 
 #include <boost/dll/shared_library.hpp>
-#include <boost/system/system_error.hpp>
 
 namespace Rvl {
-
-namespace {
-
-/// What the system's loader said about which library, out of the wrapping in which Boost delivers it.
-#if defined(_WIN32)
-std::string loaderText(const std::exception& exception, const std::string& library)
-{
-    // in Boost's wrapping the text is in the user's code page
-    const auto* const error = dynamic_cast<const boost::system::system_error*>(&exception);
-    std::string text =
-        error ? systemMessage(static_cast<unsigned long>(error->code().value())) : exception.what();
-    // Windows leaves the name to whoever asks
-    if (const auto placeholder = text.find("%1"); placeholder != std::string::npos) {
-        return text.replace(placeholder, 2, library);
-    }
-    return library + ": " + text;
-}
-#else
-std::string loaderText(const std::exception& exception, const std::string& library)
-{
-    const std::string wrapped = exception.what();
-    const std::string mark = "system message: ";
-    if (const auto begin = wrapped.find(mark); begin != std::string::npos) {
-        const std::string text = wrapped.substr(begin + mark.size());
-        return text.substr(0, text.rfind(')'));
-    }
-    return library + ": " + wrapped;
-}
-#endif
-
-} // namespace
 
 struct CPluginLoader::SPlugin
 {
@@ -101,8 +70,9 @@ void CPluginLoader::load(const std::string& plugin, const std::filesystem::path&
                              boost::dll::load_mode::rtld_now);
     } catch (const std::exception& exception) {
         throw CPluginException(plugin, true,
-                               "plug-in \"" + plugin + "\" cannot be loaded: " +
-                                   loaderText(exception, textOf(library)) + "; expected a plug-in library");
+                               "plug-in \"" + plugin +
+                                   "\" cannot be loaded: " + loaderMessage(exception, textOf(library)) +
+                                   "; expected a plug-in library");
     }
     plugins_.push_back(std::move(loaded));
     if (signal.num_slots() == slots) {

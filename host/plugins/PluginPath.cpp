@@ -12,12 +12,6 @@ namespace Rvl {
 
 namespace {
 
-#if defined(_WIN32)
-constexpr char listSeparator = ';';
-#else
-constexpr char listSeparator = ':';
-#endif
-
 constexpr const char* descriptionSuffix = ".types.json";
 
 std::optional<std::filesystem::path> libraryIn(const std::filesystem::path& folder, const std::string& plugin)
@@ -46,7 +40,7 @@ CPluginPath CPluginPath::withDefaults(const std::vector<std::string>& given)
     if (const auto fromEnvironment = environmentVariable("RIVLINK_PLUGIN_PATH")) {
         std::istringstream list(*fromEnvironment);
         std::string folder;
-        while (std::getline(list, folder, listSeparator)) {
+        while (std::getline(list, folder, pathListSeparator())) {
             if (!folder.empty()) {
                 folders.push_back(pathOf(folder));
             }

@@ -35,7 +35,10 @@ struct STerminalSize
     std::size_t height; ///< lines
 };
 
-/// The size of the terminal's window; 80 by 24 if it does not tell.
+/// What terminalSize() returns where the size is unknown.
+constexpr STerminalSize defaultTerminalSize{80, 24};
+
+/// The size of the terminal's window.
 STerminalSize terminalSize();
 
 /// Keeps the process alive when whoever reads its output goes away, or a file reaches the size that it may

@@ -4,78 +4,13 @@
 #include "host/base/NumberText.h"
 #include "host/base/SystemText.h"
 #include "host/base/UtcText.h"
+#include "host/process/FileClaim.h"
 
 #include <algorithm>
 #include <cerrno>
 #include <system_error>
 
-#if defined(_WIN32)
-#include <windows.h>
-#else
-#include <fcntl.h>
-#include <sys/file.h>
-#include <unistd.h>
-#endif
-
 namespace Rvl {
-
-/// Says of a regular file that somebody records to it, for as long as it lives. Advisory: only other
-/// recorders look.
-class CRecorder::CClaim
-{
-public:
-    /// Creates the file if it is not there.
-    explicit CClaim(const std::filesystem::path& file)
-    {
-#if defined(_WIN32)
-        handle_ = CreateFileW(file.c_str(), GENERIC_READ | GENERIC_WRITE,
-                              FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr, OPEN_ALWAYS,
-                              FILE_ATTRIBUTE_NORMAL, nullptr);
-        // locks bind everybody here, so this one is where no record ever reaches
-        OVERLAPPED place{};
-        place.OffsetHigh = 0x40000000;
-        if (handle_ != INVALID_HANDLE_VALUE &&
-            !LockFileEx(handle_, LOCKFILE_EXCLUSIVE_LOCK | LOCKFILE_FAIL_IMMEDIATELY, 0, 1, 0, &place) &&
-            GetLastError() == ERROR_LOCK_VIOLATION) {
-            CloseHandle(handle_);
-            refuse(file);
-        }
-#else
-        descriptor_ = open(file.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0666);
-        if (descriptor_ >= 0 && flock(descriptor_, LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK) {
-            close(descriptor_);
-            refuse(file);
-        }
-#endif
-    }
-    ~CClaim()
-    {
-#if defined(_WIN32)
-        if (handle_ != INVALID_HANDLE_VALUE) {
-            CloseHandle(handle_);
-        }
-#else
-        if (descriptor_ >= 0) {
-            close(descriptor_);
-        }
-#endif
-    }
-    CClaim(const CClaim&) = delete;
-    CClaim& operator=(const CClaim&) = delete;
-
-private:
-    [[noreturn]] static void refuse(const std::filesystem::path& file)
-    {
-        throw CHostException(ExitFailure,
-                             "the record " + textOf(file) + " is being written by another program");
-    }
-
-#if defined(_WIN32)
-    HANDLE handle_ = INVALID_HANDLE_VALUE;
-#else
-    int descriptor_ = -1;
-#endif
-};
 
 namespace {
 
@@ -113,7 +48,11 @@ CRecorder::CRecorder(const std::filesystem::path& file, bool replace,
     }
     // before the file is emptied; a device or a pipe has room for all
     if (std::filesystem::is_regular_file(file, ignored) || !std::filesystem::exists(file, ignored)) {
-        claim_ = std::make_unique<CClaim>(file);
+        claim_ = std::make_unique<CFileClaim>(file);
+        if (!claim_->isGranted()) {
+            throw CHostException(ExitFailure,
+                                 "the record " + textOf(file) + " is being written by another program");
+        }
     }
     errno = 0;
     stream_.open(file, std::ios::binary | std::ios::trunc);

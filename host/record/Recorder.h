@@ -11,6 +11,8 @@
 
 namespace Rvl {
 
+class CFileClaim;
+
 /// Writes the controllers' states to a CSV file (RFC 4180 quoting, lines ended by a line feed): time,
 /// channel, set point, actual value, control value, enabled, manual, state. Numbers have a decimal point
 /// whatever the locale and read back exactly. Every row is handed to the system before write() returns, so
@@ -35,8 +37,7 @@ public:
 private:
     bool flush();
 
-    class CClaim;
-    std::unique_ptr<CClaim> claim_;
+    std::unique_ptr<CFileClaim> claim_;
     std::ofstream stream_;
     bool failed_ = false;
 };

@@ -133,7 +133,15 @@ INSTANTIATE_TEST_SUITE_P(Names, NamedFolder,
                                          SName{"Chinese", "温度"}),
                          &testName);
 
-TEST(SystemTextTest, VariableOfTheEnvironmentIsTold)
+TEST(SystemTextTest, MessageIsTheSystemsWithoutAFullStop)
+{
+    // file not found, on every system
+    EXPECT_THAT(systemMessage(2),
+                testing::AnyOf("No such file or directory", "The system cannot find the file specified",
+                               "File not found"));
+}
+
+TEST(SystemTextTest, VariableOfTheEnvironmentIsRead)
 {
     EXPECT_TRUE(environmentVariable("PATH"));
     EXPECT_FALSE(environmentVariable("RIVLINK_NO_SUCH_VARIABLE"));

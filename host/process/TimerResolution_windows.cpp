@@ -1,14 +1,10 @@
 #include "host/process/TimerResolution.h"
 
-#if defined(_WIN32)
 #include <windows.h>
 
 #include <timeapi.h>
-#endif
 
 namespace Rvl {
-
-#if defined(_WIN32)
 
 namespace {
 
@@ -25,13 +21,5 @@ CTimerResolution::~CTimerResolution()
 {
     timeEndPeriod(resolution_ms);
 }
-
-#else
-
-CTimerResolution::CTimerResolution() = default;
-
-CTimerResolution::~CTimerResolution() = default;
-
-#endif
 
 } // namespace Rvl

@@ -1,19 +1,14 @@
 #include "host/base/SystemText.h"
 
-#if defined(_WIN32)
+#include <cstdlib>
 #include <iterator>
 #include <memory>
 
 #include <windows.h>
 
 #include <shellapi.h>
-#endif
-
-#include <cstdlib>
 
 namespace Rvl {
-
-#if defined(_WIN32)
 
 namespace {
 
@@ -28,6 +23,22 @@ std::string utf8(const wchar_t* text)
 }
 
 } // namespace
+
+std::filesystem::path pathOf(const std::string& text)
+{
+    return std::filesystem::path(std::u8string(text.begin(), text.end()));
+}
+
+std::string textOf(const std::filesystem::path& path)
+{
+    const std::u8string text = path.u8string();
+    return std::string(text.begin(), text.end());
+}
+
+char pathListSeparator()
+{
+    return ';';
+}
 
 std::vector<std::string> programArguments(int argc, const char* const* argv)
 {
@@ -61,20 +72,5 @@ std::string systemMessage(unsigned long error)
     message.erase(message.find_last_not_of(".\r\n ") + 1);
     return message;
 }
-
-#else
-
-std::vector<std::string> programArguments(int argc, const char* const* argv)
-{
-    return {argv, argv + argc};
-}
-
-std::optional<std::string> environmentVariable(const std::string& name)
-{
-    const char* const value = std::getenv(name.c_str());
-    return value ? std::optional<std::string>(value) : std::nullopt;
-}
-
-#endif
 
 } // namespace Rvl

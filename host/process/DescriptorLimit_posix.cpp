@@ -1,31 +1,13 @@
 #include "host/process/DescriptorLimit.h"
 
-#if !defined(_WIN32)
 #include <sys/resource.h>
 
 #include <fcntl.h>
 #include <unistd.h>
 
 #include <vector>
-#endif
 
 namespace Rvl {
-
-#if defined(_WIN32)
-
-void raiseDescriptorLimit() {}
-
-unsigned long long descriptorLimit()
-{
-    return 0;
-}
-
-bool canOpenFiles(std::size_t)
-{
-    return true;
-}
-
-#else
 
 void raiseDescriptorLimit()
 {
@@ -59,7 +41,5 @@ bool canOpenFiles(std::size_t count)
     }
     return opened.size() == count;
 }
-
-#endif
 
 } // namespace Rvl

@@ -1,38 +1,15 @@
 #include "host/process/ThreadPriority.h"
 
-#if defined(_WIN32)
-#include <windows.h>
-#else
+#include "host/base/SystemText.h"
+
 #include <cerrno>
-#include <cstring>
 #include <fstream>
 #include <pthread.h>
 #include <sched.h>
 #include <sys/mman.h>
 #include <sys/resource.h>
-#endif
 
 namespace Rvl {
-
-#if defined(_WIN32)
-
-std::vector<std::string> raisePriority(const std::function<void()>& start)
-{
-    // not the class "real time": a loop that never ends would leave neither keyboard nor disk any time
-    const bool agreed = SetPriorityClass(GetCurrentProcess(), HIGH_PRIORITY_CLASS) != 0;
-    start();
-    return agreed ? std::vector<std::string>()
-                  : std::vector<std::string>{"--realtime: the system refuses a higher priority"};
-}
-
-void raiseOwnPriority() {}
-
-std::vector<std::string> lockMemory()
-{
-    return {"--realtime: memory is not locked on this system"};
-}
-
-#else
 
 namespace {
 
@@ -86,7 +63,8 @@ std::vector<std::string> raisePriority(const std::function<void()>& start)
     const int error = setPriority(loopPriority);
     start();
     if (error != 0) {
-        return {std::string("--realtime: the system refuses real-time scheduling (") + std::strerror(error) +
+        return {"--realtime: the system refuses real-time scheduling (" +
+                systemMessage(static_cast<unsigned long>(error)) +
                 "); it takes root, the capability CAP_SYS_NICE or a limit RLIMIT_RTPRIO of " +
                 std::to_string(loopPriority) + " or more"};
     }
@@ -109,10 +87,9 @@ std::vector<std::string> lockMemory()
     if (mlockall(all) == 0) {
         return {};
     }
-    return {std::string("--realtime: the system refuses to lock memory (") + std::strerror(errno) +
+    return {"--realtime: the system refuses to lock memory (" +
+            systemMessage(static_cast<unsigned long>(errno)) +
             "); it takes root, the capability CAP_IPC_LOCK or no limit RLIMIT_MEMLOCK"};
 }
-
-#endif
 
 } // namespace Rvl

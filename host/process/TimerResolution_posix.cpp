@@ -1,0 +1,9 @@
+#include "host/process/TimerResolution.h"
+
+namespace Rvl {
+
+CTimerResolution::CTimerResolution() = default;
+
+CTimerResolution::~CTimerResolution() = default;
+
+} // namespace Rvl
