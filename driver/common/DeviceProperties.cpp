@@ -1,6 +1,7 @@
 #include "driver/common/DeviceProperties.h"
 
 #include "common/LoggedThrow.h"
+#include "common/Numbers.h"
 #include "platform/rivlink_common/ConfigurationException.h"
 
 #include <boost/property_tree/ptree.hpp>
@@ -10,22 +11,6 @@
 #include <sstream>
 
 namespace Rvl {
-
-namespace {
-
-/// The whole text as a number, or nothing.
-template <class Number> std::optional<Number> converted(const std::string& text)
-{
-    std::istringstream stream(text);
-    stream.imbue(std::locale::classic());
-    Number number{};
-    if (!(stream >> number) || !(stream >> std::ws).eof()) {
-        return std::nullopt;
-    }
-    return number;
-}
-
-} // namespace
 
 CDeviceProperties::CDeviceProperties(const std::string& owner, const boost::property_tree::ptree& tree)
     : owner_(owner), tree_(tree)
@@ -43,7 +28,7 @@ std::optional<double> CDeviceProperties::optionalReal(const std::string& attribu
     if (!written) {
         return std::nullopt;
     }
-    const auto number = converted<double>(*written);
+    const auto number = parseReal(*written);
     if (!number || !(range.minimum <= *number && *number <= range.maximum)) {
         refuse(attribute, *written, "number", range);
     }
@@ -63,7 +48,7 @@ std::optional<long long> CDeviceProperties::optionalInteger(const std::string& a
     if (!written) {
         return std::nullopt;
     }
-    const auto number = converted<long long>(*written);
+    const auto number = parseInteger(*written);
     if (!number ||
         !(range.minimum <= static_cast<double>(*number) && static_cast<double>(*number) <= range.maximum)) {
         refuse(attribute, *written, "whole number", range);

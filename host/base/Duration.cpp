@@ -1,6 +1,6 @@
 #include "host/base/Duration.h"
 
-#include "host/base/NumberText.h"
+#include "common/Numbers.h"
 
 #include <array>
 #include <cmath>

@@ -1,7 +1,7 @@
 #include "host/configuration/Configuration.h"
 
+#include "common/Numbers.h"
 #include "host/base/HostException.h"
-#include "host/base/NumberText.h"
 #include "host/base/SystemText.h"
 
 #include <algorithm>

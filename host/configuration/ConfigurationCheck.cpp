@@ -1,5 +1,6 @@
 #include "host/configuration/ConfigurationCheck.h"
 
+#include "common/Numbers.h"
 #include "host/base/NumberText.h"
 #include "host/base/Suggestion.h"
 #include "host/configuration/ConfigurationFrame.h"

@@ -1,6 +1,6 @@
 #include "host/configuration/ConfigurationFrame.h"
 
-#include "host/base/NumberText.h"
+#include "common/Numbers.h"
 #include "host/configuration/Configuration.h"
 
 #include <sstream>

@@ -1,5 +1,6 @@
 #include "host/configuration/KeyCheck.h"
 
+#include "common/Numbers.h"
 #include "host/base/NumberText.h"
 #include "host/base/Suggestion.h"
 
@@ -85,17 +86,6 @@ bool isHexadecimal(std::string_view text)
     return !text.empty() && text.find_first_not_of("0123456789abcdefABCDEF") == std::string_view::npos;
 }
 
-/// Whether 32 bits hold it; that is what is read into.
-bool fitsHexadecimal(std::string_view text)
-{
-    text = withoutOuterBlanks(text);
-    if (text.starts_with("0x") || text.starts_with("0X")) {
-        text.remove_prefix(2);
-    }
-    text.remove_prefix(std::min(text.find_first_not_of('0'), text.size()));
-    return text.size() <= 8;
-}
-
 std::optional<std::string> judgeInteger(const SKeyDescription& key, const std::string& text)
 {
     const auto value = parseInteger(text);
@@ -168,11 +158,9 @@ std::optional<std::string> judgeValue(const SKeyDescription& key, const std::str
         return judgeRange(key, text, *value);
     }
     case SKeyDescription::Hexadecimal:
-        if (!isHexadecimal(text)) {
-            return withExpectation(key, quoted(text) + " is not a hexadecimal number");
-        }
-        if (!fitsHexadecimal(text)) {
-            return withExpectation(key, quoted(text) + " is too large");
+        if (!parseHexadecimal(text)) {
+            return withExpectation(
+                key, quoted(text) + (isHexadecimal(text) ? " is too large" : " is not a hexadecimal number"));
         }
         return std::nullopt;
     case SKeyDescription::Choice:

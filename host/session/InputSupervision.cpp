@@ -1,5 +1,6 @@
 #include "host/session/InputSupervision.h"
 
+#include "common/Numbers.h"
 #include "host/base/HostException.h"
 #include "host/base/NumberText.h"
 #include "platform/rivlink_device/AnalogInChannel.h"

@@ -1,6 +1,7 @@
 // The host's command line, one argument per line of the input: whatever stands there, the program ends with
 // one of its exit codes and says why if that is not 0. The arguments that are durations and numbers are read
 // one by one as well.
+#include "common/Numbers.h"
 #include "host/base/Duration.h"
 #include "host/base/ExitCode.h"
 #include "host/base/NumberText.h"

@@ -1,7 +1,7 @@
 // A record of any controllers and values: it reads back, by the rules of CSV, as exactly what was written,
 // and a file that is there already is kept unless it is to be replaced.
+#include "common/Numbers.h"
 #include "host/base/HostException.h"
-#include "host/base/NumberText.h"
 #include "host/record/Recorder.h"
 #include "tests/fuzz/Fuzzing.h"
 #include "tests/support/LoopModels.h"
