@@ -2,6 +2,7 @@
 
 #include "host/base/Suggestion.h"
 #include "host/configuration/ConfigurationFrame.h"
+#include "host/documents/JoinedKeys.h"
 #include "host/types/KeyText.h"
 
 #include <pugixml.hpp>
@@ -15,129 +16,12 @@ namespace Rvl {
 
 namespace {
 
-/// A node of a type's keys. What stands at one place of a configuration has one for each type in question.
-struct SOwnedNode
-{
-    const STypeDescription* type; ///< null in the host's frame
-    const SKeyNode* keys;
-};
-using Nodes = std::vector<SOwnedNode>;
-
-/// What one type says about a key.
-struct SOwnedKey
-{
-    const STypeDescription* type;
-    const SKeyDescription* key;
-};
-using Keys = std::vector<SOwnedKey>;
-
-template <class Value> using Named = std::vector<std::pair<std::string, Value>>;
-
-template <class Value> Value& valueOf(Named<Value>& list, const std::string& name)
-{
-    for (auto& [known, value] : list) {
-        if (known == name) {
-            return value;
-        }
-    }
-    list.emplace_back(name, Value());
-    return list.back().second;
-}
-
-Named<Keys> attributesOf(const Nodes& nodes)
-{
-    Named<Keys> result;
-    for (const SOwnedNode& node : nodes) {
-        for (const auto& [name, key] : node.keys->attributes) {
-            valueOf(result, name).push_back({node.type, key});
-        }
-    }
-    return result;
-}
-
-Named<Nodes> childrenOf(const Nodes& nodes)
-{
-    Named<Nodes> result;
-    for (const SOwnedNode& node : nodes) {
-        for (const auto& [name, child] : node.keys->children) {
-            valueOf(result, name).push_back({node.type, child.get()});
-        }
-    }
-    return result;
-}
-
-Keys keysOf(const Nodes& nodes)
-{
-    Keys result;
-    for (const SOwnedNode& node : nodes) {
-        if (node.keys->key) {
-            result.push_back({node.type, node.keys->key});
-        }
-    }
-    return result;
-}
-
-bool isRequiredByAll(const Keys& keys, std::size_t owners)
-{
-    return keys.size() == owners && std::all_of(keys.begin(), keys.end(), [](const SOwnedKey& owned) {
-               return owned.key->required && owned.key->requiredUnless.empty();
-           });
-}
-
-bool isRepeated(const Nodes& nodes)
-{
-    return std::any_of(nodes.begin(), nodes.end(),
-                       [](const SOwnedNode& node) { return node.keys->key && node.keys->key->repeated; });
-}
-
-std::vector<std::string> kindsOf(const Nodes& nodes)
-{
-    std::set<std::string> kinds;
-    for (const SOwnedKey& owned : keysOf(nodes)) {
-        kinds.insert(owned.key->kinds.begin(), owned.key->kinds.end());
-    }
-    return {kinds.begin(), kinds.end()};
-}
-
-/// What stands at one place, by how its content comes about.
-struct SContent
-{
-    Keys values;      ///< a text
-    Nodes sections;   ///< keys of its own
-    Nodes typed;      ///< the keys of the type that it names
-    Nodes withValues; ///< attributes of a text
-};
-
-SContent contentOf(const Nodes& nodes)
-{
-    SContent content;
-    for (const SOwnedNode& node : nodes) {
-        const SKeyDescription* const key = node.keys->key;
-        if (key && isValue(*key)) {
-            content.values.push_back({node.type, key});
-            if (!node.keys->attributes.empty() || !node.keys->children.empty()) {
-                content.withValues.push_back(node);
-            }
-        } else if (key && key->type != SKeyDescription::Section) {
-            content.typed.push_back(node);
-        } else {
-            content.sections.push_back(node);
-        }
-    }
-    return content;
-}
-
 /// The types of which one must be named, and where.
 struct STypeNames
 {
     std::vector<std::string> names; ///< none where none is to be named
     bool inAttribute = false;
 };
-
-bool nameTypeInAttribute(const Nodes& typed)
-{
-    return typed.front().keys->key->type == SKeyDescription::Object;
-}
 
 std::string describe(const SKeyDescription& key)
 {
@@ -171,7 +55,7 @@ public:
 
     std::string text()
     {
-        const Nodes frame{{nullptr, &configurationFrame()}};
+        const JoinedNodes frame{{nullptr, &configurationFrame()}};
         pugi::xml_node root = schema_.append_child("xs:element");
         root.append_attribute("name").set_value("Configuration");
         document(root, "a configuration of rivlink-host");
@@ -199,9 +83,9 @@ private:
         return name;
     }
 
-    Nodes nodesOfKinds(const std::vector<std::string>& kinds) const
+    JoinedNodes nodesOfKinds(const std::vector<std::string>& kinds) const
     {
-        Nodes nodes;
+        JoinedNodes nodes;
         for (const std::string& name : catalogue_.namesOfKinds(kinds)) {
             const STypeDescription* const type = catalogue_.find(name);
             nodes.push_back({type, &catalogue_.keys(*type)});
@@ -215,9 +99,9 @@ private:
     }
 
     /// What the types say about a key; who says it only where not all say the same.
-    static void document(pugi::xml_node node, const Keys& keys, std::size_t owners)
+    static void document(pugi::xml_node node, const JoinedKeys& keys, std::size_t owners)
     {
-        Named<std::vector<std::string>> speakers;
+        ByName<std::vector<std::string>> speakers;
         for (const SOwnedKey& owned : keys) {
             valueOf(speakers, describe(*owned.key)).push_back(owned.type ? owned.type->name : "");
         }
@@ -234,9 +118,9 @@ private:
     }
 
     /// `typeNames` is about the nodes' own key "Type".
-    void fillComplex(pugi::xml_node complexType, const Nodes& nodes, const STypeNames& typeNames)
+    void fillComplex(pugi::xml_node complexType, const JoinedNodes& nodes, const STypeNames& typeNames)
     {
-        const Named<Nodes> children = childrenOf(nodes);
+        const ByName<JoinedNodes> children = childrenOf(nodes);
         if (!children.empty()) {
             const bool repeated = std::any_of(children.begin(), children.end(),
                                               [](const auto& child) { return isRepeated(child.second); });
@@ -284,10 +168,10 @@ private:
         }
     }
 
-    void fillElement(pugi::xml_node element, const std::string& name, const Nodes& nodes,
+    void fillElement(pugi::xml_node element, const std::string& name, const JoinedNodes& nodes,
                      const std::vector<std::string>& typeNames)
     {
-        const SContent content = contentOf(nodes);
+        const SJoinedContent content = contentOf(nodes);
         if (!typeNames.empty() && content.values.size() == nodes.size()) {
             enumerateTypes(element, typeNames, "xs:token");
         } else if (content.values.size() == nodes.size() && content.withValues.empty()) {
@@ -302,12 +186,12 @@ private:
             countChildren(element, name, nodesOfKinds(kinds));
         } else {
             // keys of its own; where types disagree on what the element is, whatever one of them allows
-            Nodes all = content.sections;
+            JoinedNodes all = content.sections;
             all.insert(all.end(), content.withValues.begin(), content.withValues.end());
             STypeNames namesOfTypes;
             if (!content.typed.empty()) {
                 const std::vector<std::string> kinds = kindsOf(content.typed);
-                const Nodes typed = nodesOfKinds(kinds);
+                const JoinedNodes typed = nodesOfKinds(kinds);
                 all.insert(all.end(), typed.begin(), typed.end());
                 namesOfTypes = {catalogue_.namesOfKinds(kinds), nameTypeInAttribute(content.typed)};
             }
@@ -322,9 +206,9 @@ private:
 
     /// Where one child may be repeated, the content model lets all of them be, and be absent; identity
     /// constraints then see to it that the others are there once.
-    void countChildren(pugi::xml_node element, const std::string& elementName, const Nodes& nodes)
+    void countChildren(pugi::xml_node element, const std::string& elementName, const JoinedNodes& nodes)
     {
-        const Named<Nodes> children = childrenOf(nodes);
+        const ByName<JoinedNodes> children = childrenOf(nodes);
         const bool repeated = std::any_of(children.begin(), children.end(),
                                           [](const auto& child) { return isRepeated(child.second); });
         if (!repeated || children.size() == 1) {
@@ -349,9 +233,9 @@ private:
     }
 
     /// The path of a text that every such child has; empty if there is none.
-    static std::string valueIn(const std::string& name, const Nodes& child)
+    static std::string valueIn(const std::string& name, const JoinedNodes& child)
     {
-        const SContent content = contentOf(child);
+        const SJoinedContent content = contentOf(child);
         if (content.values.size() == child.size() && content.withValues.empty()) {
             return name;
         }
@@ -384,10 +268,10 @@ private:
     }
 
     /// The types' ways of reading the value, each once; several become a union.
-    static void setSimpleType(pugi::xml_node declaration, const Keys& keys, bool attribute)
+    static void setSimpleType(pugi::xml_node declaration, const JoinedKeys& keys, bool attribute)
     {
         std::vector<std::string> named;
-        Named<const SKeyDescription*> restricted;
+        ByName<const SKeyDescription*> restricted;
         for (const SOwnedKey& owned : keys) {
             const std::string name = namedType(*owned.key, attribute);
             if (!name.empty()) {
