@@ -35,6 +35,7 @@ struct SArguments
     bool force = false;
     bool quiet = false;
     bool realtime = false;
+    double limitScale = 1.0;
     std::vector<std::string> plugins;
     std::string typeName;
     bool json = false;
@@ -104,6 +105,8 @@ void describeCommandLine(CLI::App& app, SArguments& arguments)
     run->add_flag("--realtime", arguments.realtime,
                   "Serve loops and devices before ordinary programs and keep memory from being paged out, as "
                   "far as the system allows it");
+    // for tests, which need not wait for what never ends as long as people do
+    run->add_option("--limit-scale", arguments.limitScale)->check(CLI::Range(0.01, 100.0))->group("");
 
     withConfiguration(
         app.add_subcommand("check", "Tell everything that is wrong with a configuration; drives nothing"));
@@ -213,6 +216,7 @@ int run(const SArguments& arguments, const CPluginPath& pluginPath,
     options.quiet = arguments.quiet;
     options.realtime = arguments.realtime;
     options.programStart = programStart;
+    options.limits = options.limits.scaled(arguments.limitScale);
     return runConfiguration(options, pluginPath, out, err);
 }
 

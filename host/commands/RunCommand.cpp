@@ -5,7 +5,7 @@
 #include "host/console/LiveTable.h"
 #include "host/console/Summary.h"
 #include "host/process/BackgroundOutput.h"
-#include "host/process/CurrentActivity.h"
+#include "host/process/CallWatch.h"
 #include "host/process/DeadlineTasks.h"
 #include "host/process/ExitWithoutCleanup.h"
 #include "host/process/LogSetup.h"
@@ -55,13 +55,10 @@ std::vector<Observation> observeLoops(const CPluginLoader& plugins, const CSessi
     return observations;
 }
 
-/// What the thread that looks at the controllers is at, for others to see.
-using AskedPlace = std::atomic<const std::string*>;
-
-bool anyStepDone(const std::vector<Observation>& observations, AskedPlace& asked)
+bool anyStepDone(const std::vector<Observation>& observations, CCallWatch& calls)
 {
     for (const auto& [channel, observation] : observations) {
-        const CCurrentActivity busy(asked, channel);
+        const CCallWatch::CCall call(calls, channel);
         for (std::size_t index = 0; index < observation->loopCount(); ++index) {
             if (observation->status(index).steps > 0) {
                 return true;
@@ -86,7 +83,7 @@ std::string faultOf(const SLoopStatus& loop, bool inner)
 /// The states of the controllers with what only their loops tell: one value that is not a number stays in a
 /// loop's integral, and an output may have turned it into a harmless-looking 0.
 std::vector<SControllerState> statesWithLoops(std::vector<SControllerState> states,
-                                              const std::vector<Observation>& observations, AskedPlace& asked)
+                                              const std::vector<Observation>& observations, CCallWatch& calls)
 {
     // both are in the order of the file, so what belongs to a state is ahead
     auto next = observations.begin();
@@ -101,7 +98,7 @@ std::vector<SControllerState> statesWithLoops(std::vector<SControllerState> stat
         if (state.state != "ok" || state.manual) {
             continue;
         }
-        const CCurrentActivity busy(asked, found->first);
+        const CCallWatch::CCall call(calls, found->first);
         for (std::size_t index = 0; index < found->second->loopCount() && state.state == "ok"; ++index) {
             const std::string fault = faultOf(found->second->status(index), index > 0);
             if (!fault.empty()) {
@@ -163,14 +160,15 @@ public:
     void perform()
     {
         worker_ = std::thread([this] { work(); });
-        const CPeriodicTimer watch(context_, lookInterval, [this] {
-            lookAtWork();
-            return true;
-        });
+        const CPeriodicTimer watch(context_, std::max(options_.limits.call / 4, std::chrono::milliseconds(1)),
+                                   [this] {
+                                       reportHungCalls();
+                                       return true;
+                                   });
         context_.run();
         session_.cancelStart();
         workContext_.stop();
-        workEnds(summaryPatience);
+        workEnds(options_.limits.summary);
     }
 
     /// To be called when everything is disabled and before anything is destroyed: nothing of this is used any
@@ -179,11 +177,12 @@ public:
     {
         session_.cancelStart();
         workContext_.stop();
-        const bool known = session_.isAbandoned(); // by what could not be disabled
-        if (!workEnds(known ? std::chrono::seconds(0) : generalPatience)) {
+        const bool known = session_.calls().isGivenUp(); // of a controller that could not be disabled
+        if (!workEnds(known ? std::chrono::milliseconds(0) : options_.limits.progress)) {
             if (!known) {
-                const std::string name = asked();
-                errors_.write((name.empty() ? "something" : name) + " does not answer\n");
+                const std::string name = session_.calls().current();
+                errors_.write("hung call: " + (name.empty() ? "an unknown one" : name) +
+                              " did not return within " + limitText(options_.limits.progress) + "\n");
             }
             worker_.detach();
             return false;
@@ -277,7 +276,7 @@ private:
         if (recorder_) {
             every(options_.recordInterval, [this] { return record(); });
         }
-        // also where nothing is shown or recorded: who does not answer is told all the same
+        // also where nothing is shown or recorded, so that a hung call is found
         every(std::chrono::milliseconds(1000), [this] {
             ask();
             return true;
@@ -292,34 +291,17 @@ private:
         workContext_.run();
     }
 
-    /// The device or controller that the other thread is at; empty if at none.
-    std::string asked() const
+    /// Reports calls that hold up the other thread.
+    void reportHungCalls()
     {
-        const std::string* const name = asked_;
-        return name ? *name : session_.busyWith();
-    }
-
-    /// Tells of a device or controller that holds up the other thread.
-    void lookAtWork()
-    {
-        const std::string name = asked();
-        const bool same = !name.empty() && name == busyWith_ && timesAsked_ == timesAskedBefore_;
-        if (!same) {
-            if (lookedAt_ >= looksUntilTold) {
-                errors_.write(busyWith_ + " answers again\n");
-            }
-            busyWith_ = name;
-            timesAskedBefore_ = timesAsked_;
-            lookedAt_ = 0;
-        } else if (++lookedAt_ == looksUntilTold) {
-            errors_.write(name + " does not answer; nothing is shown or recorded meanwhile\n");
+        for (const std::string& text : session_.calls().report()) {
+            errors_.write(text + "\n");
         }
     }
 
     std::vector<SControllerState> states()
     {
-        ++timesAsked_;
-        return statesWithLoops(session_.states(), observations_, asked_);
+        return statesWithLoops(session_.states(), observations_, session_.calls());
     }
 
     void ask()
@@ -333,8 +315,7 @@ private:
 
     bool noteFirstStep()
     {
-        ++timesAsked_;
-        if (!anyStepDone(observations_, asked_)) {
+        if (!anyStepDone(observations_, session_.calls())) {
             return false;
         }
         untilFirstStep_ = std::chrono::duration_cast<std::chrono::microseconds>(
@@ -346,7 +327,7 @@ private:
     {
         const auto now = currentTimeline().utc(); // before the values: they are no older than it
         const std::vector<SControllerState> rows = states();
-        const CCurrentActivity busy(asked_, recordName_);
+        const CCallWatch::CCall call(session_.calls(), "the record");
         if (recorder_->write(rows, now)) {
             return true;
         }
@@ -364,11 +345,6 @@ private:
         }
     }
 
-    static constexpr std::chrono::milliseconds lookInterval{500};
-    static constexpr int looksUntilTold = 4;
-    /// After that nothing shall be driven any longer for the sake of its summary.
-    static constexpr std::chrono::milliseconds summaryPatience{1000};
-
     const SRunOptions& options_;
     CSession& session_;
     CBackgroundOutput& output_;
@@ -383,9 +359,6 @@ private:
     std::promise<void> workEnd_;
     std::string summaryText_;
     std::string failure_;
-    const std::string recordName_ = "the record";
-    std::atomic<unsigned> timesAsked_{0};
-    AskedPlace asked_{nullptr};
     CLiveTable table_;
     std::vector<SControllerState> latestStates_; ///< as ask() found them, within the last second
     std::optional<std::chrono::microseconds> untilFirstStep_;
@@ -395,9 +368,6 @@ private:
     /// connected.
     CTerminationSignals terminationSignals_;
     boost::asio::steady_timer end_;
-    std::string busyWith_; ///< as lookAtWork() found it, so many times
-    int lookedAt_ = 0;
-    unsigned timesAskedBefore_ = 0;
     std::thread worker_;
     std::future<void> workEnded_ = workEnd_.get_future();
     bool isSummaryTold_ = false;
@@ -406,13 +376,11 @@ private:
     const std::string noText_;
 };
 
-/// How long whoever reads the output is waited for in the end.
-constexpr std::chrono::milliseconds readersPatience(2000);
-
-/// Whether who reads the output has read all of it, or does so in time.
-bool isRead(const CBackgroundOutput& output, const CBackgroundOutput& errors)
+/// Whether all output is flushed, or will be within the limit.
+bool isFlushed(const CBackgroundOutput& output, const CBackgroundOutput& errors,
+               const SShutdownLimits& limits)
 {
-    const auto limit = std::chrono::steady_clock::now() + readersPatience / 2;
+    const auto limit = std::chrono::steady_clock::now() + limits.output / 2;
     return output.waitUntilIdle(limit) && errors.waitUntilIdle(limit);
 }
 
@@ -425,7 +393,7 @@ int runLoaded(const SRunOptions& options, CLoadedConfiguration& loaded, CBackgro
     CRun run(options, loaded, output, errors);
     std::optional<CTerminateHandler> terminateHandler;
     try {
-        terminateHandler.emplace([&session] { session.emergencyStop(); });
+        terminateHandler.emplace([&session] { session.emergencyStop(); }, options.limits);
         run.perform();
     } catch (const std::exception& exception) {
         errors.write(std::string("stopped: ") + exception.what() + "\n");
@@ -433,10 +401,10 @@ int runLoaded(const SRunOptions& options, CLoadedConfiguration& loaded, CBackgro
     }
     const auto onStopped = [&] {
         if (!run.end()) {
-            session.abandon();
+            session.calls().giveUp();
             result = ExitFailure;
         }
-        if (!session.isAbandoned()) { // otherwise a loop may still be in its step
+        if (!session.calls().isGivenUp()) { // otherwise a loop may still be in its step
             terminateHandler.reset();
         }
     };
@@ -448,10 +416,11 @@ int runLoaded(const SRunOptions& options, CLoadedConfiguration& loaded, CBackgro
     if (run.failed()) {
         result = ExitFailure;
     }
-    errors.waitUntilIdle(std::chrono::steady_clock::now() + readersPatience / 2); // both may be one terminal
+    // both may be one terminal
+    errors.waitUntilIdle(std::chrono::steady_clock::now() + options.limits.output / 2);
     output.write(run.summaryText());
-    if (session.isAbandoned()) {
-        isRead(output, errors);
+    if (session.calls().isGivenUp()) {
+        isFlushed(output, errors, options.limits);
         exitWithoutCleanup(result);
     }
     return result;
@@ -470,31 +439,33 @@ int runConfiguration(const SRunOptions& options, const CPluginPath& pluginPath, 
     CBackgroundOutput output(out);
     CBackgroundOutput errors(err);
     const CBackgroundLog log(errors);
-    // nothing is driven yet, or will be: there is all the time that the reader needs
-    const auto waitForReader = [&errors] {
-        while (!errors.waitUntilIdle(std::chrono::steady_clock::now() + readersPatience)) {
+    // without a limit, as nothing is driven
+    const auto flush = [&] {
+        while (!errors.waitUntilIdle(std::chrono::steady_clock::now() + options.limits.output)) {
         }
     };
     int result = ExitDone;
     try {
-        auto loaded = std::make_unique<CLoadedConfiguration>(options.configuration, pluginPath);
+        auto loaded =
+            std::make_unique<CLoadedConfiguration>(options.configuration, pluginPath, options.limits);
         if (!loaded->faults().empty()) {
             errors.write(loaded->faults().report(loaded->configuration().name()));
-            waitForReader();
+            flush();
             return loaded->faults().hasRuntimeFault() ? ExitFailure : ExitBadConfiguration;
         }
         result = runLoaded(options, *loaded, output, errors);
-        if (!doAllPatiently({[&loaded] { loaded.reset(); }}).empty()) {
-            errors.write("unloading the plug-ins: did not end within " +
-                         std::to_string(generalPatience.count() / 1000) + " s\n");
-            isRead(output, errors);
+        CDeadlineTasks unloading;
+        unloading.add("unloading the plug-ins", [&loaded] { loaded.reset(); });
+        for (const std::string& name : unloading.run(options.limits)) {
+            errors.write(name + ": did not end within " + limitText(options.limits.progress) + "\n");
+            isFlushed(output, errors, options.limits);
             exitWithoutCleanup(ExitFailure);
         }
     } catch (...) {
-        waitForReader();
+        flush();
         throw;
     }
-    if (!isRead(output, errors)) {
+    if (!isFlushed(output, errors, options.limits)) {
         exitWithoutCleanup(result);
     }
     return result;

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "host/plugins/PluginPath.h"
+#include "host/process/ShutdownLimits.h"
 
 #include <chrono>
 #include <filesystem>
@@ -9,7 +10,7 @@
 
 namespace Rvl {
 
-/// What `rivlink-host run` was asked for.
+/// The options of `rivlink-host run`.
 struct SRunOptions
 {
     std::filesystem::path configuration;
@@ -18,15 +19,15 @@ struct SRunOptions
     std::chrono::milliseconds recordInterval{100};
     bool replaceRecord = false;
     bool quiet = false;
-    bool realtime = false; ///< what the system refuses is told, and the run goes on
+    bool realtime = false; ///< what the system refuses is reported, and the run goes on
     std::chrono::steady_clock::time_point programStart;
+    SShutdownLimits limits;
 };
 
 /// Runs a configuration until its time is over or the process is asked to end, and takes every controller to
 /// its disabled value before it returns the program's exit status. Live output and the summary go to `out`,
-/// whatever goes wrong and log records to `err`; who does not read them is not waited for. Does not return
-/// but ends the process, with the same status, if somebody has not read them some seconds after the end, or
-/// if a device has one of the session's threads wait.
+/// failures and log records to `err`; neither blocks the run. Does not return but ends the process, with the
+/// same status, if the output is not flushed within the limit at the end, or if a call hangs.
 int runConfiguration(const SRunOptions& options, const CPluginPath& pluginPath, std::ostream& out,
                      std::ostream& err);
 

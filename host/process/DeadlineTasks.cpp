@@ -2,162 +2,204 @@
 
 #include <algorithm>
 #include <atomic>
+#include <condition_variable>
+#include <cstddef>
+#include <mutex>
 #include <system_error>
 #include <thread>
 #include <utility>
 
 namespace Rvl {
 
-void SAttempts::begin(std::function<void()> action)
+struct CDeadlineTasks::SShared
 {
-    std::size_t index = 0;
+    struct STask
     {
-        const std::lock_guard<std::mutex> lock(mutex);
-        index = done.size();
-        done.push_back(false);
-    }
-    const auto attempt = [self = shared_from_this(), index, action = std::move(action)] {
-        try {
-            action();
-        } catch (...) {
-            // the others are what matters now
-        }
-        const std::lock_guard<std::mutex> lock(self->mutex);
-        self->done[index] = true;
-        self->changed.notify_all();
+        std::string name;
+        std::function<void()> action;
+        bool ended = false;
     };
-    try {
-        threads.emplace_back(attempt);
-    } catch (const std::system_error&) {
-        attempt(); // there can be no more threads
-    }
-}
 
-SAttempts::~SAttempts()
-{
-    // each has what it keeps this by, so that it is on its last steps, perhaps this very one
-    for (std::thread& thread : threads) {
-        if (thread.joinable()) {
-            thread.detach();
-        }
-    }
-}
-
-void SAttempts::join()
-{
-    for (std::thread& thread : threads) {
-        thread.join();
-    }
-    threads.clear();
-}
-
-bool SAttempts::wait(std::chrono::milliseconds limit)
-{
-    std::unique_lock<std::mutex> lock(mutex);
-    return changed.wait_for(lock, limit,
-                            [this] { return std::find(done.begin(), done.end(), false) == done.end(); });
-}
-
-std::vector<std::size_t> SAttempts::notDone(std::size_t count)
-{
-    const std::lock_guard<std::mutex> lock(mutex);
-    std::vector<std::size_t> result;
-    for (std::size_t index = 0; index < count; ++index) {
-        if (!done[index]) {
-            result.push_back(index);
-        }
-    }
-    return result;
-}
-
-namespace {
-
-struct SSequence
-{
-    explicit SSequence(std::vector<std::function<void()>> all)
-        : actions(std::move(all)), count(actions.size()), done(count, false)
-    {}
-
-    /// Does the next one that nobody has begun; false if there is none.
-    bool doNext()
+    ~SShared()
     {
-        if (givenUp) {
-            return false;
+        // Each thread holds a reference until its last steps. Detached only here, as a thread of Windows does
+        // not survive being detached while it begins; this may be one of them.
+        for (std::thread& thread : threads) {
+            if (thread.joinable()) {
+                thread.detach();
+            }
         }
-        const std::size_t index = next++;
-        if (index >= count) {
-            return false;
-        }
+    }
+
+    void carryOut(std::size_t index)
+    {
         try {
-            actions[index]();
+            tasks[index].action();
         } catch (...) {
-            // told by the action itself, if at all
+            // reported by the action itself, if at all
         }
         const std::lock_guard<std::mutex> lock(mutex);
-        done[index] = true;
-        ++doneCount;
+        tasks[index].ended = true;
+        ++endedCount;
         changed.notify_all();
+    }
+
+    /// Carries out the next task that has not begun; false if there is none.
+    bool carryOutNext()
+    {
+        const std::size_t index = closed ? tasks.size() : next++;
+        if (index >= tasks.size()) {
+            return false;
+        }
+        carryOut(index);
         return true;
     }
 
-    std::vector<std::function<void()>> actions;
-    const std::size_t count;
+    bool allEnded() const { return endedCount == tasks.size(); }
+
+    std::vector<STask> tasks; ///< of each, `ended` under the lock; the rest is constant once it is running
     std::atomic<std::size_t> next{0};
-    std::atomic<bool> givenUp{false};
+    std::atomic<bool> closed{false}; ///< no task is begun any more
     std::mutex mutex;
     std::condition_variable changed;
-    std::vector<bool> done;
-    std::size_t doneCount = 0;
+    std::size_t endedCount = 0;
+    eState state = Collecting;
+    std::vector<std::thread> threads; ///< the owner's
 };
 
-} // namespace
+CDeadlineTasks::CDeadlineTasks(eThreads threads) : threads_(threads), shared_(std::make_shared<SShared>()) {}
 
-std::vector<std::size_t> doAllPatiently(std::vector<std::function<void()>> actions,
-                                        std::chrono::milliseconds patience, eOrder order)
+CDeadlineTasks::~CDeadlineTasks() = default;
+
+void CDeadlineTasks::add(const std::string& name, std::function<void()> action)
 {
-    using Clock = std::chrono::steady_clock;
-    const auto sequence = std::make_shared<SSequence>(std::move(actions));
-    const std::size_t count = sequence->count;
-    const auto threads = std::make_shared<SAttempts>();
-    threads->begin([sequence] {
-        while (sequence->doNext()) {
+    shared_->tasks.push_back({name, std::move(action)});
+}
+
+void CDeadlineTasks::beginThread(std::function<void()> work)
+{
+    try {
+        // the reference is the thread's own from its beginning
+        shared_->threads.emplace_back([shared = shared_, work] { work(); });
+    } catch (const std::system_error&) {
+        work(); // there can be no more threads
+    }
+}
+
+std::vector<std::string> CDeadlineTasks::run(const SShutdownLimits& limits, eOrder order)
+{
+    if (threads_ == Inline) {
+        start();
+        return {};
+    }
+    {
+        const std::lock_guard<std::mutex> lock(shared_->mutex);
+        shared_->state = Running;
+    }
+    beginThread([shared = shared_.get()] {
+        while (shared->carryOutNext()) {
         }
     });
-    bool isLastPhase = order == eOrder::AsGiven;
-    const Clock::time_point sequenceEnd = Clock::now() + sequenceLength;
-    std::unique_lock<std::mutex> lock(sequence->mutex);
-    while (sequence->doneCount < count) {
-        const std::size_t before = sequence->doneCount;
+    waitInSequence(limits, order);
+    finish();
+    return unfinished();
+}
+
+void CDeadlineTasks::waitInSequence(const SShutdownLimits& limits, eOrder order)
+{
+    using Clock = std::chrono::steady_clock;
+    bool isLastPhase = order == InOrder;
+    const Clock::time_point sequenceEnd = Clock::now() + limits.sequence;
+    std::unique_lock<std::mutex> lock(shared_->mutex);
+    while (!shared_->allEnded()) {
+        const std::size_t before = shared_->endedCount;
         const Clock::time_point now = Clock::now();
-        const Clock::time_point limit =
-            isLastPhase ? now + patience : std::min(now + sequencePatience, sequenceEnd);
-        if (sequence->changed.wait_until(lock, limit, [&] { return sequence->doneCount > before; })) {
+        const Clock::time_point end =
+            isLastPhase ? now + limits.progress : std::min(now + limits.task, sequenceEnd);
+        if (shared_->changed.wait_until(lock, end, [&] { return shared_->endedCount > before; })) {
             continue;
         }
         if (isLastPhase) {
-            sequence->givenUp = order == eOrder::AsGiven;
-            break;
+            shared_->closed = order == InOrder;
+            return;
         }
         isLastPhase = true;
         lock.unlock();
-        for (std::size_t left = sequence->next; left < count; ++left) {
-            threads->begin([sequence] { sequence->doNext(); });
+        for (std::size_t left = shared_->next; left < shared_->tasks.size(); ++left) {
+            beginThread([shared = shared_.get()] { shared->carryOutNext(); });
         }
         lock.lock();
     }
-    if (sequence->doneCount == count) {
-        lock.unlock();
-        threads->join();
-        sequence->actions.clear();
-        return {};
+}
+
+void CDeadlineTasks::start()
+{
+    {
+        const std::lock_guard<std::mutex> lock(shared_->mutex);
+        shared_->state = Running;
     }
-    std::vector<std::size_t> notDone;
-    for (std::size_t index = 0; index < count; ++index) {
-        if (!sequence->done[index]) {
-            notDone.push_back(index);
+    for (std::size_t index = 0; index < shared_->tasks.size(); ++index) {
+        if (threads_ == Inline) {
+            shared_->carryOut(index);
+        } else {
+            beginThread([shared = shared_.get(), index] { shared->carryOut(index); });
         }
     }
-    return notDone;
+    if (threads_ == Inline) {
+        finish();
+    }
+}
+
+bool CDeadlineTasks::wait(std::chrono::milliseconds limit)
+{
+    {
+        std::unique_lock<std::mutex> lock(shared_->mutex);
+        shared_->changed.wait_for(lock, limit, [this] { return shared_->allEnded(); });
+    }
+    finish();
+    return state() == Ended;
+}
+
+void CDeadlineTasks::finish()
+{
+    {
+        const std::lock_guard<std::mutex> lock(shared_->mutex);
+        shared_->state = shared_->allEnded() ? Ended : GivenUp;
+        if (shared_->state == GivenUp) {
+            return;
+        }
+    }
+    for (std::thread& thread : shared_->threads) {
+        thread.join();
+    }
+    shared_->threads.clear();
+    for (SShared::STask& task : shared_->tasks) {
+        task.action = nullptr; // with what it refers to
+    }
+}
+
+CDeadlineTasks::eState CDeadlineTasks::state() const
+{
+    const std::lock_guard<std::mutex> lock(shared_->mutex);
+    return shared_->state;
+}
+
+bool CDeadlineTasks::hasEnded(std::size_t task) const
+{
+    const std::lock_guard<std::mutex> lock(shared_->mutex);
+    return shared_->tasks[task].ended;
+}
+
+std::vector<std::string> CDeadlineTasks::unfinished() const
+{
+    std::vector<std::string> names;
+    const std::lock_guard<std::mutex> lock(shared_->mutex);
+    for (const SShared::STask& task : shared_->tasks) {
+        if (!task.ended) {
+            names.push_back(task.name);
+        }
+    }
+    return names;
 }
 
 } // namespace Rvl

@@ -1,63 +1,78 @@
 #pragma once
 
+#include "host/process/ShutdownLimits.h"
+
 #include <chrono>
-#include <condition_variable>
 #include <cstddef>
 #include <functional>
 #include <memory>
-#include <mutex>
-#include <thread>
+#include <string>
 #include <vector>
 
 namespace Rvl {
 
-/// Things that are tried side by side, each on a thread of its own, as any of them may never end. To be owned
-/// by a shared pointer, as what never ends keeps it.
-struct SAttempts : std::enable_shared_from_this<SAttempts>
+/// Tasks of which any may never end, carried out within limits in time. What a task throws is dropped. A task
+/// that does not end goes on after the object is gone, so what it uses has to live until it ends.
+///
+///     CDeadlineTasks tasks;
+///     tasks.add("disconnecting Bench", [&] { bench.disconnect(); });
+///     for (const std::string& name : tasks.run(limits)) ... // those that did not end
+///
+/// An object is in one of these states: Collecting (add()), Running (run() or start() was called), Ended (all
+/// tasks have), GivenUp (run() returned, or wait() returned false, with tasks unfinished).
+class CDeadlineTasks
 {
-    SAttempts() = default;
-    ~SAttempts();
-    SAttempts(const SAttempts&) = delete;
-    SAttempts& operator=(const SAttempts&) = delete;
+public:
+    enum eThreads
+    {
+        OwnThreads, ///< on other threads than the caller's, unless there can be no more of them
+        Inline      ///< on the caller's, in order and without limits: for runs whose objects share one thread
+    };
+    enum eOrder
+    {
+        AnyOrder, ///< may be carried out side by side
+        InOrder   ///< each needs those before it to have ended
+    };
+    enum eState
+    {
+        Collecting,
+        Running,
+        Ended,
+        GivenUp
+    };
 
-    /// Begins to do something; what it throws is dropped. Not to be called by several threads at once.
-    void begin(std::function<void()> action);
-    /// Waits until all have ended.
-    void join();
-    /// Whether all are done within that time.
+    explicit CDeadlineTasks(eThreads threads = OwnThreads);
+    /// Leaves unfinished tasks behind.
+    ~CDeadlineTasks();
+    CDeadlineTasks(const CDeadlineTasks&) = delete;
+    CDeadlineTasks& operator=(const CDeadlineTasks&) = delete;
+
+    /// Only while Collecting.
+    void add(const std::string& name, std::function<void()> action);
+    /// Carries the tasks out one after another while that goes well. Once one of them takes longer than
+    /// `limits.task`, or all so far longer than `limits.sequence`, all that are left are begun side by side,
+    /// unless the order matters. Returns when all have ended, or when none has ended for `limits.progress`:
+    /// the names of those that have not. With InOrder nothing is begun any more then.
+    std::vector<std::string> run(const SShutdownLimits& limits, eOrder order = AnyOrder);
+    /// Begins all tasks side by side (Inline: carries them out), and returns.
+    void start();
+    /// Whether all tasks have ended, or do so within that time.
     bool wait(std::chrono::milliseconds limit);
-    /// Which of the first so many are not done.
-    std::vector<std::size_t> notDone(std::size_t count);
 
-    std::mutex mutex;
-    std::condition_variable changed;
-    std::vector<bool> done;
-    /// Detached in the end only: Windows' threads do not survive being detached while they begin.
-    std::vector<std::thread> threads;
+    eState state() const;
+    /// By number, in the order of add(), whether it has ended.
+    bool hasEnded(std::size_t task) const;
+    /// The names of the tasks that have not ended, in the order of add().
+    std::vector<std::string> unfinished() const;
+
+private:
+    struct SShared;
+    void beginThread(std::function<void()> work);
+    void waitInSequence(const SShutdownLimits& limits, eOrder order);
+    void finish();
+
+    const eThreads threads_;
+    const std::shared_ptr<SShared> shared_; ///< also the threads', which may outlive the object
 };
-
-/// How long one of several things may take before the others are no longer left waiting for it, and how long
-/// all of them together.
-constexpr std::chrono::milliseconds sequencePatience(300);
-constexpr std::chrono::milliseconds sequenceLength(1000);
-/// How long something is waited for without anything that ends.
-constexpr std::chrono::milliseconds generalPatience(5000);
-
-/// Whether things may be done side by side.
-enum class eOrder
-{
-    Any,
-    AsGiven
-};
-
-/// Does things of which any may never end: one after another while that goes well, and side by side all that
-/// are left once one of them, or all so far, have taken too long, unless the order matters. Returns when all
-/// are done, or when nothing more has ended for `patience`: the numbers of those that are not done. What
-/// was begun goes on, but where the order matters nothing is begun any more. Everything is done on other
-/// threads than the caller's (unless there can be no more of them); what it uses has to live until it is
-/// done. What it throws is dropped.
-std::vector<std::size_t> doAllPatiently(std::vector<std::function<void()>> actions,
-                                        std::chrono::milliseconds patience = generalPatience,
-                                        eOrder order = eOrder::Any);
 
 } // namespace Rvl

@@ -2,9 +2,10 @@
 
 #include "host/process/DeadlineTasks.h"
 
+#include <algorithm>
 #include <atomic>
-#include <chrono>
 #include <csignal>
+#include <cstdint>
 #include <cstdlib>
 #include <exception>
 #include <iostream>
@@ -24,12 +25,10 @@ namespace {
 
 std::mutex actionMutex;
 std::function<void()> lastAction;
+SShutdownLimits actionLimits;
 std::terminate_handler formerHandler = nullptr;
 
-constexpr std::chrono::seconds actionLimit(10);
-constexpr std::chrono::milliseconds messagePatience(300);
-
-/// What is thrown at this moment.
+/// The text of the exception that is being handled.
 std::string currentFault()
 {
     try {
@@ -45,10 +44,10 @@ std::string currentFault()
 }
 
 #if !defined(_WIN32)
-/// For want of a thread that does it.
+/// The limit without a thread, in whole seconds.
 void limitTheTimeByASignal()
 {
-    static std::atomic_flag limited = ATOMIC_FLAG_INIT; // another failure must not put it off
+    static std::atomic_flag limited = ATOMIC_FLAG_INIT; // another failure must not extend it
     if (limited.test_and_set()) {
         return;
     }
@@ -57,17 +56,17 @@ void limitTheTimeByASignal()
     sigemptyset(&signals);
     sigaddset(&signals, SIGALRM);
     pthread_sigmask(SIG_UNBLOCK, &signals, nullptr);
-    alarm(static_cast<unsigned>(actionLimit.count()));
+    alarm(static_cast<unsigned>(std::max<std::int64_t>(actionLimits.terminateAction.count() / 1000, 1)));
 }
 #endif
 
-/// Ends the process once it has taken that long: the action may need a lock that is held by what failed.
-/// False if there can be no more threads, which may be why the process ends.
+/// Ends the process after the limit: the action may need a lock that the failed thread holds. False if there
+/// can be no more threads, which may be why the process ends.
 bool limitTheTime()
 {
     try {
         [[maybe_unused]] static auto* const limit = new std::thread([] { // never joined
-            std::this_thread::sleep_for(actionLimit);
+            std::this_thread::sleep_for(actionLimits.terminateAction);
             std::abort();
         });
         return true;
@@ -79,26 +78,27 @@ bool limitTheTime()
     }
 }
 
-/// Tells why the process ends; empty if there is no memory for it. Whoever reads standard error may keep us
-/// waiting.
-std::shared_ptr<SAttempts> beginMessage()
+/// Begins to report why the process ends; empty if there is no memory for it. On a thread of its own, as
+/// writing to standard error may block.
+std::unique_ptr<CDeadlineTasks> beginMessage()
 {
     try {
-        auto message = std::make_shared<SAttempts>();
-        message->begin([fault = currentFault()] {
+        auto message = std::make_unique<CDeadlineTasks>();
+        message->add("the message", [fault = currentFault()] {
             std::cerr << "the process ends, as nobody caught an exception: " + fault + "\n" << std::flush;
         });
+        message->start();
         return message;
     } catch (...) {
         return nullptr;
     }
 }
 
-void waitFor(const std::shared_ptr<SAttempts>& message)
+void waitFor(const std::unique_ptr<CDeadlineTasks>& message)
 {
     try {
         if (message) {
-            message->wait(messagePatience);
+            message->wait(actionLimits.terminateMessage);
         }
     } catch (...) {
     }
@@ -114,12 +114,12 @@ void takeAction()
     }
 }
 
-[[noreturn]] void takeLastResort()
+[[noreturn]] void handleTerminate()
 {
     const bool othersCanWrite = limitTheTime();
     actionMutex.lock(); // never unlocked again: there is no way back
     if (!othersCanWrite) {
-        takeAction(); // first, as this thread would be the one that waits for the reader
+        takeAction(); // first, as writing the message may block this thread
     }
     const auto message = beginMessage();
     waitFor(message);
@@ -135,11 +135,12 @@ void takeAction()
 
 } // namespace
 
-CTerminateHandler::CTerminateHandler(std::function<void()> action)
+CTerminateHandler::CTerminateHandler(std::function<void()> action, const SShutdownLimits& limits)
 {
     const std::lock_guard<std::mutex> lock(actionMutex);
     lastAction = std::move(action);
-    formerHandler = std::set_terminate(&takeLastResort);
+    actionLimits = limits;
+    formerHandler = std::set_terminate(&handleTerminate);
 }
 
 CTerminateHandler::~CTerminateHandler()

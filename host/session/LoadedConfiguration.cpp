@@ -13,9 +13,9 @@
 namespace Rvl {
 
 CLoadedConfiguration::CLoadedConfiguration(const std::filesystem::path& configurationFile,
-                                           const CPluginPath& pluginPath)
+                                           const CPluginPath& pluginPath, const SShutdownLimits& limits)
     : configuration_(CConfiguration::load(configurationFile)), plugins_(pluginPath, catalogue_),
-      session_(configuration_, catalogue_)
+      session_(configuration_, catalogue_, limits)
 {
     const bool complete = loadPlugins();
     catalogue_.resolve();

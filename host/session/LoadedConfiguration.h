@@ -18,7 +18,8 @@ class CLoadedConfiguration
 public:
     /// What is wrong with configuration and plug-ins is collected in faults(). Throws CHostException for a
     /// file that cannot be read, is not well-formed, or for bad type descriptions.
-    CLoadedConfiguration(const std::filesystem::path& configurationFile, const CPluginPath& pluginPath);
+    CLoadedConfiguration(const std::filesystem::path& configurationFile, const CPluginPath& pluginPath,
+                         const SShutdownLimits& limits = {});
 
     const CConfiguration& configuration() const { return configuration_; }
     const CTypeCatalogue& catalogue() const { return catalogue_; }

@@ -4,8 +4,6 @@
 #include "host/base/NumberText.h"
 #include "host/base/Suggestion.h"
 #include "host/configuration/ConfigurationFrame.h"
-#include "host/process/CurrentActivity.h"
-#include "host/process/DeadlineTasks.h"
 #include "host/process/DescriptorLimit.h"
 #include "host/session/ClockStepDetector.h"
 #include "host/session/InputSupervision.h"
@@ -51,26 +49,22 @@ struct CSession::SDevice
 
 namespace {
 
-/// How long an emergency waits for something that somebody else may be keeping from happening: for the sound
-/// controllers, which take a moment, before it sees to the one that failed, and for all else.
-constexpr std::chrono::milliseconds moment(300);
-constexpr std::chrono::milliseconds patience(2000);
-
 /// No controller is built with fewer files left to open: its event loop takes three, and what runs
 /// afterwards, such as a record or a device's connection, shall find some.
 constexpr std::size_t spareFiles = 8;
 
 } // namespace
 
-CSession::CSession(const CConfiguration& configuration, const CTypeCatalogue& catalogue)
-    : configuration_(configuration), catalogue_(catalogue)
+CSession::CSession(const CConfiguration& configuration, const CTypeCatalogue& catalogue,
+                   const SShutdownLimits& limits)
+    : configuration_(configuration), catalogue_(catalogue), limits_(limits), calls_(limits.call)
 {}
 
 CSession::~CSession()
 {
     shutDown();
-    if (abandoned_) {
-        // whoever is still at work on them keeps them
+    if (calls_.isGivenUp()) {
+        // they are still in use
         for (auto& entry : channels_) {
             static_cast<void>(entry.release());
         }
@@ -322,7 +316,7 @@ void CSession::start()
             return;
         }
         const std::shared_ptr<IBus> bus = buses.get(name);
-        const CCurrentActivity busy(busyWith_, bus->getName());
+        const CCallWatch::CCall call(calls_, bus->getName());
         {
             const std::lock_guard<std::mutex> lock(busesMutex_);
             connectedBuses_.push_back(bus);
@@ -334,7 +328,7 @@ void CSession::start()
         if (startCancelled_) {
             return;
         }
-        const CCurrentActivity busy(busyWith_, entry->name);
+        const CCallWatch::CCall call(calls_, entry->name);
         if (!entry->busName.empty()) {
             buses.get(entry->busName)->addDevice(entry->device.get());
         }
@@ -347,7 +341,7 @@ void CSession::start()
         if (startCancelled_) {
             return;
         }
-        const CCurrentActivity busy(busyWith_, entry->name);
+        const CCallWatch::CCall call(calls_, entry->name);
         enable(*entry);
         if (disabling_) { // perhaps before it was enabled
             entry->controller->setEnabled(false);
@@ -375,28 +369,12 @@ void CSession::cancelStart()
     startCancelled_ = true;
 }
 
-void CSession::abandon()
-{
-    abandoned_ = true;
-}
-
-bool CSession::isAbandoned() const
-{
-    return abandoned_;
-}
-
 bool CSession::isDisabling() const
 {
     return disabling_;
 }
 
-std::string CSession::busyWith() const
-{
-    const std::string* const name = busyWith_;
-    return name ? *name : "";
-}
-
-/// What went wrong, told by several threads.
+/// What failed, as several threads report it.
 class CSession::CFailures
 {
 public:
@@ -432,20 +410,21 @@ std::vector<std::string> CSession::shutDown(const std::function<void()>& onStopp
 {
     // shared, as what never ends keeps it
     const auto failures = std::make_shared<CFailures>();
-    const std::chrono::milliseconds patience = generalPatience + longestSampleTime;
+    SShutdownLimits stopLimits = limits_; // stopping a loop takes up to its sample time
+    stopLimits.progress += longestSampleTime;
     if (started_) {
-        disableControllers(failures, patience);
+        disableControllers(failures, stopLimits);
     }
     if (onStopped) {
         onStopped();
     }
-    if (!abandoned_) {
-        destroyControllers(failures, patience);
+    if (!calls_.isGivenUp()) {
+        destroyControllers(failures, stopLimits);
     }
     if (started_) {
         disconnectDevices(failures);
     }
-    if (!abandoned_) {
+    if (!calls_.isGivenUp()) {
         destroyChannelsAndDevices(failures);
     }
     if (started_) {
@@ -455,29 +434,28 @@ std::vector<std::string> CSession::shutDown(const std::function<void()>& onStopp
     return failures->texts();
 }
 
-void CSession::doPatiently(const std::vector<SNamedAction>& actions,
-                           const std::shared_ptr<CFailures>& failures, std::chrono::milliseconds patience,
-                           eOrder order)
+void CSession::carryOut(const std::vector<SNamedAction>& actions, const std::shared_ptr<CFailures>& failures,
+                        const SShutdownLimits& limits, CDeadlineTasks::eOrder order,
+                        const std::string& consequence)
 {
-    std::vector<std::function<void()>> attempts;
+    CDeadlineTasks tasks;
     for (const SNamedAction& action : actions) {
-        attempts.emplace_back([failures, action] { failures->attempt(action.what, action.act); });
+        tasks.add(action.what, [failures, action] { failures->attempt(action.what, action.act); });
     }
-    for (const std::size_t index : doAllPatiently(std::move(attempts), patience, order)) {
-        abandoned_ = true;
-        failures->add(actions[index].what + ": did not end within " +
-                      std::to_string(patience.count() / 1000) + " s" + actions[index].otherwise);
-        if (order == eOrder::AsGiven) {
-            break; // the others wait for it
+    for (const std::string& name : tasks.run(limits, order)) {
+        calls_.giveUp();
+        failures->add(name + ": did not end within " + limitText(limits.progress) + consequence);
+        if (order == CDeadlineTasks::InOrder) {
+            break; // the others have not begun
         }
     }
 }
 
-void CSession::doInOrder(const std::vector<SNamedAction>& actions, const std::shared_ptr<CFailures>& failures,
-                         std::chrono::milliseconds patience)
+void CSession::carryOutInOrder(const std::vector<SNamedAction>& actions,
+                               const std::shared_ptr<CFailures>& failures, const SShutdownLimits& limits)
 {
     if (started_) {
-        doPatiently(actions, failures, patience, eOrder::AsGiven);
+        carryOut(actions, failures, limits, CDeadlineTasks::InOrder);
         return;
     }
     for (const SNamedAction& action : actions) {
@@ -486,23 +464,24 @@ void CSession::doInOrder(const std::vector<SNamedAction>& actions, const std::sh
 }
 
 void CSession::disableControllers(const std::shared_ptr<CFailures>& failures,
-                                  std::chrono::milliseconds stopPatience)
+                                  const SShutdownLimits& stopLimits)
 {
     disabling_ = true;
     std::vector<SNamedAction> actions;
     for (const auto& entry : channels_) {
         if (entry->controller) {
             actions.push_back({"disabling " + entry->name,
-                               [channel = entry.get(), failures] { disable(*channel, *failures); },
-                               "; what it drives may still be driven"});
+                               [channel = entry.get(), failures] { disable(*channel, *failures); }});
         }
     }
-    doPatiently(actions, failures);
+    carryOut(actions, failures, limits_, CDeadlineTasks::AnyOrder, "; what it drives may still be driven");
     const auto stopDrivers = [] { CEnvironment::getInstance()->aboutToDisconnect()(); };
-    if (abandoned_) {
-        std::make_shared<SAttempts>()->begin(stopDrivers); // waits for what hangs, too
+    if (calls_.isGivenUp()) {
+        CDeadlineTasks tasks; // it may wait for the hung call, too
+        tasks.add("stopping what drives devices", stopDrivers);
+        tasks.start();
     } else {
-        doPatiently({{"stopping what drives devices", stopDrivers, ""}}, failures, stopPatience);
+        carryOut({{"stopping what drives devices", stopDrivers}}, failures, stopLimits);
     }
 }
 
@@ -520,59 +499,53 @@ void CSession::disable(const SChannel& entry, CFailures& failures)
     }
 }
 
-void CSession::destroyControllers(const std::shared_ptr<CFailures>& failures,
-                                  std::chrono::milliseconds patience)
+void CSession::destroyControllers(const std::shared_ptr<CFailures>& failures, const SShutdownLimits& limits)
 {
     controllersInFileOrder_.reset();
     channelsByName_.clear();
     // not before: stopping waits for the loops' timers
-    std::vector<SNamedAction> actions{
-        {"ending the clock's watch", [this] { clockStepDetector_.reset(); }, ""}};
+    std::vector<SNamedAction> actions{{"ending the clock's watch", [this] { clockStepDetector_.reset(); }}};
     // in reverse, because the later ones may be built on the earlier ones
     for (auto entry = channels_.rbegin(); entry != channels_.rend(); ++entry) {
         if ((*entry)->controller) {
-            actions.push_back({"destroying " + (*entry)->name,
-                               [channel = entry->get()] {
+            actions.push_back({"destroying " + (*entry)->name, [channel = entry->get()] {
                                    channel->controller = nullptr;
                                    channel->supervision.reset();
                                    channel->channel.reset();
-                               },
-                               ""});
+                               }});
         }
     }
-    doInOrder(actions, failures, patience);
+    carryOutInOrder(actions, failures, limits);
 }
 
 void CSession::disconnectDevices(const std::shared_ptr<CFailures>& failures)
 {
     std::vector<SNamedAction> actions;
     for (auto entry = devices_.rbegin(); entry != devices_.rend(); ++entry) {
-        actions.push_back({"disconnecting " + (*entry)->name,
-                           [device = (*entry)->device.get()] { device->disconnect(); }, ""});
+        actions.push_back(
+            {"disconnecting " + (*entry)->name, [device = (*entry)->device.get()] { device->disconnect(); }});
     }
-    doPatiently(actions, failures);
+    carryOut(actions, failures, limits_);
 }
 
 void CSession::destroyChannelsAndDevices(const std::shared_ptr<CFailures>& failures)
 {
     std::vector<SNamedAction> actions;
     for (auto entry = channels_.rbegin(); entry != channels_.rend(); ++entry) {
-        actions.push_back({"destroying " + (*entry)->name, [this] { channels_.pop_back(); }, ""});
+        actions.push_back({"destroying " + (*entry)->name, [this] { channels_.pop_back(); }});
     }
     for (auto entry = devices_.rbegin(); entry != devices_.rend(); ++entry) {
         if (started_ && !(*entry)->busName.empty()) {
-            actions.push_back({"leaving the bus " + (*entry)->busName,
-                               [device = entry->get()] {
+            actions.push_back({"leaving the bus " + (*entry)->busName, [device = entry->get()] {
                                    CEnvironment::getInstance()
                                        ->busRegistry()
                                        .get(device->busName)
                                        ->removeDevice(device->device.get());
-                               },
-                               ""});
+                               }});
         }
-        actions.push_back({"destroying " + (*entry)->name, [this] { devices_.pop_back(); }, ""});
+        actions.push_back({"destroying " + (*entry)->name, [this] { devices_.pop_back(); }});
     }
-    doInOrder(actions, failures, generalPatience);
+    carryOutInOrder(actions, failures, limits_);
 }
 
 void CSession::disconnectBuses(const std::shared_ptr<CFailures>& failures)
@@ -585,40 +558,44 @@ void CSession::disconnectBuses(const std::shared_ptr<CFailures>& failures)
     std::vector<SNamedAction> actions;
     for (auto bus = buses.rbegin(); bus != buses.rend(); ++bus) {
         const std::string name = "the bus " + (*bus)->getName();
-        actions.push_back({"disconnecting " + name,
-                           [failures, name, bus = *bus] {
+        actions.push_back({"disconnecting " + name, [failures, name, bus = *bus] {
                                failures->attempt("disconnecting " + name, [&] { bus->disconnect(); });
                                failures->attempt("shutting down " + name, [&] { bus->shutdown(); });
-                           },
-                           ""});
+                           }});
     }
-    doPatiently(actions, failures);
+    carryOut(actions, failures, limits_);
 }
 
 void CSession::emergencyStop()
 {
     cancelStart();
     disabling_ = true;
-    const auto attempts = std::make_shared<SAttempts>();
+    CDeadlineTasks disabling;
     std::vector<IControllerChannel*> controllers;
     for (const auto& entry : channels_) {
         if (entry->controller) {
             controllers.push_back(entry->controller);
-            attempts->begin([controller = entry->controller] { controller->setEnabled(false); });
+            disabling.add(entry->name, [controller = entry->controller] { controller->setEnabled(false); });
         }
     }
-    if (!attempts->wait(moment)) {
-        // what failed still holds its loop's lock, which only its own thread, that is this one, can take; if
-        // another loop has failed as well, its lock is never to be had, but its actuator's device is
-        attempts->begin([this] {
-            std::this_thread::sleep_for(patience);
+    disabling.start();
+    if (!disabling.wait(limits_.emergencyDisable)) {
+        // The failed loop's lock is held by its own thread, which is this one. If another loop has failed as
+        // well, its lock is never released, and the calls below hang; its device can still be disconnected.
+        CDeadlineTasks disconnecting;
+        disconnecting.add("disconnecting", [this] {
+            std::this_thread::sleep_for(limits_.emergencyDisconnect);
             disconnectDevicesAtOnce();
         });
-        for (const std::size_t left : attempts->notDone(controllers.size())) {
+        disconnecting.start();
+        for (std::size_t index = 0; index < controllers.size(); ++index) {
+            if (disabling.hasEnded(index)) {
+                continue;
+            }
             try {
-                controllers[left]->setEnabled(false);
+                controllers[index]->setEnabled(false);
             } catch (...) {
-                // the others are what matters now
+                // the remaining controllers have to be disabled all the same
             }
         }
     }
@@ -627,11 +604,12 @@ void CSession::emergencyStop()
 
 void CSession::disconnectDevicesAtOnce()
 {
-    const auto attempts = std::make_shared<SAttempts>();
+    CDeadlineTasks tasks;
     for (const auto& entry : devices_) {
-        attempts->begin([device = entry->device.get()] { device->disconnect(); });
+        tasks.add(entry->name, [device = entry->device.get()] { device->disconnect(); });
     }
-    attempts->wait(patience);
+    tasks.start();
+    tasks.wait(limits_.emergencyDisconnect);
 }
 
 const std::vector<const CSession::SChannel*>& CSession::controllersInFileOrder() const
@@ -670,7 +648,7 @@ std::vector<SControllerState> CSession::states() const
 
 SControllerState CSession::stateOf(const SChannel& entry) const
 {
-    const CCurrentActivity busy(busyWith_, entry.name);
+    const CCallWatch::CCall call(calls_, entry.name);
     IControllerChannel& controller = *entry.controller;
     SControllerState state;
     state.name = entry.name;

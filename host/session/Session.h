@@ -5,7 +5,9 @@
 #include "host/configuration/Configuration.h"
 #include "host/configuration/Fault.h"
 #include "host/configuration/References.h"
+#include "host/process/CallWatch.h"
 #include "host/process/DeadlineTasks.h"
+#include "host/process/ShutdownLimits.h"
 #include "host/session/ControllerState.h"
 #include "host/types/TypeCatalogue.h"
 
@@ -43,9 +45,10 @@ struct SLoopFunctions
 class CSession
 {
 public:
-    /// Both must outlive the session, and so must the plug-ins.
-    CSession(const CConfiguration& configuration, const CTypeCatalogue& catalogue);
-    /// Shuts down. What was abandoned is not destroyed.
+    /// Configuration and catalogue must outlive the session, and so must the plug-ins.
+    CSession(const CConfiguration& configuration, const CTypeCatalogue& catalogue,
+             const SShutdownLimits& limits = {});
+    /// Shuts down. If a hung call was given up, nothing is destroyed.
     ~CSession();
     CSession(const CSession&) = delete;
     CSession& operator=(const CSession&) = delete;
@@ -68,27 +71,23 @@ public:
     /// once no loop is calculated any more, before anything is destroyed; before that another thread may
     /// still be in start(), if that was cancelled, and in states().
     ///
-    /// A device may keep one of these steps from ever ending. It is given time (see doAllPatiently()) and
-    /// then left where it is, what comes after it is done all the same, and nothing is destroyed:
-    /// isAbandoned().
+    /// A device may keep one of these steps from ever ending. It is given up after the limits (see
+    /// CDeadlineTasks), what comes after it is done all the same, and nothing is destroyed:
+    /// calls().isGivenUp().
     std::vector<std::string> shutDown(const std::function<void()>& onStopped = {},
                                       std::chrono::milliseconds longestSampleTime = {});
-    /// Has shutDown() destroy nothing, as a thread may never return from one of the operations.
-    void abandon();
-    /// Whether threads are still in operations of the objects. Plug-ins must not be unloaded then: the
-    /// process has to end by exitWithoutCleanup().
-    bool isAbandoned() const;
+    /// The calls into buses, devices and controllers that start() and states() have under way. Once one is
+    /// given up, nothing is destroyed.
+    CCallWatch& calls() { return calls_; }
+    const CCallWatch& calls() const { return calls_; }
     /// Whether controllers are being disabled for good, or are.
     bool isDisabling() const;
-    /// The name of the bus, device or controller that start() or states() is busy with on another thread;
-    /// empty if with none.
-    std::string busyWith() const;
 
     /// For a process that is about to end, on the thread that is the reason: has every controller write its
     /// disabled value and every device carry that out, as far as they still can, which takes some seconds at
     /// most unless the calling thread itself never gets a lock. Nothing is destroyed, and start() enables
-    /// nothing any more. Other threads may be in any operation; in shutDown() only until `onStopped`, or for
-    /// as long as isAbandoned() is true from then on.
+    /// nothing any more. Other threads may be in any operation; in shutDown() only until `onStopped`, or once
+    /// a call was given up.
     void emergencyStop();
 
     /// The controllers in file order; valid until shutDown().
@@ -107,7 +106,6 @@ private:
     {
         std::string what;
         std::function<void()> act;
-        std::string otherwise; ///< what to add if it does not end
     };
 
     void buildBuses(CFaultList& faults);
@@ -124,13 +122,13 @@ private:
     const std::vector<const SChannel*>& controllersInFileOrder() const;
     void enable(SChannel& entry);
     static void disable(const SChannel& entry, CFailures& failures);
-    void doPatiently(const std::vector<SNamedAction>& actions, const std::shared_ptr<CFailures>& failures,
-                     std::chrono::milliseconds patience = generalPatience, eOrder order = eOrder::Any);
-    void doInOrder(const std::vector<SNamedAction>& actions, const std::shared_ptr<CFailures>& failures,
-                   std::chrono::milliseconds patience);
-    void disableControllers(const std::shared_ptr<CFailures>& failures,
-                            std::chrono::milliseconds stopPatience);
-    void destroyControllers(const std::shared_ptr<CFailures>& failures, std::chrono::milliseconds patience);
+    void carryOut(const std::vector<SNamedAction>& actions, const std::shared_ptr<CFailures>& failures,
+                  const SShutdownLimits& limits, CDeadlineTasks::eOrder order = CDeadlineTasks::AnyOrder,
+                  const std::string& consequence = {});
+    void carryOutInOrder(const std::vector<SNamedAction>& actions, const std::shared_ptr<CFailures>& failures,
+                         const SShutdownLimits& limits);
+    void disableControllers(const std::shared_ptr<CFailures>& failures, const SShutdownLimits& stopLimits);
+    void destroyControllers(const std::shared_ptr<CFailures>& failures, const SShutdownLimits& limits);
     void disconnectDevices(const std::shared_ptr<CFailures>& failures);
     void destroyChannelsAndDevices(const std::shared_ptr<CFailures>& failures);
     void disconnectBuses(const std::shared_ptr<CFailures>& failures);
@@ -139,6 +137,8 @@ private:
 
     const CConfiguration& configuration_;
     const CTypeCatalogue& catalogue_;
+    const SShutdownLimits limits_;
+    mutable CCallWatch calls_;
     std::vector<std::unique_ptr<SDevice>> devices_;
     /// In the order of building; destroyed in reverse.
     std::vector<std::unique_ptr<SChannel>> channels_;
@@ -150,13 +150,11 @@ private:
     bool outOfDescriptors_ = false;
     SLoopFunctions functions_;
     std::unique_ptr<CClockStepDetector> clockStepDetector_;
-    std::mutex busesMutex_; ///< a start that hangs may have been left behind
+    std::mutex busesMutex_; ///< a start that hangs may still be under way
     std::vector<std::shared_ptr<IBus>> connectedBuses_;
     std::atomic<bool> started_{false};
     std::atomic<bool> startCancelled_{false};
     std::atomic<bool> disabling_{false}; ///< what is enabled from now on has to be disabled by who does it
-    std::atomic<bool> abandoned_{false};
-    mutable std::atomic<const std::string*> busyWith_{nullptr};
 };
 
 } // namespace Rvl

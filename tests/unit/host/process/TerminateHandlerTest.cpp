@@ -12,7 +12,7 @@
 using namespace Rvl;
 using namespace Rvl::Test;
 
-TEST(LastResortDeathTest, ActionIsTakenOnceTheFaultIsTold)
+TEST(TerminateHandlerDeathTest, ActionIsTakenOnceTheFaultIsReported)
 {
     testing::FLAGS_gtest_death_test_style = "threadsafe";
     EXPECT_DEATH(
@@ -23,7 +23,7 @@ TEST(LastResortDeathTest, ActionIsTakenOnceTheFaultIsTold)
         "nobody caught an exception: out of a thread\naction taken");
 }
 
-TEST(LastResortDeathTest, ActionThatFailsEndsTheProcessAllTheSame)
+TEST(TerminateHandlerDeathTest, ActionThatFailsEndsTheProcessAllTheSame)
 {
     testing::FLAGS_gtest_death_test_style = "threadsafe";
     EXPECT_DEATH(
@@ -38,7 +38,7 @@ TEST(LastResortDeathTest, ActionThatFailsEndsTheProcessAllTheSame)
 }
 
 #if !defined(_WIN32)
-TEST(LastResortDeathTest, ActionIsTakenAlthoughThereCanBeNoMoreThreads)
+TEST(TerminateHandlerDeathTest, ActionIsTakenAlthoughThereCanBeNoMoreThreads)
 {
     testing::FLAGS_gtest_death_test_style = "threadsafe";
     EXPECT_DEATH(
