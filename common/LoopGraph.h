@@ -14,7 +14,8 @@ class ITimeline;
 /// How one control loop is doing. Values are those of the loop, unscaled.
 struct SLoopStatus
 {
-    /// Where the control value of the last step lies in its range.
+    /// Where the control value lies in the range of a PID loop's parameters; one beyond a limit, as manual
+    /// mode and the disabled value may have it, counts as at that limit. Free for other loops.
     enum eSaturation
     {
         Free,
@@ -29,10 +30,9 @@ struct SLoopStatus
     double setPoint = 0.0;
     double actualValue = 0.0; ///< as of the last step; NaN before the first
     double controlValue = 0.0;
-    /// What a PID loop's control value is made of; not a number for loops without such terms.
-    double proportional = 0.0;
-    double integral = 0.0;
-    double derivative = 0.0;
+    double proportional = 0.0; ///< P of a PID loop's last step; like I and D NaN for other loops
+    double integral = 0.0;     ///< I after the last step, with which the next one begins
+    double derivative = 0.0;   ///< D of the last step
     eSaturation saturation = Free;
     std::uint64_t steps = 0;          ///< steps since the graph was made
     double meanPeriodError_ms = 0.0;  ///< mean of (period - sample time) over all periods; 0 without one
@@ -40,7 +40,8 @@ struct SLoopStatus
     std::uint64_t overruns = 0; ///< periods of twice the sample time or more: at least one step was lost
 };
 
-/// A loop's parameter set: the keys as a configuration writes them, in the order of the type's description.
+/// A loop's parameter set: the numbers that a configuration's parameter element has as attributes, by their
+/// names there, in the order of the type's description.
 struct SLoopParameters
 {
     struct SValue
@@ -50,12 +51,13 @@ struct SLoopParameters
     };
 
     std::string name;         ///< of the set
-    bool isProtected = false; ///< may not be changed
+    bool isProtected = false; ///< may not be changed; a PID loop does not keep its configuration's mark
     std::vector<SValue> values;
 };
 
-/// What a loop remembers between its steps, for a loop of the same type to go on from. The numbers are the
-/// loop's own affair, but they are numbers: they may be kept as text.
+/// What a loop remembers between its steps, its set point included, for a loop of the same type and with the
+/// same parameters to go on from. What the numbers mean is up to the loop; as numbers they can be kept as
+/// text.
 struct SLoopMemory
 {
     std::string typeName;
@@ -76,8 +78,8 @@ struct SBadInputReaction
     double value = 0.0; ///< unscaled, as the innermost loop's control value
 };
 
-/// Says whether actual values can be relied on. It is asked at every step, on the thread that calculates the
-/// loops and with a loop's lock held: it must answer at once, and must not call a loop or its channel.
+/// Says whether actual values can be relied on. Called at each step, on the thread that calculates the loops
+/// and with a loop's lock held: it must not block, and must not call a loop or its channel.
 class IInputCheck
 {
 public:
@@ -109,8 +111,8 @@ public:
 };
 
 /// The loops behind one channel: 0 is the outermost one, and each of the others is the output of the one
-/// before it. The one door to them for a host. It must be destroyed before the channel. All operations are
-/// safe from any thread, and take a loop's lock one at a time; an index that is not below loopCount() throws
+/// before it. A host's only access to them. It must be destroyed before the channel. All operations are safe
+/// from any thread, and take a loop's lock one at a time; an index that is not below loopCount() throws
 /// std::out_of_range.
 class ILoopGraph
 {
@@ -125,28 +127,34 @@ public:
 
     virtual SLoopParameters parameters(std::size_t loop) const = 0;
     /// Puts other values in force, from the loop's next step on: those of the keys that are given, in any
-    /// order. All or nothing: throws std::invalid_argument, and changes nothing, for a key that the loop does
-    /// not have, a value that is not finite, or a set that is protected.
+    /// order. Whether the control value stays without a bump is the loop's own rule; "Setpoint" is the one to
+    /// begin with, and leaves that in force. All or nothing: throws std::invalid_argument, and changes
+    /// nothing, for a key that the loop does not have or that is given twice, a value that is not finite, or
+    /// a set that is protected. Ranges are not checked here: they are the type description's.
     virtual void setParameters(std::size_t loop, const std::vector<SLoopParameters::SValue>& values) = 0;
 
     virtual SLoopMemory save(std::size_t loop) const = 0;
-    /// Has the loop go on from what save() gave. Throws std::invalid_argument, and changes nothing, if that
-    /// is of another type.
+    /// Has the loop go on from what save() gave, to the bit. To be called after the loop was enabled, which
+    /// begins a PID loop's terms anew. An enabled loop in automatic mode writes the control value at once; in
+    /// every other state the control value stays as it is. Throws std::invalid_argument, and changes nothing,
+    /// if the memory is of another type or not all of it is finite.
     virtual void restore(std::size_t loop, const SLoopMemory& memory) = 0;
 
-    /// Begins a supervision, one at a time. The channel must not be enabled yet.
+    /// Begins a supervision, of which a channel has one at a time; null if the loops cannot be supervised.
+    /// The channel must not be enabled yet.
     virtual std::unique_ptr<ILoopSupervision> supervise(const IInputCheck& check,
                                                         const SBadInputReaction& reaction) = 0;
 };
 
 /// What a plug-in whose channels are made of loops offers to a host, beyond what the framework asks for: it
 /// may export one function of type LoopsFunction with the name loopsFunctionName and C linkage. A host finds
-/// it by its name at run time, and does without if it is missing: none of this makes a channel a channel.
+/// it by its name at run time, and does without if it is missing: its channels then are channels like any
+/// other. A plug-in that offers another version is refused.
 struct SLoops
 {
     static constexpr int currentVersion = 1;
 
-    int version; ///< of this structure and of the interfaces above; a host uses nothing of another version
+    int version; ///< of this structure and of the interfaces above; read before anything else
     /// The loops behind the channel, which belong to the caller; null for a channel that is not made of the
     /// plug-in's loops.
     ILoopGraph* (*graphOf)(IIoChannelInterface& channel);

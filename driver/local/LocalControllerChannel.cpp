@@ -16,6 +16,7 @@
 #include "driver/local/controller/controlloopoutput/PumpLoopOutFactory.h"
 #include "driver/local/controller/controlloopoutput/PWMLoopOutFactory.h"
 #include "driver/local/controller/controlloopoutput/PWMTwoQuadrantLoopOutFactory.h"
+#include "driver/local/LoopCascade.h"
 #include "platform/rivlink_core/Environment.h"
 
 #include <boost/signals2/connection.hpp>
@@ -125,15 +126,14 @@ namespace {
 
 /// Every loop of the cascade has to have an input and an output: one that reads nothing or drives nothing
 /// must not look enabled.
-void demandElements(const IIoChannelInterface& channel, IControlLoop& loop)
+void demandElements(const IIoChannelInterface& channel, const std::shared_ptr<IControlLoop>& outermost)
 {
-    const auto output = loop.outputElement();
-    if (!loop.inputElement() || !output) {
-        RVL_THROW(std::runtime_error, "A control loop of channel " + channel.getName() + " has no " +
-                                          (output ? "input" : "output") + " element");
-    }
-    if (const auto innerLoop = std::dynamic_pointer_cast<IControlLoop>(output)) {
-        demandElements(channel, *innerLoop);
+    for (const auto& loop : loopsFrom(outermost)) {
+        const auto output = loop->outputElement();
+        if (!loop->inputElement() || !output) {
+            RVL_THROW(std::runtime_error, "A control loop of channel " + channel.getName() + " has no " +
+                                              (output ? "input" : "output") + " element");
+        }
     }
 }
 
@@ -218,7 +218,7 @@ double CLocalControllerChannel::readControlValueUnscaled()
 void CLocalControllerChannel::start()
 {
     IControlLoop& loop = *private_->controlLoop;
-    demandElements(*this, loop);
+    demandElements(*this, private_->controlLoop);
     loop.inputElement()->init();
     loop.outputElement()->init();
     loop.init();
@@ -302,12 +302,9 @@ CFactoryRegistry<ILoopOutFactory>& CLocalControllerChannel::loopOutFactories()
 
 void CLocalControllerChannel::addCascadedControlLoopToProcessor(std::shared_ptr<IControlLoopElement> element)
 {
-    const auto loop = std::dynamic_pointer_cast<IControlLoop>(element);
-    if (!loop) {
-        return;
+    for (const auto& loop : loopsFrom(element)) {
+        private_->processor.addControlLoop(loop);
     }
-    private_->processor.addControlLoop(loop);
-    addCascadedControlLoopToProcessor(loop->outputElement());
 }
 
 } // namespace Rvl

@@ -1,8 +1,12 @@
 #include "driver/local/LoopMonitor.h"
 
+#include "common/Timeline.h"
 #include "driver/local/controller/common/ControlLoop.h"
 #include "driver/local/controller/common/ControlLoopValueListener.h"
+#include "driver/local/controller/controlloop/PIDControlLoop.h"
 #include "driver/local/LocalControllerChannel.h"
+#include "driver/local/LoopCascade.h"
+#include "driver/local/LoopTimeline.h"
 
 #include <cmath>
 #include <limits>
@@ -11,7 +15,37 @@
 
 namespace Rvl {
 
-/// One loop's statistics. The loop's own lock guards them: it is held while a step tells its actual value.
+namespace {
+
+SLoopStatus::eSaturation saturationOf(double controlValue, const CPIDParameters& parameters)
+{
+    if (controlValue >= parameters.getMaxU()) {
+        return SLoopStatus::AtMaximum;
+    }
+    return controlValue <= parameters.getMinU() ? SLoopStatus::AtMinimum : SLoopStatus::Free;
+}
+
+/// What only a PID loop has.
+void addTerms(SLoopStatus& status, IControlLoop& loop)
+{
+    if (auto* const pid = dynamic_cast<CPIDControlLoop*>(&loop)) {
+        status.proportional = pid->proportionalControlValue();
+        status.integral = pid->integralControlValue();
+        status.derivative = pid->derivativeControlValue();
+        status.saturation =
+            saturationOf(status.controlValue, static_cast<const CPIDParameters&>(pid->controlParameters()));
+    } else {
+        constexpr double notANumber = std::numeric_limits<double>::quiet_NaN();
+        status.proportional = notANumber;
+        status.integral = notANumber;
+        status.derivative = notANumber;
+    }
+}
+
+} // namespace
+
+/// One loop's statistics. The loop's own lock guards them: it is held while a step passes its actual value
+/// on.
 class CLoopMonitor::CLoopWatch : public IControlLoopValueListener
 {
 public:
@@ -45,9 +79,11 @@ public:
         result.typeName = loop_->getTypeName();
         result.sampleTime_ms = loop_->sampleTime_ms();
         result.enabled = loop_->isEnabled();
+        result.manual = loop_->isManualMode();
         result.setPoint = loop_->readSetpoint();
         result.actualValue = actualValue_;
         result.controlValue = loop_->readControlValue();
+        addTerms(result, *loop_);
         result.steps = steps_;
         result.meanPeriodError_ms = periods_ ? periodErrorSum_ms_ / static_cast<double>(periods_) : 0.0;
         result.worstPeriodError_ms = worstPeriodError_ms_;
@@ -90,12 +126,18 @@ private:
     std::uint64_t overruns_ = 0;
 };
 
+std::chrono::steady_clock::time_point CLoopMonitor::now()
+{
+    using Clock = std::chrono::steady_clock;
+    const ITimeline* const timeline = loopTimeline();
+    return timeline ? Clock::time_point(std::chrono::duration_cast<Clock::duration>(timeline->monotonic()))
+                    : Clock::now();
+}
+
 CLoopMonitor::CLoopMonitor(CLocalControllerChannel& channel, Clock clock) : clock_(std::move(clock))
 {
-    std::shared_ptr<IControlLoop> loop = channel.controlLoop();
-    while (loop) {
+    for (const auto& loop : loopsFrom(channel.controlLoop())) {
         watches_.push_back(std::make_unique<CLoopWatch>(channel, loop, clock_));
-        loop = std::dynamic_pointer_cast<IControlLoop>(loop->outputElement());
     }
 }
 
@@ -112,9 +154,3 @@ SLoopStatus CLoopMonitor::status(std::size_t index) const
 }
 
 } // namespace Rvl
-
-Rvl::ILoopObservation* rivlinkObserveLoops(Rvl::IIoChannelInterface& channel)
-{
-    const auto local = dynamic_cast<Rvl::CLocalControllerChannel*>(&channel);
-    return local ? new Rvl::CLoopMonitor(*local) : nullptr;
-}

@@ -1,7 +1,6 @@
 #pragma once
 
-#include "common/LoopObservation.h"
-#include "driver/local/Export.h"
+#include "common/LoopGraph.h"
 
 #include <chrono>
 #include <functional>
@@ -20,25 +19,27 @@ class CLocalControllerChannel;
 /// last step before a stop to the first step after the next start is no period, however short it is, whereas
 /// the longest pause within a run is one and shows as the worst error.
 ///
-/// A loop tells its actual value to whoever watches it, which reads its input once more per step. That makes
-/// no difference to an input that is a channel; a lag element as an input moves with every read.
+/// The actual value comes from a listener of the loop, for which the loop reads its input once more per step.
+/// That makes no difference to an input that is a channel; a lag element as an input moves with every read.
 ///
 /// Nothing is allocated in a step. The monitor must be destroyed before the channel.
-class RIVLINK_LOCAL_EXPORT CLoopMonitor : public ILoopObservation
+class CLoopMonitor
 {
 public:
     using Clock = std::function<std::chrono::steady_clock::time_point()>;
 
-    /// `clock` is asked for the time at each step, on the thread that calculates the loops.
-    explicit CLoopMonitor(CLocalControllerChannel& channel, Clock clock = &std::chrono::steady_clock::now);
-    ~CLoopMonitor() override;
-    // said, as Visual Studio's compiler makes all members of an exported class, and cannot make these
+    /// The time of the loops' timeline, or of the system's monotonic clock if there is none.
+    static std::chrono::steady_clock::time_point now();
+
+    /// `clock` gives the time of each step, on the thread that calculates the loops.
+    explicit CLoopMonitor(CLocalControllerChannel& channel, Clock clock = &now);
+    ~CLoopMonitor();
     CLoopMonitor(const CLoopMonitor&) = delete;
     CLoopMonitor& operator=(const CLoopMonitor&) = delete;
 
-    std::size_t loopCount() const override;
+    std::size_t loopCount() const;
     /// Throws std::out_of_range for an index that is not below loopCount().
-    SLoopStatus status(std::size_t index) const override;
+    SLoopStatus status(std::size_t index) const;
 
 private:
     class CLoopWatch;
@@ -47,7 +48,3 @@ private:
 };
 
 } // namespace Rvl
-
-/// The ObserveLoopsFunction of this plug-in (common/LoopObservation.h): a CLoopMonitor for a local controller
-/// channel, null for every other one. It belongs to the caller.
-extern "C" RIVLINK_LOCAL_EXPORT Rvl::ILoopObservation* rivlinkObserveLoops(Rvl::IIoChannelInterface& channel);

@@ -5,9 +5,6 @@
 #include "driver/local/controller/common/LoopStepGuard.h"
 #include "driver/local/controller/controlloop/PIDControlLoop.h"
 #include "driver/local/controller/controlloop/TwoLevelControlLoop.h"
-#include "driver/local/controller/controlloopinput/AnalogChannelLoopIn.h"
-#include "driver/local/LocalControllerChannel.h"
-#include "platform/rivlink_device/AnalogInChannel.h"
 
 #include <atomic>
 #include <utility>
@@ -77,7 +74,7 @@ private:
         const SBadInputReaction& reaction = supervisor_.reaction_;
         if (reaction.action == SBadInputReaction::Disable) {
             loop_->driveControlValue(loop_->controlParameters().getDisabledU());
-        } else if (reaction.action == SBadInputReaction::Write && index_ + 1 == supervisor_.loopCount()) {
+        } else if (reaction.action == SBadInputReaction::Write && index_ + 1 == supervisor_.loops_.size()) {
             loop_->driveControlValue(reaction.value);
         }
     }
@@ -103,14 +100,12 @@ private:
     double controlValueBefore_ = 0.0;
 };
 
-CLoopSupervisor::CLoopSupervisor(CLocalControllerChannel& channel, const IInputCheck& judge,
-                                 const SBadInputReaction& reaction)
-    : check_(judge), reaction_(reaction)
+CLoopSupervisor::CLoopSupervisor(const std::vector<std::shared_ptr<IControlLoop>>& loops,
+                                 const IInputCheck& check, const SBadInputReaction& reaction)
+    : check_(check), reaction_(reaction)
 {
-    std::shared_ptr<IControlLoop> loop = channel.controlLoop();
-    while (loop) {
+    for (const auto& loop : loops) {
         loops_.push_back(std::make_unique<CSupervisedLoop>(*this, loops_.size(), loop));
-        loop = std::dynamic_pointer_cast<IControlLoop>(loop->outputElement());
     }
     for (const auto& supervised : loops_) {
         supervised->begin();
@@ -118,18 +113,6 @@ CLoopSupervisor::CLoopSupervisor(CLocalControllerChannel& channel, const IInputC
 }
 
 CLoopSupervisor::~CLoopSupervisor() = default;
-
-std::size_t CLoopSupervisor::loopCount() const
-{
-    return loops_.size();
-}
-
-IIoChannelInterface* CLoopSupervisor::inputChannel(std::size_t loop) const
-{
-    const auto input = loops_.at(loop)->loop().inputElement();
-    const auto* const analog = dynamic_cast<const CAnalogChannelLoopIn*>(input.get());
-    return analog ? analog->analogInputChannel() : nullptr;
-}
 
 ILoopSupervision::eState CLoopSupervisor::state(std::size_t loop) const
 {
@@ -162,10 +145,3 @@ bool CLoopSupervisor::inputsAreGood(std::size_t loop, bool calculated) const
 }
 
 } // namespace Rvl
-
-Rvl::ILoopSupervision* rivlinkSuperviseLoops(Rvl::IIoChannelInterface& channel, const Rvl::IInputCheck& judge,
-                                             const Rvl::SBadInputReaction& reaction)
-{
-    const auto local = dynamic_cast<Rvl::CLocalControllerChannel*>(&channel);
-    return local ? new Rvl::CLoopSupervisor(*local, judge, reaction) : nullptr;
-}

@@ -1,20 +1,18 @@
 #pragma once
 
-#include "common/LoopSupervision.h"
-#include "driver/local/Export.h"
+#include "common/LoopGraph.h"
 
 #include <memory>
 #include <vector>
 
 namespace Rvl {
 
-class CLocalControllerChannel;
+class IControlLoop;
 
-/// Supervises the inputs of all loops behind a local controller channel, the outermost first, following
-/// outputs as the channel does.
+/// Supervises the inputs of the loops of a cascade.
 ///
-/// Each step of an enabled loop in automatic mode asks the judge first, with the actual value that the step
-/// would use, so that no bad value reaches a loop's terms. Loops in manual mode count for nothing.
+/// Each step of an enabled loop in automatic mode consults the check first, with the actual value that the
+/// step would use, so that no bad value reaches a loop's terms. Loops in manual mode count for nothing.
 ///
 /// - A loop that has not calculated since it was enabled waits, and writes nothing, until the inputs of all
 ///   loops are good. It then starts as any loop does.
@@ -25,21 +23,18 @@ class CLocalControllerChannel;
 ///   (CPIDControlLoop::resume()), a two-level loop with the control value in force, or that from before where
 ///   it would be inert (CTwoLevelControlLoop::resume()).
 ///
-/// The supervisor must be destroyed before the channel and the judge.
-class RIVLINK_LOCAL_EXPORT CLoopSupervisor : public ILoopSupervision
+/// The supervisor must be destroyed before the check.
+class CLoopSupervisor : public ILoopSupervision
 {
 public:
-    /// The channel must not be enabled yet.
-    CLoopSupervisor(CLocalControllerChannel& channel, const IInputCheck& judge,
+    /// The loops, the outermost first, must not be enabled yet.
+    CLoopSupervisor(const std::vector<std::shared_ptr<IControlLoop>>& loops, const IInputCheck& check,
                     const SBadInputReaction& reaction);
     ~CLoopSupervisor() override;
-    // said, as Visual Studio's compiler makes all members of an exported class, and cannot make these
     CLoopSupervisor(const CLoopSupervisor&) = delete;
     CLoopSupervisor& operator=(const CLoopSupervisor&) = delete;
 
-    std::size_t loopCount() const override;
-    /// Both throw std::out_of_range for an index that is not below loopCount().
-    IIoChannelInterface* inputChannel(std::size_t loop) const override;
+    /// Throws std::out_of_range for an index that is not below the number of loops.
     eState state(std::size_t loop) const override;
 
 private:
@@ -54,9 +49,3 @@ private:
 };
 
 } // namespace Rvl
-
-/// The SuperviseLoopsFunction of this plug-in (common/LoopSupervision.h): a CLoopSupervisor for a local
-/// controller channel, null for every other one. It belongs to the caller.
-extern "C" RIVLINK_LOCAL_EXPORT Rvl::ILoopSupervision*
-rivlinkSuperviseLoops(Rvl::IIoChannelInterface& channel, const Rvl::IInputCheck& judge,
-                      const Rvl::SBadInputReaction& reaction);

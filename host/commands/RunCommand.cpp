@@ -38,29 +38,12 @@ namespace Rvl {
 
 namespace {
 
-using Observation = std::pair<std::string, std::unique_ptr<ILoopObservation>>;
-
-std::vector<Observation> observeLoops(const CPluginLoader& plugins, const CSession& session)
+bool anyStepDone(const std::vector<SControllerLoops>& controllers, CCallWatch& calls)
 {
-    std::vector<Observation> observations;
-    for (IControllerChannel* controller : session.controllers()) {
-        for (ObserveLoopsFunction* observe : plugins.loopObservers()) {
-            std::unique_ptr<ILoopObservation> observation(observe(*controller));
-            if (observation) {
-                observations.emplace_back(controller->getName(), std::move(observation));
-                break;
-            }
-        }
-    }
-    return observations;
-}
-
-bool anyStepDone(const std::vector<Observation>& observations, CCallWatch& calls)
-{
-    for (const auto& [channel, observation] : observations) {
+    for (const auto& [channel, graph] : controllers) {
         const CCallWatch::CCall call(calls, channel);
-        for (std::size_t index = 0; index < observation->loopCount(); ++index) {
-            if (observation->status(index).steps > 0) {
+        for (std::size_t index = 0; index < graph->loopCount(); ++index) {
+            if (graph->status(index).steps > 0) {
                 return true;
             }
         }
@@ -83,24 +66,25 @@ std::string faultOf(const SLoopStatus& loop, bool inner)
 /// The states of the controllers with what only their loops tell: one value that is not a number stays in a
 /// loop's integral, and an output may have turned it into a harmless-looking 0.
 std::vector<SControllerState> statesWithLoops(std::vector<SControllerState> states,
-                                              const std::vector<Observation>& observations, CCallWatch& calls)
+                                              const std::vector<SControllerLoops>& controllers,
+                                              CCallWatch& calls)
 {
     // both are in the order of the file, so what belongs to a state is ahead
-    auto next = observations.begin();
+    auto next = controllers.begin();
     for (SControllerState& state : states) {
-        const auto found = std::find_if(next, observations.end(), [&](const auto& observation) {
-            return observation.first == state.name;
+        const auto found = std::find_if(next, controllers.end(), [&](const SControllerLoops& loops) {
+            return loops.controller == state.name;
         });
-        if (found == observations.end()) {
+        if (found == controllers.end()) {
             continue;
         }
         next = std::next(found);
         if (state.state != "ok" || state.manual) {
             continue;
         }
-        const CCallWatch::CCall call(calls, found->first);
-        for (std::size_t index = 0; index < found->second->loopCount() && state.state == "ok"; ++index) {
-            const std::string fault = faultOf(found->second->status(index), index > 0);
+        const CCallWatch::CCall call(calls, found->controller);
+        for (std::size_t index = 0; index < found->graph->loopCount() && state.state == "ok"; ++index) {
+            const std::string fault = faultOf(found->graph->status(index), index > 0);
             if (!fault.empty()) {
                 state.state = "fault: " + state.name + ": loop " + std::to_string(index) + " " + fault;
             }
@@ -109,13 +93,13 @@ std::vector<SControllerState> statesWithLoops(std::vector<SControllerState> stat
     return states;
 }
 
-std::vector<SObservedLoops> finalStatus(const std::vector<Observation>& observations)
+std::vector<SObservedLoops> finalStatus(const std::vector<SControllerLoops>& controllers)
 {
     std::vector<SObservedLoops> result;
-    for (const auto& [channel, observation] : observations) {
+    for (const auto& [channel, graph] : controllers) {
         SObservedLoops loops{channel, {}};
-        for (std::size_t index = 0; index < observation->loopCount(); ++index) {
-            loops.loops.push_back(observation->status(index));
+        for (std::size_t index = 0; index < graph->loopCount(); ++index) {
+            loops.loops.push_back(graph->status(index));
         }
         result.push_back(std::move(loops));
     }
@@ -129,12 +113,12 @@ std::unique_ptr<CRecorder> recorderFor(const SRunOptions& options, const CSessio
                : nullptr;
 }
 
-std::chrono::milliseconds longestSampleTime(const std::vector<Observation>& observations)
+std::chrono::milliseconds longestSampleTime(const std::vector<SControllerLoops>& controllers)
 {
     int longest_ms = 0;
-    for (const auto& [channel, observation] : observations) {
-        for (std::size_t index = 0; index < observation->loopCount(); ++index) {
-            longest_ms = std::max(longest_ms, observation->status(index).sampleTime_ms);
+    for (const auto& [channel, graph] : controllers) {
+        for (std::size_t index = 0; index < graph->loopCount(); ++index) {
+            longest_ms = std::max(longest_ms, graph->status(index).sampleTime_ms);
         }
     }
     return std::chrono::milliseconds(longest_ms);
@@ -150,8 +134,7 @@ public:
     CRun(const SRunOptions& options, CLoadedConfiguration& loaded, CBackgroundOutput& output,
          CBackgroundOutput& errors)
         : options_(options), session_(loaded.session()), output_(output), errors_(errors),
-          observations_(observeLoops(loaded.plugins(), session_)),
-          longestSampleTime_(Rvl::longestSampleTime(observations_)),
+          loops_(session_.loops()), longestSampleTime_(Rvl::longestSampleTime(loops_)),
           recorder_(recorderFor(options, session_)),
           terminationSignals_(context_, [this] { context_.stop(); }), end_(context_)
     {}
@@ -188,9 +171,6 @@ public:
             return false;
         }
         recordFailed_ = recorder_ && recorder_->failed();
-        if (!known) { // it would wait for the loop that could not be disabled
-            observations_.clear();
-        }
         return true;
     }
 
@@ -222,8 +202,8 @@ private:
             boost::asio::post(context_, [this] { onStarted(); });
             observe();
             // who was held up until all were disabled tells how they were before
-            summaryText_ = summary(finalStatus(observations_),
-                                   session_.isDisabling() ? latestStates_ : states(), untilFirstStep_);
+            summaryText_ = summary(finalStatus(loops_), session_.isDisabling() ? latestStates_ : states(),
+                                   untilFirstStep_);
         } catch (const std::exception& exception) {
             failure_ = exception.what();
             failure_ = failure_.empty() ? "an exception without a text" : failure_;
@@ -270,7 +250,7 @@ private:
         const auto every = [&](std::chrono::milliseconds interval, std::function<bool()> call) {
             timers.push_back(std::make_unique<CPeriodicTimer>(workContext_, interval, std::move(call)));
         };
-        if (!observations_.empty()) {
+        if (!loops_.empty()) {
             every(std::chrono::milliseconds(1), [this] { return !noteFirstStep(); });
         }
         if (recorder_) {
@@ -301,7 +281,7 @@ private:
 
     std::vector<SControllerState> states()
     {
-        return statesWithLoops(session_.states(), observations_, session_.calls());
+        return statesWithLoops(session_.states(), loops_, session_.calls());
     }
 
     void ask()
@@ -315,7 +295,7 @@ private:
 
     bool noteFirstStep()
     {
-        if (!anyStepDone(observations_, session_.calls())) {
+        if (!anyStepDone(loops_, session_.calls())) {
             return false;
         }
         untilFirstStep_ = std::chrono::duration_cast<std::chrono::microseconds>(
@@ -351,7 +331,7 @@ private:
     CBackgroundOutput& errors_;
 
     // the other thread's, from its start to its end
-    std::vector<Observation> observations_;
+    const std::vector<SControllerLoops> loops_;
     const std::chrono::milliseconds longestSampleTime_;
     /// There before the signals are ours: a disk may keep it waiting.
     std::unique_ptr<CRecorder> recorder_;

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "common/LoopObservation.h"
+#include "common/LoopGraph.h"
 #include "host/session/ControllerState.h"
 
 #include <chrono>

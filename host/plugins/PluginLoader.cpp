@@ -81,6 +81,22 @@ void CPluginLoader::load(const std::string& plugin, const std::filesystem::path&
                                    "\" is no plug-in: it connects nothing to the environment; expected a "
                                    "library that connects to registerFactories when it is loaded");
     }
+    checkLoopsVersion(*plugins_.back());
+}
+
+void CPluginLoader::checkLoopsVersion(const SPlugin& plugin)
+{
+    if (!plugin.library.has(loopsFunctionName)) {
+        return;
+    }
+    const int version = plugin.library.get<LoopsFunction>(loopsFunctionName)()->version;
+    if (version != SLoops::currentVersion) {
+        throw CPluginException(plugin.name, true,
+                               "plug-in \"" + plugin.name + "\" offers its loops in version " +
+                                   std::to_string(version) + "; expected version " +
+                                   std::to_string(SLoops::currentVersion) +
+                                   ", as a plug-in has that is built with this program");
+    }
 }
 
 void CPluginLoader::registerFactories()
@@ -105,14 +121,13 @@ template <class Function> std::vector<Function*> CPluginLoader::functions(const 
     return found;
 }
 
-std::vector<ObserveLoopsFunction*> CPluginLoader::loopObservers() const
+std::vector<const SLoops*> CPluginLoader::loops() const
 {
-    return functions<ObserveLoopsFunction>(observeLoopsFunctionName);
-}
-
-std::vector<SuperviseLoopsFunction*> CPluginLoader::loopSupervisors() const
-{
-    return functions<SuperviseLoopsFunction>(superviseLoopsFunctionName);
+    std::vector<const SLoops*> found;
+    for (LoopsFunction* const entry : functions<LoopsFunction>(loopsFunctionName)) {
+        found.push_back(entry());
+    }
+    return found;
 }
 
 std::vector<RearmLoopsFunction*> CPluginLoader::loopRearmers() const

@@ -1,8 +1,7 @@
 #pragma once
 
-#include "common/LoopObservation.h"
+#include "common/LoopGraph.h"
 #include "common/LoopRearming.h"
-#include "common/LoopSupervision.h"
 #include "host/base/HostException.h"
 #include "host/plugins/PluginPath.h"
 #include "host/types/TypeCatalogue.h"
@@ -43,20 +42,20 @@ public:
     CPluginLoader& operator=(const CPluginLoader&) = delete;
 
     /// Loads a plug-in from the path, or from `file` if that is not empty, and adds its descriptions to the
-    /// catalogue. Throws CPluginException if it is not there, is no library, lacks its descriptions or
-    /// connects nothing to the environment's registerFactories.
+    /// catalogue. Throws CPluginException if it is not there, is no library, lacks its descriptions,
+    /// connects nothing to the environment's registerFactories, or offers its loops in another version than
+    /// SLoops::currentVersion.
     void load(const std::string& plugin, const std::filesystem::path& file = {});
     /// Emits registerFactories. Throws CPluginException with the plug-in whose registration threw.
     void registerFactories();
-    /// The functions by which loaded plug-ins show their loops.
-    std::vector<ObserveLoopsFunction*> loopObservers() const;
-    /// The functions by which loaded plug-ins have their loops supervised.
-    std::vector<SuperviseLoopsFunction*> loopSupervisors() const;
+    /// What those of the loaded plug-ins that have loops offer, in the order of loading.
+    std::vector<const SLoops*> loops() const;
     /// The functions by which loaded plug-ins set their loops' timers anew.
     std::vector<RearmLoopsFunction*> loopRearmers() const;
 
 private:
     struct SPlugin;
+    static void checkLoopsVersion(const SPlugin& plugin);
     template <class Function> std::vector<Function*> functions(const char* name) const;
 
     const CPluginPath path_;

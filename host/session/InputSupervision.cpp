@@ -132,25 +132,19 @@ CInputSupervision::CInputSupervision(const SBadInputPolicy& policy) : policy_(po
 
 CInputSupervision::~CInputSupervision() = default;
 
-std::unique_ptr<CInputSupervision>
-CInputSupervision::begin(IIoChannelInterface& controller, const SBadInputPolicy& policy,
-                         const std::vector<SuperviseLoopsFunction*>& functions)
+std::unique_ptr<CInputSupervision> CInputSupervision::begin(ILoopGraph& graph, const SBadInputPolicy& policy)
 {
     std::unique_ptr<CInputSupervision> supervision(new CInputSupervision(policy));
-    for (SuperviseLoopsFunction* const supervise : functions) {
-        std::unique_ptr<ILoopSupervision> loops(supervise(controller, *supervision, policy.reaction));
-        if (!loops) {
-            continue;
-        }
-        // after the loops' own inputs, which are so told of a new value first
-        for (std::size_t loop = 0; loop < loops->loopCount(); ++loop) {
-            auto* const channel = dynamic_cast<CAnalogInChannel*>(loops->inputChannel(loop));
-            supervision->watches_.push_back(channel ? std::make_unique<CWatch>(*channel) : nullptr);
-        }
-        supervision->loops_ = std::move(loops);
-        return supervision;
+    supervision->loops_ = graph.supervise(*supervision, policy.reaction);
+    if (!supervision->loops_) {
+        return nullptr;
     }
-    return nullptr;
+    // after the loops' own inputs, which a new value so reaches first
+    for (std::size_t loop = 0; loop < graph.loopCount(); ++loop) {
+        auto* const channel = dynamic_cast<CAnalogInChannel*>(graph.inputChannel(loop));
+        supervision->watches_.push_back(channel ? std::make_unique<CWatch>(*channel) : nullptr);
+    }
+    return supervision;
 }
 
 bool CInputSupervision::isGoodInput(std::size_t loop) const

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "common/LoopSupervision.h"
+#include "common/LoopGraph.h"
 #include "platform/kor/EventListener.h"
 
 #include <boost/property_tree/ptree_fwd.hpp>
@@ -16,7 +16,6 @@
 namespace Rvl {
 
 class CAnalogInChannel;
-class IIoChannelInterface;
 
 /// What a controller's element "BadInput" asks for.
 struct SBadInputPolicy
@@ -40,11 +39,9 @@ struct SBadInputPolicy
 class CInputSupervision : private IInputCheck
 {
 public:
-    /// Supervises with the first of the plug-ins' functions that takes the channel; null if none does. The
-    /// supervision must be destroyed before the channel, and before the channels that its loops read.
-    static std::unique_ptr<CInputSupervision> begin(IIoChannelInterface& controller,
-                                                    const SBadInputPolicy& policy,
-                                                    const std::vector<SuperviseLoopsFunction*>& functions);
+    /// Supervises the loops of a graph; null if they cannot be supervised. The supervision must be destroyed
+    /// before the graph, and before the channels that the loops read.
+    static std::unique_ptr<CInputSupervision> begin(ILoopGraph& graph, const SBadInputPolicy& policy);
     ~CInputSupervision() override;
     CInputSupervision(const CInputSupervision&) = delete;
     CInputSupervision& operator=(const CInputSupervision&) = delete;
@@ -98,7 +95,7 @@ private:
     const SBadInputPolicy policy_;
     /// By loop; empty for a loop that reads no channel.
     std::vector<std::unique_ptr<CWatch>> watches_;
-    /// Destroyed first: it asks the watches.
+    /// Destroyed first: it uses the watches.
     std::unique_ptr<ILoopSupervision> loops_;
 };
 

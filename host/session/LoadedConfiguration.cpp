@@ -24,7 +24,7 @@ CLoadedConfiguration::CLoadedConfiguration(const std::filesystem::path& configur
         .run();
     if (complete) {
         const CLogSilence silence("ExceptionLogger"); // what building throws is told as a fault
-        session_.build(faults_, {plugins_.loopSupervisors(), plugins_.loopRearmers()});
+        session_.build(faults_, {plugins_.loops(), plugins_.loopRearmers()});
     }
 }
 

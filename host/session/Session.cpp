@@ -37,7 +37,9 @@ struct CSession::SChannel
     IControllerChannel* controller = nullptr; ///< the same object, if it is one
     bool manual = false;
     std::vector<const IIoChannelInterface*> referred; ///< for a controller: the channels it refers to
-    std::unique_ptr<CInputSupervision> supervision;   ///< ends before the channel
+    // these end before the channel, the supervision first
+    std::unique_ptr<ILoopGraph> graph; ///< for a controller that is made of a plug-in's loops
+    std::unique_ptr<CInputSupervision> supervision;
 };
 
 struct CSession::SDevice
@@ -246,6 +248,7 @@ void CSession::buildChannel(const pugi::xml_node& node, const STypeDescription& 
         entry->controller = dynamic_cast<IControllerChannel*>(entry->channel.get());
         if (entry->controller) {
             checkSetPoint(node, *entry->controller, faults);
+            entry->graph = graphOf(*entry->channel);
             superviseInputs(node, *entry, faults);
         }
         addReferred(*entry);
@@ -268,6 +271,16 @@ void CSession::addReferred(SChannel& entry) const
     }
 }
 
+std::unique_ptr<ILoopGraph> CSession::graphOf(IIoChannelInterface& channel) const
+{
+    for (const SLoops* const loops : functions_.loops) {
+        if (std::unique_ptr<ILoopGraph> graph{loops->graphOf(channel)}) {
+            return graph;
+        }
+    }
+    return nullptr;
+}
+
 void CSession::superviseInputs(const pugi::xml_node& node, SChannel& entry, CFaultList& faults) const
 {
     const auto tree = entry.tree.get_child_optional("BadInput");
@@ -276,7 +289,7 @@ void CSession::superviseInputs(const pugi::xml_node& node, SChannel& entry, CFau
     }
     try {
         const SBadInputPolicy policy = SBadInputPolicy::from(*tree);
-        entry.supervision = CInputSupervision::begin(*entry.channel, policy, functions_.supervise);
+        entry.supervision = entry.graph ? CInputSupervision::begin(*entry.graph, policy) : nullptr;
         if (!entry.supervision) {
             throw CHostException(ExitBadConfiguration, "cannot be carried out: no plug-in supervises the "
                                                        "loops of this channel; expected no BadInput");
@@ -511,6 +524,7 @@ void CSession::destroyControllers(const std::shared_ptr<CFailures>& failures, co
             actions.push_back({"destroying " + (*entry)->name, [channel = entry->get()] {
                                    channel->controller = nullptr;
                                    channel->supervision.reset();
+                                   channel->graph.reset();
                                    channel->channel.reset();
                                }});
         }
@@ -633,6 +647,17 @@ std::vector<IControllerChannel*> CSession::controllers() const
     std::vector<IControllerChannel*> result;
     for (const SChannel* entry : controllersInFileOrder()) {
         result.push_back(entry->controller);
+    }
+    return result;
+}
+
+std::vector<SControllerLoops> CSession::loops() const
+{
+    std::vector<SControllerLoops> result;
+    for (const SChannel* entry : controllersInFileOrder()) {
+        if (entry->graph) {
+            result.push_back({entry->name, entry->graph.get()});
+        }
     }
     return result;
 }

@@ -1,7 +1,7 @@
 #pragma once
 
+#include "common/LoopGraph.h"
 #include "common/LoopRearming.h"
-#include "common/LoopSupervision.h"
 #include "host/configuration/Configuration.h"
 #include "host/configuration/Fault.h"
 #include "host/configuration/References.h"
@@ -37,8 +37,15 @@ class IIoChannelInterface;
 /// What loaded plug-ins can do for their loops.
 struct SLoopFunctions
 {
-    std::vector<SuperviseLoopsFunction*> supervise;
+    std::vector<const SLoops*> loops;
     std::vector<RearmLoopsFunction*> rearm;
+};
+
+/// The loops of one controller.
+struct SControllerLoops
+{
+    std::string controller;
+    ILoopGraph* graph;
 };
 
 /// The objects of one configuration, from building to destruction: build(), start(), shutDown().
@@ -55,8 +62,8 @@ public:
 
     /// Builds buses, devices and channels and binds the channels to their devices; drives nothing. What fails
     /// becomes a fault. Objects that `faults` already concerns are not built, nor is what refers to them.
-    /// Controllers whose configuration says what to do about bad input are supervised from here on, by the
-    /// plug-ins' own functions.
+    /// Controllers that are made of a plug-in's loops have their graph from here on; those whose
+    /// configuration says what to do about bad input are supervised through it.
     void build(CFaultList& faults, const SLoopFunctions& functions = {});
     /// Connects buses and devices and enables the controllers whose configuration says so. From now on the
     /// loops' timers are set anew whenever the system's calendar goes back. What a device or
@@ -92,6 +99,8 @@ public:
 
     /// The controllers in file order; valid until shutDown().
     std::vector<IControllerChannel*> controllers() const;
+    /// The controllers that are made of a plug-in's loops, in file order; valid until shutDown().
+    std::vector<SControllerLoops> loops() const;
     /// The state of each controller, in the same order. An enabled controller that is sound is "ok", one that
     /// is not enabled "off"; "fault: CHANNEL: TEXT" names the first faulty channel among the controller
     /// itself and those that it refers to, or a missing actual value. "bad input: ..." comes before these, if
@@ -113,6 +122,7 @@ private:
     void buildChannels(CFaultList& faults);
     void buildChannel(const pugi::xml_node& node, const STypeDescription& type, CFaultList& faults);
     void addReferred(SChannel& entry) const;
+    std::unique_ptr<ILoopGraph> graphOf(IIoChannelInterface& channel) const;
     void superviseInputs(const pugi::xml_node& node, SChannel& entry, CFaultList& faults) const;
     void checkSetPoint(const pugi::xml_node& node, IControllerChannel& controller, CFaultList& faults) const;
     bool isBuildable(const pugi::xml_node& node, const STypeDescription* type, const CFaultList& faults);

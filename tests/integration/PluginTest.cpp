@@ -1,7 +1,7 @@
 // The plug-in as the framework's host meets it: loaded as a shared library by a process that knows nothing of
 // it but the platform, and has channels of its own for it to drive.
 
-#include "common/LoopObservation.h"
+#include "common/LoopGraph.h"
 #include "platform/rivlink_core/Environment.h"
 #include "platform/rivlink_device/AnalogInChannel.h"
 #include "platform/rivlink_device/ControllerChannel.h"
@@ -213,7 +213,7 @@ TEST_F(Plugin, ChipControllerReleasesItsPwmOutputWithTheLoop)
     channel.reset();
 }
 
-TEST_F(Plugin, TellsHowItsLoopsAreDoing)
+TEST_F(Plugin, OneEntryGivesTheLoopsOfAChannel)
 {
     registerFactories();
     temperature.publishValue(10.0);
@@ -221,16 +221,24 @@ TEST_F(Plugin, TellsHowItsLoopsAreDoing)
         makeChannel("<Channel Name=\"Vessel\" Type=\"Rvl::CLocalControllerChannel\"><ControlLoop>" +
                     pidLoop(proportional, "<Output>" + pidLoop(proportional, output) + "</Output>") +
                     "</ControlLoop></Channel>");
-    const std::unique_ptr<ILoopObservation> observation(
-        library.get<ObserveLoopsFunction>(observeLoopsFunctionName)(*channel));
-    ASSERT_TRUE(observation);
-    EXPECT_EQ(2u, observation->loopCount());
-    EXPECT_TRUE(std::isnan(observation->status(0).actualValue)) << "no step yet";
+    const SLoops& loops = *library.get<LoopsFunction>(loopsFunctionName)();
+    ASSERT_EQ(SLoops::currentVersion, loops.version);
+    EXPECT_EQ(nullptr, loops.graphOf(temperature)) << "no controller of this plug-in";
+    const std::unique_ptr<ILoopGraph> graph(loops.graphOf(*channel));
+    ASSERT_TRUE(graph);
+    EXPECT_EQ(2u, graph->loopCount());
+    EXPECT_EQ(&temperature, graph->inputChannel(1));
+    EXPECT_TRUE(std::isnan(graph->status(0).actualValue)) << "no step yet";
     controller.setEnabled(true);
     temperature.publishValue(10.0);
-    EXPECT_TRUE(waitUntil([&] { return observation->status(1).steps >= 3; }));
+    EXPECT_TRUE(waitUntil([&] { return graph->status(1).steps >= 3; }));
+    EXPECT_EQ(60.0, graph->status(1).proportional) << "2 * (40 - 10)";
+    graph->setParameters(1, {{"K", 3.0}});
+    EXPECT_TRUE(waitUntil([&] { return graph->status(1).proportional == 90.0; }));
+    graph->setParameters(1, {{"MaxU", 50.0}});
+    EXPECT_TRUE(waitUntil([&] { return graph->status(1).saturation == SLoopStatus::AtMaximum; }));
     controller.setEnabled(false);
-    const SLoopStatus inner = observation->status(1);
+    const SLoopStatus inner = graph->status(1);
     EXPECT_EQ("Rvl::CPIDControlLoop", inner.typeName);
     EXPECT_EQ(20, inner.sampleTime_ms);
     EXPECT_EQ(10.0, inner.actualValue);

@@ -367,11 +367,11 @@ TEST(Soak, TwoHundredControllersUnderRandomFaultsLoseNothingAndEndAtTheirDisable
     };
     carryOnUntil(warm);
 
-    std::vector<std::unique_ptr<ILoopObservation>> observations;
+    std::vector<std::unique_ptr<ILoopGraph>> graphs; // of their own, which count from here
     const Clock::time_point firstObserved = Clock::now();
     for (IControllerChannel* const controller : session.controllers()) {
-        observations.emplace_back(loaded.plugins().loopObservers().at(0)(*controller));
-        ASSERT_TRUE(observations.back());
+        graphs.emplace_back(loaded.plugins().loops().at(0)->graphOf(*controller));
+        ASSERT_TRUE(graphs.back());
     }
     const Clock::time_point allObserved = Clock::now();
     CBareTimer bareTimer;
@@ -380,10 +380,10 @@ TEST(Soak, TwoHundredControllersUnderRandomFaultsLoseNothingAndEndAtTheirDisable
     const SHeldResources after = SHeldResources::now();
     std::vector<std::vector<SLoopStatus>> loops;
     const std::chrono::duration<double, std::milli> atLeast = Clock::now() - allObserved;
-    for (const auto& observation : observations) {
+    for (const auto& graph : graphs) {
         loops.emplace_back();
-        for (std::size_t index = 0; index < observation->loopCount(); ++index) {
-            loops.back().push_back(observation->status(index));
+        for (std::size_t index = 0; index < graph->loopCount(); ++index) {
+            loops.back().push_back(graph->status(index));
         }
     }
     const std::chrono::duration<double, std::milli> atMost = Clock::now() - firstObserved;
@@ -425,9 +425,9 @@ TEST(Soak, TwoHundredControllersUnderRandomFaultsLoseNothingAndEndAtTheirDisable
 
     mischief.endFaults();
     EXPECT_TRUE(eventually([&] {
-        return std::all_of(observations.begin(), observations.end(), [](const auto& observation) {
-            for (std::size_t index = 0; index < observation->loopCount(); ++index) {
-                if (std::isnan(observation->status(index).actualValue)) {
+        return std::all_of(graphs.begin(), graphs.end(), [](const auto& graph) {
+            for (std::size_t index = 0; index < graph->loopCount(); ++index) {
+                if (std::isnan(graph->status(index).actualValue)) {
                     return false;
                 }
             }
@@ -437,11 +437,11 @@ TEST(Soak, TwoHundredControllersUnderRandomFaultsLoseNothingAndEndAtTheirDisable
     // A PID loop without a policy keeps the actual value of its last step for its next derivative. If that
     // was a NaN, it is caught once more, so only a loop that has calculated since can be enabled for good.
     mischief.enableAll();
-    const auto stepsOfEach = [&observations] {
+    const auto stepsOfEach = [&graphs] {
         std::vector<std::uint64_t> counts;
-        for (const auto& observation : observations) {
-            for (std::size_t index = 0; index < observation->loopCount(); ++index) {
-                counts.push_back(observation->status(index).steps);
+        for (const auto& graph : graphs) {
+            for (std::size_t index = 0; index < graph->loopCount(); ++index) {
+                counts.push_back(graph->status(index).steps);
             }
         }
         return counts;
@@ -465,7 +465,7 @@ TEST(Soak, TwoHundredControllersUnderRandomFaultsLoseNothingAndEndAtTheirDisable
     })) << state;
     // the end meets them in the middle of things, in manual mode or held for bad input, with the devices
     // there
-    observations.clear();
+    graphs.clear();
     carryOnUntil(Clock::now() + std::min<Clock::duration>(std::chrono::seconds(5), *duration / 4));
     mischief.endFaults();
     EXPECT_TRUE(eventually([] { return everyDeviceIsThere(); }));

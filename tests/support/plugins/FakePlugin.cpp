@@ -7,7 +7,7 @@
 /// asked whether it is enabled, and an output whose name begins with "Broken" throws what no output may throw
 /// whenever it is written.
 #include "common/LoggedThrow.h"
-#include "common/LoopObservation.h"
+#include "common/LoopGraph.h"
 #include "platform/rivlink_common/ConfigurationException.h"
 #include "platform/rivlink_common/DeviceAccessException.h"
 #include "platform/rivlink_core/Bus.h"
@@ -431,27 +431,47 @@ void registerFactories()
 [[maybe_unused]] const bool registered =
     CEnvironment::getInstance()->registerFactories().connect(registerFactories).connected();
 
-class CFakeObservation : public ILoopObservation
+/// One loop that gives its status, and that cannot be changed or supervised.
+class CFakeGraph : public ILoopGraph
 {
 public:
-    explicit CFakeObservation(const CFakeController& controller)
+    explicit CFakeGraph(const CFakeController& controller)
         : controller_(controller), name_(controller.getName())
     {}
-    ~CFakeObservation() override { journal("observation of " + name_ + " destroyed"); }
+    ~CFakeGraph() override { journal("loops of " + name_ + " destroyed"); }
     std::size_t loopCount() const override { return 1; }
     SLoopStatus status(std::size_t) const override { return controller_.status(); }
+    IIoChannelInterface* inputChannel(std::size_t) const override { return nullptr; }
+    SLoopParameters parameters(std::size_t) const override { return {}; }
+    void setParameters(std::size_t, const std::vector<SLoopParameters::SValue>&) override
+    {
+        RVL_THROW(std::invalid_argument, "The loop has no parameters");
+    }
+    SLoopMemory save(std::size_t) const override { return {controller_.status().typeName, {}}; }
+    void restore(std::size_t, const SLoopMemory&) override {}
+    std::unique_ptr<ILoopSupervision> supervise(const IInputCheck&, const SBadInputReaction&) override
+    {
+        return nullptr;
+    }
 
 private:
     const CFakeController& controller_;
     std::string name_;
 };
 
+ILoopGraph* graphOf(IIoChannelInterface& channel)
+{
+    const auto* const controller = dynamic_cast<CFakeController*>(&channel);
+    return controller ? new CFakeGraph(*controller) : nullptr;
+}
+
 } // namespace
 
 } // namespace Rvl::Test
 
-extern "C" FAKE_EXPORT Rvl::ILoopObservation* rivlinkObserveLoops(Rvl::IIoChannelInterface& channel)
+extern "C" FAKE_EXPORT const Rvl::SLoops* rivlinkLoops()
 {
-    const auto* const controller = dynamic_cast<Rvl::Test::CFakeController*>(&channel);
-    return controller ? new Rvl::Test::CFakeObservation(*controller) : nullptr;
+    // its controllers take their time from the system whatever the timeline
+    static const Rvl::SLoops loops{Rvl::SLoops::currentVersion, &Rvl::Test::graphOf, [](Rvl::ITimeline*) {}};
+    return &loops;
 }

@@ -17,6 +17,13 @@ namespace Rvl {
 class RIVLINK_LOCAL_EXPORT CControlParameters
 {
 public:
+    /// A value by its name in the configuration, an attribute of the parameter set's node.
+    struct SKey
+    {
+        const char* name;
+        int index; ///< in data()
+    };
+
     /// No values, no name, not immutable.
     CControlParameters();
     /// Not immutable.

@@ -45,6 +45,19 @@ public:
     /// A copy of the parameters. Not locked, as controlParameters().
     CConditionalParameters parameters() const;
 
+    /// Whether the actual value was out of range and has not come back yet, as of the last step.
+    bool isOutOfRange() const
+    {
+        CControlLoopElementGuard guard(this);
+        return outOfRange_;
+    }
+    /// The next step goes on from there.
+    void setOutOfRange(bool outOfRange)
+    {
+        CControlLoopElementGuard guard(this);
+        outOfRange_ = outOfRange;
+    }
+
 private:
     bool valueOutOfRange(double actualValue);
     bool valueReenteredRange(double actualValue);

@@ -19,6 +19,14 @@ enum Index
 
 } // namespace
 
+const std::vector<CControlParameters::SKey>& CConditionalParameters::keys()
+{
+    static const std::vector<SKey> keys{
+        {"SampleTime_ms", IndexSampleTime_ms}, {"Setpoint", IndexSetpoint},   {"LowerLimit", IndexLowerLimit},
+        {"UpperLimit", IndexUpperLimit},       {"Threshold", IndexThreshold}, {"U_Disabled", IndexDisabledU}};
+    return keys;
+}
+
 CConditionalParameters::CConditionalParameters()
 {
     setData(std::vector<double>(IndexCount, 0.0));

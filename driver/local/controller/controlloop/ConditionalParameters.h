@@ -3,6 +3,8 @@
 #include "driver/local/controller/common/ControlParameters.h"
 #include "driver/local/Export.h"
 
+#include <vector>
+
 namespace Rvl {
 
 /// The parameters of the conditional loop: eight values, of which six have a meaning.
@@ -11,6 +13,9 @@ class RIVLINK_LOCAL_EXPORT CConditionalParameters : public CControlParameters
 public:
     /// A limit of this value is no limit.
     static constexpr double NoLimit = 4294967295.0;
+
+    /// The keys of the values that have a meaning, in the order of the type's description.
+    static const std::vector<SKey>& keys();
 
     /// Eight zeros, no name, not immutable.
     CConditionalParameters();

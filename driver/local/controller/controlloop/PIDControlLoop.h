@@ -29,6 +29,16 @@ namespace Rvl {
 class RIVLINK_LOCAL_EXPORT CPIDControlLoop : public IControlLoop
 {
 public:
+    /// What one step leaves for the next one, and for a parameter change, beside set point and control value.
+    struct SMemory
+    {
+        double error;
+        double actualValue;
+        double proportional;
+        double integral;
+        double derivative;
+    };
+
     /// Parameters of ten zeros; the coefficients are 0 until parameters are set.
     CPIDControlLoop();
     /// From the loop's node of the configuration: "BumplessParameterChange" (true unless it is there and
@@ -72,6 +82,22 @@ public:
     double integralControlValue() const;
     /// D of the last step.
     double derivativeControlValue() const;
+
+    SMemory memory() const
+    {
+        CControlLoopElementGuard guard(this);
+        return {error_, actualValue_, proportional_, integral_, derivative_};
+    }
+    /// The next step goes on from there.
+    void setMemory(const SMemory& memory)
+    {
+        CControlLoopElementGuard guard(this);
+        error_ = memory.error;
+        actualValue_ = memory.actualValue;
+        proportional_ = memory.proportional;
+        integral_ = memory.integral;
+        derivative_ = memory.derivative;
+    }
 
 private:
     void calculateControlLoopError();

@@ -15,6 +15,21 @@ std::vector<double> zeros(std::size_t count)
 
 } // namespace
 
+const std::vector<CControlParameters::SKey>& CPIDParameters::keys()
+{
+    static const std::vector<SKey> keys{{"K", IndexK},
+                                        {"Ti", IndexTi},
+                                        {"Td", IndexTd},
+                                        {"Tt", IndexTt},
+                                        {"DerivativeGainLimit", IndexDerivativeGainLimit},
+                                        {"MinU", IndexMinU},
+                                        {"MaxU", IndexMaxU},
+                                        {"DisabledU", IndexDisabledU},
+                                        {"Setpoint", IndexSetpoint},
+                                        {"SampleTime_ms", IndexSampleTime_ms}};
+    return keys;
+}
+
 CPIDParameters::CPIDParameters()
 {
     setData(zeros(IndexCount));

@@ -19,6 +19,9 @@ public:
     /// Lower bound of the sample time, in milliseconds.
     static constexpr int MinimumSampleTime = 20;
 
+    /// The keys of the values, in the order of the type's description.
+    static const std::vector<SKey>& keys();
+
     /// Ten zeros, no name, not immutable.
     CPIDParameters();
     /// Ten zeros but for a sample time of 20 ms; not immutable.

@@ -18,6 +18,18 @@ enum Index
 
 } // namespace
 
+const std::vector<CControlParameters::SKey>& CTwoLevelParameters::keys()
+{
+    static const std::vector<SKey> keys{{"SampleTime_ms", IndexSampleTime_ms},
+                                        {"Setpoint", IndexSetpoint},
+                                        {"LowerThreshold", IndexLowerThresholdOffset},
+                                        {"UpperThreshold", IndexUpperThresholdOffset},
+                                        {"U_Up", IndexControlValueUp},
+                                        {"U_Down", IndexControlValueDown},
+                                        {"U_Disabled", IndexDisabledU}};
+    return keys;
+}
+
 CTwoLevelParameters::CTwoLevelParameters()
 {
     setData(std::vector<double>(IndexCount, 0.0));

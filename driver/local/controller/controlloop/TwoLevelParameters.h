@@ -3,12 +3,17 @@
 #include "driver/local/controller/common/ControlParameters.h"
 #include "driver/local/Export.h"
 
+#include <vector>
+
 namespace Rvl {
 
 /// The parameters of the two-level loop: seven values with fixed meanings.
 class RIVLINK_LOCAL_EXPORT CTwoLevelParameters : public CControlParameters
 {
 public:
+    /// The keys of the values, in the order of the type's description.
+    static const std::vector<SKey>& keys();
+
     /// Seven zeros, no name, not immutable.
     CTwoLevelParameters();
     CTwoLevelParameters(const CTwoLevelParameters& other);

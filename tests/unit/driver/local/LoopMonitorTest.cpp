@@ -1,7 +1,9 @@
 #include "driver/local/LoopMonitor.h"
 
+#include "common/Timeline.h"
+#include "driver/local/controller/controlloop/PIDControlLoop.h"
 #include "driver/local/LocalControllerChannel.h"
-#include "platform/rivlink_device/AnalogInChannel.h"
+#include "driver/local/LoopTimeline.h"
 #include "tests/unit/driver/local/FakeLoop.h"
 
 #include <gmock/gmock.h>
@@ -49,15 +51,20 @@ protected:
     CLocalControllerChannel channel{"Controller", loop};
 };
 
-TEST(LoopStatus, TellsOfNothingAtFirst)
+TEST(LoopStatus, IsZeroAtFirst)
 {
     const Rvl::SLoopStatus status;
     EXPECT_EQ("", status.typeName);
     EXPECT_EQ(0, status.sampleTime_ms);
     EXPECT_FALSE(status.enabled);
+    EXPECT_FALSE(status.manual);
     EXPECT_EQ(0.0, status.setPoint);
     EXPECT_EQ(0.0, status.actualValue);
     EXPECT_EQ(0.0, status.controlValue);
+    EXPECT_EQ(0.0, status.proportional);
+    EXPECT_EQ(0.0, status.integral);
+    EXPECT_EQ(0.0, status.derivative);
+    EXPECT_EQ(SLoopStatus::Free, status.saturation);
     EXPECT_EQ(0U, status.steps);
     EXPECT_EQ(0.0, status.meanPeriodError_ms);
     EXPECT_EQ(0.0, status.worstPeriodError_ms);
@@ -94,6 +101,84 @@ TEST_F(LoopMonitor, ValuesAreThoseOfTheLoop)
     EXPECT_EQ(6.0, status.controlValue);
     EXPECT_EQ(7.0, status.actualValue) << "as of the last step";
     EXPECT_EQ(1u, status.steps);
+    EXPECT_FALSE(status.manual);
+    loop->setManualMode(true);
+    EXPECT_TRUE(monitor.status(0).manual);
+}
+
+TEST_F(LoopMonitor, LoopThatIsNoPidLoopHasNoTermsAndNoLimits)
+{
+    const CLoopMonitor monitor(channel, clock());
+    const SLoopStatus status = monitor.status(0);
+    EXPECT_TRUE(std::isnan(status.proportional));
+    EXPECT_TRUE(std::isnan(status.integral));
+    EXPECT_TRUE(std::isnan(status.derivative));
+    EXPECT_EQ(SLoopStatus::Free, status.saturation);
+}
+
+TEST_F(LoopMonitor, TermsAndSaturationOfAPidLoop)
+{
+    // K = 2, Ti = 1 s, Td = 0.25 s, dt = 0.125 s: integral gain 0.25, derivative gain -4
+    Rvl::CPIDParameters parameters({2.0, 1.0, 0.25, 100.0, 0.0, 50.0, -50.0, 0.0, 10.0, 125.0}, "pid");
+    const auto pid = std::make_shared<Rvl::CPIDControlLoop>();
+    pid->setParameters(parameters);
+    pid->writeSetpoint(10.0);
+    pid->setInput(input);
+    pid->setOutput(output);
+    CLocalControllerChannel pidChannel("PID", pid);
+    const CLoopMonitor monitor(pidChannel, clock());
+    pid->setEnabled(true);
+    input->value = 8.0;
+    pid->process();
+    input->value = 9.0;
+    pid->process();
+    SLoopStatus status = monitor.status(0);
+    EXPECT_EQ(2.0, status.proportional) << "2 * (10 - 9)";
+    EXPECT_EQ(pid->integralControlValue(), status.integral);
+    EXPECT_EQ(-4.0, status.derivative) << "-4 * (9 - 8)";
+    EXPECT_NE(0.0, status.integral);
+    EXPECT_EQ(SLoopStatus::Free, status.saturation);
+    input->value = -100.0;
+    pid->process();
+    status = monitor.status(0);
+    EXPECT_EQ(50.0, status.controlValue);
+    EXPECT_EQ(SLoopStatus::AtMaximum, status.saturation);
+    pid->driveControlValue(49.75);
+    EXPECT_EQ(SLoopStatus::Free, monitor.status(0).saturation);
+    pid->driveControlValue(-50.0);
+    EXPECT_EQ(SLoopStatus::AtMinimum, monitor.status(0).saturation);
+    pid->driveControlValue(-60.0);
+    EXPECT_EQ(SLoopStatus::AtMinimum, monitor.status(0).saturation) << "beyond it";
+    pid->driveControlValue(std::nan(""));
+    EXPECT_EQ(SLoopStatus::Free, monitor.status(0).saturation);
+}
+
+TEST_F(LoopMonitor, TimeIsThatOfTheLoopsTimeline)
+{
+    class StandingTimeline : public Rvl::ITimeline
+    {
+    public:
+        std::chrono::nanoseconds monotonic() const override { return time; }
+        std::chrono::system_clock::time_point utc() const override { return {}; }
+        std::unique_ptr<Rvl::IWorker> makeWorker(const std::string&) override { return nullptr; }
+        void wait(std::unique_lock<std::mutex>&, std::condition_variable&,
+                  const std::function<bool()>&) override
+        {}
+        std::chrono::nanoseconds time{5s};
+    };
+    StandingTimeline timeline;
+    const CLoopMonitor monitor(channel);
+    Rvl::setLoopTimeline(&timeline);
+    EXPECT_EQ(std::chrono::steady_clock::time_point(5s), CLoopMonitor::now());
+    loop->process();
+    timeline.time += 23ms;
+    loop->process();
+    Rvl::setLoopTimeline(nullptr);
+    EXPECT_EQ(3.0, monitor.status(0).worstPeriodError_ms);
+    const auto before = std::chrono::steady_clock::now();
+    const auto given = CLoopMonitor::now();
+    EXPECT_LE(before, given);
+    EXPECT_LE(given, std::chrono::steady_clock::now());
 }
 
 TEST_F(LoopMonitor, MeanAndWorstPeriodError)
@@ -249,21 +334,6 @@ TEST_F(LoopMonitor, StatusCanBeAskedForWhileTheLoopRuns)
     EXPECT_LT(0.0, monitor->status(0).meanPeriodError_ms) << "a timer is never early";
     monitor.reset();
     EXPECT_TRUE(counter.waitForMore(2)) << "the loop goes on";
-}
-
-TEST_F(LoopMonitor, ObserveLoopsBeginsAnObservationOfALocalControllerChannel)
-{
-    Rvl::ObserveLoopsFunction* const observe = &rivlinkObserveLoops;
-    EXPECT_STREQ("rivlinkObserveLoops", Rvl::observeLoopsFunctionName);
-    const std::unique_ptr<Rvl::ILoopObservation> observation(observe(channel));
-    ASSERT_TRUE(observation);
-    EXPECT_EQ(1u, observation->loopCount());
-}
-
-TEST_F(LoopMonitor, ObserveLoopsGivesNothingForOtherChannels)
-{
-    Rvl::CAnalogInChannel other("Temperature");
-    EXPECT_EQ(nullptr, rivlinkObserveLoops(other));
 }
 
 TEST_F(LoopMonitor, IsNotCopied)

@@ -3,7 +3,6 @@
 #include "driver/local/controller/controlloop/PIDControlLoop.h"
 #include "driver/local/controller/controlloop/TwoLevelControlLoop.h"
 #include "driver/local/controller/controlloopinput/AnalogChannelLoopIn.h"
-#include "driver/local/LocalControllerChannel.h"
 #include "platform/rivlink_device/AnalogInChannel.h"
 
 #include <boost/property_tree/ptree.hpp>
@@ -26,7 +25,7 @@ namespace {
 const double notANumber = std::numeric_limits<double>::quiet_NaN();
 
 /// Finds bad what the test says, and every value that is not a number.
-class FakeJudge : public IInputCheck
+class FakeCheck : public IInputCheck
 {
 public:
     bool isGoodInput(std::size_t loop) const override
@@ -76,7 +75,7 @@ protected:
 
     void supervise(SBadInputReaction::eAction action = SBadInputReaction::Hold, double value = 0.0)
     {
-        supervisor = std::make_unique<CLoopSupervisor>(channel, judge, SBadInputReaction{action, value});
+        supervisor = std::make_unique<CLoopSupervisor>(loops, check, SBadInputReaction{action, value});
     }
     /// Steps with a good value until the loop has written something, and returns that.
     double control(double value)
@@ -88,10 +87,10 @@ protected:
     }
 
     CAnalogInChannel sensor{"Sensor"};
-    FakeJudge judge;
+    FakeCheck check;
     std::shared_ptr<RecordingOut> output = std::make_shared<RecordingOut>();
     std::shared_ptr<CPIDControlLoop> loop = pid(-5, 10);
-    CLocalControllerChannel channel{"Controller", loop};
+    const std::vector<std::shared_ptr<IControlLoop>> loops{loop};
     std::unique_ptr<CLoopSupervisor> supervisor;
 };
 
@@ -112,7 +111,7 @@ protected:
     }
     void supervise(SBadInputReaction::eAction action, double value = 0.0)
     {
-        supervisor = std::make_unique<CLoopSupervisor>(channel, judge, SBadInputReaction{action, value});
+        supervisor = std::make_unique<CLoopSupervisor>(loops, check, SBadInputReaction{action, value});
     }
     void step()
     {
@@ -122,11 +121,11 @@ protected:
 
     CAnalogInChannel outerSensor{"Outer sensor"};
     CAnalogInChannel innerSensor{"Inner sensor"};
-    FakeJudge judge;
+    FakeCheck check;
     std::shared_ptr<RecordingOut> output = std::make_shared<RecordingOut>();
     std::shared_ptr<CPIDControlLoop> outer = pid(-5, 10);
     std::shared_ptr<CPIDControlLoop> inner = pid(-7, 0);
-    CLocalControllerChannel channel{"Controller", outer};
+    const std::vector<std::shared_ptr<IControlLoop>> loops{outer, inner};
     std::unique_ptr<CLoopSupervisor> supervisor;
 };
 
@@ -152,7 +151,7 @@ TEST_F(LoopSupervisor, ValueThatComesWhileItsChannelIsJudgedIsTheOneToCalculateW
 {
     supervise();
     sensor.publishValue(1);
-    judge.onInput = [this] { sensor.publishValue(8); };
+    check.onInput = [this] { sensor.publishValue(8); };
     loop->setEnabled(true);
     loop->process();
     EXPECT_EQ(4.0, output->written.back()) << "and not with the stale one that stood there before";
@@ -164,7 +163,7 @@ TEST_F(LoopSupervisor, LoopWhoseSensorWasNeverThereDrivesNothingWhateverTheActio
          {SBadInputReaction::Hold, SBadInputReaction::Disable, SBadInputReaction::Write}) {
         supervisor.reset();
         supervise(action, 33);
-        judge.bad = {0};
+        check.bad = {0};
         loop->setEnabled(true);
         loop->process();
         loop->process();
@@ -181,7 +180,7 @@ TEST_F(LoopSupervisor, ManualValueDoesNotStandWhereNoGoodValueEverWas)
          {SBadInputReaction::Hold, SBadInputReaction::Disable, SBadInputReaction::Write}) {
         supervisor.reset();
         supervise(action, 33);
-        judge.bad = {0};
+        check.bad = {0};
         loop->setManualMode(true);
         loop->writeFixedControlValue(80);
         loop->setEnabled(true);
@@ -201,10 +200,10 @@ TEST_F(LoopSupervisor, ManualValueDoesNotStandWhereNoGoodValueEverWas)
 TEST_F(LoopSupervisor, WaitingLoopStartsAsAnyLoopWithTheFirstGoodValue)
 {
     supervise();
-    judge.bad = {0};
+    check.bad = {0};
     loop->setEnabled(true);
     loop->process();
-    judge.bad.clear();
+    check.bad.clear();
     EXPECT_EQ(4.0, control(8)) << "P of the first step, as the integral begins at 0";
 }
 
@@ -224,11 +223,11 @@ TEST_F(LoopSupervisor, HeldLoopResumesWithTheControlValueItHad)
 {
     supervise();
     control(8);
-    judge.bad = {0};
+    check.bad = {0};
     for (int i = 0; i < 10; ++i) {
         loop->process();
     }
-    judge.bad.clear();
+    check.bad.clear();
     EXPECT_EQ(4.0, control(2)) << "the actual value has moved a long way meanwhile";
     EXPECT_EQ(6.0, control(2)) << "and from there it goes on by its integral gain times the error";
 }
@@ -237,10 +236,10 @@ TEST_F(LoopSupervisor, ChangedSetPointMakesNoBumpEither)
 {
     supervise();
     control(8);
-    judge.bad = {0};
+    check.bad = {0};
     loop->process();
     loop->writeSetpoint(50);
-    judge.bad.clear();
+    check.bad.clear();
     EXPECT_EQ(4.0, control(8));
 }
 
@@ -248,13 +247,13 @@ TEST_F(LoopSupervisor, DisableWritesTheDisabledValueAndResumesFromIt)
 {
     supervise(SBadInputReaction::Disable);
     control(8);
-    judge.bad = {0};
+    check.bad = {0};
     loop->process();
     loop->process();
     EXPECT_THAT(output->written, ElementsAre(4.0, -5.0));
     EXPECT_EQ(-5.0, loop->readControlValue());
     EXPECT_TRUE(loop->isEnabled()) << "the switch is the user's";
-    judge.bad.clear();
+    check.bad.clear();
     control(8);
     EXPECT_THAT(output->written, ElementsAre(4.0, -5.0)) << "the first step gives what is there";
     EXPECT_EQ(-4.5, control(8));
@@ -264,9 +263,9 @@ TEST_F(LoopSupervisor, WriteWritesItsValueAndResumesFromIt)
 {
     supervise(SBadInputReaction::Write, 33);
     control(8);
-    judge.bad = {0};
+    check.bad = {0};
     loop->process();
-    judge.bad.clear();
+    check.bad.clear();
     control(8);
     EXPECT_THAT(output->written, ElementsAre(4.0, 33.0));
     EXPECT_EQ(33.5, control(8));
@@ -276,9 +275,9 @@ TEST_F(LoopSupervisor, WrittenValueBeyondTheLimitsResumesAtTheLimit)
 {
     supervise(SBadInputReaction::Write, 5000);
     control(8);
-    judge.bad = {0};
+    check.bad = {0};
     loop->process();
-    judge.bad.clear();
+    check.bad.clear();
     EXPECT_EQ(1000.0, control(8));
 }
 
@@ -286,7 +285,7 @@ TEST_F(LoopSupervisor, ManualModeIsRespected)
 {
     supervise(SBadInputReaction::Disable);
     control(8);
-    judge.bad = {0};
+    check.bad = {0};
     loop->process();
     loop->writeFixedControlValue(12);
     loop->setManualMode(true);
@@ -302,10 +301,10 @@ TEST_F(LoopSupervisor, UserWhoDisablesMeanwhileHasTheLastWord)
 {
     supervise();
     control(8);
-    judge.bad = {0};
+    check.bad = {0};
     loop->process();
     loop->setEnabled(false);
-    judge.bad.clear();
+    check.bad.clear();
     sensor.publishValue(8);
     loop->process();
     loop->process();
@@ -318,7 +317,7 @@ TEST_F(LoopSupervisor, LoopThatIsEnabledAgainWaitsForAGoodValue)
     supervise(SBadInputReaction::Write, 33);
     control(8);
     loop->setEnabled(false);
-    judge.bad = {0};
+    check.bad = {0};
     loop->setEnabled(true);
     EXPECT_EQ(ILoopSupervision::Waiting, supervisor->state(0));
     loop->process();
@@ -329,11 +328,11 @@ TEST_F(LoopSupervisor, LoopThatIsEnabledAgainStartsAsAnyLoopWhateverWasDoneBefor
 {
     supervise();
     EXPECT_EQ(4.0, control(8));
-    judge.bad = {0};
+    check.bad = {0};
     loop->process();
     EXPECT_EQ(ILoopSupervision::Acting, supervisor->state(0));
     loop->setEnabled(false);
-    judge.bad.clear();
+    check.bad.clear();
     EXPECT_EQ(4.0, control(8)) << "and not the disabled value, from which one that was held would go on";
 }
 
@@ -344,9 +343,9 @@ TEST_F(LoopSupervisor, ProportionalControllerKeepsNoOffsetFromTheFault)
     loop->setParameters(parameters);
     supervise(SBadInputReaction::Write, 33);
     control(8);
-    judge.bad = {0};
+    check.bad = {0};
     loop->process();
-    judge.bad.clear();
+    check.bad.clear();
     EXPECT_EQ(4.0, control(8));
     EXPECT_EQ(0.0, loop->integralControlValue());
 }
@@ -354,7 +353,7 @@ TEST_F(LoopSupervisor, ProportionalControllerKeepsNoOffsetFromTheFault)
 TEST_F(LoopSupervisor, LoopsGoOnWithoutItWhenItIsGone)
 {
     supervise();
-    judge.bad = {0};
+    check.bad = {0};
     loop->setEnabled(true);
     loop->process();
     supervisor.reset();
@@ -373,14 +372,13 @@ TEST_F(LoopSupervisor, TwoLevelLoopIsNotLeftInert)
     const auto twoLevel = std::make_shared<CTwoLevelControlLoop>(tree);
     twoLevel->setInput(std::make_shared<CAnalogChannelLoopIn>(&sensor));
     twoLevel->setOutput(output);
-    CLocalControllerChannel other("Two-level", twoLevel);
-    CLoopSupervisor supervised(other, judge, {SBadInputReaction::Write, 30});
+    CLoopSupervisor supervised({twoLevel}, check, {SBadInputReaction::Write, 30});
     sensor.publishValue(5);
     twoLevel->setEnabled(true);
     twoLevel->process();
-    judge.bad = {0};
+    check.bad = {0};
     twoLevel->process();
-    judge.bad.clear();
+    check.bad.clear();
     sensor.publishValue(10);
     twoLevel->process();
     EXPECT_THAT(output->written, ElementsAre(100.0, 30.0, 100.0)) << "between its thresholds again";
@@ -389,23 +387,11 @@ TEST_F(LoopSupervisor, TwoLevelLoopIsNotLeftInert)
     EXPECT_EQ(0.0, output->written.back());
 }
 
-TEST_F(LoopSupervisor, InputChannelIsTheOneThatTheLoopReads)
+TEST_F(LoopSupervisor, LoopThatIsNotThereHasNoState)
 {
     supervise();
-    ASSERT_EQ(1u, supervisor->loopCount());
-    EXPECT_EQ(&sensor, supervisor->inputChannel(0));
-    EXPECT_THROW(supervisor->inputChannel(1), std::out_of_range);
+    EXPECT_EQ(ILoopSupervision::Waiting, supervisor->state(0));
     EXPECT_THROW(supervisor->state(1), std::out_of_range);
-}
-
-TEST_F(LoopSupervisor, SuperviseLoopsBeginsASupervisionOfALocalControllerChannelOnly)
-{
-    SuperviseLoopsFunction* const function = &rivlinkSuperviseLoops;
-    EXPECT_STREQ("rivlinkSuperviseLoops", superviseLoopsFunctionName);
-    const std::unique_ptr<ILoopSupervision> supervision(function(channel, judge, {}));
-    ASSERT_TRUE(supervision);
-    EXPECT_EQ(1u, supervision->loopCount());
-    EXPECT_EQ(nullptr, function(sensor, judge, {}));
 }
 
 TEST_F(CascadeSupervisor, InnermostLoopActsOnceALoopAboveHasCalculated)
@@ -413,7 +399,7 @@ TEST_F(CascadeSupervisor, InnermostLoopActsOnceALoopAboveHasCalculated)
     supervise(SBadInputReaction::Write, 33);
     outer->process();
     output->written.clear();
-    judge.bad = {1};
+    check.bad = {1};
     inner->process();
     EXPECT_THAT(output->written, ElementsAre(33.0));
     EXPECT_EQ(ILoopSupervision::Acting, supervisor->state(1));
@@ -424,7 +410,7 @@ TEST_F(CascadeSupervisor, InnermostLoopThatHasNotCalculatedHasNothingToHold)
     supervise(SBadInputReaction::Hold);
     outer->process();
     output->written.clear();
-    judge.bad = {1};
+    check.bad = {1};
     inner->process();
     EXPECT_THAT(output->written, IsEmpty());
     EXPECT_EQ(ILoopSupervision::Waiting, supervisor->state(1));
@@ -435,12 +421,12 @@ TEST_F(CascadeSupervisor, NoLoopDrivesBeforeTheInputsOfAllAreGood)
     for (const std::size_t missing : {0u, 1u}) {
         supervisor.reset();
         supervise(SBadInputReaction::Hold);
-        judge.bad = {missing};
+        check.bad = {missing};
         step();
         EXPECT_THAT(output->written, IsEmpty()) << missing;
         EXPECT_EQ(0.0, inner->readSetpoint()) << missing;
     }
-    judge.bad.clear();
+    check.bad.clear();
     step();
     EXPECT_EQ(4.0, inner->readSetpoint());
     EXPECT_THAT(output->written, ElementsAre(6.0));
@@ -450,7 +436,7 @@ TEST_F(CascadeSupervisor, HoldLeavesTheLoopsBelowABadInputInControl)
 {
     supervise(SBadInputReaction::Hold);
     step();
-    judge.bad = {0};
+    check.bad = {0};
     step();
     EXPECT_EQ(ILoopSupervision::Acting, supervisor->state(0));
     EXPECT_EQ(ILoopSupervision::Calculating, supervisor->state(1));
@@ -463,7 +449,7 @@ TEST_F(CascadeSupervisor, HoldStopsTheLoopsAboveABadInput)
     supervise(SBadInputReaction::Hold);
     step();
     const double integral = outer->integralControlValue();
-    judge.bad = {1};
+    check.bad = {1};
     for (int i = 0; i < 10; ++i) {
         step();
     }
@@ -475,11 +461,11 @@ TEST_F(CascadeSupervisor, DisableStopsTheLoopsBelowABadInputAsWell)
 {
     supervise(SBadInputReaction::Disable);
     step();
-    judge.bad = {0};
+    check.bad = {0};
     step();
     EXPECT_EQ(-5.0, inner->readSetpoint());
     EXPECT_THAT(output->written, ElementsAre(6.0, -7.0));
-    judge.bad.clear();
+    check.bad.clear();
     step();
     EXPECT_THAT(output->written, ElementsAre(6.0, -7.0)) << "the first step gives what is there";
 }
@@ -488,7 +474,7 @@ TEST_F(CascadeSupervisor, WriteWritesToTheInnermostOutput)
 {
     supervise(SBadInputReaction::Write, 33);
     step();
-    judge.bad = {0};
+    check.bad = {0};
     step();
     EXPECT_EQ(4.0, inner->readSetpoint());
     EXPECT_THAT(output->written, ElementsAre(6.0, 33.0));
@@ -499,7 +485,7 @@ TEST_F(CascadeSupervisor, InputOfALoopInManualModeDoesNotCount)
     supervise(SBadInputReaction::Disable);
     outer->writeFixedControlValue(4);
     outer->setManualMode(true);
-    judge.bad = {0};
+    check.bad = {0};
     step();
     EXPECT_THAT(output->written, ElementsAre(6.0)) << "the inner loop controls to the manual set point";
     EXPECT_EQ(ILoopSupervision::Idle, supervisor->state(0));

@@ -9,6 +9,7 @@
 #include "driver/local/controller/controlloopoutput/LoopOutFactory.h"
 #include "driver/local/LocalControllerChannel.h"
 #include "driver/local/LocalFactoriesRegistration.h"
+#include "driver/local/LoopGraph.h"
 #include "platform/rivlink_core/Environment.h"
 #include "platform/rivlink_device/AnalogInChannel.h"
 #include "tests/support/FakeDeviceChannels.h"
@@ -354,6 +355,15 @@ private:
 
 INSTANTIATE_TEST_SUITE_P(Local, TypeDescriptions, testing::ValuesIn(concreteTypeNames()), testName);
 
+/// The same for the loops alone.
+class LoopTypeDescriptions : public TypeDescriptions
+{};
+
+INSTANTIATE_TEST_SUITE_P(Local, LoopTypeDescriptions,
+                         testing::Values("Rvl::CPIDControlLoop", "Rvl::CTwoLevelControlLoop",
+                                         "Rvl::CConditionalControlLoop"),
+                         testName);
+
 TEST(TypeDescriptionsFile, DescribesExactlyTheTypesThatAreRegistered)
 {
     CEnvironment& environment = *CEnvironment::getInstance();
@@ -432,6 +442,33 @@ TEST(TypeDescriptionsFile, IsWellFormed)
             }
         }
     }
+}
+
+TEST_P(LoopTypeDescriptions, NumbersOfTheParameterSetAreTheLoopsParameters)
+{
+    ptree loop = minimal();
+    std::vector<std::pair<std::string, double>> expected;
+    for (const json& key : description().at("keys")) {
+        const std::string path = key.at("path");
+        if (key.at("type") == "real" || key.at("type") == "integer") {
+            const int value = 100 + static_cast<int>(expected.size());
+            loop.put(path, value);
+            expected.emplace_back(path.substr(path.rfind('.') + 1), value);
+        }
+    }
+    ASSERT_FALSE(expected.empty());
+    ptree tree;
+    tree.put("<xmlattr>.Name", "Controller");
+    tree.put_child("ControlLoop", loop);
+    auto& factories = CEnvironment::getInstance()->getIoChannellFactoryRegistry();
+    const std::unique_ptr<Rvl::IIoChannelInterface> channel(
+        factories.get("Rvl::CLocalControllerChannel")->createObject(tree));
+    const Rvl::CLoopGraph graph(dynamic_cast<CLocalControllerChannel&>(*channel));
+    std::vector<std::pair<std::string, double>> found;
+    for (const auto& value : graph.parameters(0).values) {
+        found.emplace_back(value.key, value.value);
+    }
+    EXPECT_EQ(expected, found) << "each under its key, in the order of the description";
 }
 
 TEST_P(TypeDescriptions, MinimalConfigurationBuilds)

@@ -52,7 +52,7 @@ const std::vector<std::string> completeJournal{"bus FakeBus init",
                                                "controller Vessel disable",
                                                "output Heater = 7",
                                                "controller Vessel stopped",
-                                               "observation of Vessel destroyed",
+                                               "loops of Vessel destroyed",
                                                "controller Vessel destroyed",
                                                "device Bench disconnect, last output 7",
                                                "output Heater destroyed",
@@ -155,10 +155,10 @@ TEST_F(RunCommandTest, BuildingThatFailsHalfWayDrivesNothing)
     EXPECT_EQ(result.exitCode, 78);
     EXPECT_EQ(result.err, folder.file("c.xml") + ":7: /Configuration/Channels/Channel[4]: cannot be built: "
                                                  "failing at setProperties as told\n");
-    EXPECT_EQ(journal(),
-              (std::vector<std::string>{"controller Second destroyed", "controller Vessel destroyed",
-                                        "output Heater destroyed", "input Temperature destroyed",
-                                        "device Bench destroyed", "bus FakeBus destroyed"}));
+    EXPECT_EQ(journal(), (std::vector<std::string>{"controller Second destroyed", "loops of Vessel destroyed",
+                                                   "controller Vessel destroyed", "output Heater destroyed",
+                                                   "input Temperature destroyed", "device Bench destroyed",
+                                                   "bus FakeBus destroyed"}));
 }
 
 TEST_F(RunCommandTest, OneLinePerSecondShowsEveryController)

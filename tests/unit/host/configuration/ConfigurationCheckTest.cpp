@@ -74,7 +74,8 @@ TEST(ConfigurationCheckTest, DrivesNothing)
               0);
     // it was built, and it was destroyed; nothing else happened to it
     EXPECT_EQ(linesOf(readFile(temporary.file("journal"))),
-              (std::vector<std::string>{"controller Spare destroyed", "controller Vessel destroyed",
+              (std::vector<std::string>{"loops of Spare destroyed", "controller Spare destroyed",
+                                        "loops of Vessel destroyed", "controller Vessel destroyed",
                                         "output Fan destroyed", "output Heater destroyed",
                                         "input Temperature destroyed", "device Bench destroyed",
                                         "bus Wire destroyed", "bus FakeBus destroyed"}));

@@ -48,7 +48,8 @@ TEST(PluginLoaderTest, PluginFilesItsFactoriesAndLeavesNothingBehind)
                 environment.getIoChannellFactoryRegistry().names(),
                 (std::vector<std::string>{"Rvl::CFakeController", "Rvl::CFakeInput", "Rvl::CFakeOutput"}));
             EXPECT_EQ(environment.busRegistry().names(), (std::vector<std::string>{"FakeBus"}));
-            EXPECT_EQ(loader.loopObservers().size(), 1U);
+            ASSERT_EQ(loader.loops().size(), 1U);
+            EXPECT_EQ(loader.loops()[0]->version, SLoops::currentVersion);
             EXPECT_NE(catalogue.find("Rvl::CFakeLoop"), nullptr);
         }
         EXPECT_EQ(environment.getIoChannellFactoryRegistry().size(), 0U);
@@ -61,7 +62,7 @@ TEST(PluginLoaderTest, BrokenPluginIsNamed)
 {
     EXPECT_EQ(loadFailure("rivlink_fke", false),
               "plug-in \"rivlink_fke\" is not in the plug-in path; expected one of "
-              "broken_no_library, broken_throwing, broken_without_entry, "
+              "broken_loops_version, broken_no_library, broken_throwing, broken_without_entry, "
               "rivlink_fake (did you mean \"rivlink_fake\"?)");
     EXPECT_EQ(loadFailure("broken_throwing", true),
               "plug-in \"broken_throwing\" failed to register: the dongle is "
@@ -70,6 +71,10 @@ TEST(PluginLoaderTest, BrokenPluginIsNamed)
         loadFailure("broken_without_entry", true),
         "\"broken_without_entry\" is no plug-in: it connects nothing to the environment; expected a library "
         "that connects to registerFactories when it is loaded");
+    EXPECT_EQ(
+        loadFailure("broken_loops_version", true),
+        "plug-in \"broken_loops_version\" offers its loops in version 2; expected version 1, as a plug-in "
+        "has that is built with this program");
     EXPECT_EQ(loadFailure("broken_undescribed", true),
               "plug-in \"broken_undescribed\" does not describe its types; expected "
               "broken_undescribed.types.json beside its library");
@@ -119,8 +124,8 @@ TEST_P(BrokenPlugin, LeavesNothingDriven)
 }
 
 INSTANTIATE_TEST_SUITE_P(All, BrokenPlugin,
-                         testing::Values("broken_no_library", "broken_throwing", "broken_without_entry",
-                                         "broken_undescribed"));
+                         testing::Values("broken_loops_version", "broken_no_library", "broken_throwing",
+                                         "broken_without_entry", "broken_undescribed"));
 
 TEST(PluginLoaderTest, MissingPluginIsAFaultOfTheConfiguration)
 {

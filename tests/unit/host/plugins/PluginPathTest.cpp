@@ -25,8 +25,8 @@ TEST(PluginPathTest, FirstFolderWithThePluginIsTaken)
 TEST(PluginPathTest, PluginsAreLibrariesWithADescription)
 {
     EXPECT_EQ(CPluginPath({RIVLINK_TEST_PLUGIN_DIRECTORY, "no/such/folder"}).plugins(),
-              (std::vector<std::string>{"broken_no_library", "broken_throwing", "broken_without_entry",
-                                        "rivlink_fake"}));
+              (std::vector<std::string>{"broken_loops_version", "broken_no_library", "broken_throwing",
+                                        "broken_without_entry", "rivlink_fake"}));
 }
 
 TEST(PluginPathTest, EnvironmentComesAfterTheCommandLine)

@@ -31,42 +31,56 @@ public:
     std::chrono::system_clock::time_point calendar;
 };
 
-/// Stands for the loops of a channel: asks the judge when the test says so.
-struct FakeSupervision : ILoopSupervision
+/// What a supervision is given, and what it says.
+struct SFakeLoops
 {
-    std::size_t loopCount() const override { return channels.size(); }
-    IIoChannelInterface* inputChannel(std::size_t loop) const override { return channels.at(loop); }
-    eState state(std::size_t loop) const override { return states.at(loop); }
-
-    static inline const IInputCheck* judge = nullptr;
-    static inline SBadInputReaction reaction;
-    static inline std::vector<IIoChannelInterface*> channels;
-    static inline std::vector<eState> states;
+    const IInputCheck* check = nullptr;
+    SBadInputReaction reaction;
+    std::vector<IIoChannelInterface*> channels;
+    std::vector<ILoopSupervision::eState> states;
+    bool refuses = false;
 };
 
-ILoopSupervision* supervise(IIoChannelInterface&, const IInputCheck& judge, const SBadInputReaction& reaction)
+class FakeSupervision : public ILoopSupervision
 {
-    FakeSupervision::judge = &judge;
-    FakeSupervision::reaction = reaction;
-    return new FakeSupervision;
-}
+public:
+    explicit FakeSupervision(const SFakeLoops& loops) : loops_(loops) {}
+    eState state(std::size_t loop) const override { return loops_.states.at(loop); }
 
-ILoopSupervision* refuse(IIoChannelInterface&, const IInputCheck&, const SBadInputReaction&)
+private:
+    const SFakeLoops& loops_;
+};
+
+class FakeGraph : public ILoopGraph, public SFakeLoops
 {
-    return nullptr;
-}
+public:
+    std::size_t loopCount() const override { return channels.size(); }
+    SLoopStatus status(std::size_t) const override { return {}; }
+    IIoChannelInterface* inputChannel(std::size_t loop) const override { return channels.at(loop); }
+    SLoopParameters parameters(std::size_t) const override { return {}; }
+    void setParameters(std::size_t, const std::vector<SLoopParameters::SValue>&) override {}
+    SLoopMemory save(std::size_t) const override { return {}; }
+    void restore(std::size_t, const SLoopMemory&) override {}
+    std::unique_ptr<ILoopSupervision> supervise(const IInputCheck& inputCheck,
+                                                const SBadInputReaction& badInput) override
+    {
+        check = &inputCheck;
+        reaction = badInput;
+        return refuses ? nullptr : std::make_unique<FakeSupervision>(*this);
+    }
+};
 
 class InputSupervisionTest : public testing::Test
 {
 protected:
     InputSupervisionTest()
     {
-        FakeSupervision::channels = {&outer, &inner};
-        FakeSupervision::states = {ILoopSupervision::Calculating, ILoopSupervision::Calculating};
+        graph.channels = {&outer, &inner};
+        graph.states = {ILoopSupervision::Calculating, ILoopSupervision::Calculating};
         policy.maximumAge = milliseconds(500);
     }
-    void begin() { supervision = CInputSupervision::begin(controller, policy, {&refuse, &supervise}); }
-    bool isGood(std::size_t loop) { return FakeSupervision::judge->isGoodInput(loop); }
+    void begin() { supervision = CInputSupervision::begin(graph, policy); }
+    bool isGood(std::size_t loop) { return graph.check->isGoodInput(loop); }
     void publishBoth(double value)
     {
         outer.publishValue(value);
@@ -74,10 +88,10 @@ protected:
     }
 
     TestTimeline clock;
-    CAnalogInChannel controller{"Controller"};
     CAnalogInChannel outer{"Outer"};
     CAnalogInChannel inner{"Inner"};
     SBadInputPolicy policy;
+    FakeGraph graph;
     std::unique_ptr<CInputSupervision> supervision;
 };
 
@@ -135,14 +149,14 @@ TEST_F(InputSupervisionTest, NotANumberAndInfinityAreBadUnlessAllowed)
     for (const double bad : {std::nan(""), infinity, -infinity}) {
         publishBoth(bad);
         EXPECT_FALSE(isGood(0)) << bad;
-        EXPECT_FALSE(FakeSupervision::judge->isGoodValue(bad)) << bad;
+        EXPECT_FALSE(graph.check->isGoodValue(bad)) << bad;
     }
-    EXPECT_TRUE(FakeSupervision::judge->isGoodValue(1e308));
+    EXPECT_TRUE(graph.check->isGoodValue(1e308));
     policy.refuseNotFinite = false;
     begin();
     publishBoth(std::nan(""));
     EXPECT_TRUE(isGood(0));
-    EXPECT_TRUE(FakeSupervision::judge->isGoodValue(infinity));
+    EXPECT_TRUE(graph.check->isGoodValue(infinity));
 }
 
 TEST_F(InputSupervisionTest, FaultyChannelIsBadUntilItTellsANewValue)
@@ -184,7 +198,7 @@ TEST_F(InputSupervisionTest, WithoutAGreatestAgeNoValueIsTooOld)
 
 TEST_F(InputSupervisionTest, LoopThatReadsNoChannelIsGood)
 {
-    FakeSupervision::channels = {nullptr, &inner};
+    graph.channels = {nullptr, &inner};
     begin();
     EXPECT_TRUE(isGood(0));
     EXPECT_FALSE(isGood(1));
@@ -194,19 +208,19 @@ TEST_F(InputSupervisionTest, ReactionIsHandedToTheLoops)
 {
     policy.reaction = {SBadInputReaction::Write, 12.0};
     begin();
-    EXPECT_EQ(SBadInputReaction::Write, FakeSupervision::reaction.action);
-    EXPECT_EQ(12.0, FakeSupervision::reaction.value);
+    EXPECT_EQ(SBadInputReaction::Write, graph.reaction.action);
+    EXPECT_EQ(12.0, graph.reaction.value);
 }
 
 TEST_F(InputSupervisionTest, StateNamesTheOutermostBadChannelAndWhatIsDone)
 {
     policy.reaction = {SBadInputReaction::Write, 12.5};
     begin();
-    FakeSupervision::states = {ILoopSupervision::Waiting, ILoopSupervision::Waiting};
+    graph.states = {ILoopSupervision::Waiting, ILoopSupervision::Waiting};
     EXPECT_EQ("bad input: Outer: no value yet; waiting for it", supervision->state());
     publishBoth(1.0);
     EXPECT_EQ("", supervision->state());
-    FakeSupervision::states = {ILoopSupervision::Acting, ILoopSupervision::Acting};
+    graph.states = {ILoopSupervision::Acting, ILoopSupervision::Acting};
     EXPECT_EQ("bad input: over; 12.5 written until the next step", supervision->state());
     inner.publishValue(infinity);
     EXPECT_EQ("bad input: Inner: not a finite number; 12.5 written", supervision->state());
@@ -214,7 +228,7 @@ TEST_F(InputSupervisionTest, StateNamesTheOutermostBadChannelAndWhatIsDone)
     clock.now += milliseconds(501);
     inner.publishValue(1.0);
     EXPECT_EQ("bad input: Outer: no new value for more than 500 ms; 12.5 written", supervision->state());
-    FakeSupervision::states = {ILoopSupervision::Idle, ILoopSupervision::Calculating};
+    graph.states = {ILoopSupervision::Idle, ILoopSupervision::Calculating};
     EXPECT_EQ("bad input: Outer: no new value for more than 500 ms; manual mode goes on",
               supervision->state());
 }
@@ -222,19 +236,19 @@ TEST_F(InputSupervisionTest, StateNamesTheOutermostBadChannelAndWhatIsDone)
 TEST_F(InputSupervisionTest, DisablesOnlyWithThatActionAndWhileItActs)
 {
     begin();
-    FakeSupervision::states = {ILoopSupervision::Calculating, ILoopSupervision::Acting};
+    graph.states = {ILoopSupervision::Calculating, ILoopSupervision::Acting};
     EXPECT_FALSE(supervision->disables());
     policy.reaction.action = SBadInputReaction::Disable;
     begin();
     EXPECT_TRUE(supervision->disables());
-    FakeSupervision::states = {ILoopSupervision::Waiting, ILoopSupervision::Idle};
+    graph.states = {ILoopSupervision::Waiting, ILoopSupervision::Idle};
     EXPECT_FALSE(supervision->disables());
 }
 
-TEST_F(InputSupervisionTest, NobodyToSuperviseMeansNoSupervision)
+TEST_F(InputSupervisionTest, LoopsThatCannotBeSupervisedHaveNoSupervision)
 {
-    EXPECT_FALSE(CInputSupervision::begin(controller, policy, {&refuse}));
-    EXPECT_FALSE(CInputSupervision::begin(controller, policy, {}));
+    graph.refuses = true;
+    EXPECT_FALSE(CInputSupervision::begin(graph, policy));
 }
 
 TEST_F(InputSupervisionTest, EndedSupervisionListensNoLonger)

@@ -144,7 +144,7 @@ TEST(SessionTest, BadInputThatNoPlugInCanSeeToIsAFault)
     plugins.registerFactories();
     catalogue.resolve();
     CFaultList faults;
-    session.build(faults, {plugins.loopSupervisors(), plugins.loopRearmers()});
+    session.build(faults, {plugins.loops(), plugins.loopRearmers()});
     EXPECT_EQ(faults.report("c.xml"),
               "c.xml:4: /Configuration/Channels/Channel[1]/BadInput: cannot be carried out: no plug-in "
               "supervises the loops of this channel; expected no BadInput\n");

@@ -7,7 +7,7 @@
 #include "driver/local/controller/controlloopinput/AnalogChannelLoopIn.h"
 #include "driver/local/controller/controlloopoutput/AnalogChannelLoopOut.h"
 #include "driver/local/LocalControllerChannel.h"
-#include "driver/local/LoopMonitor.h"
+#include "driver/local/LoopGraph.h"
 #include "platform/rivlink_device/AnalogInChannel.h"
 #include "platform/rivlink_device/AnalogOutChannel.h"
 
@@ -297,8 +297,7 @@ TEST(LoopAllocation, PeriodOfAnObservedChannelOverDevicesNeedsNoMemory)
     loop->writeSetpoint(10.0);
     loop->addActualValueListener(&listener);
     CLocalControllerChannel channel("controller", loop);
-    const std::unique_ptr<ILoopObservation> observation(rivlinkObserveLoops(channel));
-    ASSERT_TRUE(observation);
+    const CLoopGraph graph(channel);
     channel.setEnabled(true);
     ASSERT_TRUE(listener.stepsReach(10));
     const double driven = actuator.driven;

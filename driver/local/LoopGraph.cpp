@@ -1,0 +1,78 @@
+#include "driver/local/LoopGraph.h"
+
+#include "driver/local/controller/common/ControlLoop.h"
+#include "driver/local/controller/controlloopinput/AnalogChannelLoopIn.h"
+#include "driver/local/LocalControllerChannel.h"
+#include "driver/local/LoopCascade.h"
+#include "driver/local/LoopMemory.h"
+#include "driver/local/LoopParameters.h"
+#include "driver/local/LoopSupervisor.h"
+#include "driver/local/LoopTimeline.h"
+#include "platform/rivlink_device/AnalogInChannel.h"
+
+namespace Rvl {
+
+namespace {
+
+ILoopGraph* graphOf(IIoChannelInterface& channel)
+{
+    auto* const local = dynamic_cast<CLocalControllerChannel*>(&channel);
+    return local ? new CLoopGraph(*local) : nullptr;
+}
+
+} // namespace
+
+CLoopGraph::CLoopGraph(CLocalControllerChannel& channel)
+    : loops_(loopsFrom(channel.controlLoop())), monitor_(channel)
+{}
+
+std::size_t CLoopGraph::loopCount() const
+{
+    return loops_.size();
+}
+
+SLoopStatus CLoopGraph::status(std::size_t loop) const
+{
+    return monitor_.status(loop);
+}
+
+IIoChannelInterface* CLoopGraph::inputChannel(std::size_t loop) const
+{
+    const auto input = loops_.at(loop)->inputElement();
+    const auto* const analog = dynamic_cast<const CAnalogChannelLoopIn*>(input.get());
+    return analog ? analog->analogInputChannel() : nullptr;
+}
+
+SLoopParameters CLoopGraph::parameters(std::size_t loop) const
+{
+    return loopParameters(*loops_.at(loop));
+}
+
+void CLoopGraph::setParameters(std::size_t loop, const std::vector<SLoopParameters::SValue>& values)
+{
+    changeLoopParameters(*loops_.at(loop), values);
+}
+
+SLoopMemory CLoopGraph::save(std::size_t loop) const
+{
+    return loopMemory(*loops_.at(loop));
+}
+
+void CLoopGraph::restore(std::size_t loop, const SLoopMemory& memory)
+{
+    restoreLoopMemory(*loops_.at(loop), memory);
+}
+
+std::unique_ptr<ILoopSupervision> CLoopGraph::supervise(const IInputCheck& check,
+                                                        const SBadInputReaction& reaction)
+{
+    return std::make_unique<CLoopSupervisor>(loops_, check, reaction);
+}
+
+} // namespace Rvl
+
+const Rvl::SLoops* rivlinkLoops()
+{
+    static const Rvl::SLoops loops{Rvl::SLoops::currentVersion, &Rvl::graphOf, &Rvl::setLoopTimeline};
+    return &loops;
+}
