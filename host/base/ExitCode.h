@@ -2,10 +2,10 @@
 
 namespace Rvl {
 
-/// What the program's exit status tells.
+/// The program's exit status.
 enum eExitCode
 {
-    ExitDone = 0,              ///< everything asked for was done
+    ExitDone = 0,              ///< completed
     ExitFailure = 1,           ///< something failed at run time: a device, a plug-in, a file
     ExitUsage = 64,            ///< the command line is wrong
     ExitBadData = 65,          ///< the configuration file is not well-formed XML

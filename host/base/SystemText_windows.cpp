@@ -12,7 +12,7 @@ namespace Rvl {
 
 namespace {
 
-/// Half of a pair of surrogates, which no UTF-8 can tell, becomes the replacement character.
+/// Half of a pair of surrogates, which UTF-8 cannot represent, becomes the replacement character.
 std::string utf8(const wchar_t* text)
 {
     const int size = WideCharToMultiByte(CP_UTF8, 0, text, -1, nullptr, 0, nullptr, nullptr);

@@ -14,7 +14,7 @@ std::string CLiveTable::draw(const std::vector<SControllerState>& states, const 
                    shortText(state.controlValue), state.unit, state.state});
     }
     std::vector<std::string> lines = table.lines();
-    // the cursor cannot be moved above the window's first line, and stands below the table
+    // the cursor, which is below the table, cannot be moved above the window's first line
     if (lines.size() + 1 > terminal.height && terminal.height > 2) {
         const std::size_t shown = terminal.height - 2;
         const std::string rest = "... and " + std::to_string(lines.size() - shown) + " more";

@@ -10,13 +10,13 @@
 
 namespace Rvl {
 
-/// Shows the controllers on a terminal as a table that stays in its place.
+/// Shows the controllers on a terminal as a table that is redrawn in place.
 class CLiveTable
 {
 public:
-    /// What draws the table, over the one drawn before, when a terminal is given it. Lines are cut at the
-    /// terminal's width, as one that it breaks in two would shift the table; lines for which it has no room
-    /// are counted instead.
+    /// The text, with escape sequences, that draws the table over the one drawn before. Lines are cut at the
+    /// terminal's width, as a wrapped line would shift the table; lines that do not fit into its height are
+    /// counted instead.
     std::string draw(const std::vector<SControllerState>& states, const STerminalSize& terminal);
 
 private:

@@ -17,8 +17,8 @@ struct SObservedLoops
     std::vector<SLoopStatus> loops; ///< the outermost first
 };
 
-/// What a run came to: how its loops kept their time, how each controller stood in the end, and how long the
-/// first step of a loop took from the start of the program, if there was one.
+/// The summary of a run: the timing of its loops, the final state of each controller, and the time from the
+/// program's start to the first step of a loop, if there was one.
 std::string summary(const std::vector<SObservedLoops>& observed, const std::vector<SControllerState>& states,
                     std::optional<std::chrono::microseconds> untilFirstStep);
 

@@ -25,7 +25,7 @@ CPluginLoader::CPluginLoader(const CPluginPath& path, CTypeCatalogue& catalogue)
 
 CPluginLoader::~CPluginLoader()
 {
-    // slots and factories are code of the plug-ins
+    // slots and factories consist of the plug-ins' code
     CEnvironment::getInstance()->releasePlugins();
     while (!plugins_.empty()) {
         plugins_.pop_back();
@@ -58,14 +58,14 @@ void CPluginLoader::load(const std::string& plugin, const std::filesystem::path&
     catalogue_.addFile(descriptions);
 
     auto& signal = CEnvironment::getInstance()->registerFactories();
-    // runs ahead of the plug-in's own slots, so that a failure can be laid at the right door
+    // runs before the plug-in's own slots, so that a failure is attributed to the right plug-in
     signal.connect([registering = registering_, plugin] { *registering = plugin; });
     const std::size_t slots = signal.num_slots();
 
     auto loaded = std::make_unique<SPlugin>();
     loaded->name = plugin;
     try {
-        // on Windows a path may begin at the root of whatever drive, which Boost takes for a relative one
+        // on Windows a path may begin at the root of the current drive, which Boost takes for a relative path
         loaded->library.load(boost::filesystem::path(std::filesystem::absolute(library).native()),
                              boost::dll::load_mode::rtld_now);
     } catch (const std::exception& exception) {

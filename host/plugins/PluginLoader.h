@@ -13,7 +13,7 @@
 
 namespace Rvl {
 
-/// A plug-in could not be had. The message names it.
+/// A plug-in could not be loaded. The message names it.
 class CPluginException : public CHostException
 {
 public:
@@ -22,7 +22,7 @@ public:
     {}
 
     const std::string& plugin() const { return plugin_; }
-    /// False if there is no such plug-in, true if there is one that does not work.
+    /// False if there is no such plug-in, true if it was found but failed to load.
     bool found() const { return found_; }
 
 private:
@@ -30,8 +30,8 @@ private:
     bool found_;
 };
 
-/// Loads plug-ins, lets them file their factories with the environment, and in the end makes the environment
-/// forget them and unloads them. Whatever they built must be gone by then.
+/// Loads plug-ins and lets them register their factories with the environment; its destructor removes these
+/// and unloads the plug-ins. Every object of theirs must have been destroyed by then.
 class CPluginLoader
 {
 public:
@@ -42,7 +42,7 @@ public:
     CPluginLoader& operator=(const CPluginLoader&) = delete;
 
     /// Loads a plug-in from the path, or from `file` if that is not empty, and adds its descriptions to the
-    /// catalogue. Throws CPluginException if it is not there, is no library, lacks its descriptions,
+    /// catalogue. Throws CPluginException if it does not exist, is no library, lacks its descriptions,
     /// connects nothing to the environment's registerFactories, or offers its loops in another version than
     /// SLoops::currentVersion.
     void load(const std::string& plugin, const std::filesystem::path& file = {});

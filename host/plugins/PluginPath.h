@@ -7,7 +7,7 @@
 
 namespace Rvl {
 
-/// The folders in which plug-ins are looked for, in their order.
+/// The folders that are searched for plug-ins, in their order.
 class CPluginPath
 {
 public:

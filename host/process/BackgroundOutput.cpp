@@ -61,12 +61,13 @@ void CBackgroundOutput::work(SState& state)
         std::string text;
         text.swap(state.waiting);
         if (state.leftOut > 0) {
-            text += "(" + std::to_string(state.leftOut) + " more left out here, as nobody read them)\n";
+            text.append("(").append(std::to_string(state.leftOut));
+            text.append(" more left out here, as the output was not read)\n");
             state.leftOut = 0;
         }
         state.writing = true;
         lock.unlock();
-        state.stream.clear(); // of the failure to reach a reader who has gone
+        state.stream.clear(); // of the failure to write to a closed pipe
         state.stream << text << std::flush;
         lock.lock();
         state.writing = false;

@@ -4,15 +4,15 @@
 
 namespace Rvl {
 
-/// Lets this process open as many files at once as the system allows it at most, which is usually far more
-/// than a process may open without asking: every controller's event loop takes three. Nothing needs to be
-/// asked for on Windows.
+/// Raises this process's limit of open files to the most that the system allows (RLIMIT_NOFILE), usually far
+/// above the default: every controller's event loop takes three. Does nothing on Windows, which has no such
+/// limit.
 void raiseDescriptorLimit();
 
-/// How many files this process may open at once; 0 if the system sets no such limit.
+/// How many files this process may have open at once; 0 if the system sets no limit.
 unsigned long long descriptorLimit();
 
-/// Whether this process may open so many files more. Always true on Windows.
+/// Whether this process can open `count` more files. Always true on Windows.
 bool canOpenFiles(std::size_t count);
 
 } // namespace Rvl

@@ -14,7 +14,7 @@ void raiseDescriptorLimit()
     rlimit limit{};
     if (getrlimit(RLIMIT_NOFILE, &limit) == 0 && limit.rlim_cur < limit.rlim_max) {
         limit.rlim_cur = limit.rlim_max;
-        setrlimit(RLIMIT_NOFILE, &limit); // without it a smaller configuration still runs
+        setrlimit(RLIMIT_NOFILE, &limit); // a failure is no error: small configurations run with the default
     }
 }
 
@@ -26,7 +26,7 @@ unsigned long long descriptorLimit()
 
 bool canOpenFiles(std::size_t count)
 {
-    // only opening them tells: the whole system has a limit, too
+    // found out by opening them, as the system as a whole has a limit as well
     std::vector<int> opened;
     while (opened.size() < count) {
         const int file =

@@ -2,8 +2,8 @@
 
 namespace Rvl {
 
-/// Ends the process with nothing destroyed or written any more: for when one of its threads is held up by
-/// somebody else, perhaps for ever, and the usual end would wait for it.
+/// Ends the process at once: no destructor runs and nothing is flushed. For a process with a hung call, for
+/// which the usual end would wait without limit.
 [[noreturn]] void exitWithoutCleanup(int exitCode);
 
 } // namespace Rvl

@@ -8,7 +8,8 @@ namespace Rvl {
 
 void exitWithoutCleanup(int exitCode)
 {
-    // any milder end has libraries destroy their objects, with all other threads gone, locks held or not
+    // ExitProcess() and _exit() let libraries destroy their objects after all other threads were ended,
+    // perhaps with locks held
     TerminateProcess(GetCurrentProcess(), static_cast<UINT>(exitCode));
     std::_Exit(exitCode);
 }

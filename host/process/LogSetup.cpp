@@ -46,10 +46,10 @@ private:
     CBackgroundOutput* output_ = nullptr;
 };
 
-/// That of the last setUpLogging(); the root logger's.
+/// The root logger's, set by the last setUpLogging().
 CErrorAppender* errorAppender = nullptr;
 
-/// Waits for records that are just being written.
+/// Returns after records that are being written.
 void setOutputOfLog(CBackgroundOutput* output)
 {
     if (errorAppender) {

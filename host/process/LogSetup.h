@@ -7,17 +7,17 @@
 
 namespace Rvl {
 
-/// The names of the log levels, from the most talkative to "off".
+/// The names of the log levels, from the most verbose to "off".
 const std::vector<std::string>& logLevels();
 
-/// Sends log records of this level and above to standard error, as "TIME LEVEL [LOGGER] MESSAGE". To be
-/// called before anything is logged.
+/// Sends log records of this level and above to standard error, as "TIME LEVEL [LOGGER] MESSAGE". Must be
+/// called before anything is logged. The level is one of logLevels().
 void setUpLogging(const std::string& level);
 
 class CBackgroundOutput;
 
-/// Has the log records of setUpLogging() go to this output for as long as it lives: standard error may be
-/// something that nobody reads, and a loop that logs would wait for it.
+/// Redirects the log records of setUpLogging() to an output in the background during its lifetime, so that a
+/// loop that logs is not blocked by a standard error that is not read.
 class CBackgroundLog
 {
 public:
@@ -28,7 +28,7 @@ public:
     CBackgroundLog& operator=(const CBackgroundLog&) = delete;
 };
 
-/// Keeps one logger quiet for as long as it lives, unless somebody asked for debug or trace records.
+/// Switches one logger off during its lifetime, unless the log level is debug or trace.
 class CLogSilence
 {
 public:

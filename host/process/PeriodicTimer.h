@@ -10,8 +10,8 @@
 
 namespace Rvl {
 
-/// Calls a function on an event loop, at once and then every `interval`, without drift: calls that were
-/// missed while the loop was held up are left out. Ends with the object, or when the function returns false.
+/// Calls a function on an event loop, at once and then every `interval`, without drift: calls missed while
+/// the event loop was blocked are skipped. Ends with the object, or when the function returns false.
 class CPeriodicTimer
 {
 public:

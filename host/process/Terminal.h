@@ -5,8 +5,8 @@
 
 namespace Rvl {
 
-/// The console that the program was started in, on Windows: it takes UTF-8 while the object lives, and is
-/// left as it was found, with what setUpTerminal() changed. Other systems have nothing to change.
+/// The console in which the program was started, on Windows: set to UTF-8 during the object's lifetime and
+/// restored at its end, including the changes of setUpTerminal(). Does nothing on other systems.
 class CConsole
 {
 public:
@@ -20,15 +20,15 @@ private:
     std::unique_ptr<Private> private_;
 };
 
-/// Has the system tell the program of what fails, instead of asking the user in a window (Windows, of a
-/// library that is broken, say): nobody may be there to answer, and loops would wait.
+/// Makes system errors, such as a broken library, fail the call instead of opening a dialog (Windows): a
+/// dialog on an unattended machine would block the loops. Does nothing on other systems.
 void suppressErrorDialogs();
 
-/// Prepares standard output for what a live table needs (on systems that must be asked for it), and tells
-/// whether it is a terminal at all.
+/// Enables the escape sequences that a live table needs, where the system requires that (Windows). Returns
+/// false if standard output is no terminal.
 bool setUpTerminal();
 
-/// What a terminal's window holds.
+/// The size of a terminal's window.
 struct STerminalSize
 {
     std::size_t width;  ///< characters in a line
@@ -38,11 +38,11 @@ struct STerminalSize
 /// What terminalSize() returns where the size is unknown.
 constexpr STerminalSize defaultTerminalSize{80, 24};
 
-/// The size of the terminal's window.
+/// The size of the window of the terminal at standard output.
 STerminalSize terminalSize();
 
-/// Keeps the process alive when whoever reads its output goes away, or a file reaches the size that it may
-/// have: writing then fails, as to a full disk, instead of ending the process with its actuators driven.
+/// Ignores SIGPIPE and SIGXFSZ: writing to a closed pipe or beyond a file's size limit then fails like
+/// writing to a full disk, instead of ending the process with its actuators driven. Does nothing on Windows.
 void ignoreWriteSignals();
 
 } // namespace Rvl

@@ -32,7 +32,7 @@ STerminalSize terminalSize()
 void ignoreWriteSignals()
 {
     std::signal(SIGPIPE, SIG_IGN);
-    std::signal(SIGXFSZ, SIG_IGN); // a file that may not grow any further
+    std::signal(SIGXFSZ, SIG_IGN); // file size limit exceeded
 }
 
 } // namespace Rvl

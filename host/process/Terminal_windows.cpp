@@ -11,7 +11,7 @@ struct CConsole::Private
     HANDLE output = GetStdHandle(STD_OUTPUT_HANDLE);
     UINT codePage = GetConsoleOutputCP(); ///< 0 without a console
     DWORD mode = 0;
-    bool isOutput = GetConsoleMode(output, &mode) != 0; ///< and not redirected
+    bool isOutput = GetConsoleMode(output, &mode) != 0; ///< standard output is a console
 };
 
 CConsole::CConsole() : private_(std::make_unique<Private>())

@@ -7,26 +7,26 @@
 
 namespace Rvl {
 
-/// Turns the wish of the system or the user to end the process into a call, while the object lives: SIGINT,
-/// SIGTERM and SIGHUP, or Ctrl-C, Ctrl-Break, the closing of the console, the logging off of its user, the
-/// shutting down of the system and the closing of the process's windows.
-/// What whoever started the process had it ignore stays ignored. Nothing of these then ends the process: that
-/// is left to whoever is called. A system that ends a process as soon as it has taken note (Windows after all
-/// but Ctrl-C and Ctrl-Break) is made to wait for the process's own end, as far as it waits at all. Once the
-/// object is gone the process is on its way out: who asks again has been heard, and changes nothing. One at a
-/// time in a process.
+/// Turns requests to end the process into calls during the object's lifetime: SIGINT, SIGTERM and SIGHUP, or
+/// on Windows Ctrl-C, Ctrl-Break, the closing of the console or of the process's windows, log-off and system
+/// shut-down. None of them ends the process by itself then; that is left to the callback.
+///
+/// Signals that are ignored when the process starts stay ignored. Windows ends a process as soon as its
+/// handler for any event but Ctrl-C and Ctrl-Break returns: the handler blocks until the process ends, within
+/// the time that the system grants. After the object's end further requests are ignored: the process is
+/// shutting down. At most one object at a time.
 class CTerminationSignals
 {
 public:
-    /// Makes each call on the thread that runs `context`.
+    /// `call` runs on the thread that runs `context`, once for each request.
     CTerminationSignals(boost::asio::io_context& context, std::function<void()> call);
     ~CTerminationSignals();
     CTerminationSignals(const CTerminationSignals&) = delete;
     CTerminationSignals& operator=(const CTerminationSignals&) = delete;
 
-    /// Has whoever asks before there is the first object end the process on the spot. Without that Windows
-    /// has all libraries take their leave, with all threads but one gone, which may wait for ever for a lock
-    /// that one of these held. Elsewhere the system does just so.
+    /// Makes requests before the first object end the process at once. By default Windows ends all threads
+    /// but one and then runs the libraries' clean-up, which may hang at a lock that an ended thread held.
+    /// Does nothing on other systems, where that is the default.
     static void endProcessBeforeFirst();
 
 private:

@@ -9,8 +9,8 @@ namespace Rvl {
 
 namespace {
 
-/// Whether whoever started the process had it ignore the signal, as nohup does, and some shells for jobs in
-/// the background.
+/// Whether the signal was set to be ignored before the process started, as nohup does, and some shells for
+/// jobs in the background.
 bool isIgnored(int signal)
 {
     struct sigaction action = {};
@@ -21,9 +21,8 @@ bool isIgnored(int signal)
 
 struct CTerminationSignals::Private
 {
-    /// Like `signals`, but for good and heard by nobody: while one set is there the system's own handler,
-    /// which ends the process, is not. Any thread may be the one that a signal meets, so blocking them would
-    /// not do.
+    /// A signal set without handlers that is never destroyed: while it exists the system's default action,
+    /// which ends the process, stays replaced. Blocking the signals would have to be done in every thread.
     static boost::asio::signal_set& kept()
     {
         static auto* const context = new boost::asio::io_context(1);

@@ -13,15 +13,15 @@ namespace Rvl {
 
 namespace {
 
-/// A window that nobody sees, on a thread of its own: how a process that has loaded user32 learns that its
-/// user logs off or the system shuts down. The console's events of these names go to others only. It is no
-/// message-only window, as those are not told. Where there can be no window the object does nothing.
+/// An invisible window with a thread of its own. A process that has loaded user32 is notified of log-off and
+/// system shut-down by window messages only, not by console events. It is not a message-only window, as
+/// those do not receive these messages. Where no window can be created the object does nothing.
 class CSessionWindow
 {
 public:
     using Request = void (*)();
 
-    /// Makes the request on the window's thread.
+    /// `request` is called on the window's thread.
     explicit CSessionWindow(Request request) : state_(std::make_shared<SState>())
     {
         state_->request = request;
@@ -38,7 +38,7 @@ public:
         state_->changed.wait(lock, [this] { return !state_->window || state_->waits; });
         lock.unlock();
         if (state_->waits) {
-            thread_.detach(); // goes with the process
+            thread_.detach(); // ends with the process
         } else {
             thread_.join();
         }
@@ -50,15 +50,15 @@ private:
     static constexpr UINT goMessage = WM_APP;
     static constexpr const wchar_t* className = L"rivlink-host end of session";
 
-    /// Belongs to the thread, too, which may outlive the object.
+    /// Shared with the thread, which may outlive the object.
     struct SState
     {
         Request request = nullptr;
         std::mutex mutex;
         std::condition_variable changed;
         HWND window = nullptr;
-        bool ready = false; ///< there is a window, or there will be none
-        bool waits = false; ///< for the end of the process
+        bool ready = false; ///< the window was created, or creating it failed
+        bool waits = false; ///< the thread waits for the end of the process
 
         void setWindow(HWND present)
         {
@@ -76,7 +76,7 @@ private:
         windowClass.lpfnWndProc = &CSessionWindow::onMessage;
         windowClass.hInstance = program;
         windowClass.lpszClassName = className;
-        RegisterClassW(&windowClass); // for good: fails from the second time on
+        RegisterClassW(&windowClass); // never unregistered: fails from the second time on
         const HWND window = CreateWindowExW(0, className, L"rivlink-host", WS_OVERLAPPED, 0, 0, 0, 0, nullptr,
                                             nullptr, program, nullptr);
         if (window) {
@@ -101,12 +101,12 @@ private:
         }
         switch (message) {
         case WM_QUERYENDSESSION:
-            // what is shown to a user whom it takes too long
+            // shown to the user if shut-down takes longer than the system expects
             ShutdownBlockReasonCreate(window, L"Control loops are being taken to their disabled values");
             return TRUE;
         case WM_ENDSESSION:
             if (!first) {
-                ShutdownBlockReasonDestroy(window); // somebody else refused
+                ShutdownBlockReasonDestroy(window); // another program refused the shut-down
                 return 0;
             }
             state->request();
@@ -115,14 +115,13 @@ private:
                 state->waits = true;
                 state->changed.notify_all();
             }
-            // the system may end the process as soon as this returns: this thread goes with the process
-            // instead
+            // the system may end the process as soon as this returns: wait for the end of the process instead
             Sleep(INFINITE);
             return 0;
-        case WM_CLOSE: // of taskkill, say
+        case WM_CLOSE: // sent by taskkill, for example
             state->request();
             return 0;
-        case WM_DESTROY: // by others, too, as with the window's desktop
+        case WM_DESTROY: // also when the window's desktop is destroyed
         case goMessage:
             PostQuitMessage(0);
             return 0;
@@ -143,16 +142,17 @@ struct CTerminationSignals::Private
     std::function<void()> call;
     std::unique_ptr<CSessionWindow> window;
 
-    /// The one that lives, or null; the system calls on a thread of its own.
+    /// The present object, or null. Read by the console handler, which the system calls on a thread of its
+    /// own.
     static inline Private* current = nullptr;
     static inline std::mutex mutex;
-    /// Whether there has been one.
-    static inline std::atomic<bool> heard{false};
+    /// Whether there has been an object.
+    static inline std::atomic<bool> hasExisted{false};
 
     static void handleConsoleEvents()
     {
-        // Once and for good: the system holds its lock on the handlers while one of them runs, so taking this
-        // one off again would wait for a thread that waits for the end of the process.
+        // Never removed: the system holds its lock on the handlers while one of them runs, so removing this
+        // one would wait for a handler that waits for the end of the process.
         [[maybe_unused]] static const BOOL handles = SetConsoleCtrlHandler(&Private::onConsoleEvent, TRUE);
     }
 
@@ -166,12 +166,12 @@ struct CTerminationSignals::Private
 
     static BOOL WINAPI onConsoleEvent(DWORD event)
     {
-        if (!heard) {
+        if (!hasExisted) {
             TerminateProcess(GetCurrentProcess(), STATUS_CONTROL_C_EXIT);
         }
         request();
         if (event != CTRL_C_EVENT && event != CTRL_BREAK_EVENT) {
-            // returning would end the process here and now: this thread goes with the process instead
+            // returning would end the process at once: wait for the end of the process instead
             Sleep(INFINITE);
         }
         return TRUE;
@@ -185,7 +185,7 @@ CTerminationSignals::CTerminationSignals(boost::asio::io_context& context, std::
         const std::lock_guard<std::mutex> lock(Private::mutex);
         Private::current = private_.get();
     }
-    Private::heard = true;
+    Private::hasExisted = true;
     Private::handleConsoleEvents();
     private_->window = std::make_unique<CSessionWindow>(&Private::request);
 }
@@ -201,7 +201,7 @@ CTerminationSignals::~CTerminationSignals()
         const std::lock_guard<std::mutex> lock(Private::mutex);
         Private::current = nullptr;
     }
-    private_->window.reset(); // its thread may be about to ask
+    private_->window.reset(); // after `current`, which its thread may be about to use
 }
 
 } // namespace Rvl

@@ -6,21 +6,21 @@
 
 namespace Rvl {
 
-// What `--realtime` asks of the system. Each returns what the system refused, a sentence each with what would
-// make it agree; whatever else was asked for is in force.
+// The measures of `--realtime`. Each returns what the system refused, one sentence each with the permission
+// that is missing; the other measures are in force.
 
-/// Has the threads that `start` starts served before those of ordinary programs, for as long as they live,
-/// and this thread from now on as well, but after them: it looks at the loops, and must not be kept from
-/// letting go of a loop's lock. What `start` throws passes.
+/// Gives the threads that `start` starts priority over ordinary programs, for their lifetime, and the calling
+/// thread a lower real-time priority: it reads the loops' state, and while it holds a loop's lock it must not
+/// be preempted by ordinary programs. Exceptions of `start` pass.
 ///
-/// On Linux that is SCHED_FIFO at low real-time priorities, unless this thread already had a higher one. On
-/// Windows threads inherit nothing: the whole process gets the priority class "high".
+/// On Linux that is SCHED_FIFO at low real-time priorities, unless the calling thread already has a higher
+/// one. On Windows threads inherit no priority: the whole process gets the priority class "high".
 std::vector<std::string> raisePriority(const std::function<void()>& start);
 
-/// Has this thread served like the one that raisePriority() was called on.
+/// Gives the calling thread the priority of the thread that called raisePriority().
 void raiseOwnPriority();
 
-/// Keeps the process's memory from being paged out, for good: what it has, and what it gets later unless the
+/// Locks the process's memory in RAM until its end: what it has now, and what it allocates later unless the
 /// system limits how much may be locked.
 std::vector<std::string> lockMemory();
 

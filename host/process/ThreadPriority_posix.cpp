@@ -13,7 +13,7 @@ namespace Rvl {
 
 namespace {
 
-/// Above every ordinary program, below whatever the system itself serves in real time.
+/// Above every ordinary program, below the system's own real-time threads.
 constexpr int loopPriority = 10;
 constexpr int ownPriority = 1;
 
@@ -24,7 +24,7 @@ int setPriority(int priority)
     return pthread_setschedparam(pthread_self(), SCHED_FIFO, &parameters);
 }
 
-/// Whether this thread is served at least that early.
+/// Whether the calling thread has at least that real-time priority.
 bool hasRealtimePriority(int priority)
 {
     int policy = SCHED_OTHER;
@@ -33,7 +33,7 @@ bool hasRealtimePriority(int priority)
     return (policy == SCHED_FIFO || policy == SCHED_RR) && present.sched_priority >= priority;
 }
 
-/// Whether the system lets this process lock as much memory as it likes.
+/// Whether this process may lock memory without limit.
 bool mayLockEverything()
 {
     rlimit limit{};
@@ -57,7 +57,7 @@ bool mayLockEverything()
 std::vector<std::string> raisePriority(const std::function<void()>& start)
 {
     if (hasRealtimePriority(loopPriority)) {
-        start(); // whoever started the host has seen to it
+        start(); // the host was started with real-time priority
         return {};
     }
     const int error = setPriority(loopPriority);
@@ -81,8 +81,8 @@ void raiseOwnPriority()
 
 std::vector<std::string> lockMemory()
 {
-    // Pages as they come into use: a thread's stack is mostly never used. With a limit, which counts unused
-    // pages too, locking what comes later would have the next thread fail.
+    // Pages are locked when they are first used, as most of a thread's stack never is. A limit counts unused
+    // pages as well: with one, locking future allocations would make the next thread fail to start.
     const int all = MCL_CURRENT | MCL_ONFAULT | (mayLockEverything() ? MCL_FUTURE : 0);
     if (mlockall(all) == 0) {
         return {};

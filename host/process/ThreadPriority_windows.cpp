@@ -6,7 +6,7 @@ namespace Rvl {
 
 std::vector<std::string> raisePriority(const std::function<void()>& start)
 {
-    // not the class "real time": a loop that never ends would leave neither keyboard nor disk any time
+    // not the class "real time": an endless loop would starve even keyboard and disk
     const bool agreed = SetPriorityClass(GetCurrentProcess(), HIGH_PRIORITY_CLASS) != 0;
     start();
     return agreed ? std::vector<std::string>()

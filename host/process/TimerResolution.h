@@ -2,8 +2,8 @@
 
 namespace Rvl {
 
-/// Has the system wake sleeping threads of this process to the millisecond while the object lives. Windows
-/// wakes them every 15.6 ms otherwise, which a loop of 20 ms could not live with. Linux needs no asking.
+/// Sets the resolution of the system's timers to 1 ms for this process during the object's lifetime. Windows'
+/// default of 15.6 ms is too coarse for a loop with a sample time of 20 ms. Does nothing on other systems.
 class CTimerResolution
 {
 public:

@@ -40,13 +40,13 @@ std::string unitText(const std::vector<SControllerState>& states)
 CRecorder::CRecorder(const std::filesystem::path& file, bool replace,
                      const std::vector<SControllerState>& states)
 {
-    // only a regular file has something to lose
+    // devices and pipes have no content to lose
     std::error_code ignored;
     if (!replace && std::filesystem::is_regular_file(file, ignored)) {
         throw CHostException(ExitFailure,
                              "the record " + textOf(file) + " already exists; --force replaces it");
     }
-    // before the file is emptied; a device or a pipe has room for all
+    // before the file is emptied; devices and pipes can have several writers
     if (std::filesystem::is_regular_file(file, ignored) || !std::filesystem::exists(file, ignored)) {
         claim_ = std::make_unique<CFileClaim>(file);
         if (!claim_->isGranted()) {
@@ -63,7 +63,7 @@ CRecorder::CRecorder(const std::filesystem::path& file, bool replace,
     const std::string unit = unitText(states);
     stream_ << "time,channel," << csvField("set point" + unit) << ',' << csvField("actual value" + unit)
             << ",control value,enabled,manual,state\n";
-    // whether it could be written is told with the first rows
+    // a failure is reported with the first rows
     stream_.flush();
 }
 

@@ -15,15 +15,15 @@ class CFileClaim;
 
 /// Writes the controllers' states to a CSV file (RFC 4180 quoting, lines ended by a line feed): time,
 /// channel, set point, actual value, control value, enabled, manual, state. Numbers have a decimal point
-/// whatever the locale and read back exactly. Every row is handed to the system before write() returns, so
-/// that killing the process loses none of them.
+/// whatever the locale and read back exactly. Every row is passed to the system before write() returns, so
+/// that killing the process loses none.
 class CRecorder
 {
 public:
-    /// Creates the file and writes its header with the units of the controllers given. A file that is already
-    /// there is replaced if `replace` says so.
-    /// Throws CHostException (ExitFailure) if there is one otherwise, if it cannot be created, or if another
-    /// recorder is still writing it (where the system can tell).
+    /// Creates the file and writes its header with the units of the controllers given. An existing file is
+    /// replaced if `replace` is true.
+    /// Throws CHostException (ExitFailure) if the file exists otherwise, if it cannot be created, or if
+    /// another recorder is writing it (where the file system has locks).
     CRecorder(const std::filesystem::path& file, bool replace, const std::vector<SControllerState>& states);
     ~CRecorder();
     CRecorder(const CRecorder&) = delete;

@@ -134,7 +134,7 @@ TEST_F(BackgroundOutputTest, WhatThereIsNoRoomForIsLeftOutAndCounted)
     reader.setReading(true);
     EXPECT_TRUE(output.waitUntilIdle(inTime(milliseconds(60000))));
     EXPECT_TRUE(reader.text() == "first\n" + large + large + large +
-                                     "never left out\n(2 more left out here, as nobody read them)\n")
+                                     "never left out\n(2 more left out here, as the output was not read)\n")
         << reader.text().size();
     output.writeIfThereIsRoom("last\n");
     EXPECT_TRUE(output.waitUntilIdle(inTime(milliseconds(60000))));
