@@ -13,12 +13,12 @@ namespace Rvl {
 template <class T> class CFactoryRegistry : public CObjectRegistryBase<T>
 {
 public:
-    /// Files the factory under its type name. The first factory of a type name stays: returns false, and
-    /// drops the new one, if the name is taken.
+    /// Registers the factory under its type name. Returns false, and destroys the new factory, if the name is
+    /// taken.
     /// Throws CConfigurationException if the type name is empty.
     bool put(std::shared_ptr<T> factory)
     {
-        // announced before it is examined, so that the log also shows the factories that were turned away
+        // logged before the checks, so that the log also shows the factories that are refused
         LOG4CPLUS_INFO(log4cplus::Logger::getInstance(LOG4CPLUS_TEXT("EnvLogger")),
                        "Factory " << factory->getTypeName() << " registered in registry");
         const std::string typeName = factory->getTypeName();

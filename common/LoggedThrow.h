@@ -7,9 +7,9 @@
 
 namespace Rvl {
 
-/// Writes the one error line that precedes every exception of ours, "Exception CLASS thrown: MESSAGE" on the
-/// logger "ExceptionLogger", and throws an `Exception` that carries `message`.
-/// `file`, `line` and `function` are those of the log record. Use RVL_THROW, which fills them in.
+/// Writes the error line that precedes every exception of the project, "Exception CLASS thrown: MESSAGE" on
+/// the logger "ExceptionLogger", and throws an `Exception` that carries `message`. `file`, `line` and
+/// `function` are those of the log record. Use RVL_THROW, which fills them in.
 template <class Exception>
 [[noreturn]] void logAndThrow(const char* className, const std::string& message, const char* file, int line,
                               const char* function)

@@ -36,7 +36,7 @@ public:
         return true;
     }
 
-    /// The object of that name. Throws CConfigurationException if nobody bears it.
+    /// The object of that name. Throws CConfigurationException if there is none.
     T lookupObject(const std::string& name) const
     {
         const auto found = byName_.find(name);
@@ -51,7 +51,7 @@ public:
 
     bool contains(const std::string& name) const { return byName_.find(name) != byName_.end(); }
 
-    /// Takes the object's name away. Nothing happens if it has none.
+    /// Removes the object and its name. Nothing happens if it is not registered.
     void unregisterObject(T object)
     {
         const auto found = byObject_.find(object);
@@ -79,7 +79,7 @@ private:
     std::map<T, std::string> byObject_;
 };
 
-/// An object that can be taken off the name server that knows it.
+/// An object that can be removed from its name server.
 class INameServedObject
 {
 public:
@@ -92,8 +92,8 @@ protected:
     INameServedObject& operator=(const INameServedObject&) = delete;
 };
 
-/// Ties a name to a life: registers the object `T` on the name server `NS` when constructed and takes it off
-/// again when destroyed. A base or a member of the object that is to appear under the name.
+/// Registers the object `T` on the name server `NS` when constructed and removes it when destroyed. A base or
+/// a member of the object that is to appear under the name.
 template <class T, class NS> class CNameServerRegistrator : public INameServedObject
 {
 public:
@@ -107,7 +107,7 @@ public:
         nameServer_->registerObject(object_, name);
     }
 
-    /// Takes the object off early. It stays attached, and taking it off once more is harmless.
+    /// Removes the object before the destructor does. It stays attached; a second call does nothing.
     void removeFromNameServer() override { unregisterNamedObject(); }
 
     ~CNameServerRegistrator() override { unregisterNamedObject(); }

@@ -34,7 +34,7 @@ public:
     CObjectRegistryBase(const CObjectRegistryBase&) = delete;
     CObjectRegistryBase& operator=(const CObjectRegistryBase&) = delete;
 
-    /// Forgets every object; each is destroyed, still under the registry's mutex, with its last shared
+    /// Removes every object; each is destroyed, still under the registry's mutex, with its last shared
     /// pointer.
     virtual void clear()
     {
@@ -49,7 +49,7 @@ public:
         return entries_.size();
     }
 
-    /// Whether an object bears exactly this name.
+    /// Whether there is an object of exactly this name.
     bool contains(const std::string& name) const
     {
         Kor::CGuard guard(*mutex_);
@@ -69,7 +69,7 @@ public:
     }
 
 protected:
-    /// Files `object` if the name is free; an object already there is never replaced.
+    /// Adds `object` if the name is free; an existing object is never replaced.
     bool insert(const std::string& name, std::shared_ptr<T> object)
     {
         Kor::CGuard guard(*mutex_);

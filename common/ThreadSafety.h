@@ -18,8 +18,8 @@
 ///         int value_ RVL_GUARDED_BY(mutex_) = 0;
 ///     };
 ///
-/// A lambda is checked on its own. One that runs under a lock, as the predicate of a wait does, says so:
-/// `changed_.wait(lock.native(), [this]() RVL_REQUIRES(mutex_) { return value_ > 0; });`
+/// A lambda is checked on its own. One that runs under a lock, such as the predicate of a wait, needs the
+/// annotation: `changed_.wait(lock.native(), [this]() RVL_REQUIRES(mutex_) { return value_ > 0; });`
 #if defined(__clang__)
 #define RVL_THREAD_SAFETY(attribute) __attribute__((attribute))
 #else
@@ -80,7 +80,7 @@ public:
     void lock() RVL_ACQUIRE() { lock_.lock(); }
     void unlock() RVL_RELEASE() { lock_.unlock(); }
     /// For waiting on a std::condition_variable or an ITimeline: the mutex is locked again when the wait
-    /// returns, which is why the check takes it as locked throughout.
+    /// returns, so the check treats it as locked throughout.
     std::unique_lock<std::mutex>& native() { return lock_; }
 
 private:

@@ -33,7 +33,8 @@ std::string normalised(std::string_view text)
     return result;
 }
 
-/// Further down than anybody means, and far from where the stack ends: objects are built level by level.
+/// Deeper than any meaningful configuration, and far from exhausting the stack: objects are built
+/// recursively.
 constexpr std::size_t greatestDepth = 500;
 
 bool isXmlCharacter(std::uint32_t code)
@@ -80,7 +81,7 @@ std::size_t firstForeignByte(std::string_view text)
     return place;
 }
 
-/// Whether the text, which begins behind an ampersand, is a reference that XML knows without a document type.
+/// Whether the text, which begins after an ampersand, is a reference defined without a document type.
 bool isReference(std::string_view text)
 {
     const std::string_view name = text.substr(0, text.find(';'));
@@ -98,7 +99,7 @@ bool isReference(std::string_view text)
     return error == std::errc() && stop == end && isXmlCharacter(code);
 }
 
-/// Fills a tree in its place: one that is put into another is copied, with everything below it.
+/// Fills a tree in place, as inserting a finished one would copy it with everything below it.
 void fill(boost::property_tree::ptree& tree, const pugi::xml_node& node)
 {
     using boost::property_tree::ptree;
@@ -159,8 +160,8 @@ void CConfiguration::parseBuffer(const std::string& text)
     }
     buffer_ = std::make_unique<std::string>(text);
     document_ = std::make_unique<pugi::xml_document>();
-    // The parser passes over some of what is not XML. It is told to leave references as they are and text
-    // outside of the root in its place, so that they can be judged.
+    // The parser accepts some texts that are not XML. References are left unexpanded and text outside of the
+    // root is kept, so that both can be checked.
     const auto result = document_->load_buffer_inplace(buffer_->data(), buffer_->size(),
                                                        pugi::parse_cdata | pugi::parse_fragment);
     if (result.encoding == pugi::encoding_utf8) {
@@ -178,17 +179,17 @@ void CConfiguration::parseBuffer(const std::string& text)
         empty.status = pugi::status_no_document_element;
         complain(0, empty.description());
     }
-    if (judgeNodes()) {
+    if (checkNodes()) {
         buffer_->assign(text);
         document_->load_buffer_inplace(buffer_->data(), buffer_->size(),
                                        pugi::parse_cdata | pugi::parse_escapes);
     }
 }
 
-bool CConfiguration::judgeNodes() const
+bool CConfiguration::checkNodes() const
 {
     bool anyReference = false;
-    const auto judgeReferences = [&](std::string_view text, const pugi::xml_node& owner) {
+    const auto checkReferences = [&](std::string_view text, const pugi::xml_node& owner) {
         for (std::size_t i = text.find('&'); i != std::string_view::npos; i = text.find('&', i + 1)) {
             anyReference = true;
             if (!isReference(text.substr(i + 1))) {
@@ -210,10 +211,10 @@ bool CConfiguration::judgeNodes() const
             complain(offset(node), "elements nested more than " + std::to_string(greatestDepth) + " deep");
         }
         if (node.type() == pugi::node_pcdata) {
-            judgeReferences(node.value(), node);
+            checkReferences(node.value(), node);
         }
         for (const pugi::xml_attribute& attribute : node.attributes()) {
-            judgeReferences(attribute.value(), node);
+            checkReferences(attribute.value(), node);
         }
         if (node.first_child()) {
             node = node.first_child();

@@ -47,16 +47,16 @@ public:
 private:
     CConfiguration() = default;
     void parseBuffer(const std::string& text);
-    /// Complains about what the parser lets pass; returns whether any text has a reference in it.
-    bool judgeNodes() const;
+    /// Reports errors that the parser accepts; returns whether any text contains a reference.
+    bool checkNodes() const;
     [[noreturn]] void complain(std::size_t place, const std::string& what) const;
-    /// Where a name or value of the document stands; where its owner does if that cannot be told.
+    /// The position of a name or value of the document; that of its owner if it is unknown.
     std::size_t offset(const char* text, const pugi::xml_node& owner) const;
     std::size_t lineOfOffset(std::size_t offset) const;
 
     std::string name_;
     std::filesystem::path folder_;
-    /// The parser works in this buffer, so the addresses of names tell where they stand.
+    /// The parser works in this buffer, so the addresses of names give their positions.
     std::unique_ptr<std::string> buffer_;
     std::vector<std::size_t> lineStarts_;
     std::unique_ptr<pugi::xml_document> document_;

@@ -29,7 +29,7 @@ std::string withArticle(const std::string& noun)
     return (std::string("aeiou").find(noun.front()) == std::string::npos ? "a " : "an ") + noun;
 }
 
-/// What tells an editor the schema of the file.
+/// The attribute that gives editors the schema of the file.
 bool isForEditors(const pugi::xml_node& node, const std::string& attribute)
 {
     return node.parent().type() == pugi::node_document &&
@@ -131,9 +131,9 @@ void CConfigurationCheck::checkAttributes(const pugi::xml_node& node, const SKey
         } else if (!seen.insert(name).second) {
             wrong = "is given twice; expected it once";
         } else {
-            wrong = judge(*key, attribute.value());
+            wrong = checkText(*key, attribute.value());
             if (wrong.empty()) {
-                wrong = judgeAgainstOthers(*key, attribute.value(), node, typeNode);
+                wrong = checkAgainstOthers(*key, attribute.value(), node, typeNode);
             }
         }
         if (!wrong.empty()) {
@@ -183,9 +183,9 @@ void CConfigurationCheck::checkChildren(const pugi::xml_node& node, const SKeyNo
         checkNode(child, *childKeys, typeNode);
         if (isPlain(*childKeys)) {
             const std::string text = CConfiguration::text(child);
-            std::string wrong = judge(*key, text);
+            std::string wrong = checkText(*key, text);
             if (wrong.empty()) {
-                wrong = judgeAgainstOthers(*key, text, node, typeNode);
+                wrong = checkAgainstOthers(*key, text, node, typeNode);
             }
             if (!wrong.empty()) {
                 faults_.add(configuration_.fault(child, wrong));
@@ -237,16 +237,16 @@ void CConfigurationCheck::checkTyped(const pugi::xml_node& node, const SKeyDescr
     checkNode(node, catalogue_.keys(*type), node);
 }
 
-std::string CConfigurationCheck::judge(const SKeyDescription& key, const std::string& text) const
+std::string CConfigurationCheck::checkText(const SKeyDescription& key, const std::string& text) const
 {
-    const auto wrong = judgeValue(key, text);
+    const auto wrong = checkValue(key, text);
     if (wrong) {
         return *wrong;
     }
-    return key.type == SKeyDescription::Reference ? judgeReference(key, text) : std::string();
+    return key.type == SKeyDescription::Reference ? checkReference(key, text) : std::string();
 }
 
-std::string CConfigurationCheck::judgeAgainstOthers(const SKeyDescription& key, const std::string& text,
+std::string CConfigurationCheck::checkAgainstOthers(const SKeyDescription& key, const std::string& text,
                                                     const pugi::xml_node& node,
                                                     const pugi::xml_node& typeNode)
 {
@@ -257,16 +257,16 @@ std::string CConfigurationCheck::judgeAgainstOthers(const SKeyDescription& key, 
     const auto asIfAbsent = key.defaultText ? parseReal(*key.defaultText) : std::nullopt;
     if (!asIfAbsent || parseReal(text) != asIfAbsent) {
         for (const SKeyRelation& relation : key.relations) {
-            const std::string wrong = judgeRelation(key, relation, text, node, typeNode);
+            const std::string wrong = checkRelation(key, relation, text, node, typeNode);
             if (!wrong.empty()) {
                 return wrong;
             }
         }
     }
-    return key.signal ? signals_.judge(*key.signal, text, node, typeNode) : std::string();
+    return key.signal ? signals_.check(*key.signal, text, node, typeNode) : std::string();
 }
 
-std::string CConfigurationCheck::judgeRelation(const SKeyDescription& key, const SKeyRelation& relation,
+std::string CConfigurationCheck::checkRelation(const SKeyDescription& key, const SKeyRelation& relation,
                                                const std::string& text, const pugi::xml_node& node,
                                                const pugi::xml_node& typeNode) const
 {
@@ -313,26 +313,26 @@ std::optional<std::string> CConfigurationCheck::defaultOf(const std::string& pat
     return std::nullopt;
 }
 
-std::string CConfigurationCheck::judgeReference(const SKeyDescription& key, const std::string& name) const
+std::string CConfigurationCheck::checkReference(const SKeyDescription& key, const std::string& name) const
 {
     if (!complete_ || namesOfUnknown_.count(name)) {
         return {};
     }
     const auto bearers = bearers_.find(key.nameServer);
     if (bearers != bearers_.end() && bearers->second.count(name)) {
-        return judgeType(key, name);
+        return checkType(key, name);
     }
     const auto known = names_.find(key.nameServer);
     const std::vector<std::string> names = known == names_.end() ? std::vector<std::string>() : known->second;
     if (std::find(names.begin(), names.end(), name) != names.end()) {
-        return judgeType(key, name); // borne by what a plug-in brings along
+        return checkType(key, name); // the name of an object of a plug-in
     }
     return "\"" + name + "\" is not " + expectation(key) + "; expected " +
            (names.empty() ? std::string("one, but the configuration has none")
                           : expectedChoices(name, names));
 }
 
-std::string CConfigurationCheck::judgeType(const SKeyDescription& key, const std::string& name) const
+std::string CConfigurationCheck::checkType(const SKeyDescription& key, const std::string& name) const
 {
     if (key.ofType.empty()) {
         return {};

@@ -10,7 +10,7 @@
 
 namespace Rvl {
 
-/// The keys that the host itself reads of a configuration: plug-ins, and the objects to build.
+/// The keys that the host itself reads: plug-ins, and the objects to build.
 const SKeyNode& configurationFrame();
 /// The same as a list, as types have it.
 const std::vector<SKeyDescription>& configurationFrameKeys();
@@ -19,7 +19,7 @@ const std::vector<SKeyDescription>& configurationFrameKeys();
 /// "Type" (an element of a loop). Nothing if it names none.
 std::optional<std::string> typeNameOf(const pugi::xml_node& node, SKeyDescription::eType kindOfNode);
 
-/// The text at a path below a node, such as "PIDParam.<xmlattr>.Ti"; nothing if nothing stands there.
+/// The text at a path below a node, such as "PIDParam.<xmlattr>.Ti"; nothing if there is none.
 std::optional<std::string> textAt(const pugi::xml_node& node, const std::string& path);
 
 /// Whether the boolean key at a path below a node is there and true; an empty path names none.

@@ -8,7 +8,7 @@
 namespace Rvl {
 
 /// The configuration as XML with the default of every absent key written out and without comments. Optional
-/// sections that are absent stay so: for some, standing there is a meaning of its own.
+/// sections that are absent stay absent, as the presence of some has an effect.
 std::string effectiveConfiguration(const CConfiguration& configuration, const CTypeCatalogue& catalogue);
 
 } // namespace Rvl

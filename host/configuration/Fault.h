@@ -13,10 +13,10 @@ struct SFault
     std::size_t line = 1;   ///< the same as a line number
     std::string path;       ///< the element's path, such as "/Configuration/Channels/Channel[2][@Name]"
     std::string text;       ///< what is wrong; what was expected
-    bool runtime = false;   ///< not the configuration's fault: a plug-in that is there but does not work
+    bool runtime = false;   ///< no fault of the configuration: a plug-in that fails to load
 };
 
-/// Collects faults and tells them in file order.
+/// Collects faults and reports them in file order.
 class CFaultList
 {
 public:
@@ -26,7 +26,7 @@ public:
     std::size_t size() const;
     /// Whether any fault is about the element of this path or about something in it.
     bool concerns(const std::string& elementPath) const;
-    /// Whether any fault is one of running rather than of the configuration.
+    /// Whether any fault is a run-time fault.
     bool hasRuntimeFault() const;
     /// By their place in the file; faults of one place in the order in which they were found.
     const std::vector<SFault>& inFileOrder() const;

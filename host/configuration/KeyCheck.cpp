@@ -35,7 +35,7 @@ std::string rangeText(const SKeyDescription& key)
     return key.unit.empty() ? "" : " in " + key.unit;
 }
 
-/// The range with what is taken out of it.
+/// The range with its excluded value.
 std::string wholeRangeText(const SKeyDescription& key)
 {
     return rangeText(key) + (key.excluded ? " other than " + exactText(*key.excluded) : "");
@@ -63,7 +63,7 @@ std::string withExpectation(const SKeyDescription& key, const std::string& wrong
     return wrong + "; expected " + expectation(key);
 }
 
-std::optional<std::string> judgeRange(const SKeyDescription& key, const std::string& text, double value)
+std::optional<std::string> checkRange(const SKeyDescription& key, const std::string& text, double value)
 {
     if (key.minimum && (value < *key.minimum || (key.exclusiveMinimum && value == *key.minimum))) {
         return withExpectation(key, quoted(text) + (value < *key.minimum ? " is too low" : " is the limit"));
@@ -86,7 +86,7 @@ bool isHexadecimal(std::string_view text)
     return !text.empty() && text.find_first_not_of("0123456789abcdefABCDEF") == std::string_view::npos;
 }
 
-std::optional<std::string> judgeInteger(const SKeyDescription& key, const std::string& text)
+std::optional<std::string> checkInteger(const SKeyDescription& key, const std::string& text)
 {
     const auto value = parseInteger(text);
     if (!value) {
@@ -97,10 +97,10 @@ std::optional<std::string> judgeInteger(const SKeyDescription& key, const std::s
                                                                : " is too large";
         return withExpectation(key, quoted(text) + wrong);
     }
-    if (const auto fault = judgeRange(key, text, static_cast<double>(*value))) {
+    if (const auto fault = checkRange(key, text, static_cast<double>(*value))) {
         return fault;
     }
-    // what is not limited otherwise is read into an int
+    // keys without limits of their own are read into an int
     constexpr auto lowest = std::numeric_limits<std::int32_t>::min();
     constexpr auto highest = std::numeric_limits<std::int32_t>::max();
     if ((!key.minimum && *value < lowest) || (!key.maximum && *value > highest)) {
@@ -138,7 +138,7 @@ std::string expectation(const SKeyDescription& key)
     return {};
 }
 
-std::optional<std::string> judgeValue(const SKeyDescription& key, const std::string& text)
+std::optional<std::string> checkValue(const SKeyDescription& key, const std::string& text)
 {
     switch (key.type) {
     case SKeyDescription::Boolean: {
@@ -149,13 +149,13 @@ std::optional<std::string> judgeValue(const SKeyDescription& key, const std::str
         return std::nullopt;
     }
     case SKeyDescription::Integer:
-        return judgeInteger(key, text);
+        return checkInteger(key, text);
     case SKeyDescription::Real: {
         const auto value = parseReal(text);
         if (!value) {
             return withExpectation(key, quoted(text) + " is not a number");
         }
-        return judgeRange(key, text, *value);
+        return checkRange(key, text, *value);
     }
     case SKeyDescription::Hexadecimal:
         if (!parseHexadecimal(text)) {

@@ -22,7 +22,7 @@ std::optional<std::string> choiceBeside(const SSignalReference& signal, const pu
     return attribute ? attribute : textAt(node, signal.choice);
 }
 
-/// The kinds of signals from which to choose, or null if that is not known.
+/// The kinds of signals that are allowed, or null if these are not known.
 const std::vector<std::string>* kindsAt(const SSignalReference& signal, const pugi::xml_node& node)
 {
     const auto choice = choiceBeside(signal, node);
@@ -37,7 +37,7 @@ CSignalCheck::CSignalCheck(const CTypeCatalogue& catalogue,
     : catalogue_(catalogue), devices_(devices)
 {}
 
-std::string CSignalCheck::judge(const SSignalReference& signal, const std::string& text,
+std::string CSignalCheck::check(const SSignalReference& signal, const std::string& text,
                                 const pugi::xml_node& node, const pugi::xml_node& object)
 {
     const std::vector<std::string>* const kinds = kindsAt(signal, node);
@@ -63,7 +63,7 @@ std::string CSignalCheck::judge(const SSignalReference& signal, const std::strin
         const auto [taker, fresh] = taken_.emplace(std::pair(device, text), object);
         if (!fresh) {
             return "\"" + text + "\" of device \"" + device + "\" is already driven by " +
-                   CConfiguration::path(taker->second) + "; expected one that nobody drives";
+                   CConfiguration::path(taker->second) + "; expected one that is not driven";
         }
     }
     return {};

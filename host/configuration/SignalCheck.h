@@ -10,18 +10,18 @@
 
 namespace Rvl {
 
-/// Judges the texts of a configuration that name a sensor, an actuator or a port of a device, by the signals
-/// that the devices' types describe. What is not known is not judged: a device that is not there, a type
-/// without described signals.
+/// Checks the keys of a configuration that name a sensor, an actuator or a port of a device against the
+/// signals in the descriptions of the devices' types. Keys of an unknown device or of a type without
+/// described signals are not checked.
 class CSignalCheck
 {
 public:
     /// `devices` are the nodes of the devices by name; they are referred to, not copied.
     CSignalCheck(const CTypeCatalogue& catalogue, const std::map<std::string, pugi::xml_node>& devices);
 
-    /// What is wrong with the text of a key; empty if nothing is. The key stands in `node` and belongs to the
+    /// The error of the text of a key; empty if it is valid. The key stands in `node` and belongs to the
     /// object of the configuration at `object`.
-    std::string judge(const SSignalReference& signal, const std::string& text, const pugi::xml_node& node,
+    std::string check(const SSignalReference& signal, const std::string& text, const pugi::xml_node& node,
                       const pugi::xml_node& object);
 
     /// What is expected where no signal is named; empty if none has to be.
@@ -34,7 +34,7 @@ private:
 
     const CTypeCatalogue& catalogue_;
     const std::map<std::string, pugi::xml_node>& devices_;
-    /// Who names which signal of which device for himself.
+    /// The objects that drive a signal exclusively, by device and signal.
     std::map<std::pair<std::string, std::string>, pugi::xml_node> taken_;
 };
 

@@ -46,7 +46,7 @@ constexpr const char* introduction =
 <!-- Written by "rivlink-host docs" from the type descriptions of the plug-ins. Change those, not this file. -->
 
 A configuration is an XML file that says which plug-ins to load, which devices and channels there are, and how
-channels that control are made of loops, inputs and outputs. `rivlink-host check FILE` tells everything that is wrong
+channels that control are made of loops, inputs and outputs. `rivlink-host check FILE` reports everything that is wrong
 with one, each fault with its line; `rivlink-host print FILE` writes out every default; `rivlink-host run FILE` runs it.
 
 ```xml
@@ -82,11 +82,11 @@ whose table it is.
 | choice | one of the words under "range"; letter case counts |
 | reference | the name of another object, of the sort given under "range" |
 | section | an element that only holds the keys listed below it |
-| element | an element that names its own type in its element `Type`; "range" tells the kinds it may be of |
-| object | an element that names its own type in its attribute `Type`; "range" tells the kind it is of |
+| element | an element that names its own type in its element `Type`; "range" gives the kinds it may be of |
+| object | an element that names its own type in its attribute `Type`; "range" gives the kind it is of |
 
 A required key in an optional section is required where the section stands. A key without a default that is not
-required may be absent; its meaning tells what that does.
+required may be absent; its meaning gives the effect.
 
 ## Completion and marks in an editor
 
@@ -100,7 +100,7 @@ required may be absent; its meaning tells what that does.
 which the host passes over. They then offer keys and type names with their meanings, and mark what is wrong as it is
 typed; `xmllint --noout --schema rivlink.xsd FILE` does so on the command line. A schema cannot make the content of
 an element depend on the type that it names: an element is offered the keys of every type that may stand there.
-`rivlink-host check` judges by the very type, and sees whether the names of other objects exist.
+`rivlink-host check` checks by the named type, and whether the names of other objects exist.
 )";
 
 /// "PIDParam.<xmlattr>.Ti" as "PIDParam/@Ti".

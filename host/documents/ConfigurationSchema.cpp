@@ -50,7 +50,7 @@ public:
         schema_.append_attribute("xmlns:xs").set_value("http://www.w3.org/2001/XMLSchema");
         schema_.append_attribute("elementFormDefault").set_value("unqualified");
         document(schema_, "Configurations of rivlink-host. An element allows the keys of every type that may "
-                          "stand there; \"rivlink-host check\" judges by the very type.");
+                          "stand there; \"rivlink-host check\" checks by the named type.");
     }
 
     std::string text()
@@ -60,7 +60,7 @@ public:
         root.append_attribute("name").set_value("Configuration");
         document(root, "a configuration of rivlink-host");
         fillComplex(root.append_child("xs:complexType"), frame, {});
-        // types are met while others are written
+        // writing a type may add further ones
         for (std::size_t i = 0; i < pending_.size(); ++i) {
             const auto [kinds, inAttribute] = pending_[i];
             pugi::xml_node type = schema_.append_child("xs:complexType");
@@ -98,22 +98,22 @@ private:
         node.append_child("xs:annotation").append_child("xs:documentation").text().set(text.c_str());
     }
 
-    /// What the types say about a key; who says it only where not all say the same.
+    /// The types' descriptions of a key, with the types' names where the descriptions differ.
     static void document(pugi::xml_node node, const JoinedKeys& keys, std::size_t owners)
     {
-        ByName<std::vector<std::string>> speakers;
+        ByName<std::vector<std::string>> typesByText;
         for (const SOwnedKey& owned : keys) {
-            valueOf(speakers, describe(*owned.key)).push_back(owned.type ? owned.type->name : "");
+            valueOf(typesByText, describe(*owned.key)).push_back(owned.type ? owned.type->name : "");
         }
-        if (speakers.empty()) {
+        if (typesByText.empty()) {
             return;
         }
         pugi::xml_node annotation = node.append_child("xs:annotation");
-        for (const auto& [text, types] : speakers) {
-            const bool unanimous = types.size() == owners;
+        for (const auto& [text, types] : typesByText) {
+            const bool isCommon = types.size() == owners;
             annotation.append_child("xs:documentation")
                 .text()
-                .set((unanimous ? text : enumeration(types) + ": " + text).c_str());
+                .set((isCommon ? text : enumeration(types) + ": " + text).c_str());
         }
     }
 
@@ -185,7 +185,7 @@ private:
             element.append_attribute("type").set_value(typeName(kinds).c_str());
             countChildren(element, name, nodesOfKinds(kinds));
         } else {
-            // keys of its own; where types disagree on what the element is, whatever one of them allows
+            // keys of its own; where types differ in what the element is, everything that one of them allows
             JoinedNodes all = content.sections;
             all.insert(all.end(), content.withValues.begin(), content.withValues.end());
             STypeNames namesOfTypes;
@@ -204,8 +204,8 @@ private:
         }
     }
 
-    /// Where one child may be repeated, the content model lets all of them be, and be absent; identity
-    /// constraints then see to it that the others are there once.
+    /// Where one child may be repeated, the content model allows all children to be repeated and to be
+    /// absent; identity constraints then require that the others are there once.
     void countChildren(pugi::xml_node element, const std::string& elementName, const JoinedNodes& nodes)
     {
         const ByName<JoinedNodes> children = childrenOf(nodes);
@@ -305,7 +305,7 @@ private:
         }
     }
 
-    /// The name of the type of values that are not confined further; empty if they are.
+    /// The name of the type of values without limits of their own; empty if they have any.
     static std::string namedType(const SKeyDescription& key, bool attribute)
     {
         switch (key.type) {

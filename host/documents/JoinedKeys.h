@@ -20,7 +20,7 @@ struct SOwnedNode
 };
 using JoinedNodes = std::vector<SOwnedNode>;
 
-/// What one type says about a key.
+/// One type's description of a key.
 struct SOwnedKey
 {
     const STypeDescription* type;
@@ -41,7 +41,7 @@ template <class Value> Value& valueOf(ByName<Value>& list, const std::string& na
     return list.back().second;
 }
 
-/// What stands at one place, by how its content comes about.
+/// The descriptions of one place, by the kind of content.
 struct SJoinedContent
 {
     JoinedKeys values;      ///< a text

@@ -117,7 +117,7 @@ private:
         }
     }
 
-    /// Short nodes never set the key in whose place another is required.
+    /// Short nodes never set the key that makes another one optional.
     static bool isNeeded(const SKeyDescription& key) { return key.required || !key.requiredUnless.empty(); }
 
     static bool hasExample(const SKeyNode& keys)

@@ -17,7 +17,7 @@ std::string elementOfKind(const CTypeCatalogue& catalogue, const std::string& ki
 pugi::xml_node appendShortNode(pugi::xml_node parent, const CTypeCatalogue& catalogue,
                                const STypeDescription& type);
 
-/// The short node as text for people: two blanks of indentation per level, long tags wrapped.
+/// The short node as text for display: two blanks of indentation per level, long tags wrapped.
 std::string shortXml(const CTypeCatalogue& catalogue, const STypeDescription& type);
 
 } // namespace Rvl

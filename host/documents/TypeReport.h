@@ -7,7 +7,7 @@
 
 namespace Rvl {
 
-/// The types for people: each with its kind, plug-in, meaning and a table of its keys, inherited ones
+/// The types as text: each with its kind, plug-in, meaning and a table of its keys, inherited ones
 /// included.
 std::string typeReport(const std::vector<const STypeDescription*>& types);
 

@@ -129,8 +129,8 @@ std::unique_ptr<STypeDescription> typeFromJson(const Json& json, const std::stri
     return type;
 }
 
-/// Every object of the host bears its name and its type, every element its type, whether its description
-/// says so or not.
+/// Every object of the host has a name and a type and every element a type, whether or not the description
+/// lists these keys.
 std::vector<SKeyDescription> keysOfKind(const std::string& kind)
 {
     SKeyDescription name;
@@ -151,7 +151,7 @@ std::vector<SKeyDescription> keysOfKind(const std::string& kind)
     return {type};
 }
 
-/// Puts `keys` behind `into`; a key that is there already is replaced where it stands.
+/// Appends `keys` to `into`; a key of a path that is there already is replaced in its place.
 void mergeKeys(std::vector<SKeyDescription>& into, const std::vector<SKeyDescription>& keys)
 {
     for (const SKeyDescription& key : keys) {
@@ -223,7 +223,7 @@ std::vector<std::string> SKeyNode::childNames() const
 
 namespace {
 
-/// The child of that name, made if it is not there yet.
+/// The child of that name, which is created if it does not exist.
 SKeyNode& childOf(SKeyNode& node, const std::string& name)
 {
     for (auto& [childName, childNode] : node.children) {
@@ -282,7 +282,7 @@ void CTypeCatalogue::addText(const std::string& json, const std::string& source)
         const std::string plugin = document.value("plugin", std::string());
         for (const Json& entry : document.at("types")) {
             auto type = typeFromJson(entry, plugin);
-            // the first of a name stays, as with the factories
+            // the first type of a name is kept, as with the factories
             if (byName_.emplace(type->name, type.get()).second) {
                 types_.push_back(std::move(type));
             }

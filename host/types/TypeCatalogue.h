@@ -10,7 +10,7 @@
 
 namespace Rvl {
 
-/// A limit that another key of the same object sets.
+/// A limit given by another key of the same object.
 struct SKeyRelation
 {
     enum eRelation
@@ -25,14 +25,14 @@ struct SKeyRelation
     double factor = 1.0;
 };
 
-/// Which signal of which device a text names.
+/// The device and the kinds of signals to which a key refers.
 struct SSignalReference
 {
     std::string device; ///< path of the key that names the device; empty if the object itself is the device
     std::string choice; ///< the attribute or element beside the key on which the kinds depend; may be empty
     /// Kinds of signals by choice, or for any choice under the empty text. None: no signal may be named.
     std::map<std::string, std::vector<std::string>> kinds;
-    bool exclusive = false; ///< whether nobody else may name that signal exclusively
+    bool exclusive = false; ///< at most one key may refer to the signal exclusively
 };
 
 /// One key that a type reads; docs/type-descriptions.md gives the meaning of every field.
@@ -49,7 +49,7 @@ struct SKeyDescription
         Reference,
         Section,
         Element, ///< a node that names its own type in a child "Type"
-        Object   ///< a node that names its own type in an attribute "Type"; only in the host's own frame
+        Object   ///< a node that names its own type in an attribute "Type"; only in the host's own part
     };
 
     std::string path;
@@ -68,7 +68,7 @@ struct SKeyDescription
     std::vector<std::string> narrowedKinds; ///< take the place of `kinds` while that one is true
     bool repeated = false;
     std::vector<SKeyRelation> relations;
-    std::optional<double> excluded; ///< a number within the range that is refused all the same
+    std::optional<double> excluded; ///< a number within the range that is not allowed
     std::string ofType; ///< for a reference: the type, or base of the type, of what is referred to
     std::optional<SSignalReference> signal;
     std::string onlyWith; ///< path of a boolean key; not read unless that one is true
@@ -122,7 +122,7 @@ struct SKeyNode
 /// Arranges keys by the nodes in which they stand. The keys are referred to, not copied.
 std::unique_ptr<SKeyNode> arrangeKeys(const std::vector<SKeyDescription>& keys);
 
-/// Every described type of the plug-ins in use. Descriptions are added first and looked up afterwards.
+/// The described types of the plug-ins in use. Descriptions are added first and looked up afterwards.
 class CTypeCatalogue
 {
 public:
@@ -132,11 +132,11 @@ public:
     CTypeCatalogue& operator=(const CTypeCatalogue&) = delete;
 
     /// Adds the types of a description file. Throws CHostException (ExitFailure) with the file's name if it
-    /// cannot be read or does not describe types as it should.
+    /// cannot be read or is not a valid description.
     void addFile(const std::filesystem::path& file);
     /// The same from a text; `source` names it in messages.
     void addText(const std::string& json, const std::string& source);
-    /// Gives every type what it has from its bases. Throws CHostException (ExitFailure) if a base is
+    /// Adds to every type the keys and signals of its bases. Throws CHostException (ExitFailure) if a base is
     /// described nowhere or is its own base.
     void resolve();
 
@@ -146,7 +146,7 @@ public:
     bool derives(const STypeDescription& type, const std::string& base) const;
     /// The keys of a type arranged by node. The type must be in the catalogue.
     const SKeyNode& keys(const STypeDescription& type) const;
-    /// In the order of the files and of the types in them; with the abstract ones only if asked for.
+    /// In the order of the files and of the types in them; abstract types only if `withAbstract`.
     std::vector<const STypeDescription*> types(bool withAbstract = false) const;
     /// The names of the types of one of these kinds.
     std::vector<std::string> namesOfKinds(const std::vector<std::string>& kinds) const;

@@ -10,7 +10,7 @@ class KOR_EXPORT IEventListener
 public:
     virtual ~IEventListener();
 
-    /// Called on the thread that raises the event, with the event's code. What the codes mean is up to the
+    /// Called on the thread that raises the event, with the event's code. The codes are defined by the
     /// object that raises them.
     virtual void deviceEvent(int event) = 0;
 };

@@ -1,6 +1,6 @@
 #pragma once
 
-/// KOR_EXPORT marks what the shared library `kor` offers to others; everything else stays hidden.
+/// KOR_EXPORT exports a symbol of the shared library `kor`; all others are hidden.
 #if defined(_WIN32)
 #if defined(kor_EXPORTS)
 #define KOR_EXPORT __declspec(dllexport)

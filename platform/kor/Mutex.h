@@ -6,8 +6,8 @@
 
 namespace Kor {
 
-/// Mutual exclusion between threads. The thread that holds the mutex may lock it again and then unlocks it
-/// as often: releasing an object under a registry's mutex may lead back into the same registry.
+/// A recursive mutex: the thread that holds it may lock it again and then unlocks it as often. An object that
+/// is released under a registry's mutex may use the same registry.
 class KOR_EXPORT CMutex
 {
 public:

@@ -7,8 +7,7 @@
 
 namespace Rvl {
 
-/// The configuration asks for something that cannot be: an unknown type, a name that nobody bears, a value
-/// out of range.
+/// The configuration cannot be carried out: an unknown type, the name of no object, a value out of range.
 class RIVLINK_COMMON_EXPORT CConfigurationException : public std::logic_error
 {
 public:

@@ -7,7 +7,7 @@
 
 namespace Rvl {
 
-/// A device could not be reached or refused an access. The message says which one and why.
+/// A device could not be reached or refused an access. The message names the device and the reason.
 class RIVLINK_COMMON_EXPORT CDeviceAccessException : public std::runtime_error
 {
 public:

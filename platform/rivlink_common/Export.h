@@ -1,7 +1,6 @@
 #pragma once
 
-/// RIVLINK_COMMON_EXPORT marks what the shared library `rivlink_common` offers to others; everything else
-/// stays hidden.
+/// RIVLINK_COMMON_EXPORT exports a symbol of the shared library `rivlink_common`; all others are hidden.
 #if defined(_WIN32)
 #if defined(rivlink_common_EXPORTS)
 #define RIVLINK_COMMON_EXPORT __declspec(dllexport)

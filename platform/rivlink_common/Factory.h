@@ -6,7 +6,7 @@
 
 namespace Rvl {
 
-/// Base of everything that builds objects of one type. Factories are filed in registries under their type
+/// Base of everything that builds objects of one type. Factories are registered under their type
 /// name (common/FactoryRegistry.h).
 class RIVLINK_COMMON_EXPORT IFactory
 {
@@ -14,7 +14,7 @@ public:
     IFactory();
     virtual ~IFactory();
 
-    /// The type name under which the factory is filed, such as "Rvl::CPIDControlLoop".
+    /// The type name under which the factory is registered, such as "Rvl::CPIDControlLoop".
     virtual std::string getTypeName() = 0;
 
 protected:

@@ -13,16 +13,16 @@ namespace Rvl {
 class CCommunicationStateRequest;
 class IDeviceInterface;
 
-/// The wire, real or not, on which devices hang. The host calls, one at a time: setProperties(), init(),
+/// The connection, real or not, to a set of devices. The host calls, one at a time: setProperties(), init(),
 /// connect() before the devices are connected, disconnect() after they are disconnected, shutdown().
 class RIVLINK_CORE_EXPORT IBus : public INamedObject
 {
 public:
     ~IBus() override;
 
-    /// Hangs a device on the bus. It is not owned; a device already there stays once.
+    /// Adds a device to the bus. It is not owned; a device already there is not added again.
     virtual void addDevice(IDeviceInterface* device);
-    /// Takes a device off. Nothing happens if it does not hang here.
+    /// Removes a device. Nothing happens if it is not on the bus.
     virtual void removeDevice(IDeviceInterface* device);
     virtual void setProperties(const boost::property_tree::ptree& tree) = 0;
     virtual void init() = 0;

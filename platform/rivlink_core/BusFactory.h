@@ -24,8 +24,8 @@ protected:
 
 public:
     /// Builds a bus from its node of the configuration. It belongs to the caller.
-    /// Throws std::runtime_error if the factory makes nothing; what the product's own construction throws
-    /// passes unchanged.
+    /// Throws std::runtime_error if the factory builds nothing; exceptions of the product's constructor pass
+    /// unchanged.
     virtual IBus* createObject(const boost::property_tree::ptree& tree);
 
 protected:

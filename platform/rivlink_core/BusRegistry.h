@@ -16,8 +16,7 @@ public:
     CBusRegistry();
     ~CBusRegistry() override;
 
-    /// Files the bus under its name. The first bus of a name stays: returns false, and drops the new one, if
-    /// the name is taken.
+    /// Registers the bus under its name. Returns false, and destroys the new bus, if the name is taken.
     bool put(std::shared_ptr<IBus> bus);
 
     /// The bus of that name. Throws CConfigurationException if there is none.

@@ -6,13 +6,13 @@
 
 namespace Rvl {
 
-/// Asks a bus to take its devices' communication into another state.
+/// A request to a bus to change the state of its devices' communication.
 class RIVLINK_CORE_EXPORT CCommunicationStateRequest
 {
 public:
     enum eState
     {
-        Stopped,        ///< devices neither send nor act on values
+        Stopped,        ///< devices neither send nor accept values
         PreOperational, ///< devices can be configured, values are not exchanged
         Operational     ///< values are exchanged
     };

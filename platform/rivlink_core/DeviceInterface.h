@@ -23,18 +23,18 @@ public:
     ~IDeviceInterface() override;
 
     const std::string& getName() const override;
-    /// Takes the device's node of the configuration. Throws CConfigurationException or the property tree's
-    /// errors for what it cannot use.
+    /// Reads the device's node of the configuration. Throws CConfigurationException or the property tree's
+    /// errors for values that cannot be used.
     virtual void setProperties(const boost::property_tree::ptree& tree);
-    /// Starts the exchange of values. Throws CDeviceAccessException if the device is not to be had.
+    /// Starts the exchange of values. Throws CDeviceAccessException if the device cannot be reached.
     virtual void connect() = 0;
-    /// Carries out what was last written, takes every output to its safe value and ends the exchange.
+    /// Carries out pending writes, sets every output to its safe value and ends the exchange.
     /// Nothing happens if the device is not connected. Must not throw.
     virtual void disconnect() = 0;
     virtual bool isConnected() const = 0;
 
 protected:
-    /// Registers the name. Throws CConfigurationException if another device bears it.
+    /// Registers the name. Throws CConfigurationException if another device has it.
     explicit IDeviceInterface(const std::string& name);
 
 private:

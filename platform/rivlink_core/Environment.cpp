@@ -54,8 +54,8 @@ CBusRegistry& CEnvironment::busRegistry()
 
 void CEnvironment::releasePlugins()
 {
-    // a signal keeps what it allocated for a disconnected slot, with that plug-in's code as its destructor,
-    // until the next connect or its own end: too late for a plug-in that is unloaded meanwhile
+    // a signal keeps the memory of a disconnected slot, whose destructor is the plug-in's code, until the
+    // next connect or its own end: too late for a plug-in that is unloaded before
     Signal().swap(private_->registerFactories);
     Signal().swap(private_->aboutToDisconnect);
     private_->buses.clear();

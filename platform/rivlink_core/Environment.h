@@ -13,7 +13,7 @@
 
 namespace Rvl {
 
-/// The one place of a process where plug-ins and host meet: the host's signals and its registries.
+/// The interface between the host and its plug-ins, one per process: the host's signals and registries.
 class RIVLINK_CORE_EXPORT CEnvironment
 {
 public:
@@ -25,9 +25,9 @@ public:
     /// The process's environment, never null.
     static CEnvironment* getInstance();
 
-    /// Emitted by the host once its plug-ins are loaded and may file their factories.
+    /// Emitted by the host once its plug-ins are loaded, for them to register their factories.
     Signal& registerFactories();
-    /// Emitted by the host before the devices are disconnected: whatever drives them must stop.
+    /// Emitted by the host before the devices are disconnected: control loops must stop.
     Signal& aboutToDisconnect();
 
     CFactoryRegistry<IIoChannelFactory>& getIoChannellFactoryRegistry();
@@ -35,8 +35,8 @@ public:
     CFactoryRegistry<IDeviceFactory>& getDeviceFactoryRegistry();
     CBusRegistry& busRegistry();
 
-    /// Forgets every slot, factory and bus. Called by the host before it unloads plug-ins, whose code these
-    /// are.
+    /// Removes every slot, factory and bus. Called by the host before it unloads the plug-ins, whose code
+    /// these consist of.
     void releasePlugins();
 
 private:

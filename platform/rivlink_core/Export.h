@@ -1,7 +1,6 @@
 #pragma once
 
-/// RIVLINK_CORE_EXPORT marks what the shared library `rivlink_core` offers to others; everything else stays
-/// hidden.
+/// RIVLINK_CORE_EXPORT exports a symbol of the shared library `rivlink_core`; all others are hidden.
 #if defined(_WIN32)
 #if defined(rivlink_core_EXPORTS)
 #define RIVLINK_CORE_EXPORT __declspec(dllexport)

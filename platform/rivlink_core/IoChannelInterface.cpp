@@ -19,7 +19,7 @@ struct IIoChannelInterface::Private
     const std::string name;
     boost::property_tree::ptree properties;
 
-    /// Held while listeners are called: that is what lets removeEventListener() promise an end of calls.
+    /// Held while listeners are called, so that removeEventListener() returns after the last call.
     Kor::CMutex listenersMutex;
     /// In the order in which they were added, each with its number in it.
     std::vector<std::pair<std::uint64_t, Kor::IEventListener*>> listeners;
@@ -65,8 +65,8 @@ void IIoChannelInterface::removeEventListener(Kor::IEventListener* listener)
 void IIoChannelInterface::raiseEvent(int event)
 {
     Kor::CGuard guard(private_->listenersMutex);
-    // By number: a listener may add and remove any while it is called, itself as well. Who is added meanwhile
-    // is called with the next event.
+    // By number, as a listener may add and remove listeners while it is called, including itself. Those added
+    // are called with the next event.
     auto& listeners = private_->listeners;
     const std::uint64_t last = private_->lastNumber;
     for (std::uint64_t called = 0;;) {

@@ -22,7 +22,7 @@ public:
     enum eEvent
     {
         EventNewValue = 1,    ///< a new value is available
-        EventFaultChanged = 2 ///< the channel became faulty, or its fault changed or went
+        EventFaultChanged = 2 ///< the fault appeared, changed or disappeared
     };
 
     virtual ~IIoChannelInterface();
@@ -31,28 +31,28 @@ public:
 
     virtual const std::string& getName() const;
     /// Binds the channel to its device, which it finds by name. Nothing is driven yet. Throws
-    /// CConfigurationException if the device or what is asked of it does not exist.
+    /// CConfigurationException if the device or the required part of it does not exist.
     virtual void connectToDevice();
-    /// Takes the channel's node of the configuration; the base keeps a copy (properties()).
+    /// Reads the channel's node of the configuration; the base keeps a copy (properties()).
     virtual void setProperties(const boost::property_tree::ptree& tree);
 
-    /// Adds a listener (not owned, not null); one that is already there is called once all the same.
+    /// Adds a listener (not owned, not null); one that is added twice is still called once.
     void addEventListener(Kor::IEventListener* listener);
-    /// Removes a listener; nothing happens if it is not there. On return no call to it is under way, unless
-    /// it is the calling thread's own.
+    /// Removes a listener; nothing happens if it was not added. On return no call to it is in progress,
+    /// except one on the calling thread.
     void removeEventListener(Kor::IEventListener* listener);
     /// Calls deviceEvent(event) of every listener on the calling thread, in the order in which they were
-    /// added. A listener may add and remove any, itself as well: those that are added are called from the
+    /// added. A listener may add and remove listeners, including itself; those added are called from the
     /// next event on.
     void raiseEvent(int event);
 
     /// The configuration node last given to setProperties(); empty before.
     const boost::property_tree::ptree& properties() const;
 
-    /// What keeps the channel from working, or an empty text while nothing does.
+    /// The channel's fault, or an empty text while it has none.
     std::string fault() const;
     bool isFaulty() const;
-    /// Marks the channel faulty (an empty text: sound again) and raises EventFaultChanged if that is news.
+    /// Sets the fault (an empty text: none) and raises EventFaultChanged if it differs from the previous one.
     void setFault(const std::string& fault);
 
 protected:

@@ -9,8 +9,8 @@
 
 namespace Rvl {
 
-/// A measured quantity. Its device publishes values on the device's own thread; readers get the newest one
-/// at once and never wait for the device.
+/// A measured quantity. The device publishes values on its own thread; reading returns the newest one and
+/// never waits for the device.
 class RIVLINK_DEVICE_EXPORT CAnalogInChannel
     : public IIoChannelInterface,
       public IScalable,
@@ -20,7 +20,7 @@ public:
     /// Every live analog input by name.
     static CNameServer<CAnalogInChannel*> NameServer;
 
-    /// Registers the name. Throws CConfigurationException if another analog input bears it.
+    /// Registers the name. Throws CConfigurationException if another analog input has it.
     explicit CAnalogInChannel(const std::string& name);
     ~CAnalogInChannel() override;
 

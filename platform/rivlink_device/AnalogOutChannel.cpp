@@ -17,7 +17,7 @@ namespace Rvl {
 
 namespace {
 
-// there before they are needed: a step allocates nothing
+// created in advance, as a step must not allocate memory
 const std::string noFault;
 const std::string notANumber = "the value to write is not a number; the safe value was written instead";
 

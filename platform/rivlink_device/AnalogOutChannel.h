@@ -20,7 +20,7 @@ public:
     static CNameServer<CAnalogOutChannel*> NameServer;
 
     /// Registers the name; range unlimited, safe value 0. Throws CConfigurationException if another analog
-    /// output bears the name.
+    /// output has the name.
     explicit CAnalogOutChannel(const std::string& name);
     ~CAnalogOutChannel() override;
 
@@ -29,20 +29,19 @@ public:
     /// minimum above the maximum or a safe value outside the range.
     void setProperties(const boost::property_tree::ptree& tree) override;
 
-    /// Clamps the value to the range and sends it to the device. Never throws for a device that fails or is
-    /// away: the channel is then marked faulty, and sound again with the next write that succeeds.
-    /// Not a number is no value to send to an actuator: the safe value goes out instead and the channel is
-    /// marked faulty.
+    /// Clamps the value to the range and sends it to the device. If the device fails or is offline, the
+    /// channel becomes faulty, until the next write that succeeds; no exception is thrown. For NaN the safe
+    /// value is sent instead, and the channel becomes faulty.
     void safeWriteOutput(double value);
-    /// For the device, once it is back: sends again what was last asked for, if anything was. Whoever asked
-    /// does not repeat itself.
+    /// Called by the device when it is online again: sends the last value written, if any, as its writer does
+    /// not repeat it.
     void restoreOutput();
     /// The value last sent to the device, or NaN before the first one.
     double outputValue() const;
 
     double minimum() const;
     double maximum() const;
-    /// What the output is taken to when nobody drives it.
+    /// The value of the output while it is not driven.
     double safeValue() const;
     /// Throws CConfigurationException unless minimum <= safeValue <= maximum.
     void setRange(double minimum, double maximum, double safeValue);

@@ -19,11 +19,11 @@ public:
     static CNameServer<IControllerChannel*> NameServer;
 
     /// Registers the name; the set-point range is unlimited. Throws CConfigurationException if another
-    /// controller channel bears the name.
+    /// controller channel has the name.
     explicit IControllerChannel(const std::string& name);
     ~IControllerChannel() override;
 
-    /// Hands the set point, unscaled, to writeSetPointUnscaled(). Throws std::out_of_range, and writes
+    /// Passes the set point, unscaled, to writeSetPointUnscaled(). Throws std::out_of_range, and writes
     /// nothing, if it is not a number or lies outside the set-point range.
     virtual void writeSetPoint(double setPoint);
     virtual double readActualValue();

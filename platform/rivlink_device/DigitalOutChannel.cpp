@@ -23,7 +23,7 @@ struct CDigitalOutChannel::Private
 
 namespace {
 
-/// Runs one access to the device; the channel's fault tells how it went.
+/// Runs one access to the device and sets or clears the channel's fault by its result.
 template <class Access> void driveSafely(IIoChannelInterface& channel, Access access)
 {
     try {

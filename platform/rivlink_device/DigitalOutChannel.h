@@ -19,24 +19,24 @@ public:
     /// The largest duty cycle, in percent: always on.
     static constexpr unsigned MaximumDutyCycle = 100;
 
-    /// Registers the name. Throws CConfigurationException if another digital output bears it.
+    /// Registers the name. Throws CConfigurationException if another digital output has it.
     explicit CDigitalOutChannel(const std::string& name);
     ~CDigitalOutChannel() override;
 
-    /// Switches the output on or off. Never throws for a device that fails or is away: the channel is then
-    /// marked faulty, and sound again with the next write that succeeds.
+    /// Switches the output on or off. If the device fails or is offline, the channel becomes faulty,
+    /// until the next write that succeeds; no exception is thrown.
     virtual void writeOutput(bool on);
-    /// Chooses between on/off and pulse-width operation, with the same promise as writeOutput().
+    /// Selects on/off or pulse-width mode. Failures as with writeOutput().
     virtual void setPWMMode(bool on);
-    /// Sets the duty cycle in percent, at most MaximumDutyCycle, with the same promise as writeOutput(). Who
-    /// sets one means pulse widths: a channel in on/off operation is switched over first.
+    /// Sets the duty cycle in percent, limited to MaximumDutyCycle. A channel in on/off mode is switched to
+    /// pulse-width mode first. Failures as with writeOutput().
     void safeWritePWMDutyCycle(unsigned percent);
 
-    /// For the device, once it is back: sends again the mode and the state that were last asked for, if any
-    /// were. Whoever asked does not repeat itself.
+    /// Called by the device when it is online again: sends the mode and the state last written, if any, as
+    /// their writer does not repeat them.
     void restoreOutput();
 
-    /// What was last sent to the device: on or off, mode and duty cycle in percent.
+    /// The state last sent to the device: on or off, mode and duty cycle in percent.
     bool isOn() const;
     bool isPWMMode() const;
     unsigned dutyCycle() const;

@@ -11,13 +11,13 @@ namespace Rvl {
 class RIVLINK_DEVICE_EXPORT IDigitalOutInterface
 {
 public:
-    /// Every live port by name. Whoever implements a port registers it.
+    /// Every live port by name. Implementations register themselves.
     static CNameServer<IDigitalOutInterface*> NameServer;
 
     virtual ~IDigitalOutInterface();
 
     /// Sets the bits that are 1 in `mask` to those of `value` and leaves the others. Must not throw for a
-    /// device that is away.
+    /// device that is offline.
     virtual void writeMasked(std::uint32_t mask, std::uint32_t value) = 0;
 };
 

@@ -1,7 +1,6 @@
 #pragma once
 
-/// RIVLINK_DEVICE_EXPORT marks what the shared library `rivlink_device` offers to others; everything else
-/// stays hidden.
+/// RIVLINK_DEVICE_EXPORT exports a symbol of the shared library `rivlink_device`; all others are hidden.
 #if defined(_WIN32)
 #if defined(rivlink_device_EXPORTS)
 #define RIVLINK_DEVICE_EXPORT __declspec(dllexport)

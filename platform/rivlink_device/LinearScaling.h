@@ -10,8 +10,8 @@ namespace Rvl {
 class RIVLINK_DEVICE_EXPORT CLinearScaling : public IScalingInterface
 {
 public:
-    /// Throws CConfigurationException if the factor is 0 or either number is not finite, because the way back
-    /// would not exist.
+    /// Throws CConfigurationException if the factor is 0 or either number is not finite, as the inverse does
+    /// not exist then.
     CLinearScaling(double factor, double offset, const std::string& unit);
     /// From a node with the optional attributes "Factor" (default 1), "Offset" (default 0) and "Unit"
     /// (default none). Throws the property tree's bad-data error for an attribute that is not a number.

@@ -9,14 +9,14 @@ namespace Rvl {
 class RIVLINK_DEVICE_EXPORT IPumpInterface
 {
 public:
-    /// Every live pump by name. Whoever implements a pump registers it.
+    /// Every live pump by name. Implementations register themselves.
     static CNameServer<IPumpInterface*> NameServer;
 
     virtual ~IPumpInterface();
 
     /// The largest flow, in either direction; never negative.
     virtual double maximumFlow() = 0;
-    /// Makes the pump deliver this flow; the sign is its direction. Must not throw for a pump that is away.
+    /// Sets the flow; its sign is the direction. Must not throw for a pump that is offline.
     virtual void generateFlow(double flow) = 0;
 };
 

@@ -19,7 +19,7 @@ struct IScalable::Private
     /// With the mutex: to be called after each change.
     void changed() { isActive = on && scaling; }
 
-    /// Kept alive by the caller's copy, so that a conversion under way survives a change of scaling.
+    /// Shared with the caller, so that a conversion in progress is not affected by a change of the scaling.
     std::shared_ptr<IScalingInterface> active() const
     {
         if (!isActive) {

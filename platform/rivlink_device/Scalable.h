@@ -18,7 +18,7 @@ public:
     IScalable(const IScalable&) = delete;
     IScalable& operator=(const IScalable&) = delete;
 
-    /// Installs a scaling, which from then on belongs to the channel; null is removeScaling(). The first one
+    /// Installs a scaling, of which the channel takes ownership; null is removeScaling(). The first one
     /// installed is the default.
     virtual void setScaling(IScalingInterface* scaling);
     virtual void removeScaling();

@@ -6,7 +6,7 @@
 
 namespace Rvl {
 
-/// Converts between what a device or loop works with (unscaled) and what people read and write (scaled).
+/// Converts between the values of a device or loop (unscaled) and those of the user (scaled).
 class RIVLINK_DEVICE_EXPORT IScalingInterface
 {
 public:

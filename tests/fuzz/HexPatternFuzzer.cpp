@@ -65,7 +65,7 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
 
     SKeyDescription key;
     key.type = SKeyDescription::Hexadecimal;
-    if (!judgeValue(key, text)) {
+    if (!checkValue(key, text)) {
         const std::size_t begin = text.find_first_not_of(" \t\r\n");
         const bool prefixed = text.find_first_of("xX") != std::string::npos;
         std::uint32_t exact = 0;

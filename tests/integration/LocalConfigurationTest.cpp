@@ -212,7 +212,7 @@ TEST(LocalConfiguration, WrongSignalsAreToldWithAllOtherFaultsAndEachAtItsLine)
                   ":24:" +
                   channels +
                   "Channel[3]/Signal: \"Heater\" of device \"Bench\" is already driven by "
-                  "/Configuration/Channels/Channel[2]; expected one that nobody drives\n"
+                  "/Configuration/Channels/Channel[2]; expected one that is not driven\n"
                   ":28:" +
                   channels + "Channel[4]/Signal: \"Heater\" is no port of device \"Bench\"; expected none\n",
               result.out);

@@ -71,7 +71,7 @@ TEST(FactoryRegistry, GetOfAnUnknownNameIsLogged)
                                  "not exist in factory registry"));
 }
 
-TEST(FactoryRegistry, PutAnnouncesEveryFactoryEvenOnesTurnedAway)
+TEST(FactoryRegistry, PutLogsEveryFactoryEvenRefusedOnes)
 {
     LogCapture log("EnvLogger");
     CFactoryRegistry<Factory> registry;
@@ -83,7 +83,7 @@ TEST(FactoryRegistry, PutAnnouncesEveryFactoryEvenOnesTurnedAway)
                                                   "INFO Factory  registered in registry"));
 }
 
-TEST(FactoryRegistry, TypeNameIsAskedOnceMoreForTheLogOnlyWhileInfoIsOn)
+TEST(FactoryRegistry, TypeNameIsReadOnceMoreForTheLogOnlyWhileInfoIsOn)
 {
     LogCapture log("EnvLogger");
     CFactoryRegistry<Factory> registry;

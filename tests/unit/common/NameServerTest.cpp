@@ -96,7 +96,7 @@ TEST(NameServer, NamesAreOrderedByByte)
     EXPECT_THAT(server.names(), testing::ElementsAre("B", "a", "b"));
 }
 
-TEST(NameServer, KnowsWhetherANameIsTaken)
+TEST(NameServer, ContainsEveryTakenName)
 {
     NameServer server;
     int object = 0;
@@ -108,7 +108,7 @@ TEST(NameServer, KnowsWhetherANameIsTaken)
     EXPECT_FALSE(server.contains("Temperature"));
 }
 
-TEST(NameServerRegistrator, RegistersForItsLife)
+TEST(NameServerRegistrator, RegistersForItsLifetime)
 {
     NameServer server;
     int object = 0;

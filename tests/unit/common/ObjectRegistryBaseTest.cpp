@@ -59,7 +59,7 @@ struct DepartingRegistry : CObjectRegistryBase<Departing>
 
 } // namespace
 
-TEST(ObjectRegistryBase, LogsItsBirthAndDeathWithItsAddress)
+TEST(ObjectRegistryBase, LogsItsConstructionAndDestructionWithItsAddress)
 {
     LogCapture log("CtorDtorLogger");
     auto registry = std::make_unique<CObjectRegistryBase<int>>();
@@ -84,7 +84,7 @@ TEST(ObjectRegistryBase, ReleasesItsObjectsWhenDestroyed)
     EXPECT_TRUE(watched.expired());
 }
 
-TEST(ObjectRegistryBase, LogsItsDeathBeforeItReleasesItsObjects)
+TEST(ObjectRegistryBase, LogsItsDestructionBeforeItReleasesItsObjects)
 {
     LogCapture log("CtorDtorLogger");
     std::string address;
@@ -121,7 +121,7 @@ TEST(ObjectRegistryBase, ObjectMayUseTheRegistryWhileClearReleasesIt)
     EXPECT_EQ(0u, registry.size());
 }
 
-TEST(ObjectRegistryBase, ClearKeepsOthersOutUntilTheObjectsAreReleased)
+TEST(ObjectRegistryBase, ClearBlocksOtherThreadsUntilTheObjectsAreReleased)
 {
     DepartingRegistry registry;
     const auto another = std::make_shared<Departing>([] {});

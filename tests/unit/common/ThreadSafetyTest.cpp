@@ -23,7 +23,7 @@ bool isFree(CMutex& mutex)
         .get();
 }
 
-TEST(MutexTest, lockKeepsOtherThreadsOut)
+TEST(MutexTest, LockKeepsOtherThreadsOut)
 {
     CMutex mutex;
     mutex.lock();
@@ -32,7 +32,7 @@ TEST(MutexTest, lockKeepsOtherThreadsOut)
     EXPECT_TRUE(isFree(mutex));
 }
 
-TEST(MutexLockTest, holdsTheMutexForItsScope)
+TEST(MutexLockTest, HoldsTheMutexForItsScope)
 {
     CMutex mutex;
     {
@@ -42,7 +42,7 @@ TEST(MutexLockTest, holdsTheMutexForItsScope)
     EXPECT_TRUE(isFree(mutex));
 }
 
-TEST(MutexLockTest, canBeUnlockedInBetween)
+TEST(MutexLockTest, CanBeUnlockedInBetween)
 {
     CMutex mutex;
     {
@@ -56,7 +56,7 @@ TEST(MutexLockTest, canBeUnlockedInBetween)
     EXPECT_TRUE(isFree(mutex));
 }
 
-TEST(MutexLockTest, releasesTheMutexDuringAWait)
+TEST(MutexLockTest, ReleasesTheMutexDuringAWait)
 {
     struct SShared
     {

@@ -140,7 +140,7 @@ TEST(SignalChannels, SeveralInputsMayShowOneSensor)
     EXPECT_EQ(11.0, second->readValue());
 }
 
-TEST(SignalChannels, AnalogOutputHandsOverTheUnscaledValue)
+TEST(SignalChannels, AnalogOutputPassesTheUnscaledValue)
 {
     CTestDevice device("Rig");
     const auto valve = bound<CSignalAnalogOutChannel>("Valve", "Rig", "Valve");

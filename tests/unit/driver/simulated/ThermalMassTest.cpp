@@ -35,7 +35,7 @@ std::vector<double> noiseOf(const std::string& attributes)
 
 } // namespace
 
-TEST(ThermalMass, BeginsAtAmbientTemperatureUnlessToldOtherwise)
+TEST(ThermalMass, BeginsAtAmbientTemperatureByDefault)
 {
     EXPECT_EQ(18.5, mass("AmbientTemperature=\"18.5\"").temperature());
     EXPECT_EQ(30.0, mass("AmbientTemperature=\"18.5\" InitialTemperature=\"30\"").temperature());

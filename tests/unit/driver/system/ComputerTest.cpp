@@ -115,7 +115,7 @@ TEST(Computer, LoadMakesItBusyAndDisconnectEndsIt)
     EXPECT_LT(processCpuTime_s() - idle_s, 0.05);
 }
 
-TEST(Computer, HasOneLoadThreadPerCoreUnlessToldOtherwise)
+TEST(Computer, HasOneLoadThreadPerCoreByDefault)
 {
     SMachine machine("");
     EXPECT_EQ(std::max(std::thread::hardware_concurrency(), 1U), machine.device.loadThreads());

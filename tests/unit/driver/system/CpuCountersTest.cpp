@@ -55,7 +55,7 @@ TEST(CpuCounters, OtherLinesAreRefused)
     }
 }
 
-TEST(CpuCounters, SystemsCountersRunAndSeeOwnWork)
+TEST(CpuCounters, SystemsCountersRunAndIncludeTheProcessItself)
 {
     const SCpuCounters before = readCpuCounters();
     const double start_s = processCpuTime_s();

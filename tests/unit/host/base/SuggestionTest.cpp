@@ -4,7 +4,7 @@
 
 namespace Rvl::Test {
 
-TEST(SuggestionTest, NearestChoiceIsWhatWasMeant)
+TEST(SuggestionTest, NearestChoiceHasTheFewestDifferences)
 {
     const std::vector<std::string> choices{"Gain", "Setpoint", "SampleTime_ms"};
     EXPECT_EQ(nearestChoice("gain", choices), "Gain");

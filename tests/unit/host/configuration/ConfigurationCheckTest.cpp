@@ -25,7 +25,7 @@ std::vector<std::string> brokenConfigurations()
 class BrokenConfiguration : public testing::TestWithParam<std::string>
 {};
 
-TEST_P(BrokenConfiguration, IsToldWithEveryFault)
+TEST_P(BrokenConfiguration, IsReportedWithEveryFault)
 {
     const std::string expected = readFile((folder / "broken" / (GetParam() + ".expected")).string());
     ASSERT_FALSE(expected.empty());
@@ -94,7 +94,7 @@ TEST(ConfigurationCheckTest, OutputMayBeMissingWhereTheInputIsTheOutput)
                               "No such node (ControlLoop.Output.Channel)\n");
 }
 
-TEST(ConfigurationCheckTest, EditorsMayBeToldTheSchemaAtTheRootAndNowhereElse)
+TEST(ConfigurationCheckTest, RootAloneMayNameTheSchemaForEditors)
 {
     const CTemporaryFolder temporary;
     const std::string attributes = " xmlns:xsi=\"http://www.w3.org/2001/XMLSchema-instance\""

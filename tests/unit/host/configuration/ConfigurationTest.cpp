@@ -159,7 +159,7 @@ TEST(ConfigurationTest, OtherEncodingsAreTaken)
     EXPECT_EQ(CConfiguration::text(CConfiguration::parse(utf16, "test.xml").root()), "\xc3\xbc");
 }
 
-TEST(ConfigurationTest, NestingDeeperThanAnybodyMeansIsRefused)
+TEST(ConfigurationTest, ExcessiveNestingIsRefused)
 {
     EXPECT_EQ(complaintOf(nested(500)), "nothing was thrown");
     EXPECT_EQ(complaintOf(nested(501)),

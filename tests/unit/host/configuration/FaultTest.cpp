@@ -4,7 +4,7 @@
 
 namespace Rvl::Test {
 
-TEST(FaultTest, FaultsAreToldInFileOrder)
+TEST(FaultTest, FaultsAreReportedInFileOrder)
 {
     CFaultList faults;
     faults.add({30, 3, "/A/C", "late", false});

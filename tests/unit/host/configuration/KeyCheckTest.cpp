@@ -27,7 +27,7 @@ SKeyDescription ranged(SKeyDescription::eType type, std::optional<double> minimu
 
 } // namespace
 
-TEST(KeyCheckTest, ExpectationTellsTheRange)
+TEST(KeyCheckTest, ExpectationNamesTheRange)
 {
     EXPECT_EQ(expectation(key(SKeyDescription::Real)), "a real number");
     EXPECT_EQ(expectation(ranged(SKeyDescription::Real, {}, {})), "a real number in s");
@@ -41,21 +41,21 @@ TEST(KeyCheckTest, ExpectationTellsTheRange)
 TEST(KeyCheckTest, EndsOfTheRangeBelongToItUnlessExcluded)
 {
     const SKeyDescription closed = ranged(SKeyDescription::Real, 0, 5);
-    EXPECT_FALSE(judgeValue(closed, "0"));
-    EXPECT_FALSE(judgeValue(closed, "5"));
-    EXPECT_EQ(judgeValue(closed, "5.1"), "\"5.1\" is too high; expected a real number from 0 s to 5 s");
-    EXPECT_EQ(judgeValue(closed, "-0.1"), "\"-0.1\" is too low; expected a real number from 0 s to 5 s");
-    EXPECT_EQ(judgeValue(ranged(SKeyDescription::Real, 0, {}, true), "0"),
+    EXPECT_FALSE(checkValue(closed, "0"));
+    EXPECT_FALSE(checkValue(closed, "5"));
+    EXPECT_EQ(checkValue(closed, "5.1"), "\"5.1\" is too high; expected a real number from 0 s to 5 s");
+    EXPECT_EQ(checkValue(closed, "-0.1"), "\"-0.1\" is too low; expected a real number from 0 s to 5 s");
+    EXPECT_EQ(checkValue(ranged(SKeyDescription::Real, 0, {}, true), "0"),
               "\"0\" is the limit; expected a real number above 0 s");
 }
 
 TEST(KeyCheckTest, BooleanHasFourWords)
 {
     for (const char* word : {"true", "false", "1", "0", " true "}) {
-        EXPECT_FALSE(judgeValue(key(SKeyDescription::Boolean), word)) << word;
+        EXPECT_FALSE(checkValue(key(SKeyDescription::Boolean), word)) << word;
     }
     for (const char* word : {"", "True", "yes", "2", "01", "true false"}) {
-        EXPECT_EQ(judgeValue(key(SKeyDescription::Boolean), word),
+        EXPECT_EQ(checkValue(key(SKeyDescription::Boolean), word),
                   "\"" + std::string(word) + "\" is not a boolean; expected true, false, 1 or 0");
     }
 }
@@ -63,13 +63,13 @@ TEST(KeyCheckTest, BooleanHasFourWords)
 TEST(KeyCheckTest, WholeNumberFitsAnIntUnlessItsRangeSaysOtherwise)
 {
     const SKeyDescription plain = key(SKeyDescription::Integer);
-    EXPECT_FALSE(judgeValue(plain, "-2147483648"));
-    EXPECT_EQ(judgeValue(plain, "2147483648"),
+    EXPECT_FALSE(checkValue(plain, "-2147483648"));
+    EXPECT_EQ(checkValue(plain, "2147483648"),
               "\"2147483648\" is too large; expected a whole number from -2147483648 to 2147483647");
-    EXPECT_FALSE(judgeValue(ranged(SKeyDescription::Integer, 0, 1e10), "2147483648"));
-    EXPECT_EQ(judgeValue(plain, "1.5"), "\"1.5\" is not a whole number; expected a whole number");
-    EXPECT_EQ(judgeValue(plain, "x"), "\"x\" is not a number; expected a whole number");
-    EXPECT_EQ(judgeValue(plain, "99999999999999999999"),
+    EXPECT_FALSE(checkValue(ranged(SKeyDescription::Integer, 0, 1e10), "2147483648"));
+    EXPECT_EQ(checkValue(plain, "1.5"), "\"1.5\" is not a whole number; expected a whole number");
+    EXPECT_EQ(checkValue(plain, "x"), "\"x\" is not a number; expected a whole number");
+    EXPECT_EQ(checkValue(plain, "99999999999999999999"),
               "\"99999999999999999999\" is too large; expected a whole number");
 }
 
@@ -77,12 +77,12 @@ TEST(KeyCheckTest, HexadecimalHasAtMost32Bits)
 {
     const SKeyDescription hexadecimal = key(SKeyDescription::Hexadecimal);
     for (const char* text : {"0", "ff", "0xFF", "0X1a", "00000000ffffffff", " 7 "}) {
-        EXPECT_FALSE(judgeValue(hexadecimal, text)) << text;
+        EXPECT_FALSE(checkValue(hexadecimal, text)) << text;
     }
     EXPECT_EQ(
-        judgeValue(hexadecimal, "0x"),
+        checkValue(hexadecimal, "0x"),
         "\"0x\" is not a hexadecimal number; expected a hexadecimal number of at most 32 bits, such as 0x0F");
-    EXPECT_EQ(judgeValue(hexadecimal, "100000000"),
+    EXPECT_EQ(checkValue(hexadecimal, "100000000"),
               "\"100000000\" is too large; expected a hexadecimal number of at most 32 bits, such as 0x0F");
 }
 
@@ -90,17 +90,17 @@ TEST(KeyCheckTest, LetterCaseOfAChoiceCounts)
 {
     SKeyDescription choice = key(SKeyDescription::Choice);
     choice.choices = {"Fast", "Slow"};
-    EXPECT_FALSE(judgeValue(choice, "Fast"));
-    EXPECT_EQ(judgeValue(choice, "fast"),
+    EXPECT_FALSE(checkValue(choice, "Fast"));
+    EXPECT_EQ(checkValue(choice, "fast"),
               "\"fast\" is no choice; expected one of Fast, Slow (did you mean \"Fast\"?)");
 }
 
 TEST(KeyCheckTest, OnlyARequiredTextMustNotBeEmpty)
 {
     SKeyDescription text = key(SKeyDescription::Text);
-    EXPECT_FALSE(judgeValue(text, ""));
+    EXPECT_FALSE(checkValue(text, ""));
     text.required = true;
-    EXPECT_EQ(judgeValue(text, ""), "is empty; expected a text");
+    EXPECT_EQ(checkValue(text, ""), "is empty; expected a text");
 }
 
 } // namespace Rvl::Test

@@ -83,7 +83,7 @@ TEST(SignalCheckTest, SensorOfTheDeviceIsFound)
     EXPECT_EQ("", checked(bench, in("B", "Level")));
 }
 
-TEST(SignalCheckTest, SignalOfAnotherKindOrOfNoneIsToldAtItsOwnLine)
+TEST(SignalCheckTest, SignalOfAnotherKindOrOfNoneIsReportedAtItsOwnLine)
 {
     EXPECT_EQ("c.xml:2: /Configuration/Channels/Channel[1]/Signal: \"Valve\" is no sensor of device \"B\"; "
               "expected \"Level\"\n"
@@ -97,11 +97,11 @@ TEST(SignalCheckTest, InheritedSignalIsTheDevicesToo)
     EXPECT_EQ("", checked(bench, out("B", "Mode")));
 }
 
-TEST(SignalCheckTest, SecondDriverOfASignalIsToldWhoTheFirstOneIs)
+TEST(SignalCheckTest, SecondDriverOfASignalIsReportedWithTheFirstOne)
 {
     EXPECT_EQ(
         "c.xml:4: /Configuration/Channels/Channel[3]/Signal: \"Valve\" of device \"B\" is already driven by "
-        "/Configuration/Channels/Channel[1]; expected one that nobody drives\n",
+        "/Configuration/Channels/Channel[1]; expected one that is not driven\n",
         checked(bench + "<Device Name=\"C\" Type=\"Bench\"/>",
                 "<Channel Name=\"1\" Type=\"Out\"><Device>B</Device><Signal>Valve</Signal></Channel>\n"
                 "<Channel Name=\"2\" Type=\"Out\"><Device>C</Device><Signal>Valve</Signal></Channel>\n"
@@ -114,7 +114,7 @@ TEST(SignalCheckTest, SensorMayBeReadByMany)
                                                     "<Signal>Level</Signal></Channel>"));
 }
 
-TEST(SignalCheckTest, DeviceOfAnotherFamilyIsTold)
+TEST(SignalCheckTest, DeviceOfAnotherFamilyIsReported)
 {
     EXPECT_EQ(
         "c.xml:2: /Configuration/Channels/Channel/Device: \"D\" is of the type Other, which is no Family; "
@@ -126,7 +126,7 @@ TEST(SignalCheckTest, DeviceOfAnotherFamilyIsTold)
         checked("<Device Name=\"D\" Type=\"Other\"/>", in("D", "Level")));
 }
 
-TEST(SignalCheckTest, WhatIsNotKnownIsNotJudged)
+TEST(SignalCheckTest, WhatIsNotKnownIsNotChecked)
 {
     // a device without described signals; one of an unknown type; one that is not there
     EXPECT_EQ("", checked("<Device Name=\"D\" Type=\"Other\"/>", out("D", "Anything")));
@@ -156,7 +156,7 @@ TEST(SignalCheckTest, ChoiceDecidesWhetherASignalIsNamedAtAll)
     EXPECT_EQ("[@Signal]: is missing; expected one of Mode, Valve\n", checkedFault("Kind=\"Dead\""));
 }
 
-TEST(SignalCheckTest, NumberIsHeldAgainstItsNeighbourInTheSameSection)
+TEST(SignalCheckTest, NumberIsCheckedAgainstItsNeighbourInTheSameSection)
 {
     EXPECT_EQ("", checkedFault("Kind=\"Away\" From=\"1\" To=\"1.5\""));
     EXPECT_EQ("[@To]: \"1\" is not above From; expected more than 1\n",

@@ -4,7 +4,7 @@
 
 namespace Rvl::Test {
 
-TEST(SummaryTest, TellsLoopsControllersAndTheFirstStep)
+TEST(SummaryTest, ListsLoopsControllersAndTheFirstStep)
 {
     SLoopStatus loop;
     loop.typeName = "Rvl::CPIDControlLoop";
@@ -26,7 +26,7 @@ TEST(SummaryTest, TellsLoopsControllersAndTheFirstStep)
               "First loop step 12.345 ms after the start of the program\n");
 }
 
-TEST(SummaryTest, NothingToTellIsNoText)
+TEST(SummaryTest, NothingToReportIsNoText)
 {
     EXPECT_EQ(summary({}, {}, std::nullopt), "");
 }

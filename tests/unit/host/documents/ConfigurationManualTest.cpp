@@ -11,7 +11,7 @@ using testing::HasSubstr;
 using testing::Not;
 using testing::StartsWith;
 
-TEST(ConfigurationManualTest, TypeIsToldWithATableOfItsKeysAndAShortXml)
+TEST(ConfigurationManualTest, TypeHasATableOfItsKeysAndAShortXml)
 {
     CTypeCatalogue catalogue;
     catalogue.addText(R"({"plugin": "p", "types": [

@@ -135,7 +135,7 @@ TEST(ConfigurationSchemaTest, TypesMayDisagreeOnWhatAnElementIs)
     EXPECT_TRUE(isMarked(schema.marks(withDevice("<P>\n<Type>J</Type></P>")), 3, "'Type'"));
 }
 
-TEST(ConfigurationSchemaTest, ValuesAreJudgedAsTheHostJudgesThem)
+TEST(ConfigurationSchemaTest, ValuesAreCheckedAsTheHostChecksThem)
 {
     const CSchemaCheck schema(schemaOf(R"({"name": "T", "kind": "device", "keys": [
         {"path": "<xmlattr>.Real", "type": "real"},
@@ -179,7 +179,7 @@ TEST(ConfigurationSchemaTest, ValuesAreJudgedAsTheHostJudgesThem)
     }
 }
 
-TEST(ConfigurationSchemaTest, KeysAreDocumentedAndWhoReadsThemIfNotAllTypesDo)
+TEST(ConfigurationSchemaTest, KeysAreDocumentedWithTheirTypesIfNotAllTypesHaveThem)
 {
     const std::string schema = schemaOf(R"(
         {"name": "T", "kind": "device", "meaning": "the first", "keys": [

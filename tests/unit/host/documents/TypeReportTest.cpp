@@ -7,7 +7,7 @@
 
 namespace Rvl::Test {
 
-TEST(TypeReportTest, TypeIsToldWithItsInheritedKeys)
+TEST(TypeReportTest, TypeIsListedWithItsInheritedKeys)
 {
     const SProgramResult result = runHost({"types", "--plugin", "rivlink_fake", "Rvl::CFakeOutput"});
     EXPECT_EQ(result.err, "");
@@ -45,7 +45,7 @@ TEST(TypeReportTest, JsonHoldsEveryTypeOfThePlugin)
                            R"("path":"Parameters.<xmlattr>.Gain","required":true,"type":"real"})");
 }
 
-TEST(TypeReportTest, SignalsAndWhatRefersToThemAreTold)
+TEST(TypeReportTest, SignalsAndReferencesToThemAreListed)
 {
     CTypeCatalogue catalogue;
     catalogue.addText(R"({"plugin": "p", "types": [
@@ -84,7 +84,7 @@ TEST(TypeReportTest, SignalsAndWhatRefersToThemAreTold)
               keys.at(5).dump());
 }
 
-TEST(TypeReportTest, UnknownTypeIsAnsweredWithTheChoices)
+TEST(TypeReportTest, UnknownTypeIsReportedWithTheChoices)
 {
     const SProgramResult result = runHost({"types", "--plugin", "rivlink_fake", "Rvl::CFakeLop"});
     EXPECT_EQ(result.err,

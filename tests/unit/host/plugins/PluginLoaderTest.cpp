@@ -33,7 +33,7 @@ std::string loadFailure(const std::string& plugin, bool found)
 
 } // namespace
 
-TEST(PluginLoaderTest, PluginFilesItsFactoriesAndLeavesNothingBehind)
+TEST(PluginLoaderTest, PluginRegistersItsFactoriesAndLeavesNothingBehind)
 {
     CEnvironment& environment = *CEnvironment::getInstance();
     // twice, to see that it is really unloaded: only loading connects it to the environment
@@ -139,7 +139,7 @@ TEST(PluginLoaderTest, MissingPluginIsAFaultOfTheConfiguration)
                                "\"rivlink_nowhere\" is not in the plug-in path; expected one of .*\n"));
 }
 
-TEST(PluginLoaderTest, PluginMayStandAtAPathOfItsOwn)
+TEST(PluginLoaderTest, PluginMayBeGivenByItsPath)
 {
     const CTemporaryFolder folder;
     SFakeConfiguration configuration;

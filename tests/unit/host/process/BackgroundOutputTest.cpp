@@ -111,7 +111,7 @@ TEST_F(BackgroundOutputTest, TextsArriveInTheirOrder)
     EXPECT_EQ(expected, reader.text());
 }
 
-TEST_F(BackgroundOutputTest, ReaderWhoDoesNotReadHoldsUpNobody)
+TEST_F(BackgroundOutputTest, OutputThatIsNotReadBlocksNoOtherThread)
 {
     stopReading();
     output.write("second\n");
@@ -123,7 +123,7 @@ TEST_F(BackgroundOutputTest, ReaderWhoDoesNotReadHoldsUpNobody)
     EXPECT_EQ("first\nsecond\n", reader.text());
 }
 
-TEST_F(BackgroundOutputTest, WhatThereIsNoRoomForIsLeftOutAndCounted)
+TEST_F(BackgroundOutputTest, TextsBeyondTheLimitAreDroppedAndCounted)
 {
     stopReading();
     const std::string large(512 * 1024, 'x');
@@ -141,7 +141,7 @@ TEST_F(BackgroundOutputTest, WhatThereIsNoRoomForIsLeftOutAndCounted)
     EXPECT_EQ("last\n", reader.text().substr(reader.text().size() - 5)) << "and then it goes on as before";
 }
 
-TEST_F(BackgroundOutputTest, ReaderWhoHasGoneIsNoReasonToStop)
+TEST_F(BackgroundOutputTest, WritingContinuesAfterTheOutputWasClosed)
 {
     reader.setGone(true);
     output.write("lost\n");
@@ -152,7 +152,7 @@ TEST_F(BackgroundOutputTest, ReaderWhoHasGoneIsNoReasonToStop)
     EXPECT_EQ("found\n", reader.text());
 }
 
-TEST(BackgroundOutputEnd, OutputThatIsBusyGoesOnOnItsOwn)
+TEST(BackgroundOutputEnd, BusyOutputIsDetachedAtItsEnd)
 {
     // for good, as its thread is
     static CReader reader;
@@ -169,7 +169,7 @@ TEST(BackgroundOutputEnd, OutputThatIsBusyGoesOnOnItsOwn)
     EXPECT_TRUE(eventually([] { return reader.text() == "first\nsecond\n"; }));
 }
 
-TEST_F(BackgroundOutputTest, LogRecordsGoToItForAsLongAsTheyAreToldTo)
+TEST_F(BackgroundOutputTest, LogRecordsGoToItWhileRedirected)
 {
     setUpLogging("warn");
     const log4cplus::Logger logger = log4cplus::Logger::getInstance("BackgroundOutputTest");

@@ -32,7 +32,7 @@ TEST(DescriptorLimitTest, IsRaisedToWhatTheSystemAllowsAtMost)
     EXPECT_EQ(descriptorLimit(), limit.rlim_max);
 }
 
-TEST(DescriptorLimitTest, FilesAreOnlyPromisedAsFarAsTheyCanBeOpened)
+TEST(DescriptorLimitTest, FilesAreOpenedToFindOutHowManyThereCanBe)
 {
     rlimit before{};
     ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &before), 0);

@@ -51,7 +51,7 @@ TEST(RecorderTest, HeaderNamesEachUnitWhereTheyDiffer)
               "time,channel,set point,actual value,control value,enabled,manual,state");
 }
 
-TEST(RecorderTest, RecordThatAnotherIsWritingIsLeftAlone)
+TEST(RecorderTest, RecordThatAnotherRecorderWritesIsNotTouched)
 {
     const CTemporaryFolder folder;
     const std::string file = folder.file("r.csv");
@@ -96,7 +96,7 @@ TEST(RecorderTest, FileThatCannotBeCreatedIsNamed)
     }
 }
 
-TEST(RecorderTest, FullDiskIsToldOnce)
+TEST(RecorderTest, FullDiskIsReportedOnce)
 {
     const CFullDisk disk;
     CRecorder recorder(disk.path(), false, {state("Vessel", "")});

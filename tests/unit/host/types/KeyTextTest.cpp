@@ -19,7 +19,7 @@ SKeyDescription confined(SKeyDescription::eType type, std::optional<double> mini
 
 } // namespace
 
-TEST(KeyTextTest, RangeTellsWhatTheValueIsConfinedTo)
+TEST(KeyTextTest, RangeNamesTheLimits)
 {
     EXPECT_EQ(keyRange(confined(SKeyDescription::Real, {}, {})), "");
     EXPECT_EQ(keyRange(confined(SKeyDescription::Real, 0.5, {})), ">= 0.5");
@@ -37,7 +37,7 @@ TEST(KeyTextTest, RangeTellsWhatTheValueIsConfinedTo)
     EXPECT_EQ(keyRange(key), "pump");
 }
 
-TEST(KeyTextTest, DefaultThatIsEmptyIsTold)
+TEST(KeyTextTest, DefaultThatIsEmptyIsShown)
 {
     SKeyDescription key;
     EXPECT_EQ(keyDefault(key), "");
@@ -47,7 +47,7 @@ TEST(KeyTextTest, DefaultThatIsEmptyIsTold)
     EXPECT_EQ(keyDefault(key), "0.5");
 }
 
-TEST(KeyTextTest, RequirementNamesTheKeyInWhosePlaceItStands)
+TEST(KeyTextTest, RequirementNamesTheKeyThatMakesItOptional)
 {
     SKeyDescription key;
     EXPECT_EQ(keyRequired(key), "no");

@@ -55,7 +55,7 @@ TEST(Bus, KeepsDevicesInOrderAndOnce)
     EXPECT_THAT(bus.devices(), testing::ElementsAre(device(1), device(0)));
 }
 
-TEST(Bus, RemovingAStrangerDoesNothing)
+TEST(Bus, RemovingAnUnknownDeviceDoesNothing)
 {
     CTestBus bus("A");
     bus.addDevice(device(0));

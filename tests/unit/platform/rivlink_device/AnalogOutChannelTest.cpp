@@ -82,7 +82,7 @@ TEST(AnalogOutChannel, AbsentDeviceMarksTheChannelAndThrowsNothing)
     EXPECT_FALSE(out.isFaulty());
 }
 
-TEST(AnalogOutChannel, RestoreSendsWhatWasLastAskedFor)
+TEST(AnalogOutChannel, RestoreSendsTheLastValueWritten)
 {
     CAnalogTestOut out;
     out.restoreOutput();

@@ -84,7 +84,7 @@ TEST(DigitalOutChannel, AbsentDeviceMarksTheChannelAndThrowsNothing)
     EXPECT_FALSE(out.isFaulty());
 }
 
-TEST(DigitalOutChannel, RestoreSendsWhatWasLastAskedFor)
+TEST(DigitalOutChannel, RestoreSendsTheLastValueWritten)
 {
     CDigitalTestOut out;
     out.restoreOutput();
