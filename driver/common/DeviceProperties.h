@@ -16,8 +16,8 @@ struct SNumberRange
 };
 
 /// Reads the attributes of one node of a device's configuration. What is written is never replaced by a
-/// default: a value that cannot be used throws a CConfigurationException that says whose it is, which
-/// attribute, what it says and what is allowed. Numbers use the decimal point whatever the locale.
+/// default: a value that cannot be used throws a CConfigurationException with the owner, the attribute, the
+/// value and the allowed range. Numbers use the decimal point whatever the locale.
 class CDeviceProperties
 {
 public:

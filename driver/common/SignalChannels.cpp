@@ -189,8 +189,8 @@ void CSignalDigitalOutChannel::driveDutyCycle(unsigned percent)
     drive(state);
 }
 
-/// A device that took its outputs to 0 meanwhile has forgotten on and duty cycle: choosing the mode again
-/// must not bring back what was asked for before.
+/// A device that has set its outputs to 0 in between no longer has the on/off state and the duty cycle:
+/// selecting the mode again must not restore the previous ones.
 CSignalDigitalOutChannel::SState CSignalDigitalOutChannel::stateOfDevice()
 {
     const std::uint64_t times = binding_.timesTakenToZero();
@@ -228,22 +228,22 @@ void CSignalDigitalPortChannel::connectToDevice()
 void CSignalDigitalPortChannel::writeMasked(std::uint32_t mask, std::uint32_t value)
 {
     const std::lock_guard lock(mutex_);
-    askedMask_ |= mask;
-    asked_ = (asked_ & ~mask) | (value & mask);
+    writtenMask_ |= mask;
+    written_ = (written_ & ~mask) | (value & mask);
     drive(mask, value);
 }
 
 void CSignalDigitalPortChannel::restoreOutput()
 {
     const std::lock_guard lock(mutex_);
-    if (askedMask_ != 0) {
-        drive(askedMask_, asked_);
+    if (writtenMask_ != 0) {
+        drive(writtenMask_, written_);
     }
 }
 
 void CSignalDigitalPortChannel::drive(std::uint32_t mask, std::uint32_t value)
 {
-    // a device that took its outputs to 0 meanwhile has forgotten the other lines, too
+    // a device that has set its outputs to 0 in between no longer has the state of the other lines
     const std::uint64_t times = binding_.timesTakenToZero();
     const std::uint32_t others = times == timesTakenToZero_ ? lines_ & ~mask : 0;
     const std::uint32_t lines = (others | (value & mask)) & binding_.lines();
@@ -283,18 +283,18 @@ double CSignalPumpChannel::maximumFlow()
 void CSignalPumpChannel::generateFlow(double flow)
 {
     const std::lock_guard lock(mutex_);
-    askedFlow_ = flow;
+    writtenFlow_ = flow;
     restoreOutput();
 }
 
 void CSignalPumpChannel::restoreOutput()
 {
     const std::lock_guard lock(mutex_);
-    if (!askedFlow_) {
+    if (!writtenFlow_) {
         return;
     }
     try {
-        binding_.write(*askedFlow_);
+        binding_.write(*writtenFlow_);
         setFault("");
     } catch (const CDeviceAccessException& exception) {
         setFault(exception.what());

@@ -29,13 +29,13 @@ struct SDeviceFamily
     CSignalDevice* (*member)(IDeviceInterface* device);
 };
 
-/// The device of that name. Throws CConfigurationException, which names the channel and lists the devices
-/// there are, if there is none of that name or it is not of the family.
+/// The device of that name. Throws CConfigurationException, which names the channel and lists the existing
+/// devices, if there is none of that name or it is not of the family.
 CSignalDevice& findDevice(const std::string& channelName, const std::string& deviceName,
                           const SDeviceFamily& family);
 
-/// A channel's way to one signal of its device, from the keys "Device" and "Signal" of its node. The last
-/// member of its channel: a channel that is destroyed unbinds itself first.
+/// The connection of a channel to one signal of its device, from the keys "Device" and "Signal" of its node.
+/// The last member of its channel: a channel that is destroyed unbinds itself first.
 class CSignalBinding
 {
 public:
@@ -50,9 +50,9 @@ public:
     void bindActuator(std::function<void()> restore);
     /// As bindActuator(). Throws CConfigurationException if the actuator is no digital port.
     void bindPort(std::function<void()> restore);
-    /// Hands over the actuator's value. Throws CDeviceAccessException if there is no device yet.
+    /// Sets the actuator's value. Throws CDeviceAccessException if there is no device yet.
     void write(double value);
-    /// Hands over a share of what the actuator can give, in percent.
+    /// Sets the actuator to a share of its maximum, in percent.
     void writePercent(double percent);
     /// The actuator's maximum and the port's lines, or 0 without a device.
     double maximum() const;
@@ -99,8 +99,8 @@ private:
     CSignalBinding binding_;
 };
 
-/// Digital output on an actuator. On is all that the actuator can give, off is 0; in PWM mode the actuator
-/// gets the duty cycle's share instead, and on and off have no effect.
+/// Digital output on an actuator. On is the actuator's maximum, off is 0; in PWM mode the actuator gets the
+/// duty cycle's share of its maximum instead, and on and off have no effect.
 class CSignalDigitalOutChannel final : public CDigitalOutChannel
 {
 public:
@@ -123,13 +123,13 @@ private:
     SState stateOfDevice();
     void drive(const SState& state);
 
-    SState state_; ///< what the device was last told
+    SState state_; ///< as last sent to the device
     std::uint64_t timesTakenToZero_ = 0;
     CSignalBinding binding_;
 };
 
-/// Digital port on an actuator that is one (CSignalDevice::addPort()). A write for lines that the port does
-/// not have reaches the others and marks the channel faulty. Events come on the thread that writes.
+/// Digital port on an actuator that is one (CSignalDevice::addPort()). A write to lines that the port does
+/// not have sets the other lines and makes the channel faulty. Events are raised on the thread that writes.
 class CSignalDigitalPortChannel final
     : public IIoChannelInterface,
       public IDigitalOutInterface,
@@ -146,9 +146,9 @@ private:
     void drive(std::uint32_t mask, std::uint32_t value);
 
     std::recursive_mutex mutex_;
-    std::uint32_t askedMask_ = 0; ///< the lines that were ever written, and what was last asked of them
-    std::uint32_t asked_ = 0;
-    std::uint32_t lines_ = 0; ///< what the device was last told
+    std::uint32_t writtenMask_ = 0; ///< the lines that were ever written, and the values last written
+    std::uint32_t written_ = 0;
+    std::uint32_t lines_ = 0; ///< as last sent to the device
     std::uint64_t timesTakenToZero_ = 0;
     CSignalBinding binding_;
 };
@@ -164,14 +164,14 @@ public:
     void connectToDevice() override;
     /// 0 before connectToDevice().
     double maximumFlow() override;
-    /// A flow that is not a number is refused and marks the channel faulty; the pump keeps its flow.
+    /// NaN is refused and makes the channel faulty; the pump keeps its flow.
     void generateFlow(double flow) override;
 
 private:
     void restoreOutput();
 
     std::recursive_mutex mutex_;
-    std::optional<double> askedFlow_;
+    std::optional<double> writtenFlow_;
     CSignalBinding binding_;
 };
 

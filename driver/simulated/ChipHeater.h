@@ -6,10 +6,10 @@
 
 namespace Rvl {
 
-/// A heater whose chip makes its PWM signal itself, but lets it through only while a separate enable line is
+/// A heater whose driver chip generates the PWM signal and passes it on only while a separate enable line is
 /// on: a CThermalMass with the power P = duty * HeaterPower while enabled, else 0.
 ///
-/// Sensors "Temperature" in degC, noisy, "Power", what the heater gives now, in W, and "Enabled", 1 or 0.
+/// Sensors "Temperature" in degC, noisy, "Power", the present heater power, in W, and "Enabled", 1 or 0.
 /// Actuators "Duty", 0 to 100 percent, and "Enable", on or off. Time stands still while the device is not
 /// connected.
 ///
@@ -27,7 +27,7 @@ public:
 
     /// The true temperature in degC, without noise.
     double temperature() const;
-    /// What the heater gives now, in W.
+    /// The present heater power in W.
     double power() const;
 
 protected:

@@ -1,7 +1,7 @@
 #pragma once
 
-/// RIVLINK_SIMULATED_EXPORT marks what the plug-in library `rivlink_simulated` offers to others; everything
-/// else stays hidden.
+/// RIVLINK_SIMULATED_EXPORT exports a symbol of the plug-in library `rivlink_simulated`; all others are
+/// hidden.
 #if defined(_WIN32)
 #if defined(rivlink_simulated_EXPORTS)
 #define RIVLINK_SIMULATED_EXPORT __declspec(dllexport)

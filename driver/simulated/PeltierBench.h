@@ -12,7 +12,7 @@ namespace Rvl {
 ///   P = -magnitude * CoolingPower   with line 0 on and line 1 off (pattern 1)
 ///   P = 0                           with both or none: no current flows
 ///
-/// Sensors "Temperature" in degC, noisy, and "Power", what the element gives the body now, in W. Actuators
+/// Sensors "Temperature" in degC, noisy, and "Power", the present power into the body, in W. Actuators
 /// "Direction", a digital port of two lines, and "Magnitude", 0 to 100 percent. Time stands still while the
 /// bench is not connected.
 ///
@@ -30,7 +30,7 @@ public:
 
     /// The body's true temperature in degC, without noise.
     double temperature() const;
-    /// What the Peltier element gives the body now, in W; negative if it cools.
+    /// The present power of the Peltier element into the body in W; negative if it cools.
     double power() const;
 
 protected:

@@ -39,7 +39,7 @@ struct CPumpedVessel::Private
 
     double gas = 0.0;
     double asked = 0.0;
-    double pumped = 0.0; ///< what the pump would bring or take if there was always something to take
+    double pumped = 0.0; ///< volume that the pump would move if the vessel were never empty
     std::array<std::mt19937_64, 2> random;
     std::array<std::normal_distribution<double>, 2> gauss;
 
@@ -91,7 +91,7 @@ double CPumpedVessel::Private::pumpedAfter(double time_s) const
 /// The pump exactly, the gas by fourth-order Runge-Kutta.
 void CPumpedVessel::Private::advance(double step_s)
 {
-    // without inertia the pump gives the new flow from the beginning of the step
+    // without inertia the pump has the new flow from the beginning of the step
     const double before = pumpTimeConstant_s == 0.0 ? asked : pumped;
     const double middle = pumpedAfter(step_s / 2.0);
     const double after = pumpedAfter(step_s);

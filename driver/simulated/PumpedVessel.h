@@ -10,15 +10,16 @@ namespace Rvl {
 /// through which liquid leaks to a reservoir at ambient pressure.
 ///
 ///   dV/dt = -(q - k p) / 60           p = p_a (V_0 / V - 1)
-///   dq/dt = (flow asked for - q) / T_p
+///   dq/dt = (q_set - q) / T_p
 ///
 /// V: gas volume in mL, V_0 at the start; p: pressure above ambient in kPa, 0 at the start; p_a: ambient
-/// pressure in kPa; q: flow of the pump into the vessel in mL/min, negative out of it; k: leak in mL/min per
-/// kPa; T_p: time constant of the pump. The gas keeps its temperature. A relief valve lets out what would
-/// raise the pressure above its own, and from an empty vessel the pump draws no more than leaks in.
+/// pressure in kPa; q: flow of the pump into the vessel in mL/min, negative out of it; q_set: its commanded
+/// value; k: leak in mL/min per kPa; T_p: time constant of the pump. The gas keeps its temperature. A relief
+/// valve lets out what would raise the pressure above its own, and from an empty vessel the pump draws no
+/// more than leaks in.
 ///
-/// Sensors "Pressure" in kPa above ambient and "Flow", q in mL/min, each with Gaussian noise of its own that
-/// depends on nothing but the seed. Actuator "Pump" in mL/min, as far as the pump can in either direction.
+/// Sensors "Pressure" in kPa above ambient and "Flow", q in mL/min, each with independent Gaussian noise that
+/// depends on the seed only. Actuator "Pump" in mL/min, limited to the maximum flow in either direction.
 /// Time stands still while the vessel is not connected.
 ///
 /// Type name "Rvl::CPumpedVessel"; attributes, ranges and defaults stand in rivlink_simulated.types.json.

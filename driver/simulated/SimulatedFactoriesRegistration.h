@@ -4,8 +4,8 @@
 
 namespace Rvl {
 
-/// Has the plug-in's factories filed when the host emits registerFactories. Loading the library does so, too;
-/// a second time does no harm.
+/// Connects the registration of the plug-in's factories to registerFactories. Loading the library does the
+/// same; a second call is harmless.
 RIVLINK_SIMULATED_EXPORT void registerSimulatedPlugin();
 
 } // namespace Rvl

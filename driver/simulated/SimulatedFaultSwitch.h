@@ -7,8 +7,8 @@
 
 namespace Rvl {
 
-/// A digital output that switches a fault of a simulated device on and off, so that whatever can write a
-/// named output can make the device fail. Keys "Device", "Kind" and "Signal" (none for DeviceAway). It has no
+/// A digital output that switches a fault of a simulated device on and off, for everything that can write a
+/// named output. Keys "Device", "Kind" and "Signal" (none for DeviceAway). It has no
 /// PWM mode. A switch that is destroyed leaves the fault as it is.
 class CSimulatedFaultSwitch final : public CDigitalOutChannel
 {

@@ -45,7 +45,7 @@ struct CThermalBench::Private
     double jacket = 0.0; ///< above ambient, in K
     double vessel = 0.0; ///< above ambient, in K
     double heaterPower = 0.0;
-    /// When which power will reach the jacket.
+    /// The powers that will reach the jacket, with their times.
     std::deque<std::pair<double, double>> underWay;
     std::array<std::mt19937_64, 2> random;
     std::array<std::normal_distribution<double>, 2> gauss;

@@ -16,12 +16,12 @@ namespace Rvl {
 /// equations are solved exactly from one change of the power to the next, so the update interval costs no
 /// accuracy.
 ///
-/// Sensors "JacketTemperature" and "VesselTemperature" in degC, each with Gaussian noise of its own that
-/// depends on nothing but the seed. Actuator "Heater", 0 to 100 percent. Both bodies begin at the initial
+/// Sensors "JacketTemperature" and "VesselTemperature" in degC, each with independent Gaussian noise that
+/// depends on the seed only. Actuator "Heater", 0 to 100 percent. Both bodies begin at the initial
 /// temperature; time stands still for them while the bench is not connected.
 ///
-/// Type name "Rvl::CThermalBench". Every attribute has a default, so that a bench without any reacts within
-/// seconds; ranges and defaults stand in rivlink_simulated.types.json.
+/// Type name "Rvl::CThermalBench". Every attribute has a default, so that a bench without attributes reacts
+/// within seconds; ranges and defaults stand in rivlink_simulated.types.json.
 class CThermalBench final : public CSimulatedDevice
 {
 public:
@@ -36,7 +36,7 @@ public:
     /// The bodies' true temperatures in degC, without noise.
     double jacketTemperature() const;
     double vesselTemperature() const;
-    /// What reaches the jacket now, in W: the heater's power a dead time ago.
+    /// The present power into the jacket in W: the heater's power one dead time ago.
     double heaterPower() const;
 
 protected:

@@ -6,7 +6,7 @@ namespace Rvl {
 
 class CDeviceProperties;
 
-/// One body that a power heats or cools, and that exchanges heat with its surroundings:
+/// One body that is heated or cooled and exchanges heat with its surroundings:
 ///
 ///   C dT/dt = P - G (T - T_a)
 ///
@@ -21,7 +21,7 @@ public:
     void advance(double duration_s, double power);
     /// The true temperature in degC.
     double temperature() const;
-    /// The temperature with Gaussian noise that depends on nothing but the seed.
+    /// The temperature with Gaussian noise that depends on the seed only.
     double measure();
 
 private:

@@ -139,7 +139,7 @@ void CComputer::update(double elapsed_s)
 
 bool CComputer::ready() const
 {
-    // without counters there will be no value, however long one waits
+    // without counters there is never a value
     return private_->use || !private_->counters;
 }
 

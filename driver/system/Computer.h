@@ -14,12 +14,12 @@ namespace Rvl {
 /// Sensor "CpuUse": percent of all cores, counting every program, over the last update interval; the first
 /// value comes one interval after connecting. With a smoothing time constant T it follows the measured x by
 ///   y += (1 - exp(-dt / T)) (x - y)
-/// beginning at the first x; 0 is no smoothing. If the system does not tell its counters, the channels are
-/// marked faulty and get no values.
+/// beginning at the first x; 0 is no smoothing. If the system's counters cannot be read, the channels are
+/// faulty and get no values.
 ///
 /// Actuator "Load", 0 to 100 percent: the share of the time for which each load thread keeps one core busy
-/// (CLoadGenerator). With one thread per core, 50 percent makes half of the computer busy, as far as other
-/// programs leave it.
+/// (CLoadGenerator). With one thread per core, 50 percent is half of the computer, less what other
+/// programs use.
 ///
 /// While connected its threads run. After disconnect() there is no load and no thread.
 ///

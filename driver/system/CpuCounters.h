@@ -6,20 +6,18 @@
 
 namespace Rvl {
 
-/// The time that all cores together have spent since the system started, in the system's own unit: without
-/// work, and altogether.
+/// The time of all cores together since the system started, in the system's own unit: idle, and in total.
 struct SCpuCounters
 {
     std::uint64_t idle = 0;
     std::uint64_t total = 0;
 };
 
-/// Asks the operating system. Throws CDeviceAccessException if it does not tell.
+/// Reads the operating system's counters. Throws CDeviceAccessException if that fails.
 SCpuCounters readCpuCounters();
 
-/// The share of the time between two readings in which the cores worked, in percent of all of them; nothing
-/// if no time was counted between them. Counters of idle time that run back a little, as they do while cores
-/// change their state, count as standing still.
+/// The CPU use between two readings, in percent of all cores; nothing if the total has not increased. An idle
+/// time that decreases slightly, as it does while cores change their state, counts as unchanged.
 std::optional<double> cpuUse(const SCpuCounters& before, const SCpuCounters& after);
 
 /// From the first line of Linux's /proc/stat, "cpu user nice system idle iowait irq softirq steal ...".

@@ -12,7 +12,7 @@ SCpuCounters readCpuCounters()
     std::ifstream file("/proc/stat");
     std::string line;
     if (!std::getline(file, line)) {
-        RVL_THROW(CDeviceAccessException, "The system does not tell how busy its cores are");
+        RVL_THROW(CDeviceAccessException, "The system does not report its CPU use");
     }
     return cpuCountersFromStat(line);
 }

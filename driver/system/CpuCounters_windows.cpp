@@ -22,7 +22,7 @@ SCpuCounters readCpuCounters()
     FILETIME kernel{};
     FILETIME user{};
     if (!GetSystemTimes(&idle, &kernel, &user)) {
-        RVL_THROW(CDeviceAccessException, "The system does not tell how busy its cores are");
+        RVL_THROW(CDeviceAccessException, "The system does not report its CPU use");
     }
     // the kernel's time contains the idle time
     return {ticksOf(idle), ticksOf(kernel) + ticksOf(user)};

@@ -1,7 +1,6 @@
 #pragma once
 
-/// RIVLINK_SYSTEM_EXPORT marks what the plug-in library `rivlink_system` offers to others; everything
-/// else stays hidden.
+/// RIVLINK_SYSTEM_EXPORT exports a symbol of the plug-in library `rivlink_system`; all others are hidden.
 #if defined(_WIN32)
 #if defined(rivlink_system_EXPORTS)
 #define RIVLINK_SYSTEM_EXPORT __declspec(dllexport)

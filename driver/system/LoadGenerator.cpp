@@ -70,7 +70,7 @@ void CLoadGenerator::run(std::chrono::steady_clock::time_point begin,
             now + std::chrono::duration_cast<Clock::duration>(std::chrono::duration<double>(period) * share);
         while (Clock::now() < busyUntil && !stop_) {
         }
-        // a thread that was kept from running begins its next period late instead of making up for it
+        // a thread that was not scheduled begins its next period late and does not catch up
         begin = std::max(begin + period, now);
     }
 }

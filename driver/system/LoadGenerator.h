@@ -12,8 +12,8 @@ namespace Rvl {
 /// Keeps cores busy for a share of the time: each thread works for duty * period, then sleeps until its
 /// period is over. The threads' periods begin one after the other, spread evenly over a period, so that the
 /// load on the whole computer is smoother than that on one core. A new duty counts from a thread's next
-/// period on. Periods are measured on the system's steady clock, whatever clock is in force: cores know no
-/// other.
+/// period on. Periods are measured on the system's steady clock, whatever clock is installed: the
+/// load is real.
 class CLoadGenerator
 {
 public:
