@@ -10,6 +10,7 @@
 #include "host/configuration/ConfigurationCheck.h"
 #include "host/configuration/ConfigurationFrame.h"
 #include "host/plugins/PluginLoader.h"
+#include "host/session/RigBuilder.h"
 #include "host/session/Session.h"
 #include "host/types/TypeCatalogue.h"
 #include "platform/rivlink_core/Environment.h"
@@ -51,8 +52,7 @@ int load(const std::string& file, const std::string& pluginFolder)
                         faults)
         .run();
     const std::int64_t checked = now_ns();
-    CSession session(configuration, catalogue);
-    session.build(faults);
+    CSession session(CRigBuilder(configuration, catalogue).build(faults));
     const std::int64_t built = now_ns();
     if (!faults.empty()) {
         std::cerr << faults.report(file);

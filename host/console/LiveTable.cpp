@@ -11,7 +11,7 @@ std::string CLiveTable::draw(const std::vector<SControllerState>& states, const 
     CTextTable table({"name", "mode", "set point", "actual value", "control value", "unit", "state"});
     for (const SControllerState& state : states) {
         table.add({state.name, modeOf(state), shortText(state.setPoint), shortText(state.actualValue),
-                   shortText(state.controlValue), state.unit, state.state});
+                   shortText(state.controlValue), state.unit, state.health.text});
     }
     std::vector<std::string> lines = table.lines();
     // the cursor, which is below the table, cannot be moved above the window's first line
@@ -41,7 +41,7 @@ std::string stateLine(const std::vector<SControllerState>& states,
         line += separator + state.name + ": " + modeOf(state) + ", set point " +
                 withUnit(shortText(state.setPoint), state.unit) + ", actual value " +
                 withUnit(shortText(state.actualValue), state.unit) + ", control value " +
-                shortText(state.controlValue) + ", " + state.state;
+                shortText(state.controlValue) + ", " + state.health.text;
         separator = "; ";
     }
     return line;

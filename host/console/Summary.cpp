@@ -3,6 +3,9 @@
 #include "host/base/NumberText.h"
 #include "host/base/TextTable.h"
 
+#include <algorithm>
+#include <cstddef>
+
 namespace Rvl {
 
 namespace {
@@ -18,17 +21,19 @@ std::string indented(const CTextTable& table)
 
 } // namespace
 
-std::string summary(const std::vector<SObservedLoops>& observed, const std::vector<SControllerState>& states,
+std::string summary(const std::vector<SControllerState>& states,
                     std::optional<std::chrono::microseconds> untilFirstStep)
 {
     std::string text;
-    if (!observed.empty()) {
+    const bool showsLoops = std::any_of(states.begin(), states.end(),
+                                        [](const SControllerState& state) { return !state.loops.empty(); });
+    if (showsLoops) {
         CTextTable table({"channel", "loop", "type", "steps", "sample time [ms]", "mean period error [ms]",
                           "worst period error [ms]", "overruns"});
-        for (const SObservedLoops& entry : observed) {
-            for (std::size_t index = 0; index < entry.loops.size(); ++index) {
-                const SLoopStatus& loop = entry.loops[index];
-                table.add({entry.channel, std::to_string(index), loop.typeName, std::to_string(loop.steps),
+        for (const SControllerState& state : states) {
+            for (std::size_t index = 0; index < state.loops.size(); ++index) {
+                const SLoopStatus& loop = state.loops[index];
+                table.add({state.name, std::to_string(index), loop.typeName, std::to_string(loop.steps),
                            std::to_string(loop.sampleTime_ms), shortText(loop.meanPeriodError_ms),
                            shortText(loop.worstPeriodError_ms), std::to_string(loop.overruns)});
             }
@@ -40,7 +45,8 @@ std::string summary(const std::vector<SObservedLoops>& observed, const std::vect
         for (const SControllerState& state : states) {
             table.add({state.name, modeOf(state), withUnit(shortText(state.setPoint), state.unit),
                        withUnit(shortText(state.actualValue), state.unit),
-                       withUnit(shortText(state.setPoint - state.actualValue), state.unit), state.state});
+                       withUnit(shortText(state.setPoint - state.actualValue), state.unit),
+                       state.health.text});
         }
         text += "Controllers at the end:\n" + indented(table);
     }

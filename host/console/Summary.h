@@ -1,6 +1,5 @@
 #pragma once
 
-#include "common/LoopGraph.h"
 #include "host/session/ControllerState.h"
 
 #include <chrono>
@@ -10,16 +9,9 @@
 
 namespace Rvl {
 
-/// The loops behind one controller.
-struct SObservedLoops
-{
-    std::string channel;
-    std::vector<SLoopStatus> loops; ///< the outermost first
-};
-
 /// The summary of a run: the timing of its loops, the final state of each controller, and the time from the
 /// program's start to the first step of a loop, if there was one.
-std::string summary(const std::vector<SObservedLoops>& observed, const std::vector<SControllerState>& states,
+std::string summary(const std::vector<SControllerState>& states,
                     std::optional<std::chrono::microseconds> untilFirstStep);
 
 } // namespace Rvl

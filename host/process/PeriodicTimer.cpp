@@ -1,26 +1,33 @@
 #include "host/process/PeriodicTimer.h"
 
+#include <utility>
+
 namespace Rvl {
 
-CPeriodicTimer::CPeriodicTimer(boost::asio::io_context& context, std::chrono::milliseconds interval,
+CPeriodicTimer::CPeriodicTimer(const ITimeline& timeline, IWorker& worker, std::chrono::milliseconds interval,
                                std::function<bool()> call)
-    : timer_(context, std::chrono::steady_clock::now()), interval_(interval), call_(std::move(call))
+    : timeline_(timeline), worker_(worker), interval_(interval), call_(std::move(call)),
+      due_(timeline.monotonic())
 {
     wait();
 }
 
+CPeriodicTimer::~CPeriodicTimer()
+{
+    worker_.cancel(ticket_);
+}
+
 void CPeriodicTimer::wait()
 {
-    timer_.async_wait([this](const boost::system::error_code& error) {
-        if (error || !call_()) {
+    ticket_ = worker_.after(due_ - timeline_.monotonic(), [this] {
+        if (!call_()) {
             return;
         }
-        const auto now = std::chrono::steady_clock::now();
-        auto next = timer_.expiry() + interval_;
-        if (next <= now) {
-            next += interval_ * ((now - next) / interval_ + 1);
+        const std::chrono::nanoseconds now = timeline_.monotonic();
+        due_ += interval_;
+        if (due_ <= now) {
+            due_ += interval_ * ((now - due_) / interval_ + 1);
         }
-        timer_.expires_at(next);
         wait();
     });
 }

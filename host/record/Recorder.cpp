@@ -80,7 +80,7 @@ bool CRecorder::write(const std::vector<SControllerState>& states,
         stream_ << time << ',' << csvField(state.name) << ',' << exactText(state.setPoint) << ','
                 << exactText(state.actualValue) << ',' << exactText(state.controlValue) << ','
                 << (state.enabled ? "true" : "false") << ',' << (state.manual ? "true" : "false") << ','
-                << csvField(state.state) << '\n';
+                << csvField(state.health.text) << '\n';
     }
     return flush();
 }

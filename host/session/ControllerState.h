@@ -1,10 +1,29 @@
 #pragma once
 
+#include "common/LoopGraph.h"
+
 #include <string>
+#include <vector>
 
 namespace Rvl {
 
-/// One controller at one moment, as tables, records and summaries show it. Values are scaled ones.
+/// Whether a controller controls, and if not, why.
+enum class EHealth
+{
+    Ok,
+    Off,      ///< not enabled
+    Waiting,  ///< enabled, but has had no good actual value yet
+    BadInput, ///< does what its configuration says about bad input
+    Fault     ///< of one of its channels, or of its loops
+};
+
+struct SHealth
+{
+    EHealth kind = EHealth::Ok;
+    std::string text = "ok"; ///< "ok", "off", "bad input: ..." or "fault: CHANNEL: ..."
+};
+
+/// One controller at one moment. Values are scaled ones, but for those of the loops.
 struct SControllerState
 {
     std::string name;
@@ -14,7 +33,9 @@ struct SControllerState
     double controlValue = 0.0;
     bool enabled = false;
     bool manual = false;
-    std::string state; ///< "ok", "off" or "fault: ..."
+    SHealth health;
+    std::vector<SLoopStatus>
+        loops; ///< the outermost first; empty if the channel is not made of a plug-in's loops
 };
 
 /// "off", "auto" or "manual".

@@ -177,7 +177,7 @@ std::string CInputSupervision::actionText() const
     return "held";
 }
 
-std::string CInputSupervision::state() const
+std::optional<SHealth> CInputSupervision::health() const
 {
     std::string fault;
     std::string idleFault;
@@ -193,12 +193,16 @@ std::string CInputSupervision::state() const
         }
     }
     if (!fault.empty()) {
-        return "bad input: " + fault + "; " + (waiting && !acting ? "waiting for it" : actionText());
+        return waiting && !acting ? SHealth{EHealth::Waiting, "bad input: " + fault + "; waiting for it"}
+                                  : SHealth{EHealth::BadInput, "bad input: " + fault + "; " + actionText()};
     }
     if (acting) {
-        return "bad input: over; " + actionText() + " until the next step";
+        return SHealth{EHealth::BadInput, "bad input: over; " + actionText() + " until the next step"};
     }
-    return idleFault.empty() ? "" : "bad input: " + idleFault + "; manual mode goes on";
+    if (!idleFault.empty()) {
+        return SHealth{EHealth::BadInput, "bad input: " + idleFault + "; manual mode goes on"};
+    }
+    return std::nullopt;
 }
 
 bool CInputSupervision::disables() const

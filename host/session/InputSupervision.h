@@ -1,6 +1,7 @@
 #pragma once
 
 #include "common/LoopGraph.h"
+#include "host/session/ControllerState.h"
 #include "platform/kor/EventListener.h"
 
 #include <boost/property_tree/ptree_fwd.hpp>
@@ -46,9 +47,10 @@ public:
     CInputSupervision(const CInputSupervision&) = delete;
     CInputSupervision& operator=(const CInputSupervision&) = delete;
 
-    /// What is wrong and what is done about it, such as "bad input: Jacket temperature: not a number; held";
-    /// empty while all is well. For an enabled controller.
-    std::string state() const;
+    /// What is wrong and what is done about it, such as "bad input: Jacket temperature: not a number; held":
+    /// EHealth::Waiting before the first good value, else EHealth::BadInput. Nothing while all inputs are
+    /// good. For an enabled controller.
+    std::optional<SHealth> health() const;
     /// Whether the loops' outputs were taken to their disabled values.
     bool disables() const;
 

@@ -4,28 +4,32 @@
 #include "host/configuration/ConfigurationCheck.h"
 #include "host/configuration/ConfigurationFrame.h"
 #include "host/process/LogSetup.h"
+#include "host/session/RigBuilder.h"
 #include "platform/rivlink_core/Environment.h"
 
 #include <map>
 #include <set>
 #include <string>
+#include <utility>
 
 namespace Rvl {
 
 CLoadedConfiguration::CLoadedConfiguration(const std::filesystem::path& configurationFile,
-                                           const CPluginPath& pluginPath, const SShutdownLimits& limits)
-    : configuration_(CConfiguration::load(configurationFile)), plugins_(pluginPath, catalogue_),
-      session_(configuration_, catalogue_, limits)
+                                           const CPluginPath& pluginPath, const SSessionSettings& settings)
+    : configuration_(CConfiguration::load(configurationFile)), plugins_(pluginPath, catalogue_)
 {
     const bool complete = loadPlugins();
     catalogue_.resolve();
     CConfigurationCheck(configuration_, catalogue_, complete,
                         CEnvironment::getInstance()->busRegistry().names(), faults_)
         .run();
+    SRig rig;
     if (complete) {
-        const CLogSilence silence("ExceptionLogger"); // what building throws is told as a fault
-        session_.build(faults_, {plugins_.loops(), plugins_.loopRearmers()});
+        const CLogSilence silence("ExceptionLogger"); // what building throws is reported as a fault
+        rig = CRigBuilder(configuration_, catalogue_, {plugins_.loops(), plugins_.loopRearmers()})
+                  .build(faults_);
     }
+    session_ = std::make_unique<CSession>(std::move(rig), settings);
 }
 
 bool CLoadedConfiguration::loadPlugins()

@@ -8,10 +8,11 @@
 #include "host/types/TypeCatalogue.h"
 
 #include <filesystem>
+#include <memory>
 
 namespace Rvl {
 
-/// A configuration with everything that belongs to it: its plug-ins loaded, itself judged, and its objects
+/// A configuration with everything that belongs to it: its plug-ins loaded, itself checked, and its objects
 /// built as far as they are sound. Nothing is driven. Destruction takes all of it down.
 class CLoadedConfiguration
 {
@@ -19,13 +20,13 @@ public:
     /// What is wrong with configuration and plug-ins is collected in faults(). Throws CHostException for a
     /// file that cannot be read, is not well-formed, or for bad type descriptions.
     CLoadedConfiguration(const std::filesystem::path& configurationFile, const CPluginPath& pluginPath,
-                         const SShutdownLimits& limits = {});
+                         const SSessionSettings& settings = {});
 
     const CConfiguration& configuration() const { return configuration_; }
     const CTypeCatalogue& catalogue() const { return catalogue_; }
     const CPluginLoader& plugins() const { return plugins_; }
     const CFaultList& faults() const { return faults_; }
-    CSession& session() { return session_; }
+    CSession& session() { return *session_; }
 
 private:
     bool loadPlugins();
@@ -35,7 +36,7 @@ private:
     CTypeCatalogue catalogue_;
     CPluginLoader plugins_;
     CFaultList faults_;
-    CSession session_;
+    std::unique_ptr<CSession> session_;
 };
 
 } // namespace Rvl

@@ -3,6 +3,7 @@
 #include "host/base/HostException.h"
 #include "host/configuration/ConfigurationCheck.h"
 #include "host/configuration/EffectiveConfiguration.h"
+#include "host/session/RigBuilder.h"
 #include "host/session/Session.h"
 #include "platform/rivlink_core/Environment.h"
 #include "tests/fuzz/FuzzedPlugins.h"
@@ -25,8 +26,8 @@ std::string checked(const CConfiguration& configuration, std::size_t lines)
                         faults)
         .run();
     {
-        CSession session(configuration, catalogue);
-        session.build(faults);
+        const CSession session(
+            CRigBuilder(configuration, catalogue).build(faults)); // destroys what was built
     }
     CFuzzedPlugins::resetBuses();
     for (const SFault& fault : faults.inFileOrder()) {

@@ -102,7 +102,7 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
                 state.controlValue = bytes.number();
                 state.enabled = bytes.byte() % 2 == 0;
                 state.manual = bytes.byte() % 2 == 0;
-                state.state = bytes.text(20);
+                state.health.text = bytes.text(20);
             }
             FUZZ_REQUIRE(recorder.write(states, std::chrono::system_clock::time_point(moment)), "failed");
             written.insert(written.end(), states.begin(), states.end());
@@ -122,7 +122,7 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
             requireNumber(rows[index][4], state.controlValue);
             FUZZ_REQUIRE(rows[index][5] == (state.enabled ? "true" : "false"), rows[index][5]);
             FUZZ_REQUIRE(rows[index][6] == (state.manual ? "true" : "false"), rows[index][6]);
-            FUZZ_REQUIRE(rows[index][7] == state.state, rows[index][7]);
+            FUZZ_REQUIRE(rows[index][7] == state.health.text, rows[index][7]);
         }
     } catch (const CHostException& exception) {
         FUZZ_REQUIRE(there && !replace, exception.what());

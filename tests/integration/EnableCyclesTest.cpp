@@ -65,7 +65,7 @@ TEST(EnableCycles, CyclesUnderLoadLeaveTheDisabledValueAndNothingElseBehind)
     ASSERT_TRUE(loaded.faults().empty()) << loaded.faults().report(example);
     CSession& session = loaded.session();
     session.start();
-    IControllerChannel& controller = *session.controllers().at(0);
+    IControllerChannel& controller = session.controllers().at(0)->channel();
     const CAnalogOutChannel& heater = *CAnalogOutChannel::NameServer.lookupObject("Heater");
     const auto isDriven = [&] { return heater.outputValue() != 5.0; };
     ASSERT_TRUE(eventually(isDriven));
@@ -88,6 +88,6 @@ TEST(EnableCycles, CyclesUnderLoadLeaveTheDisabledValueAndNothingElseBehind)
     // what a cycle left behind would be as many as there were cycles; on Windows a lock gets a handle when it
     // is first waited for
     EXPECT_LE(after.handles, before.handles + 40);
-    EXPECT_EQ("ok", session.states().at(0).state);
-    EXPECT_TRUE(session.shutDown().empty());
+    EXPECT_EQ(EHealth::Ok, session.snapshot().controllers.at(0).health.kind);
+    EXPECT_TRUE(session.shutDown().failures.empty());
 }

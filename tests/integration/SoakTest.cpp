@@ -198,7 +198,7 @@ public:
             pending_.top().end->writeOutput(false);
             pending_.pop();
         }
-        IControllerChannel& controller = *controllers_[below(controllers_.size())];
+        IControllerChannel& controller = controllers_[below(controllers_.size())]->channel();
         switch (below(10)) {
         case 0:
             controller.setEnabled(false);
@@ -237,10 +237,11 @@ public:
     /// Every controller controls.
     void enableAll()
     {
-        for (IControllerChannel* const controller : controllers_) {
-            controller->setManualMode(false);
-            controller->setEnabled(false); // which makes a loop without a policy forget a NaN in its terms
-            controller->setEnabled(true);
+        for (const CController* const controller : controllers_) {
+            controller->channel().setManualMode(false);
+            // makes a loop without a policy forget a NaN in its terms
+            controller->channel().setEnabled(false);
+            controller->channel().setEnabled(true);
         }
     }
 
@@ -272,7 +273,7 @@ private:
         return std::uniform_int_distribution<std::size_t>(0, bound - 1)(random_);
     }
 
-    const std::vector<IControllerChannel*> controllers_;
+    const std::vector<CController*> controllers_;
     std::mt19937 random_;
     std::priority_queue<SPending> pending_;
     std::uint64_t count_ = 0;
@@ -353,7 +354,7 @@ TEST(Soak, TwoHundredControllersUnderRandomFaultsLoseNothingAndEndAtTheirDisable
         while (Clock::now() < until) {
             mischief.doSomething(Clock::now());
             if (mischief.count() % 50 == 0) {
-                EXPECT_EQ(static_cast<std::size_t>(controllerCount), session.states().size());
+                EXPECT_EQ(static_cast<std::size_t>(controllerCount), session.snapshot().controllers.size());
             }
             if (Clock::now() >= report) {
                 const SHeldResources held = SHeldResources::now();
@@ -369,8 +370,8 @@ TEST(Soak, TwoHundredControllersUnderRandomFaultsLoseNothingAndEndAtTheirDisable
 
     std::vector<std::unique_ptr<ILoopGraph>> graphs; // of their own, which count from here
     const Clock::time_point firstObserved = Clock::now();
-    for (IControllerChannel* const controller : session.controllers()) {
-        graphs.emplace_back(loaded.plugins().loops().at(0)->graphOf(*controller));
+    for (const CController* const controller : session.controllers()) {
+        graphs.emplace_back(loaded.plugins().loops().at(0)->graphOf(controller->channel()));
         ASSERT_TRUE(graphs.back());
     }
     const Clock::time_point allObserved = Clock::now();
@@ -456,9 +457,9 @@ TEST(Soak, TwoHundredControllersUnderRandomFaultsLoseNothingAndEndAtTheirDisable
     std::string state;
     EXPECT_TRUE(eventually([&] {
         state.clear();
-        for (const SControllerState& controller : session.states()) {
-            if (controller.state != "ok") {
-                state += controller.name + ": " + controller.state + "\n";
+        for (const SControllerState& controller : session.snapshot().controllers) {
+            if (controller.health.kind != EHealth::Ok) {
+                state += controller.name + ": " + controller.health.text + "\n";
             }
         }
         return state.empty();
@@ -478,6 +479,6 @@ TEST(Soak, TwoHundredControllersUnderRandomFaultsLoseNothingAndEndAtTheirDisable
                 ++stopped;
             }
         });
-    EXPECT_TRUE(session.shutDown().empty());
+    EXPECT_TRUE(session.shutDown().failures.empty());
     EXPECT_EQ(controllerCount, stopped);
 }

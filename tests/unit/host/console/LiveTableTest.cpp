@@ -10,9 +10,15 @@ const std::vector<SControllerState> states{
     {"Vessel",
      "\xC2\xB0"
      "C",
-     60.0, 59.87654321, 45.0, true, false, "ok"},
-    {"CPU", "", 1.0, 2.0, 3.0, false, false, "off"},
-    {"Valve", "%", 1.0, 2.0, 3.0, true, true, "fault: Out: the valve is stuck"}};
+     60.0,
+     59.87654321,
+     45.0,
+     true,
+     false,
+     {},
+     {}},
+    {"CPU", "", 1.0, 2.0, 3.0, false, false, {EHealth::Off, "off"}, {}},
+    {"Valve", "%", 1.0, 2.0, 3.0, true, true, {EHealth::Fault, "fault: Out: the valve is stuck"}, {}}};
 
 } // namespace
 

@@ -13,8 +13,8 @@ TEST(SummaryTest, ListsLoopsControllersAndTheFirstStep)
     loop.meanPeriodError_ms = 0.0125;
     loop.worstPeriodError_ms = -3.5;
     loop.overruns = 2;
-    const SControllerState state{"Vessel", "degC", 60.0, 59.5, 45.0, true, false, "ok"};
-    EXPECT_EQ(summary({{"Vessel", {loop}}}, {state}, std::chrono::microseconds(12345)),
+    const SControllerState state{"Vessel", "degC", 60.0, 59.5, 45.0, true, false, {}, {loop}};
+    EXPECT_EQ(summary({state}, std::chrono::microseconds(12345)),
               "Loops:\n"
               "  channel  loop  type                  steps  sample time [ms]  mean period error [ms]  "
               "worst period error [ms]  overruns\n"
@@ -28,7 +28,7 @@ TEST(SummaryTest, ListsLoopsControllersAndTheFirstStep)
 
 TEST(SummaryTest, NothingToReportIsNoText)
 {
-    EXPECT_EQ(summary({}, {}, std::nullopt), "");
+    EXPECT_EQ(summary({}, std::nullopt), "");
 }
 
 } // namespace Rvl::Test

@@ -15,7 +15,7 @@ namespace {
 
 SControllerState state(const std::string& name, const std::string& unit)
 {
-    return {name, unit, 60.0, 0.1, 1.0 / 3.0, true, false, "ok"};
+    return {name, unit, 60.0, 0.1, 1.0 / 3.0, true, false, {}, {}};
 }
 
 const auto moment = std::chrono::system_clock::time_point(std::chrono::milliseconds(1'700'000'000'007));

@@ -165,10 +165,10 @@ TEST_F(InputSupervisionTest, FaultyChannelIsBadUntilItTellsANewValue)
     publishBoth(1.0);
     inner.setFault("broken wire");
     EXPECT_FALSE(isGood(1));
-    EXPECT_EQ("bad input: Inner: broken wire; held", supervision->state());
+    EXPECT_EQ("bad input: Inner: broken wire; held", supervision->health()->text);
     inner.setFault("");
     EXPECT_FALSE(isGood(1)) << "the value is that from before";
-    EXPECT_EQ("bad input: Inner: no value since its fault; held", supervision->state());
+    EXPECT_EQ("bad input: Inner: no value since its fault; held", supervision->health()->text);
     EXPECT_TRUE(isGood(0));
     inner.publishValue(1.0);
     EXPECT_TRUE(isGood(1)) << "the same value, but a new one";
@@ -182,7 +182,7 @@ TEST_F(InputSupervisionTest, FaultThatNobodyLookedAtMakesTheValueFromBeforeBadAl
     inner.setFault("broken wire"); // between two steps
     inner.setFault("");
     EXPECT_FALSE(isGood(1));
-    EXPECT_EQ("bad input: Inner: no value since its fault; held", supervision->state());
+    EXPECT_EQ("bad input: Inner: no value since its fault; held", supervision->health()->text);
     inner.publishValue(1.0);
     EXPECT_TRUE(isGood(1));
 }
@@ -217,20 +217,23 @@ TEST_F(InputSupervisionTest, StateNamesTheOutermostBadChannelAndWhatIsDone)
     policy.reaction = {SBadInputReaction::Write, 12.5};
     begin();
     graph.states = {ILoopSupervision::Waiting, ILoopSupervision::Waiting};
-    EXPECT_EQ("bad input: Outer: no value yet; waiting for it", supervision->state());
+    EXPECT_EQ("bad input: Outer: no value yet; waiting for it", supervision->health()->text);
+    EXPECT_EQ(EHealth::Waiting, supervision->health()->kind);
     publishBoth(1.0);
-    EXPECT_EQ("", supervision->state());
+    EXPECT_FALSE(supervision->health());
     graph.states = {ILoopSupervision::Acting, ILoopSupervision::Acting};
-    EXPECT_EQ("bad input: over; 12.5 written until the next step", supervision->state());
+    EXPECT_EQ("bad input: over; 12.5 written until the next step", supervision->health()->text);
     inner.publishValue(infinity);
-    EXPECT_EQ("bad input: Inner: not a finite number; 12.5 written", supervision->state());
+    EXPECT_EQ("bad input: Inner: not a finite number; 12.5 written", supervision->health()->text);
+    EXPECT_EQ(EHealth::BadInput, supervision->health()->kind);
     inner.publishValue(1.0);
     clock.now += milliseconds(501);
     inner.publishValue(1.0);
-    EXPECT_EQ("bad input: Outer: no new value for more than 500 ms; 12.5 written", supervision->state());
+    EXPECT_EQ("bad input: Outer: no new value for more than 500 ms; 12.5 written",
+              supervision->health()->text);
     graph.states = {ILoopSupervision::Idle, ILoopSupervision::Calculating};
     EXPECT_EQ("bad input: Outer: no new value for more than 500 ms; manual mode goes on",
-              supervision->state());
+              supervision->health()->text);
 }
 
 TEST_F(InputSupervisionTest, DisablesOnlyWithThatActionAndWhileItActs)

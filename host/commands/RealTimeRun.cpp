@@ -1,0 +1,128 @@
+#include "host/commands/RealTimeRun.h"
+
+#include "host/process/ThreadPriority.h"
+
+#include <boost/asio/post.hpp>
+
+#include <algorithm>
+#include <vector>
+
+namespace Rvl {
+
+CRealTimeRun::CRealTimeRun(const SRunOptions& options, CSession& session, ITimeline& timeline,
+                           CBackgroundOutput& output, CBackgroundOutput& errors)
+    : options_(options), session_(session), errors_(errors), worker_(timeline.makeWorker("observer")),
+      run_(std::make_unique<CRun>(options, session, timeline, *worker_, output, errors,
+                                  [this] { context_.stop(); })),
+      terminationSignals_(context_, [this] { context_.stop(); })
+{}
+
+CRealTimeRun::~CRealTimeRun()
+{
+    if (!hasEnded_ && isEnding_) {
+        // the hung call is one of the worker's tasks, and uses both
+        static_cast<void>(worker_.release());
+        static_cast<void>(run_.release());
+    }
+}
+
+void CRealTimeRun::perform()
+{
+    worker_->post([this] { work(); });
+    watchCalls();
+    context_.run();
+    beginEnd();
+    hasEnded(options_.limits.summary); // afterwards nothing may be driven any longer for its sake
+}
+
+void CRealTimeRun::work()
+{
+    if (!run_->begin([this] { start(); })) {
+        return;
+    }
+    run_->watchFirstStep();
+    boost::asio::post(context_, [this] { onStarted(); });
+}
+
+void CRealTimeRun::start()
+{
+    if (!options_.realtime) {
+        session_.start();
+        return;
+    }
+    std::vector<std::string> refusals = raisePriority([this] { session_.start(); });
+    if (refusals.empty()) {
+        boost::asio::post(context_, [] { raiseOwnPriority(); });
+    }
+    const std::vector<std::string> further = lockMemory();
+    refusals.insert(refusals.end(), further.begin(), further.end());
+    for (const std::string& refusal : refusals) {
+        errors_.write(refusal + "\n");
+    }
+}
+
+void CRealTimeRun::onStarted()
+{
+    if (options_.duration) {
+        end_.expires_after(*options_.duration);
+        end_.async_wait([this](const boost::system::error_code& error) {
+            if (!error) {
+                context_.stop();
+            }
+        });
+    }
+}
+
+void CRealTimeRun::watchCalls()
+{
+    for (const std::string& text : session_.calls().report()) {
+        errors_.write(text + "\n");
+    }
+    callTimer_.expires_after(std::max(options_.limits.call / 4, std::chrono::milliseconds(1)));
+    callTimer_.async_wait([this](const boost::system::error_code& error) {
+        if (!error) {
+            watchCalls();
+        }
+    });
+}
+
+void CRealTimeRun::beginEnd()
+{
+    session_.cancelStart();
+    if (!isEnding_) {
+        isEnding_ = true;
+        worker_->post([this] {
+            run_->end();
+            workEnd_.set_value();
+        });
+    }
+}
+
+bool CRealTimeRun::hasEnded(std::chrono::milliseconds limit)
+{
+    if (!hasEnded_ && workEnded_.wait_for(limit) == std::future_status::ready) {
+        worker_->stopAndJoin();
+        hasEnded_ = true;
+        if (!run_->failure().empty()) {
+            errors_.write("stopped: " + run_->failure() + "\n");
+        }
+    }
+    return hasEnded_;
+}
+
+bool CRealTimeRun::end()
+{
+    beginEnd();
+    const bool known = session_.calls().isGivenUp(); // of a controller that could not be disabled
+    if (hasEnded(known ? std::chrono::milliseconds(0) : options_.limits.progress)) {
+        return true;
+    }
+    if (!known) {
+        const std::string name = session_.calls().current();
+        errors_.write("hung call: " + (name.empty() ? "an unknown one" : name) + " did not return within " +
+                      limitText(options_.limits.progress) + "\n");
+    }
+    return false;
+}
+
+} // namespace Rvl

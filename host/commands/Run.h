@@ -1,0 +1,70 @@
+#pragma once
+
+#include "common/Timeline.h"
+#include "host/commands/RunCommand.h"
+#include "host/console/ConsoleSink.h"
+#include "host/process/BackgroundOutput.h"
+#include "host/process/PeriodicTimer.h"
+#include "host/record/Recorder.h"
+#include "host/record/RecordSink.h"
+#include "host/session/Observer.h"
+#include "host/session/Session.h"
+
+#include <chrono>
+#include <exception>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+
+namespace Rvl {
+
+/// The life of a run between building and shut-down, on whatever timeline: starts the session, observes it
+/// with record and console, and sums it up. begin() and end() may take as long as a device or a disk does;
+/// they are called on one thread, that of the worker's tasks, or while the worker is not running any.
+class CRun
+{
+public:
+    /// Creates the record. `onFailure` is called, as a task of the worker, when the run cannot go on.
+    CRun(const SRunOptions& options, CSession& session, ITimeline& timeline, IWorker& worker,
+         CBackgroundOutput& output, CBackgroundOutput& errors, std::function<void()> onFailure);
+    CRun(const CRun&) = delete;
+    CRun& operator=(const CRun&) = delete;
+
+    /// Starts the session by `start`, and then the observation unless that was cancelled. False if starting
+    /// failed.
+    bool begin(const std::function<void()>& start);
+    /// Notes the time from the start of the program to the first step of a loop, for the summary.
+    void watchFirstStep();
+    /// Ends the observation and sums up, unless the run has failed.
+    void end();
+
+    // after end()
+
+    const std::string& summaryText() const { return summaryText_; }
+    /// Why the run could not go on; empty if it could.
+    const std::string& failure() const { return failure_; }
+    bool recordFailed() const { return recorder_ && recorder_->failed(); }
+
+private:
+    void fail(const std::exception_ptr& exception);
+    void addSinks();
+
+    const SRunOptions& options_;
+    CSession& session_;
+    ITimeline& timeline_;
+    IWorker& worker_;
+    CBackgroundOutput& output_;
+    CBackgroundOutput& errors_;
+    const std::function<void()> onFailure_;
+    std::unique_ptr<CRecorder> recorder_;
+    std::unique_ptr<CRecordSink> recordSink_;
+    std::unique_ptr<CConsoleSink> consoleSink_;
+    CObserver observer_;
+    std::unique_ptr<CPeriodicTimer> firstStepTimer_;
+    std::optional<std::chrono::microseconds> untilFirstStep_;
+    std::string summaryText_;
+    std::string failure_;
+};
+
+} // namespace Rvl

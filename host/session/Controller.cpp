@@ -1,0 +1,143 @@
+#include "host/session/Controller.h"
+
+#include "platform/rivlink_core/IoChannelInterface.h"
+#include "platform/rivlink_device/ControllerChannel.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstddef>
+#include <utility>
+
+namespace Rvl {
+
+namespace {
+
+/// What keeps a running loop from controlling, or an empty text.
+std::string faultOf(const SLoopStatus& loop, bool inner)
+{
+    if (inner && !loop.enabled) {
+        return "is disabled, although the loop above it is enabled";
+    }
+    if (loop.steps > 0 && std::isnan(loop.actualValue)) {
+        return "has an actual value that is not a number";
+    }
+    return std::isnan(loop.controlValue) ? "calculates a control value that is not a number" : "";
+}
+
+std::unique_ptr<ILoopGraph> graphOf(IIoChannelInterface& channel, const std::vector<const SLoops*>& plugins)
+{
+    for (const SLoops* const plugin : plugins) {
+        if (std::unique_ptr<ILoopGraph> graph{plugin->graphOf(channel)}) {
+            return graph;
+        }
+    }
+    return nullptr;
+}
+
+} // namespace
+
+CController::CController(IIoChannelInterface& io, IControllerChannel& channel,
+                         std::vector<const IIoChannelInterface*> referred, const SStart& start,
+                         const SLoopFunctions& functions)
+    : name_(io.getName()), io_(io), channel_(channel), referred_(std::move(referred)), start_(start),
+      loops_(graphOf(io, functions.loops))
+{
+    std::vector<SLoopStatus> status; // for the sample times
+    readLoops(status);
+}
+
+CController::~CController() = default;
+
+bool CController::supervise(const SBadInputPolicy& policy)
+{
+    supervision_ = loops_ ? CInputSupervision::begin(*loops_, policy) : nullptr;
+    return supervision_ != nullptr;
+}
+
+void CController::readLoops(std::vector<SLoopStatus>& status) const
+{
+    int longest_ms = 0;
+    for (std::size_t index = 0; loops_ && index < loops_->loopCount(); ++index) {
+        status.push_back(loops_->status(index));
+        longest_ms = std::max(longest_ms, status.back().sampleTime_ms);
+    }
+    longestSampleTime_ms_ = longest_ms;
+}
+
+SControllerState CController::read() const
+{
+    SControllerState state;
+    state.name = name_;
+    state.unit = channel_.unit();
+    state.setPoint = channel_.getSetPoint();
+    state.actualValue = channel_.readActualValue();
+    state.controlValue = channel_.readControlValue();
+    state.enabled = channel_.isControlLoopEnabled();
+    state.manual = manual_;
+    readLoops(state.loops);
+    state.health = healthOf(state);
+    return state;
+}
+
+SHealth CController::healthOf(SControllerState& state) const
+{
+    if (state.enabled && supervision_) {
+        const std::optional<SHealth> health = supervision_->health();
+        state.enabled = !supervision_->disables();
+        if (health) {
+            return *health;
+        }
+    }
+    std::vector<const IIoChannelInterface*> watched{&io_};
+    watched.insert(watched.end(), referred_.begin(), referred_.end());
+    for (const IIoChannelInterface* channel : watched) {
+        const std::string fault = channel->fault();
+        if (!fault.empty()) {
+            return {EHealth::Fault, "fault: " + channel->getName() + ": " + fault};
+        }
+    }
+    if (!state.enabled) {
+        return {EHealth::Off, "off"};
+    }
+    if (std::isnan(state.actualValue)) {
+        return {EHealth::Fault, "fault: " + name_ + ": the actual value is not a number"};
+    }
+    // a value that is not a number stays in a loop's integral, and an output may have turned it into a 0
+    for (std::size_t index = 0; !state.manual && index < state.loops.size(); ++index) {
+        const std::string fault = faultOf(state.loops[index], index > 0);
+        if (!fault.empty()) {
+            return {EHealth::Fault, "fault: " + name_ + ": loop " + std::to_string(index) + " " + fault};
+        }
+    }
+    return {};
+}
+
+bool CController::hasStepped() const
+{
+    for (std::size_t index = 0; loops_ && index < loops_->loopCount(); ++index) {
+        if (loops_->status(index).steps > 0) {
+            return true;
+        }
+    }
+    return false;
+}
+
+std::chrono::milliseconds CController::longestSampleTime() const
+{
+    return std::chrono::milliseconds(longestSampleTime_ms_);
+}
+
+void CController::rearm(const std::vector<RearmLoopsFunction*>& functions) const
+{
+    for (RearmLoopsFunction* const function : functions) {
+        function(io_);
+    }
+}
+
+void CController::setManual(bool manual)
+{
+    channel_.setManualMode(manual);
+    manual_ = manual;
+}
+
+} // namespace Rvl

@@ -1,0 +1,89 @@
+#pragma once
+
+#include "common/LoopGraph.h"
+#include "common/LoopRearming.h"
+#include "host/session/ControllerState.h"
+#include "host/session/InputSupervision.h"
+
+#include <atomic>
+#include <chrono>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace Rvl {
+
+class IControllerChannel;
+class IIoChannelInterface;
+
+/// What loaded plug-ins offer for their loops.
+struct SLoopFunctions
+{
+    std::vector<const SLoops*> loops;
+    std::vector<RearmLoopsFunction*> rearm;
+};
+
+/// One controller: its channel, the loops behind it, the channels that it reads and drives, the supervision
+/// of its inputs, and its mode. It must be destroyed before these channels. But for the constructor and
+/// supervise(), all operations may be called from any thread.
+class CController
+{
+public:
+    /// What the configuration says about the start.
+    struct SStart
+    {
+        bool enabled = false;
+        bool manual = false;
+        std::optional<double> manualControlValue; ///< scaled
+    };
+
+    /// Both of the channel's interfaces are the same object. `referred` are the channels that the controller
+    /// reads and drives.
+    CController(IIoChannelInterface& io, IControllerChannel& channel,
+                std::vector<const IIoChannelInterface*> referred, const SStart& start,
+                const SLoopFunctions& functions);
+    ~CController();
+    CController(const CController&) = delete;
+    CController& operator=(const CController&) = delete;
+
+    /// Supervises the inputs from now on, before the controller is enabled for the first time. False if they
+    /// cannot be.
+    bool supervise(const SBadInputPolicy& policy);
+
+    const std::string& name() const { return name_; }
+    IControllerChannel& channel() const { return channel_; }
+    const std::vector<const IIoChannelInterface*>& referred() const { return referred_; }
+    const SStart& startMode() const { return start_; }
+
+    /// Reads everything once. What a channel throws passes.
+    SControllerState read() const;
+    /// The loops behind the channel; null if it is not made of a plug-in's loops.
+    ILoopGraph* loops() const { return loops_.get(); }
+    /// Whether one of the loops has calculated since the start.
+    bool hasStepped() const;
+    /// The longest sample time of its loops as of the last read(), or of construction; 0 without loops.
+    std::chrono::milliseconds longestSampleTime() const;
+    /// Has the loops' timers set anew, after a step of the calendar.
+    void rearm(const std::vector<RearmLoopsFunction*>& functions) const;
+
+    void setManual(bool manual);
+    bool isManual() const { return manual_; }
+
+private:
+    SHealth healthOf(SControllerState& state) const;
+    void readLoops(std::vector<SLoopStatus>& status) const;
+
+    const std::string name_;
+    IIoChannelInterface& io_;
+    IControllerChannel& channel_;
+    const std::vector<const IIoChannelInterface*> referred_;
+    const SStart start_;
+    std::atomic<bool> manual_{false};
+    mutable std::atomic<int> longestSampleTime_ms_{0};
+    std::unique_ptr<ILoopGraph> loops_;
+    std::unique_ptr<CInputSupervision> supervision_;
+};
+
+} // namespace Rvl

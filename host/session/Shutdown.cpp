@@ -1,0 +1,217 @@
+#include "host/session/Shutdown.h"
+
+#include "platform/rivlink_core/Environment.h"
+#include "platform/rivlink_device/AnalogInChannel.h"
+#include "platform/rivlink_device/ControllerChannel.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace Rvl {
+
+void CConnectedBuses::add(const std::shared_ptr<IBus>& bus)
+{
+    const std::lock_guard<std::mutex> lock(mutex_);
+    buses_.push_back(bus);
+}
+
+std::vector<std::shared_ptr<IBus>> CConnectedBuses::takeAll()
+{
+    const std::lock_guard<std::mutex> lock(mutex_);
+    return std::exchange(buses_, {});
+}
+
+/// What failed, as several threads report it.
+class CShutdown::CFailures
+{
+public:
+    /// Carries out a step and keeps what it throws.
+    void attempt(const std::string& name, const std::function<void()>& step)
+    {
+        try {
+            step();
+        } catch (const std::exception& exception) {
+            add(name + ": " + exception.what());
+        } catch (...) {
+            add(name + ": an exception of unknown kind");
+        }
+    }
+    void add(const std::string& failure)
+    {
+        const std::lock_guard<std::mutex> lock(mutex_);
+        texts_.push_back(failure);
+    }
+    std::vector<std::string> texts() const
+    {
+        const std::lock_guard<std::mutex> lock(mutex_);
+        return texts_;
+    }
+
+    void disable(const CController& controller)
+    {
+        bool enabled = true;
+        IControllerChannel& channel = controller.channel();
+        attempt("asking " + controller.name(), [&] { enabled = channel.isControlLoopEnabled(); });
+        attempt("disabling " + controller.name(), [&] { channel.setEnabled(false); });
+        for (const IIoChannelInterface* const referred : controller.referred()) {
+            const bool driven = dynamic_cast<const CAnalogInChannel*>(referred) == nullptr;
+            if (enabled && driven && referred->isFaulty()) {
+                add(controller.name() + ": its disabled value may not have reached " + referred->getName() +
+                    ": " + referred->fault());
+            }
+        }
+    }
+
+private:
+    mutable std::mutex mutex_;
+    std::vector<std::string> texts_;
+};
+
+CShutdown::CShutdown(SRig& rig, CCallWatch& calls, const SShutdownLimits& limits,
+                     CDeadlineTasks::eThreads threads)
+    : rig_(rig), calls_(calls), limits_(limits), stopLimits_(limits), threads_(threads),
+      failures_(std::make_shared<CFailures>())
+{
+    std::chrono::milliseconds longest{0};
+    for (const CController* const controller : rig_.controllers) {
+        longest = std::max(longest, controller->longestSampleTime());
+    }
+    stopLimits_.progress += longest;
+}
+
+SShutdownReport CShutdown::takeDown(const SStarted& started)
+{
+    disableControllers();
+    stopDrivers();
+    if (started.onStopped) {
+        started.onStopped();
+    }
+    if (!calls_.isGivenUp()) {
+        destroyControllers(started.endClockWatch);
+    }
+    disconnectDevices();
+    if (!calls_.isGivenUp()) {
+        destroyChannelsAndDevices(true);
+    }
+    disconnectBuses(started.buses);
+    return report();
+}
+
+SShutdownReport CShutdown::destroy()
+{
+    threads_ = CDeadlineTasks::Inline; // nothing that could hang has been connected
+    destroyControllers({});
+    destroyChannelsAndDevices(false);
+    return report();
+}
+
+SShutdownReport CShutdown::report() const
+{
+    return {failures_->texts(), calls_.isGivenUp()};
+}
+
+void CShutdown::carryOut(const std::vector<SStep>& steps, const SShutdownLimits& limits,
+                         CDeadlineTasks::eOrder order, const std::string& consequence)
+{
+    CDeadlineTasks tasks(threads_);
+    for (const SStep& step : steps) {
+        tasks.add(step.name, [failures = failures_, step] { failures->attempt(step.name, step.action); });
+    }
+    for (const std::string& name : tasks.run(limits, order)) {
+        calls_.giveUp();
+        failures_->add(name + ": did not end within " + limitText(limits.progress) + consequence);
+        if (order == CDeadlineTasks::InOrder) {
+            break; // the others have not begun
+        }
+    }
+}
+
+void CShutdown::disableControllers()
+{
+    std::vector<SStep> steps;
+    for (const auto& entry : rig_.channels) {
+        if (const CController* const controller = entry->controller.get()) {
+            steps.push_back({"disabling " + entry->name,
+                             [controller, failures = failures_] { failures->disable(*controller); }});
+        }
+    }
+    carryOut(steps, limits_, CDeadlineTasks::AnyOrder, "; what it drives may still be driven");
+}
+
+void CShutdown::stopDrivers()
+{
+    const SStep step{"stopping what drives devices",
+                     [] { CEnvironment::getInstance()->aboutToDisconnect()(); }};
+    if (!calls_.isGivenUp()) {
+        carryOut({step}, stopLimits_);
+        return;
+    }
+    CDeadlineTasks tasks; // not waited for: it may wait for the hung call, too
+    tasks.add(step.name, step.action);
+    tasks.start();
+}
+
+void CShutdown::destroyControllers(const std::function<void()>& endClockWatch)
+{
+    rig_.controllers.clear();
+    std::vector<SStep> steps;
+    if (endClockWatch) {
+        steps.push_back({"ending the clock's watch", endClockWatch});
+    }
+    // in reverse, because the later ones may be built on the earlier ones
+    for (auto entry = rig_.channels.rbegin(); entry != rig_.channels.rend(); ++entry) {
+        if ((*entry)->controller) {
+            steps.push_back({"destroying " + (*entry)->name, [channel = entry->get()] {
+                                 channel->controller.reset();
+                                 channel->channel.reset();
+                             }});
+        }
+    }
+    carryOut(steps, stopLimits_, CDeadlineTasks::InOrder);
+}
+
+void CShutdown::disconnectDevices()
+{
+    std::vector<SStep> steps;
+    for (auto entry = rig_.devices.rbegin(); entry != rig_.devices.rend(); ++entry) {
+        steps.push_back(
+            {"disconnecting " + (*entry)->name, [device = (*entry)->device.get()] { device->disconnect(); }});
+    }
+    carryOut(steps, limits_);
+}
+
+void CShutdown::destroyChannelsAndDevices(bool leaveBuses)
+{
+    std::vector<SStep> steps;
+    for (auto entry = rig_.channels.rbegin(); entry != rig_.channels.rend(); ++entry) {
+        steps.push_back({"destroying " + (*entry)->name, [&rig = rig_] { rig.channels.pop_back(); }});
+    }
+    for (auto entry = rig_.devices.rbegin(); entry != rig_.devices.rend(); ++entry) {
+        if (leaveBuses && !(*entry)->busName.empty()) {
+            steps.push_back({"leaving the bus " + (*entry)->busName, [device = entry->get()] {
+                                 CEnvironment::getInstance()
+                                     ->busRegistry()
+                                     .get(device->busName)
+                                     ->removeDevice(device->device.get());
+                             }});
+        }
+        steps.push_back({"destroying " + (*entry)->name, [&rig = rig_] { rig.devices.pop_back(); }});
+    }
+    carryOut(steps, limits_, CDeadlineTasks::InOrder);
+}
+
+void CShutdown::disconnectBuses(CConnectedBuses& buses)
+{
+    const std::vector<std::shared_ptr<IBus>> connected = buses.takeAll();
+    std::vector<SStep> steps;
+    for (auto bus = connected.rbegin(); bus != connected.rend(); ++bus) {
+        const std::string name = "the bus " + (*bus)->getName();
+        steps.push_back({"disconnecting " + name, [failures = failures_, name, bus = *bus] {
+                             failures->attempt("disconnecting " + name, [&] { bus->disconnect(); });
+                             failures->attempt("shutting down " + name, [&] { bus->shutdown(); });
+                         }});
+    }
+    carryOut(steps, limits_);
+}
+
+} // namespace Rvl

@@ -1,0 +1,94 @@
+#pragma once
+
+#include "host/process/CallWatch.h"
+#include "host/process/DeadlineTasks.h"
+#include "host/process/ShutdownLimits.h"
+#include "host/session/Rig.h"
+
+#include <chrono>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <vector>
+
+namespace Rvl {
+
+class IBus;
+
+/// The buses that a start has connected. A start that hangs may still add one during the shut-down.
+class CConnectedBuses
+{
+public:
+    void add(const std::shared_ptr<IBus>& bus);
+    /// All of them, in the order of connecting; none is left.
+    std::vector<std::shared_ptr<IBus>> takeAll();
+
+private:
+    std::mutex mutex_;
+    std::vector<std::shared_ptr<IBus>> buses_;
+};
+
+/// How a shut-down went.
+struct SShutdownReport
+{
+    std::vector<std::string> failures; ///< one text each
+    /// A step did not end within its limit, or a call was given up before: the objects were not destroyed,
+    /// and the process has to end by exitWithoutCleanup().
+    bool hung = false;
+};
+
+/// Takes a rig down, in this order: disables every controller, emits aboutToDisconnect, destroys the
+/// controllers, disconnects the devices, destroys the other channels and the devices, disconnects and shuts
+/// down the buses. One failure does not keep the rest from being done. A step that does not end within the
+/// limits is given up and what comes after it is done all the same, but then nothing is destroyed.
+///
+/// A rig that was never started is only destroyed.
+class CShutdown
+{
+public:
+    /// What only a rig that was started has.
+    struct SStarted
+    {
+        CConnectedBuses& buses;
+        /// Called once no loop is calculated any more, before anything is destroyed.
+        std::function<void()> onStopped;
+        /// Ends what still uses the controllers on threads of the session; called after `onStopped` and
+        /// before they are destroyed.
+        std::function<void()> endClockWatch;
+    };
+
+    /// All must outlive the shut-down; if a call hangs, for as long as the process lives.
+    CShutdown(SRig& rig, CCallWatch& calls, const SShutdownLimits& limits, CDeadlineTasks::eThreads threads);
+
+    SShutdownReport takeDown(const SStarted& started);
+    SShutdownReport destroy();
+
+private:
+    class CFailures;
+    struct SStep
+    {
+        std::string name;
+        std::function<void()> action;
+    };
+
+    void carryOut(const std::vector<SStep>& steps, const SShutdownLimits& limits,
+                  CDeadlineTasks::eOrder order = CDeadlineTasks::AnyOrder,
+                  const std::string& consequence = {});
+    void disableControllers();
+    void stopDrivers();
+    void destroyControllers(const std::function<void()>& endClockWatch);
+    void disconnectDevices();
+    void destroyChannelsAndDevices(bool leaveBuses);
+    void disconnectBuses(CConnectedBuses& buses);
+    SShutdownReport report() const;
+
+    SRig& rig_;
+    CCallWatch& calls_;
+    const SShutdownLimits limits_;
+    SShutdownLimits stopLimits_; ///< of what waits for a loop's step
+    CDeadlineTasks::eThreads threads_;
+    std::shared_ptr<CFailures> failures_; ///< shared with the tasks, which may outlive the shut-down
+};
+
+} // namespace Rvl
