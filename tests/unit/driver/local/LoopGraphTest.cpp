@@ -153,6 +153,7 @@ void expectSameContinuation(SLoopUnderTest<Loop>& original, SLoopUnderTest<Loop>
     fresh.loop->setEnabled(true);
     fresh.graph.restore(0, original.graph.save(0));
     ASSERT_FALSE(original.output->written.empty());
+    ASSERT_FALSE(fresh.output->written.empty());
     EXPECT_EQ(original.output->written.back(), fresh.output->written.back())
         << "the actuator is where it was";
     const std::size_t writtenBefore = original.output->written.size();
