@@ -13,4 +13,14 @@ RIVLINK_RUNTIME_EXPORT ITimeline& currentTimeline();
 /// with it every worker that it made. Not while devices are connected.
 RIVLINK_RUNTIME_EXPORT void setCurrentTimeline(ITimeline* timeline);
 
+/// Puts a timeline in force for as long as it lives.
+class RIVLINK_RUNTIME_EXPORT CTimelineInForce
+{
+public:
+    explicit CTimelineInForce(ITimeline& timeline) { setCurrentTimeline(&timeline); }
+    ~CTimelineInForce() { setCurrentTimeline(nullptr); }
+    CTimelineInForce(const CTimelineInForce&) = delete;
+    CTimelineInForce& operator=(const CTimelineInForce&) = delete;
+};
+
 } // namespace Rvl

@@ -35,6 +35,7 @@ public:
     /// Has runFor() return after the task under way, and every later one at once. From any thread, and from a
     /// signal handler.
     void requestStop() { stopRequested_ = true; }
+    bool isStopRequested() const { return stopRequested_; }
     /// How many tasks have been carried out.
     std::uint64_t taskCount() const { return taskCount_; }
 

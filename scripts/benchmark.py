@@ -25,6 +25,7 @@ HEADING = {
     "scale": "Channels of 20 ms",
     "realtime": "Channels of 20 ms on a core that is busy with four other programs",
     "load": "Loading a configuration",
+    "virtual": "Virtual time",
 }
 
 
@@ -181,6 +182,36 @@ def load(options):
                          f"{median(floor, 'peak_kib'):.0f} KiB", growth])
     table(["channels", "reading", "checking", "building", "`read_xml`", "reading and checking to `read_xml`",
            "everything to `read_xml`", "memory", "of `read_xml`", "growth per channel, time / memory"], rows)
+
+
+def cascades(count):
+    """So many copies of the cascade of the examples."""
+    text = (ROOT / "examples" / "cascade" / "cascade.xml").read_text()
+    name = r'(Name="|Device>|annel>)(Bench|Jacket temperature|Vessel temperature|Heater|Vessel)(?=["<])'
+    for section in ("Devices", "Channels"):
+        found = re.search(rf"  <{section}>\n(.*?)  </{section}>\n", text, re.DOTALL)
+        copies = "".join(re.sub(name, rf"\1\2 {number}", found[1]) for number in range(count))
+        text = text[:found.start(1)] + copies + text[found.end(1):]
+    return text
+
+
+def virtual(options):
+    rows = []
+    with tempfile.TemporaryDirectory() as folder:
+        record = pathlib.Path(folder) / "record.csv"
+        for count, words in ((1, ()), (100, ()), (1, (record,))):
+            file = pathlib.Path(folder) / f"{count}.xml"
+            file.write_text(cascades(count))
+            seconds = 40000 * options.seconds // count // (8 if words else 1)
+            ours, floor = in_turns(options.rounds,
+                lambda: output_of("virtual_benchmark", "rivlink", file, BUILD / "plugins", seconds, *words),
+                lambda: output_of("virtual_benchmark", "floor", count, seconds))
+            rows.append([f"{count}, recorded every 100 ms" if words else count] +
+                        [f"{median(side, 'speed'):,.0f}" for side in (ours, floor)] +
+                        [ratio(floor, ours, "speed"), fastest(floor, ours, "speed")] +
+                        [f"{median(side, 'event_ns'):.0f} ns" for side in (ours, floor)])
+    table(["cascades", "rivlink_local, times real time", "floor, times real time", "floor to rivlink_local",
+           "of the slowest", "rivlink_local, per event", "floor, per event"], rows)
 
 
 def main():

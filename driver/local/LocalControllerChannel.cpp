@@ -230,11 +230,6 @@ void CLocalControllerChannel::stop()
     private_->processor.stopControlLoops();
 }
 
-void CLocalControllerChannel::rearm()
-{
-    private_->processor.rearmControlLoops();
-}
-
 std::uint64_t CLocalControllerChannel::runs() const
 {
     return private_->processor.runs();
@@ -308,10 +303,3 @@ void CLocalControllerChannel::addCascadedControlLoopToProcessor(std::shared_ptr<
 }
 
 } // namespace Rvl
-
-void rivlinkRearmLoops(Rvl::IIoChannelInterface& channel)
-{
-    if (auto* const local = dynamic_cast<Rvl::CLocalControllerChannel*>(&channel)) {
-        local->rearm();
-    }
-}

@@ -1,7 +1,6 @@
 #pragma once
 
 #include "common/FactoryRegistry.h"
-#include "common/LoopRearming.h"
 #include "common/NameServer.h"
 #include "driver/local/Export.h"
 #include "platform/rivlink_device/ControllerChannel.h"
@@ -68,9 +67,6 @@ public:
     /// Stops the processor; blocks for up to the longest sample time after the steps under way. Nothing
     /// happens if it is not running.
     void stop();
-    /// To be called when the system's UTC clock was set back: the loops, which wait for a time on it, are to
-    /// be calculated one sample time from now. Safe from any thread.
-    void rearm();
     /// How often the processor was started. The steps before and after a start belong to different runs.
     std::uint64_t runs() const;
 
@@ -95,6 +91,3 @@ private:
 };
 
 } // namespace Rvl
-
-/// The RearmLoopsFunction of this plug-in (common/LoopRearming.h): rearms local controller channels.
-extern "C" RIVLINK_LOCAL_EXPORT void rivlinkRearmLoops(Rvl::IIoChannelInterface& channel);

@@ -128,10 +128,11 @@ private:
 
 std::chrono::steady_clock::time_point CLoopMonitor::now()
 {
-    using Clock = std::chrono::steady_clock;
+    using SteadyClock = std::chrono::steady_clock;
     const ITimeline* const timeline = loopTimeline();
-    return timeline ? Clock::time_point(std::chrono::duration_cast<Clock::duration>(timeline->monotonic()))
-                    : Clock::now();
+    return timeline ? SteadyClock::time_point(
+                          std::chrono::duration_cast<SteadyClock::duration>(timeline->monotonic()))
+                    : SteadyClock::now();
 }
 
 CLoopMonitor::CLoopMonitor(CLocalControllerChannel& channel, Clock clock) : clock_(std::move(clock))

@@ -10,8 +10,8 @@
 
 namespace Rvl {
 
-/// A device that exists in software only. Its physics advances by the time that passes on the timeline in force
-/// (runtime/Timelines.h), and it can be made to fail.
+/// A device that exists in software only. Its physics advances by the time that passes on the timeline in
+/// force (runtime/Timelines.h), and it can be made to fail.
 ///
 /// A subclass declares its signals and says how an actuator acts, how its state advances and what a sensor
 /// measures. One update is: advance the state by the time since the update before, with the actuator values
@@ -21,16 +21,15 @@ namespace Rvl {
 /// Faults are in force while they are switched on or while one of the intervals configured for them lasts.
 /// They begin and end with an update.
 ///
-/// | kind         | signal   | effect |
-/// |--------------|----------|--------------------------------------------------------------------------------|
-/// | SensorStuck  | sensor   | publishes the value that it had when the fault began, again and again | |
-/// SensorNaN    | sensor   | publishes "not a number"                                                       |
-/// | SensorSilent | sensor   | publishes nothing: no new value and no event; its channel is not marked faulty
-/// | | ActuatorDead | actuator | takes values without complaint, but gives 0 | | DeviceAway   | none     |
-/// the device does not answer: no sensor publishes, every output access throws    | |              | |
-/// CDeviceAccessException, every bound channel is marked faulty, and the device's | |              | | own
-/// watchdog has taken every actuator to 0. When it is back the marks go and   | |              |          |
-/// each output is sent again what was last asked of it                            |
+/// - SensorStuck, of a sensor: publishes the value that it had when the fault began, again and again.
+/// - SensorNaN, of a sensor: publishes "not a number".
+/// - SensorSilent, of a sensor: publishes nothing, neither a value nor an event. Its channel is not marked as
+///   faulty.
+/// - ActuatorDead, of an actuator: takes values without complaint, but gives 0.
+/// - DeviceAway, of no signal: the device does not respond. No sensor publishes, every output access throws
+///   CDeviceAccessException, every bound channel is marked as faulty, and the device's own watchdog has taken
+///   every actuator to 0. When the device is back, the marks go and the last value requested of each output
+///   is sent again.
 ///
 /// Of several faults of one sensor silent comes first, then NaN, then stuck.
 class CSimulatedDevice : public CSignalDevice

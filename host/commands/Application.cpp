@@ -35,6 +35,7 @@ struct SArguments
     bool force = false;
     bool quiet = false;
     bool realtime = false;
+    bool isVirtual = false;
     double limitScale = 1.0;
     std::vector<std::string> plugins;
     std::string typeName;
@@ -88,9 +89,10 @@ void describeCommandLine(CLI::App& app, SArguments& arguments)
     CLI::App* const run = withConfiguration(
         app.add_subcommand("run", "Check a configuration and run it until its time is over or a signal "
                                   "ends it; every controller is then taken to its disabled value"));
-    run->add_option("--for", arguments.duration, "How long to run, such as 500ms, 30s, 5min, 2h")
-        ->type_name("DURATION")
-        ->check(CLI::Validator(judgeDuration, "", "duration"));
+    CLI::Option* const duration =
+        run->add_option("--for", arguments.duration, "How long to run, such as 500ms, 30s, 5min, 2h")
+            ->type_name("DURATION")
+            ->check(CLI::Validator(judgeDuration, "", "duration"));
     CLI::Option* const record =
         run->add_option("--record", arguments.record, "Record every controller to this file (CSV)")
             ->type_name("FILE")
@@ -102,9 +104,15 @@ void describeCommandLine(CLI::App& app, SArguments& arguments)
         ->capture_default_str();
     run->add_flag("--force", arguments.force, "Replace a record that is already there")->needs(record);
     run->add_flag("--quiet", arguments.quiet, "No live output, only the summary at the end");
-    run->add_flag("--realtime", arguments.realtime,
-                  "Serve loops and devices before ordinary programs and keep memory from being paged out, as "
-                  "far as the system allows it");
+    CLI::Option* const realtime = run->add_flag(
+        "--realtime", arguments.realtime,
+        "Serve loops and devices before ordinary programs and keep memory from being paged out, as "
+        "far as the system allows it");
+    run->add_flag("--virtual", arguments.isVirtual,
+                  "Run on virtual time: as fast as it goes, with exact periods, and the same each time; for "
+                  "configurations of simulated devices")
+        ->needs(duration)
+        ->excludes(realtime);
     // for tests, which need not wait for what never ends as long as people do
     run->add_option("--limit-scale", arguments.limitScale)->check(CLI::Range(0.01, 100.0))->group("");
 
@@ -215,6 +223,7 @@ int run(const SArguments& arguments, const CPluginPath& pluginPath,
     options.replaceRecord = arguments.force;
     options.quiet = arguments.quiet;
     options.realtime = arguments.realtime;
+    options.isVirtual = arguments.isVirtual;
     options.programStart = programStart;
     options.limits = options.limits.scaled(arguments.limitScale);
     return runConfiguration(options, pluginPath, out, err);

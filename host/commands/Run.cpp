@@ -46,7 +46,7 @@ void CRun::addSinks()
             });
         observer_.add(*recordSink_);
     }
-    if (!options_.quiet) {
+    if (!options_.quiet && !options_.isVirtual) { // which has a progress bar
         consoleSink_ = std::make_unique<CConsoleSink>(output_, setUpTerminal());
         observer_.add(*consoleSink_);
     }

@@ -3,6 +3,7 @@
 #include "host/base/HostException.h"
 #include "host/base/SystemText.h"
 #include "host/commands/RealTimeRun.h"
+#include "host/commands/VirtualRun.h"
 #include "host/process/BackgroundOutput.h"
 #include "host/process/DeadlineTasks.h"
 #include "host/process/ExitWithoutCleanup.h"
@@ -10,6 +11,8 @@
 #include "host/process/TerminateHandler.h"
 #include "host/process/TerminationSignals.h"
 #include "host/session/LoadedConfiguration.h"
+#include "runtime/Timelines.h"
+#include "runtime/VirtualTimeline.h"
 
 #include <chrono>
 #include <exception>
@@ -29,12 +32,15 @@ bool isFlushed(const CBackgroundOutput& output, const CBackgroundOutput& errors,
     return output.waitUntilIdle(limit) && errors.waitUntilIdle(limit);
 }
 
-/// Runs what was built until its time is over and takes it down again. Returns the exit status.
-int runLoaded(const SRunOptions& options, CSession& session, CBackgroundOutput& output,
-              CBackgroundOutput& errors)
+/// When virtual time begins, so that records of two runs are equal.
+constexpr std::chrono::sys_days virtualStart{std::chrono::year(2000) / 1 / 1};
+
+/// Performs the run of what was built and takes it down again. Returns the exit status.
+template <class Run>
+int perform(Run& run, const SRunOptions& options, CSession& session, CBackgroundOutput& output,
+            CBackgroundOutput& errors)
 {
     int result = ExitDone;
-    CRealTimeRun run(options, session, currentTimeline(), output, errors);
     std::optional<CTerminateHandler> terminateHandler;
     try {
         terminateHandler.emplace([&session] { session.emergencyStop(); }, options.limits);
@@ -71,6 +77,17 @@ int runLoaded(const SRunOptions& options, CSession& session, CBackgroundOutput& 
     return result;
 }
 
+int runLoaded(const SRunOptions& options, CSession& session, CVirtualTimeline& virtualTimeline,
+              CBackgroundOutput& output, CBackgroundOutput& errors)
+{
+    if (options.isVirtual) {
+        CVirtualRun run(options, session, virtualTimeline, output, errors);
+        return perform(run, options, session, output, errors);
+    }
+    CRealTimeRun run(options, session, currentTimeline(), output, errors);
+    return perform(run, options, session, output, errors);
+}
+
 } // namespace
 
 int runConfiguration(const SRunOptions& options, const CPluginPath& pluginPath, std::ostream& out,
@@ -91,7 +108,14 @@ int runConfiguration(const SRunOptions& options, const CPluginPath& pluginPath, 
     };
     int result = ExitDone;
     try {
+        // before what goes by it
+        CVirtualTimeline virtualTimeline(virtualStart);
+        std::optional<CTimelineInForce> inForce;
         SSessionSettings settings;
+        if (options.isVirtual) {
+            inForce.emplace(virtualTimeline);
+            settings = SSessionSettings::onVirtualTime(virtualTimeline);
+        }
         settings.limits = options.limits;
         auto loaded = std::make_unique<CLoadedConfiguration>(options.configuration, pluginPath, settings);
         if (!loaded->faults().empty()) {
@@ -99,7 +123,7 @@ int runConfiguration(const SRunOptions& options, const CPluginPath& pluginPath, 
             flush();
             return loaded->faults().hasRuntimeFault() ? ExitFailure : ExitBadConfiguration;
         }
-        result = runLoaded(options, loaded->session(), output, errors);
+        result = runLoaded(options, loaded->session(), virtualTimeline, output, errors);
         CDeadlineTasks unloading;
         unloading.add("unloading the plug-ins", [&loaded] { loaded.reset(); });
         for (const std::string& name : unloading.run(options.limits)) {

@@ -19,7 +19,8 @@ struct SRunOptions
     std::chrono::milliseconds recordInterval{100};
     bool replaceRecord = false;
     bool quiet = false;
-    bool realtime = false; ///< what the system refuses is reported, and the run goes on
+    bool isVirtual = false; ///< as fast as it goes; needs a duration
+    bool realtime = false;  ///< what the system refuses is reported, and the run goes on
     std::chrono::steady_clock::time_point programStart;
     SShutdownLimits limits;
 };

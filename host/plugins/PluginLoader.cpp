@@ -130,9 +130,4 @@ std::vector<const SLoops*> CPluginLoader::loops() const
     return found;
 }
 
-std::vector<RearmLoopsFunction*> CPluginLoader::loopRearmers() const
-{
-    return functions<RearmLoopsFunction>(rearmLoopsFunctionName);
-}
-
 } // namespace Rvl

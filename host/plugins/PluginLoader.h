@@ -1,7 +1,6 @@
 #pragma once
 
 #include "common/LoopGraph.h"
-#include "common/LoopRearming.h"
 #include "host/base/HostException.h"
 #include "host/plugins/PluginPath.h"
 #include "host/types/TypeCatalogue.h"
@@ -50,8 +49,6 @@ public:
     void registerFactories();
     /// What those of the loaded plug-ins that have loops offer, in the order of loading.
     std::vector<const SLoops*> loops() const;
-    /// The functions by which loaded plug-ins set their loops' timers anew.
-    std::vector<RearmLoopsFunction*> loopRearmers() const;
 
 private:
     struct SPlugin;

@@ -127,13 +127,6 @@ std::chrono::milliseconds CController::longestSampleTime() const
     return std::chrono::milliseconds(longestSampleTime_ms_);
 }
 
-void CController::rearm(const std::vector<RearmLoopsFunction*>& functions) const
-{
-    for (RearmLoopsFunction* const function : functions) {
-        function(io_);
-    }
-}
-
 void CController::setManual(bool manual)
 {
     channel_.setManualMode(manual);

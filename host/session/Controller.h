@@ -1,7 +1,6 @@
 #pragma once
 
 #include "common/LoopGraph.h"
-#include "common/LoopRearming.h"
 #include "host/session/ControllerState.h"
 #include "host/session/InputSupervision.h"
 
@@ -22,7 +21,6 @@ class IIoChannelInterface;
 struct SLoopFunctions
 {
     std::vector<const SLoops*> loops;
-    std::vector<RearmLoopsFunction*> rearm;
 };
 
 /// One controller: its channel, the loops behind it, the channels that it reads and drives, the supervision
@@ -65,8 +63,6 @@ public:
     bool hasStepped() const;
     /// The longest sample time of its loops as of the last read(), or of construction; 0 without loops.
     std::chrono::milliseconds longestSampleTime() const;
-    /// Has the loops' timers set anew, after a step of the calendar.
-    void rearm(const std::vector<RearmLoopsFunction*>& functions) const;
 
     void setManual(bool manual);
     bool isManual() const { return manual_; }

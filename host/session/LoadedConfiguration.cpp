@@ -3,6 +3,7 @@
 #include "host/base/SystemText.h"
 #include "host/configuration/ConfigurationCheck.h"
 #include "host/configuration/ConfigurationFrame.h"
+#include "host/configuration/RealDevices.h"
 #include "host/process/LogSetup.h"
 #include "host/session/RigBuilder.h"
 #include "platform/rivlink_core/Environment.h"
@@ -19,17 +20,35 @@ CLoadedConfiguration::CLoadedConfiguration(const std::filesystem::path& configur
     : configuration_(CConfiguration::load(configurationFile)), plugins_(pluginPath, catalogue_)
 {
     const bool complete = loadPlugins();
+    loopTimelines_.use(plugins_.loops(), *settings.timeline);
     catalogue_.resolve();
     CConfigurationCheck(configuration_, catalogue_, complete,
                         CEnvironment::getInstance()->busRegistry().names(), faults_)
         .run();
+    if (settings.isVirtual()) {
+        refuseRealDevices(configuration_, catalogue_, faults_);
+    }
     SRig rig;
     if (complete) {
         const CLogSilence silence("ExceptionLogger"); // what building throws is reported as a fault
-        rig = CRigBuilder(configuration_, catalogue_, {plugins_.loops(), plugins_.loopRearmers()})
-                  .build(faults_);
+        rig = CRigBuilder(configuration_, catalogue_, {plugins_.loops()}).build(faults_);
     }
     session_ = std::make_unique<CSession>(std::move(rig), settings);
+}
+
+CLoopTimelines::~CLoopTimelines()
+{
+    for (const SLoops* const loops : loops_) {
+        loops->useTimeline(nullptr);
+    }
+}
+
+void CLoopTimelines::use(const std::vector<const SLoops*>& loops, ITimeline& timeline)
+{
+    loops_ = loops;
+    for (const SLoops* const entry : loops_) {
+        entry->useTimeline(&timeline);
+    }
 }
 
 bool CLoadedConfiguration::loadPlugins()

@@ -9,16 +9,34 @@
 
 #include <filesystem>
 #include <memory>
+#include <vector>
 
 namespace Rvl {
+
+/// Has the loops of plug-ins take their time from a timeline for as long as it lives.
+class CLoopTimelines
+{
+public:
+    CLoopTimelines() = default;
+    /// The plug-ins go by the system's calendar again.
+    ~CLoopTimelines();
+    CLoopTimelines(const CLoopTimelines&) = delete;
+    CLoopTimelines& operator=(const CLoopTimelines&) = delete;
+
+    void use(const std::vector<const SLoops*>& loops, ITimeline& timeline);
+
+private:
+    std::vector<const SLoops*> loops_;
+};
 
 /// A configuration with everything that belongs to it: its plug-ins loaded, itself checked, and its objects
 /// built as far as they are sound. Nothing is driven. Destruction takes all of it down.
 class CLoadedConfiguration
 {
 public:
-    /// What is wrong with configuration and plug-ins is collected in faults(). Throws CHostException for a
-    /// file that cannot be read, is not well-formed, or for bad type descriptions.
+    /// Loops take their time from the settings' timeline. What is wrong with configuration and plug-ins is
+    /// collected in faults(), and so is every real device if the settings are those of virtual time. Throws
+    /// CHostException for a file that cannot be read, is not well-formed, or for bad type descriptions.
     CLoadedConfiguration(const std::filesystem::path& configurationFile, const CPluginPath& pluginPath,
                          const SSessionSettings& settings = {});
 
@@ -35,6 +53,7 @@ private:
     CConfiguration configuration_;
     CTypeCatalogue catalogue_;
     CPluginLoader plugins_;
+    CLoopTimelines loopTimelines_;
     CFaultList faults_;
     std::unique_ptr<CSession> session_;
 };

@@ -1,6 +1,5 @@
 #include "host/session/Session.h"
 
-#include "host/session/ClockStepDetector.h"
 #include "platform/rivlink_core/Environment.h"
 #include "platform/rivlink_device/ControllerChannel.h"
 
@@ -25,20 +24,12 @@ CSession::~CSession()
         for (auto& entry : rig_.devices) {
             static_cast<void>(entry.release());
         }
-        static_cast<void>(clockStepDetector_.release());
     }
 }
 
 void CSession::start()
 {
     started_ = true;
-    if (settings_.threads == CDeadlineTasks::OwnThreads) {
-        clockStepDetector_ = std::make_unique<CClockStepDetector>([this] {
-            for (const CController* const controller : rig_.controllers) {
-                controller->rearm(rig_.functions.rearm);
-            }
-        });
-    }
     connectBuses();
     connectDevices();
     enableControllers();
@@ -120,8 +111,7 @@ SShutdownReport CSession::shutDown(const std::function<void()>& onStopped)
         return calls_.isGivenUp() ? SShutdownReport{{}, true} : shutdown.destroy();
     }
     disabling_ = true;
-    const SShutdownReport report =
-        shutdown.takeDown({buses_, onStopped, [this] { clockStepDetector_.reset(); }});
+    const SShutdownReport report = shutdown.takeDown({buses_, onStopped});
     started_ = false;
     return report;
 }

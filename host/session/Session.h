@@ -16,8 +16,6 @@
 
 namespace Rvl {
 
-class CClockStepDetector;
-
 /// What a session runs on.
 struct SSessionSettings
 {
@@ -25,6 +23,16 @@ struct SSessionSettings
     SShutdownLimits limits;
     /// Inline if loops and devices share one thread: the session then has no thread either.
     CDeadlineTasks::eThreads threads = CDeadlineTasks::OwnThreads;
+
+    /// The settings of a run on virtual time, which has one thread.
+    static SSessionSettings onVirtualTime(ITimeline& timeline)
+    {
+        SSessionSettings settings;
+        settings.timeline = &timeline;
+        settings.threads = CDeadlineTasks::Inline;
+        return settings;
+    }
+    bool isVirtual() const { return threads == CDeadlineTasks::Inline; }
 };
 
 /// The life of a rig: start(), reading its controllers, shutDown().
@@ -38,8 +46,7 @@ public:
     CSession(const CSession&) = delete;
     CSession& operator=(const CSession&) = delete;
 
-    /// Connects buses and devices and enables the controllers whose configuration says so. From now on the
-    /// loops' timers are set anew whenever the system's calendar goes back. What a device or
+    /// Connects buses and devices and enables the controllers whose configuration says so. What a device or
     /// controller throws passes; shutDown() then undoes what was done.
     void start();
     /// Has start() connect and enable nothing more. From any thread.
@@ -83,7 +90,6 @@ private:
     const SSessionSettings settings_;
     mutable CCallWatch calls_;
     CConnectedBuses buses_;
-    std::unique_ptr<CClockStepDetector> clockStepDetector_;
     std::atomic<bool> started_{false};
     std::atomic<bool> startCancelled_{false};
     std::atomic<bool> disabling_{

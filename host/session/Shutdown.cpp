@@ -87,7 +87,7 @@ SShutdownReport CShutdown::takeDown(const SStarted& started)
         started.onStopped();
     }
     if (!calls_.isGivenUp()) {
-        destroyControllers(started.endClockWatch);
+        destroyControllers();
     }
     disconnectDevices();
     if (!calls_.isGivenUp()) {
@@ -100,7 +100,7 @@ SShutdownReport CShutdown::takeDown(const SStarted& started)
 SShutdownReport CShutdown::destroy()
 {
     threads_ = CDeadlineTasks::Inline; // nothing that could hang has been connected
-    destroyControllers({});
+    destroyControllers();
     destroyChannelsAndDevices(false);
     return report();
 }
@@ -151,13 +151,10 @@ void CShutdown::stopDrivers()
     tasks.start();
 }
 
-void CShutdown::destroyControllers(const std::function<void()>& endClockWatch)
+void CShutdown::destroyControllers()
 {
     rig_.controllers.clear();
     std::vector<SStep> steps;
-    if (endClockWatch) {
-        steps.push_back({"ending the clock's watch", endClockWatch});
-    }
     // in reverse, because the later ones may be built on the earlier ones
     for (auto entry = rig_.channels.rbegin(); entry != rig_.channels.rend(); ++entry) {
         if ((*entry)->controller) {

@@ -53,9 +53,6 @@ public:
         CConnectedBuses& buses;
         /// Called once no loop is calculated any more, before anything is destroyed.
         std::function<void()> onStopped;
-        /// Ends what still uses the controllers on threads of the session; called after `onStopped` and
-        /// before they are destroyed.
-        std::function<void()> endClockWatch;
     };
 
     /// All must outlive the shut-down; if a call hangs, for as long as the process lives.
@@ -77,7 +74,7 @@ private:
                   const std::string& consequence = {});
     void disableControllers();
     void stopDrivers();
-    void destroyControllers(const std::function<void()>& endClockWatch);
+    void destroyControllers();
     void disconnectDevices();
     void destroyChannelsAndDevices(bool leaveBuses);
     void disconnectBuses(CConnectedBuses& buses);

@@ -110,7 +110,9 @@ std::vector<std::string> faultsOf(const json& descriptions)
     }
     for (const json& type : descriptions.at("types")) {
         const std::string name = type.at("name");
-        onlyKnown(type, {"name", "kind", "bases", "provides", "example", "meaning", "signals", "keys"}, name);
+        onlyKnown(type,
+                  {"name", "kind", "bases", "provides", "example", "meaning", "real", "signals", "keys"},
+                  name);
         static const std::set<std::string> kinds{"bus",    "device",  "channel",   "controlLoop",
                                                  "loopIn", "loopOut", "loopInOut", "abstract"};
         if (!kinds.contains(type.at("kind")) || type.at("meaning").get<std::string>().empty()) {

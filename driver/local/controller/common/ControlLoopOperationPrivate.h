@@ -26,9 +26,6 @@ public:
     /// Sets the timer to expire one sample time from now and waits for it with the periodic handler; on a
     /// worker of a timeline, has that call the handler instead.
     void armPeriodically();
-    /// Sets a timer that is being waited for anew, as armPeriodically() does, or to expire at once if the
-    /// operation is cancelled. Only on the event loop's thread.
-    void rearm();
 
     /// The timer's periodic handler: calculates the loop and arms the timer again. Does nothing if the
     /// operation is cancelled; otherwise throws std::runtime_error if `error` is set.
@@ -40,7 +37,6 @@ public:
     boost::asio::deadline_timer timer;
     std::atomic<bool> cancelled;
     IWorker* worker = nullptr; ///< takes the timer's place if there is one
-    int abortedWaits = 0;      ///< handlers still to come of waits that rearm() gave up
     // small enough for boost::function's own buffer, so that the copies made for each wait need no memory
     boost::function<void(const boost::system::error_code&)> periodicHandler;
     boost::function<void(const boost::system::error_code&)> oneShotHandler;

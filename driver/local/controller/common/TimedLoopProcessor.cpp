@@ -6,7 +6,6 @@
 #include "driver/local/controller/common/ControlLoopOperationPrivate.h"
 #include "driver/local/LoopTimeline.h"
 
-#include <boost/asio/error.hpp>
 #include <boost/asio/post.hpp>
 #include <boost/bind/bind.hpp>
 #include <boost/date_time/posix_time/posix_time_types.hpp>
@@ -52,24 +51,8 @@ void ControlLoopOperationPrivate::armPeriodically()
     timer.async_wait(periodicHandler);
 }
 
-void ControlLoopOperationPrivate::rearm()
-{
-    // a wait that is to end the operation only keeps whoever stops it waiting
-    const std::int64_t time_us = cancelled ? 0 : std::int64_t{1000} * loop->sampleTime_ms();
-    const auto aborted = timer.expires_from_now(boost::posix_time::microseconds(time_us));
-    // without a wait to abort, its handler is on its way already and arms the timer itself
-    if (aborted > 0) {
-        ++abortedWaits;
-        timer.async_wait(periodicHandler);
-    }
-}
-
 void ControlLoopOperationPrivate::calculateControlLoop(const boost::system::error_code& error)
 {
-    if (error == boost::asio::error::operation_aborted && abortedWaits > 0) {
-        --abortedWaits;
-        return;
-    }
     if (cancelled) {
         return;
     }
@@ -150,13 +133,6 @@ public:
 
     /// With `mutex` held.
     bool isActive() const { return starting || joining || timelineWorker || (worker && worker->joinable()); }
-
-    /// The operations as they are now: what is done with them may take a loop's lock.
-    Operations currentOperations()
-    {
-        const std::lock_guard<std::mutex> lock(mutex);
-        return operations;
-    }
 
     /// With `mutex` held.
     void cancelAll()
@@ -345,15 +321,6 @@ void CTimedLoopProcessor::cancelControlLoops()
 {
     const std::lock_guard<std::mutex> lock(d_->mutex);
     d_->cancelAll();
-}
-
-void CTimedLoopProcessor::rearmControlLoops()
-{
-    boost::asio::post(d_->eventLoop, [this] {
-        for (const auto& operation : d_->currentOperations()) {
-            operation->d_->rearm();
-        }
-    });
 }
 
 std::uint64_t CTimedLoopProcessor::runs() const

@@ -86,10 +86,6 @@ public:
     void cancelControlLoops();
     /// How often the processor was started. A step belongs to the run whose number it finds.
     std::uint64_t runs() const;
-    /// Sets every timer that is being waited for anew, to one sample time from now, or to now if the loops
-    /// are to end. Timers go by the system's UTC clock: when that is set back they would expire that much
-    /// later. Does not wait.
-    void rearmControlLoops();
 
 private:
     class Private;

@@ -8,8 +8,8 @@ class CDigitalOutChannel;
 
 /// A two-quadrant output whose magnitude goes to the duty cycle of a digital output channel in PWM mode
 /// (dutyCycleFromControlValue()). The channel is not owned.
-/// A configuration cannot name the PWM channel; a program gives it to the constructor. Without one the output sets the direction
-/// and writes no magnitude, and says so when it is initialised.
+/// A configuration cannot name the PWM channel; a program gives it to the constructor. Without one the output
+/// sets the direction and writes no magnitude, and says so when it is initialised.
 class RIVLINK_LOCAL_EXPORT CPWMTwoQuadrantLoopOut : public CAbstractTwoQuadrantLoopOut
 {
 public:

@@ -469,17 +469,6 @@ TEST_F(LocalControllerChannel, ScaledOperationsCallTheUnscaledOnesVirtually)
     EXPECT_EQ(4.0, channel.written);
 }
 
-TEST_F(LocalControllerChannel, IsRearmedByTheFunctionThatThePlugInExports)
-{
-    loop->sampleTime = 60'000;
-    CLocalControllerChannel channel("Controller", loop);
-    channel.start();
-    loop->sampleTime = 5;
-    rivlinkRearmLoops(channel);
-    EXPECT_TRUE(counter.waitForMore(1)) << "otherwise it had waited for a minute";
-    channel.stop();
-}
-
 TEST_F(LocalControllerChannel, ParametersAreThoseOfTheOutermostLoop)
 {
     const auto inner = std::make_shared<FakeLoop>("inner", journal);

@@ -155,36 +155,6 @@ TEST_F(TimedLoopProcessorOperation, OneShotHandlerCalculatesOnce)
     EXPECT_EQ(eventLoop.run(), 0u);
 }
 
-TEST_F(TimedLoopProcessorOperation, RearmedWaitIsGivenUpForOneOfASampleTime)
-{
-    loop->sampleTime = 600'000;
-    ControlLoopOperationPrivate operation(loop, eventLoop);
-    operation.armPeriodically();
-    loop->sampleTime = 200;
-    const auto sampleTime = boost::posix_time::milliseconds(200);
-    const auto before = boost::posix_time::microsec_clock::universal_time();
-    operation.rearm();
-    const auto after = boost::posix_time::microsec_clock::universal_time();
-    EXPECT_GE(operation.timer.expires_at(), before + sampleTime);
-    EXPECT_LE(operation.timer.expires_at(), after + sampleTime);
-    EXPECT_EQ(eventLoop.run_one(), 1u);
-    EXPECT_EQ(loop->steps, 0) << "the wait that was given up";
-    EXPECT_EQ(eventLoop.run_one(), 1u);
-    EXPECT_EQ(loop->steps, 1);
-    // whatever else aborts a wait is an error as before
-    EXPECT_THROW(operation.calculateControlLoop(boost::asio::error::operation_aborted), std::runtime_error);
-    operation.cancelled = true;
-    EXPECT_EQ(eventLoop.run(), 1u);
-}
-
-TEST_F(TimedLoopProcessorOperation, RearmingWaitsForNothingIfTheHandlerIsOnItsWay)
-{
-    ControlLoopOperationPrivate operation(loop, eventLoop);
-    operation.rearm();
-    EXPECT_EQ(eventLoop.run(), 0u);
-    EXPECT_THROW(operation.calculateControlLoop(boost::asio::error::operation_aborted), std::runtime_error);
-}
-
 TEST_F(TimedLoopProcessorOperation, ErrorIsLoggedUnderTheLineOfThePeriodicHandlerAndThrown)
 {
     ControlLoopOperationPrivate operation(loop, eventLoop);
@@ -431,45 +401,6 @@ TEST(TimedLoopProcessorFactory, BuildsIdleProcessorsUnderItsOwnName)
     EXPECT_FALSE(processor->processorActive());
 }
 
-TEST(TimedLoopProcessor, RearmedLoopIsCalculatedOneSampleTimeLater)
-{
-    const auto loop = std::make_shared<Rvl::Test::FakeControlLoop>(600'000);
-    loop->setInput(std::make_shared<Rvl::Test::FakeLoopIn>());
-    loop->setOutput(std::make_shared<Rvl::Test::FakeLoopOut>());
-    loop->setEnabled(true);
-    Rvl::CTimedLoopProcessor processor;
-    processor.addControlLoop(loop);
-    processor.runControlLoops();
-    EXPECT_EQ(loop->calculations, 0);
-    loop->sampleTime = 20;
-    processor.rearmControlLoops();
-    while (loop->calculations < 3) {
-        std::this_thread::yield();
-    }
-    // again and again, also while steps are under way: neither a step nor the end of the loops gets lost
-    for (int i = 0; i < 1000; ++i) {
-        processor.rearmControlLoops();
-    }
-    const int calculations = loop->calculations;
-    while (loop->calculations < calculations + 3) {
-        std::this_thread::yield();
-    }
-    processor.stopControlLoops();
-    EXPECT_FALSE(processor.processorActive());
-}
-
-TEST(TimedLoopProcessor, RearmedLoopThatIsToEndDoesSoAtOnce)
-{
-    CTimedLoopProcessor processor;
-    processor.addControlLoop(std::make_shared<SteppedLoop>(600'000));
-    processor.runControlLoops();
-    processor.cancelControlLoops();
-    processor.rearmControlLoops();
-    const auto begin = std::chrono::steady_clock::now();
-    processor.stopControlLoops();
-    EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(60));
-}
-
 TEST(TimedLoopProcessor, SecondStopWaitsForTheEndOfTheFirst)
 {
     CTimedLoopProcessor processor;
@@ -535,7 +466,6 @@ TEST(TimedLoopProcessor, StartWaitsForALoopsLockAndAStopForTheStartButNothingEls
     EXPECT_TRUE(processor.processorActive());
     processor.runControlLoops();
     processor.cancelControlLoops();
-    processor.rearmControlLoops();
     std::thread stopper([&] { processor.stopControlLoops(); });
     std::this_thread::sleep_for(std::chrono::milliseconds(50)); // it waits by now, most probably
     held.unlock();
@@ -625,7 +555,6 @@ TEST(TimedLoopProcessor, StepMayAskForTheStateWhileAnotherThreadWaitsForTheEnd)
         wasActive = processor.processorActive();
         processor.runControlLoops();
         processor.cancelControlLoops();
-        processor.rearmControlLoops();
         try {
             processor.stopControlLoops();
         } catch (const boost::thread_resource_error&) {
@@ -655,14 +584,11 @@ TEST(TimedLoopProcessor, AnyThreadMayStartAndStopItAtAnyTime)
     for (int user = 0; user < 4; ++user) {
         users.emplace_back([&, user] {
             for (int turn = 0; turn < 100; ++turn) {
-                switch ((turn + user) % 4) {
+                switch ((turn + user) % 3) {
                 case 0:
                     processor.runControlLoops();
                     break;
                 case 1:
-                    processor.rearmControlLoops();
-                    break;
-                case 2:
                     processor.cancelControlLoops();
                     break;
                 default:
