@@ -67,6 +67,9 @@ public:
     void setManual(bool manual);
     bool isManual() const { return manual_; }
 
+    /// Held by commands, which so are carried out one after another.
+    std::mutex& commandMutex() { return commandMutex_; }
+
 private:
     SHealth healthOf(SControllerState& state) const;
     void readLoops(std::vector<SLoopStatus>& status) const;
@@ -77,6 +80,7 @@ private:
     const std::vector<const IIoChannelInterface*> referred_;
     const SStart start_;
     std::atomic<bool> manual_{false};
+    std::mutex commandMutex_;
     mutable std::atomic<int> longestSampleTime_ms_{0};
     std::unique_ptr<ILoopGraph> loops_;
     std::unique_ptr<CInputSupervision> supervision_;

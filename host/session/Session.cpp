@@ -33,6 +33,7 @@ void CSession::start()
     connectBuses();
     connectDevices();
     enableControllers();
+    running_ = !startCancelled_;
 }
 
 void CSession::connectBuses()

@@ -57,6 +57,8 @@ public:
     /// anything is destroyed; before that another thread may still be in start(), if that was cancelled, and
     /// in snapshot().
     SShutdownReport shutDown(const std::function<void()>& onStopped = {});
+    /// Whether everything has been started and nothing is being disabled for good.
+    bool isRunning() const { return running_ && !disabling_; }
     /// Whether controllers are being disabled for good, or are.
     bool isDisabling() const { return disabling_; }
     /// The calls into buses, devices and controllers that are under way. Once one is given up, nothing is
@@ -70,6 +72,7 @@ public:
     /// a call was given up.
     void emergencyStop();
 
+    const ITimeline& timeline() const { return *settings_.timeline; }
     /// In the order of the file; none after shutDown().
     const std::vector<CController*>& controllers() const { return rig_.controllers; }
     /// The controller of that name; null if there is none.
@@ -91,6 +94,7 @@ private:
     mutable CCallWatch calls_;
     CConnectedBuses buses_;
     std::atomic<bool> started_{false};
+    std::atomic<bool> running_{false};
     std::atomic<bool> startCancelled_{false};
     std::atomic<bool> disabling_{
         false}; ///< a controller that is enabled from now on has to be disabled again

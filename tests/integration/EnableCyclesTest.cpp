@@ -1,6 +1,7 @@
 // A controller that is switched on and off again and again, on the real plug-ins within this process.
 // RIVLINK_ENABLE_CYCLES says how often; a hundred times without it.
 
+#include "host/session/Commands.h"
 #include "host/session/LoadedConfiguration.h"
 #include "platform/rivlink_device/AnalogOutChannel.h"
 #include "platform/rivlink_device/ControllerChannel.h"
@@ -65,7 +66,9 @@ TEST(EnableCycles, CyclesUnderLoadLeaveTheDisabledValueAndNothingElseBehind)
     ASSERT_TRUE(loaded.faults().empty()) << loaded.faults().report(example);
     CSession& session = loaded.session();
     session.start();
-    IControllerChannel& controller = session.controllers().at(0)->channel();
+    CCommands commands(session, loaded.catalogue());
+    const std::string controller = session.controllers().at(0)->name();
+    const auto isEnabled = [&] { return session.controllers().at(0)->channel().isControlLoopEnabled(); };
     const CAnalogOutChannel& heater = *CAnalogOutChannel::NameServer.lookupObject("Heater");
     const auto isDriven = [&] { return heater.outputValue() != 5.0; };
     ASSERT_TRUE(eventually(isDriven));
@@ -73,13 +76,13 @@ TEST(EnableCycles, CyclesUnderLoadLeaveTheDisabledValueAndNothingElseBehind)
     const SHeldResources before = SHeldResources::now();
     int left = 0;
     for (int cycle = 0; cycle < cycles; ++cycle) {
-        controller.setEnabled(false);
-        left += isDriven() || controller.isControlLoopEnabled() ? 1 : 0;
+        commands.setEnabled("the cycles", controller, false);
+        left += isDriven() || isEnabled() ? 1 : 0;
         if (cycle % std::min(cycles / 10, 100) == 0) { // a step in the disabled state must not drive either
             std::this_thread::sleep_for(std::chrono::milliseconds(30));
             left += isDriven() ? 1 : 0;
         }
-        controller.setEnabled(true);
+        commands.setEnabled("the cycles", controller, true);
         ASSERT_TRUE(eventually(isDriven)) << "it controls in between";
     }
     EXPECT_EQ(0, left) << "cycles that left the heater driven";

@@ -5,6 +5,7 @@
 #include "host/base/Duration.h"
 #include "host/process/DescriptorLimit.h"
 #include "host/process/LogSetup.h"
+#include "host/session/Commands.h"
 #include "host/session/LoadedConfiguration.h"
 #include "platform/rivlink_core/Environment.h"
 #include "platform/rivlink_device/AnalogOutChannel.h"
@@ -190,7 +191,9 @@ bool everyDeviceIsThere()
 class CMischief
 {
 public:
-    CMischief(CSession& session, unsigned seed) : controllers_(session.controllers()), random_(seed) {}
+    CMischief(CSession& session, const CTypeCatalogue& catalogue, unsigned seed)
+        : controllers_(session.controllers()), commands_(session, catalogue), random_(seed)
+    {}
 
     void doSomething(Clock::time_point now)
     {
@@ -198,25 +201,25 @@ public:
             pending_.top().end->writeOutput(false);
             pending_.pop();
         }
-        IControllerChannel& controller = controllers_[below(controllers_.size())]->channel();
+        const std::string controller = controllers_[below(controllers_.size())]->name();
         switch (below(10)) {
         case 0:
-            controller.setEnabled(false);
+            commands_.setEnabled(source, controller, false);
             break;
         case 1:
         case 2:
-            controller.setEnabled(true);
+            commands_.setEnabled(source, controller, true);
             break;
         case 3:
-            controller.setManualMode(true);
-            controller.writeManualControlValue(static_cast<double>(below(2)));
+            commands_.setManual(source, controller, true);
+            commands_.setManualControlValue(source, controller, static_cast<double>(below(2)));
             break;
         case 4:
         case 5:
-            controller.setManualMode(false);
+            commands_.setManual(source, controller, false);
             break;
         case 6:
-            controller.writeSetPoint(30.0 + static_cast<double>(below(20)));
+            commands_.setSetPoint(source, controller, 30.0 + static_cast<double>(below(20)));
             break;
         default:
             fail(now);
@@ -238,10 +241,10 @@ public:
     void enableAll()
     {
         for (const CController* const controller : controllers_) {
-            controller->channel().setManualMode(false);
+            commands_.setManual(source, controller->name(), false);
             // makes a loop without a policy forget a NaN in its terms
-            controller->channel().setEnabled(false);
-            controller->channel().setEnabled(true);
+            commands_.setEnabled(source, controller->name(), false);
+            commands_.setEnabled(source, controller->name(), true);
         }
     }
 
@@ -273,7 +276,9 @@ private:
         return std::uniform_int_distribution<std::size_t>(0, bound - 1)(random_);
     }
 
+    const std::string source = "the soak";
     const std::vector<CController*> controllers_;
+    CCommands commands_;
     std::mt19937 random_;
     std::priority_queue<SPending> pending_;
     std::uint64_t count_ = 0;
@@ -343,7 +348,7 @@ TEST(Soak, TwoHundredControllersUnderRandomFaultsLoseNothingAndEndAtTheirDisable
     ASSERT_TRUE(loaded.faults().empty()) << loaded.faults().report("c.xml");
     CSession& session = loaded.session();
     session.start();
-    CMischief mischief(session, seed);
+    CMischief mischief(session, loaded.catalogue(), seed);
 
     // what comes into being with a first step, fault or state is there after the first fifth
     const Clock::time_point start = Clock::now();

@@ -6,7 +6,6 @@
 #include <atomic>
 #include <functional>
 #include <memory>
-#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -49,7 +48,7 @@ public:
     std::atomic<bool> manual{false};
     std::atomic<int> reads{0};
     mutable std::atomic<int> loopReads{0};
-    SLoopParameters parameters{"p", false, {{"K", 10.0}}};
+    SLoopParameters parameters{"p", false, {{"K", 10.0}, {"MinU", 0.0}, {"MaxU", 100.0}, {"Setpoint", 30.0}}};
     std::function<void()> onRead;
     std::function<void(bool)> onEnable;
 };
@@ -73,6 +72,7 @@ public:
     {
         ++controller_.loopReads;
         SLoopStatus status;
+        status.typeName = "Rvl::CCountedLoop";
         status.sampleTime_ms = 100;
         return status;
     }
@@ -81,10 +81,9 @@ public:
     void setParameters(std::size_t, const std::vector<SLoopParameters::SValue>& values) override
     {
         for (const SLoopParameters::SValue& value : values) {
-            if (value.key != controller_.parameters.values.at(0).key) {
-                throw std::invalid_argument("\"" + value.key + "\" is no key of the loop");
+            for (SLoopParameters::SValue& entry : controller_.parameters.values) {
+                entry.value = entry.key == value.key ? value.value : entry.value;
             }
-            controller_.parameters.values.at(0).value = value.value;
         }
     }
     SLoopMemory save(std::size_t) const override { return {}; }
