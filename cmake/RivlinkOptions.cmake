@@ -58,9 +58,9 @@ target_compile_definitions(rivlink_options INTERFACE
 if(WIN32)
     target_link_libraries(rivlink_options INTERFACE ws2_32 mswsock) # Boost.Asio's timers start the sockets too
 endif()
-if(CMAKE_UNITY_BUILD AND CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
-    # the sources that are joined are included, which is why gcc takes what is theirs alone for a header's
-    target_compile_options(rivlink_options INTERFACE -Wno-subobject-linkage)
+if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
+    # sources that are joined are included, which is why gcc takes what is theirs alone for a header's
+    target_compile_options(rivlink_options INTERFACE $<$<BOOL:$<TARGET_PROPERTY:UNITY_BUILD>>:-Wno-subobject-linkage>)
 endif()
 if(CMAKE_CXX_COMPILER_ID MATCHES "GNU|Clang")
     target_compile_options(rivlink_options INTERFACE
@@ -70,7 +70,8 @@ if(CMAKE_CXX_COMPILER_ID MATCHES "GNU|Clang")
         $<$<CXX_COMPILER_ID:Clang>:-Wthread-safety> # reads the annotations of common/ThreadSafety.h
         # log records name their source file: by its path in the project, not on the building machine, which
         # also lets one compiler cache serve every checkout
-        "-ffile-prefix-map=${PROJECT_SOURCE_DIR}/=" "-ffile-prefix-map=${from_build_to_source}/=")
+        "-ffile-prefix-map=${PROJECT_SOURCE_DIR}/=" "-ffile-prefix-map=${from_build_to_source}/="
+        $<$<BOOL:${RIVLINK_WERROR}>:-Werror>)
     if(RIVLINK_SANITIZE)
         target_compile_options(rivlink_options INTERFACE
             "-fsanitize=${RIVLINK_SANITIZE}" -fno-sanitize-recover=all -fno-omit-frame-pointer
