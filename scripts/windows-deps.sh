@@ -92,14 +92,19 @@ source_of() {
     printf '%s\n' "${found[0]}"
 }
 
+# Only the libraries with something to compile. Copying 14,000 headers, which b2 does one by one in several minutes,
+# is left to copy_headers: the installed package is made of the same source.
 build_boost() {
     cd "$(source_of boost1.74)"
     printf 'using gcc : mingw : x86_64-w64-mingw32-g++-posix ;\n' >"$work/user-config.jam"
-    b2 --user-config="$work/user-config.jam" --build-dir="$work/boost" --prefix="$prefix" --layout=system \
+    b2 --user-config="$work/user-config.jam" --build-dir="$work/boost" --stagedir="$prefix" --layout=system \
         toolset=gcc-mingw target-os=windows threadapi=win32 address-model=64 architecture=x86 binary-format=pe \
         abi=ms link=static runtime-link=shared threading=multi variant=release cxxstd=17 \
         --with-thread --with-chrono --with-filesystem --with-system --with-date_time --with-atomic \
-        -j"$(nproc)" -d1 install
+        -j"$(nproc)" -d1 stage
+    # the package files take the headers to be those of the sources
+    sed -i 's|^get_filename_component(_BOOST_INCLUDEDIR .*|get_filename_component(_BOOST_INCLUDEDIR "${_BOOST_CMAKEDIR}/../../include/" ABSOLUTE)|' \
+        "$prefix"/lib/cmake/boost_*/*-config.cmake
 }
 
 # cmake_build NAME SOURCE [OPTION...]
@@ -115,7 +120,7 @@ cmake_build() {
 # Headers and package files that hold for every system, taken from the packages installed here.
 copy_headers() {
     mkdir -p "$prefix/include" "$prefix/share/cmake"
-    cp -r /usr/include/CLI /usr/include/nlohmann "$prefix/include/"
+    cp -r /usr/include/boost /usr/include/CLI /usr/include/nlohmann "$prefix/include/"
     cp -r /usr/share/cmake/CLI11 /usr/share/cmake/nlohmann_json "$prefix/share/cmake/"
 }
 
@@ -143,6 +148,19 @@ keep_licences() {
     done
 }
 
+# (without the lock, which what stays running of it would hold)
+start_wine() {
+    "$root/scripts/wine.sh" "$folder" wineboot --init || return
+    # temporary files on the drive of the source tree: paths that begin with a slash are meant for that one
+    local name
+    for name in TEMP TMP; do
+        "$root/scripts/wine.sh" "$folder" reg add 'HKCU\Environment' /v "$name" /d 'Z:\tmp' /f || return
+    done
+}
+
+step "starting Wine for the first time, meanwhile"
+start_wine >"$folder/wine.log" 2>&1 </dev/null 9>&- &
+wine=$!
 step "fetching sources of ${sources[*]}"
 apt_sources
 logged fetch
@@ -162,13 +180,11 @@ logged cmake_build googletest /usr/src/googletest -DBUILD_SHARED_LIBS=OFF
 logged copy_headers
 logged copy_runtime
 logged keep_licences
-step "starting Wine for the first time"
-# (without the lock, which what stays running of it would hold)
-logged "$root/scripts/wine.sh" "$folder" wineboot --init 9>&-
-# temporary files on the drive of the source tree: paths that begin with a slash are meant for that one
-for name in TEMP TMP; do
-    logged "$root/scripts/wine.sh" "$folder" reg add 'HKCU\Environment' /v "$name" /d 'Z:\tmp' /f 9>&-
-done
+wait "$wine" || {
+    cat "$folder/wine.log" >&2
+    say "failed: Wine does not start"
+    exit 1
+}
 rm -rf "$work"
 printf '%s\n' "$versions" >"$folder/complete"
 printf '%s\n' "$folder"

@@ -1,0 +1,106 @@
+#!/usr/bin/env bash
+# What reads the sources and runs nothing:
+#   scripts/lint.sh format       clang-format 14 over every file; seconds
+#   scripts/lint.sh warnings     clang 14's warnings over every source by itself, so that each includes what it needs;
+#                                what has not changed since the last time is not read again
+#   scripts/lint.sh tidy [--all] clang-tidy 14 over the product's sources that changed since the base, or over all
+# The base is the commit at which this line of work left origin/main, or main where there is no such branch; on main
+# itself it is the 20th commit before. RIVLINK_BASE names another. A changed header counts for the source of its stem.
+set -euo pipefail
+source "$(dirname "${BASH_SOURCE[0]}")/common.sh"
+cd "$root"
+
+# compile_database: configures the build "clang"
+compile_database() {
+    install_missing "${packages[@]}" clang-14 libbenchmark-dev
+    mkdir -p build/clang
+    cmake --preset clang >build/clang/configure.log 2>&1 || {
+        cat build/clang/configure.log >&2
+        return 1
+    }
+}
+
+check_format() {
+    install_missing clang-format-14
+    git ls-files -z --cached --others --exclude-standard '*.cpp' '*.h' |
+        xargs -0 clang-format-14 --dry-run -Werror
+}
+
+check_warnings() {
+    compile_database
+    # the objects alone: nothing of them is ever linked
+    local objects
+    mapfile -t objects < <(ninja -C build/clang -t targets all | sed -n 's/: CXX_COMPILER__.*//p')
+    [ ${#objects[@]} -gt 100 ] || {
+        say "build/clang knows only ${#objects[@]} objects"
+        return 1
+    }
+    export CCACHE_BASEDIR=$root CCACHE_NOHASHDIR=1
+    ninja -C build/clang -k 0 "${objects[@]}" >build/clang/build.log 2>&1 || {
+        cat build/clang/build.log >&2
+        return 1
+    }
+}
+
+base() {
+    local branch
+    if [ -n "${RIVLINK_BASE:-}" ]; then
+        git rev-parse --verify --quiet "$RIVLINK_BASE^{commit}"
+        return
+    fi
+    for branch in origin/main main; do
+        if git rev-parse --verify --quiet "$branch" >/dev/null &&
+            [ "$(git rev-parse "$branch")" != "$(git rev-parse HEAD)" ]; then
+            git merge-base "$branch" HEAD && return
+        fi
+    done
+    git rev-list --max-count=21 --first-parent HEAD | tail -n 1
+}
+
+# The product's sources that this system compiles.
+product_sources() {
+    git ls-files --cached --others --exclude-standard platform common runtime driver host | grep '\.cpp$'
+}
+
+changed_sources() {
+    local from
+    from=$(base) || {
+        say "there is no commit ${RIVLINK_BASE:-}"
+        return 1
+    }
+    {
+        git diff --name-only "$from" -- platform common runtime driver host
+        git ls-files --others --exclude-standard platform common runtime driver host
+    } | sed -n 's/\.\(cpp\|h\)$/.cpp/p' | sort -u
+}
+
+check_tidy() {
+    compile_database
+    install_missing clang-tidy-14
+    local sources
+    if [ "${1:-}" = --all ]; then
+        sources=$(product_sources)
+    else
+        local changed
+        changed=$(changed_sources)
+        sources=$(comm -12 <(printf '%s\n' "$changed") <(product_sources | sort))
+    fi
+    # those for other systems are not in the database
+    sources=$(while read -r source; do
+        grep -qF "\"$root/$source\"" build/clang/compile_commands.json && printf '%s\n' "$source"
+    done <<<"$sources" || true)
+    [ -n "$sources" ] || return 0
+    say "clang-tidy reads $(wc -l <<<"$sources") sources"
+    xargs -P "$(nproc)" -n 2 clang-tidy-14 -p build/clang --quiet --warnings-as-errors='*' <<<"$sources" \
+        2>/dev/null
+}
+
+case "${1:-}" in
+    format) check_format ;;
+    warnings) check_warnings ;;
+    tidy) check_tidy "${2:-}" ;;
+    *)
+        say "usage: scripts/lint.sh format|warnings|tidy [--all]"
+        exit 64
+        ;;
+esac
