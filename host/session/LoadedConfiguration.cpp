@@ -20,7 +20,6 @@ CLoadedConfiguration::CLoadedConfiguration(const std::filesystem::path& configur
     : configuration_(CConfiguration::load(configurationFile)), plugins_(pluginPath, catalogue_)
 {
     const bool complete = loadPlugins();
-    loopTimelines_.use(plugins_.loops(), *settings.timeline);
     catalogue_.resolve();
     CConfigurationCheck(configuration_, catalogue_, complete,
                         CEnvironment::getInstance()->busRegistry().names(), faults_)
@@ -30,6 +29,7 @@ CLoadedConfiguration::CLoadedConfiguration(const std::filesystem::path& configur
     }
     SRig rig;
     if (complete) {
+        loopTimelines_.use(plugins_.loops(), *settings.timeline);
         const CLogSilence silence("ExceptionLogger"); // what building throws is reported as a fault
         rig = CRigBuilder(configuration_, catalogue_, {plugins_.loops()}).build(faults_);
     }

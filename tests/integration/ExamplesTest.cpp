@@ -23,13 +23,24 @@ using testing::Not;
 
 namespace {
 
-/// Runs a configuration for some seconds; expects it to end well, and returns its record.
+/// Whether a configuration has a device of the real world, and so cannot run on virtual time.
+bool isReal(const std::string& path)
+{
+    return readFile(path).find("Rvl::CComputer") != std::string::npos;
+}
+
+/// Runs a configuration for some seconds, of virtual time if it can; expects it to end well, and returns its
+/// record.
 std::vector<SRecordRow> runFile(const std::string& path, const std::string& duration,
                                 SProgramResult* result = nullptr)
 {
     const CTemporaryFolder folder;
     const std::string record = folder.file("record.csv");
-    const SProgramResult run = runProgram(host, {"run", path, "--for", duration, "--record", record});
+    std::vector<std::string> command{"run", path, "--for", duration, "--record", record};
+    if (!isReal(path)) {
+        command.emplace_back("--virtual");
+    }
+    const SProgramResult run = runProgram(host, command);
     EXPECT_EQ(0, run.exitCode) << run.out << run.err;
     EXPECT_EQ("", run.err);
     if (result) {

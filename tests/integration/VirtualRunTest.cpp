@@ -30,9 +30,9 @@ struct SExample
     double tolerance;
 };
 
-void PrintTo(const SExample& example, std::ostream* stream)
+void PrintTo(const SExample& printed, std::ostream* stream)
 {
-    *stream << example.file;
+    *stream << printed.file;
 }
 
 const std::vector<SExample> simulatedExamples{
@@ -148,7 +148,7 @@ TEST(VirtualRun, FaultsOfADeviceComeAtTheirTimesAndThePolicyActs)
     const CTemporaryFolder folder;
     const std::vector<SRecordRow> record =
         rows(virtualRecord(folder.write("c.xml", replaced(text, "<SetpointRange",
-                                                          "<BadInput Action=\"Disable\"/><SetpointRange")),
+                                                          "<BadInput Action=\"disable\"/><SetpointRange")),
                            "2h", "1s"));
     std::set<std::string> before;
     std::set<std::string> during;
@@ -163,7 +163,7 @@ TEST(VirtualRun, FaultsOfADeviceComeAtTheirTimesAndThePolicyActs)
         }
     }
     EXPECT_EQ(std::set<std::string>{"ok"}, before);
-    EXPECT_EQ(std::set<std::string>{"bad input: Jacket temperature: not a number; disabled"}, during);
+    EXPECT_EQ(std::set<std::string>{"bad input: Jacket temperature: not a finite number; disabled"}, during);
     EXPECT_EQ(std::set<std::string>{"ok"}, after);
 }
 

@@ -30,7 +30,7 @@ using testing::IsEmpty;
 
 namespace {
 
-class RecordingOut : public ILoopOut
+class LoopGraphOut : public ILoopOut
 {
 public:
     void writeOutputValue(double value) override { written.push_back(value); }
@@ -111,7 +111,7 @@ template <class Loop> struct SLoopUnderTest
     }
 
     std::shared_ptr<SettableIn> input = std::make_shared<SettableIn>();
-    std::shared_ptr<RecordingOut> output = std::make_shared<RecordingOut>();
+    std::shared_ptr<LoopGraphOut> output = std::make_shared<LoopGraphOut>();
     std::shared_ptr<Loop> loop;
     CLocalControllerChannel channel;
     CLoopGraph graph;
@@ -188,10 +188,10 @@ TEST(LoopCascade, FollowsOutputsFromTheOutermostLoop)
     const auto inner = makeTwoLevel();
     outer->setOutput(middle);
     middle->setOutput(inner);
-    inner->setOutput(std::make_shared<RecordingOut>());
+    inner->setOutput(std::make_shared<LoopGraphOut>());
     EXPECT_THAT(loopsFrom(outer), ElementsAre(outer, middle, inner));
     EXPECT_THAT(loopsFrom(inner), ElementsAre(inner));
-    EXPECT_THAT(loopsFrom(std::make_shared<RecordingOut>()), IsEmpty());
+    EXPECT_THAT(loopsFrom(std::make_shared<LoopGraphOut>()), IsEmpty());
     EXPECT_THAT(loopsFrom(nullptr), IsEmpty());
 }
 
@@ -203,7 +203,7 @@ TEST(LoopGraph, LoopsAreThoseOfTheCascade)
     outer->setInput(std::make_shared<CAnalogChannelLoopIn>(&sensor));
     outer->setOutput(inner);
     inner->setInput(std::make_shared<SettableIn>());
-    inner->setOutput(std::make_shared<RecordingOut>());
+    inner->setOutput(std::make_shared<LoopGraphOut>());
     CLocalControllerChannel channel("Controller", outer);
     CLoopGraph graph(channel);
     ASSERT_EQ(2u, graph.loopCount());

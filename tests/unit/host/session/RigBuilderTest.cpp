@@ -20,8 +20,8 @@ TEST(RigBuilderTest, BadInputThatNoPlugInCanSeeToIsAFault)
     plugins.registerFactories();
     catalogue.resolve();
     CFaultList faults;
-    CSession session(CRigBuilder(configuration, catalogue, {plugins.loops()})
-                         .build(faults)); // takes down what was built
+    CSession session(
+        CRigBuilder(configuration, catalogue, {plugins.loops()}).build(faults)); // takes down what was built
     EXPECT_EQ(faults.report("c.xml"),
               "c.xml:4: /Configuration/Channels/Channel[1]/BadInput: cannot be carried out: no plug-in "
               "supervises the loops of this channel; expected no BadInput\n");
