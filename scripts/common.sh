@@ -69,7 +69,7 @@ build() {
         say "Building \"$preset\"; the first time takes some minutes"
     fi
     (cd "$root" && cmake --build --preset "$preset" "${targets[@]}") >"$folder/build.log" 2>&1 || {
-        cat "$folder/build.log" >&2
+        grep -v '^\[[0-9]*/[0-9]*\] ' "$folder/build.log" >&2 # without the steps that were done
         return 1
     }
     touch "$folder/built-once"

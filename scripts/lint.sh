@@ -37,7 +37,7 @@ check_warnings() {
     }
     export CCACHE_BASEDIR=$root CCACHE_NOHASHDIR=1
     ninja -C build/clang -k 0 "${objects[@]}" >build/clang/build.log 2>&1 || {
-        cat build/clang/build.log >&2
+        grep -v '^\[[0-9]*/[0-9]*\] ' build/clang/build.log >&2 # without the steps that were done
         return 1
     }
 }

@@ -25,7 +25,7 @@ struct CFullDisk::Private
     std::string taken;
     std::thread thread;
 
-    explicit Private(std::size_t takes) : takes(takes)
+    explicit Private(std::size_t size) : takes(size)
     {
         if (pipe == INVALID_HANDLE_VALUE) {
             throw std::runtime_error("no pipe " + path);
