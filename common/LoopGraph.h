@@ -159,7 +159,8 @@ struct SLoops
     /// plug-in's loops.
     ILoopGraph* (*graphOf)(IIoChannelInterface& channel);
     /// Has loops that are started from now on take their time, and their threads, from the timeline; from the
-    /// system's calendar and threads of their own if it is null. No loop may be running.
+    /// system's calendar and threads of their own if it is null. To be called before a
+    /// channel of the plug-in is created: what is there keeps the time that it has read.
     void (*useTimeline)(ITimeline* timeline);
 };
 using LoopsFunction = const SLoops*();

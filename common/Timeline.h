@@ -13,7 +13,8 @@ namespace Rvl {
 /// A thread that carries out tasks one after another, as seen through a timeline. On real time it is a thread
 /// of its own; on virtual time all workers share the thread that runs the timeline.
 ///
-/// All operations may be called from any thread, also from a task of the worker.
+/// On real time all operations may be called from any thread, also from a task of the worker; on virtual time
+/// from the thread that runs the timeline.
 class IWorker
 {
 public:

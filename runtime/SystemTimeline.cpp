@@ -54,8 +54,9 @@ public:
 
     void cancel(Ticket ticket) override
     {
+        Task cancelled; // destroyed without the lock
         const std::lock_guard<std::mutex> lock(mutex_);
-        delayed_.cancel(ticket, this);
+        cancelled = delayed_.cancel(ticket, this);
     }
 
     void stopAndJoin() override

@@ -22,40 +22,45 @@ CTaskQueue::Ticket CTaskQueue::add(std::chrono::nanoseconds due, void* owner, Ta
     place.task = std::move(task);
     place.owner = owner;
     place.cancelled = false;
-    ++place.use;
+    if (++place.use == 0) {
+        ++place.use; // no ticket is 0
+    }
     heap_.push_back({due, ++lastNumber_, index});
     std::push_heap(heap_.begin(), heap_.end(), &isLater);
     ++count_;
     return (Ticket{place.use} << 32) | index;
 }
 
-void CTaskQueue::cancel(Ticket ticket, const void* owner)
+CTaskQueue::Task CTaskQueue::cancel(Ticket ticket, const void* owner)
 {
     const auto index = static_cast<std::uint32_t>(ticket);
     if (index < places_.size()) {
         SPlace& place = places_[index];
         if (place.use == ticket >> 32 && place.owner == owner) {
-            takeOut(place);
+            return takeOut(place);
         }
     }
+    return {};
 }
 
-void CTaskQueue::cancelAll(const void* owner)
+std::vector<CTaskQueue::Task> CTaskQueue::cancelAll(const void* owner)
 {
+    std::vector<Task> cancelled;
     for (SPlace& place : places_) {
         if (place.owner == owner) {
-            takeOut(place);
+            cancelled.push_back(takeOut(place));
         }
     }
+    return cancelled;
 }
 
 /// The entry stays in the heap until it comes to its top: only there can it be taken out at once.
-void CTaskQueue::takeOut(SPlace& place)
+CTaskQueue::Task CTaskQueue::takeOut(SPlace& place)
 {
-    place.task = nullptr;
     place.owner = nullptr;
     place.cancelled = true;
     --count_;
+    return std::exchange(place.task, nullptr);
 }
 
 void CTaskQueue::free(std::uint32_t place)

@@ -29,12 +29,13 @@ public:
         Task task;
     };
 
-    /// The ticket is never 0 and never given again.
+    /// The ticket is never 0, and not given again before more than 4,000 million others.
     Ticket add(std::chrono::nanoseconds due, void* owner, Task task);
-    /// Takes a task out if it is still there and has that owner; does nothing otherwise.
-    void cancel(Ticket ticket, const void* owner);
+    /// Takes a task out, and returns it, if it is still there and has that owner; an empty one otherwise. To
+    /// be destroyed without a lock that what it holds may take as well.
+    [[nodiscard]] Task cancel(Ticket ticket, const void* owner);
     /// Takes out all tasks of an owner.
-    void cancelAll(const void* owner);
+    [[nodiscard]] std::vector<Task> cancelAll(const void* owner);
     /// When the next task is due; nothing if there is none.
     std::optional<std::chrono::nanoseconds> nextDue();
     /// Takes out the next task. There must be one.
@@ -59,7 +60,7 @@ private:
 
     static bool isLater(const SEntry& left, const SEntry& right);
     void dropCancelled();
-    void takeOut(SPlace& place);
+    Task takeOut(SPlace& place);
     void free(std::uint32_t place);
 
     std::vector<SEntry> heap_;

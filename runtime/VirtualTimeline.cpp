@@ -5,6 +5,7 @@
 #include <limits>
 #include <stdexcept>
 #include <utility>
+#include <vector>
 
 namespace Rvl {
 
@@ -14,7 +15,7 @@ class CVirtualTimeline::CVirtualWorker : public IWorker
 {
 public:
     explicit CVirtualWorker(CVirtualTimeline& timeline) : timeline_(timeline) {}
-    ~CVirtualWorker() override { timeline_.queue_.cancelAll(this); }
+    ~CVirtualWorker() override { CVirtualWorker::stopAndJoin(); }
     CVirtualWorker(const CVirtualWorker&) = delete;
     CVirtualWorker& operator=(const CVirtualWorker&) = delete;
 
@@ -35,7 +36,7 @@ public:
                                     std::move(task));
     }
 
-    void cancel(Ticket ticket) override { timeline_.queue_.cancel(ticket, this); }
+    void cancel(Ticket ticket) override { const Task cancelled = timeline_.queue_.cancel(ticket, this); }
 
     void stopAndJoin() override
     {
@@ -43,7 +44,7 @@ public:
             throw std::logic_error("a worker cannot wait for the end of its own task");
         }
         stopped_ = true;
-        timeline_.queue_.cancelAll(this);
+        const std::vector<Task> cancelled = timeline_.queue_.cancelAll(this);
         while (!posted_.empty()) {
             run([this] { runPosted(); });
         }
@@ -120,7 +121,10 @@ void CVirtualTimeline::wait(std::unique_lock<std::mutex>& lock, std::condition_v
 {
     while (!isTrue()) {
         if (queue_.isEmpty()) {
-            throw std::runtime_error("waiting on virtual time for something that will never happen");
+            throw std::runtime_error("waiting on virtual time for something that cannot happen any more");
+        }
+        if (stopRequested_) {
+            throw std::runtime_error("stopped while waiting on virtual time");
         }
         lock.unlock();
         runNext();

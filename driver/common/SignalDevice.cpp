@@ -25,6 +25,7 @@ struct CSignalDevice::Private
     std::condition_variable readyChanged;
     bool isReady = false;
     // the worker's
+    std::chrono::nanoseconds interval{0};
     std::chrono::nanoseconds due{0};
     std::chrono::nanoseconds lastUpdate{0};
     bool isPrepared = false; ///< the same as isReady
@@ -57,7 +58,7 @@ void CSignalDevice::connect()
     Private& data = *private_;
     data.timeline = &currentTimeline();
     data.isReady = data.isPrepared = false;
-    data.due = data.lastUpdate = data.timeline->monotonic();
+    data.interval = std::chrono::milliseconds(data.updateInterval_ms);
     try {
         data.worker = data.timeline->makeWorker(getName());
     } catch (const std::system_error& error) {
@@ -65,9 +66,18 @@ void CSignalDevice::connect()
         RVL_THROW(CDeviceAccessException,
                   "Device " + getName() + ": its thread could not be started: " + error.what());
     }
-    data.worker->post([this] { updateAndContinue(); });
-    std::unique_lock<std::mutex> lock(data.readyMutex);
-    data.timeline->wait(lock, data.readyChanged, [&data] { return data.isReady; });
+    data.worker->post([this] {
+        private_->due = private_->lastUpdate = private_->timeline->monotonic();
+        updateAndContinue();
+    });
+    try {
+        std::unique_lock<std::mutex> lock(data.readyMutex);
+        data.timeline->wait(lock, data.readyChanged, [&data] { return data.isReady; });
+    } catch (...) {
+        data.worker.reset();
+        stopped();
+        throw;
+    }
     data.connected = true;
 }
 
@@ -109,7 +119,7 @@ void CSignalDevice::updateOnce()
     const std::chrono::nanoseconds now = private_->timeline->monotonic();
     const std::chrono::duration<double> elapsed = now - private_->lastUpdate;
     private_->lastUpdate = now;
-    withUpdateLock([&] { update(std::max(elapsed.count(), 0.0)); });
+    withUpdateLock([&] { update(elapsed.count()); });
 }
 
 void CSignalDevice::updateAndContinue()
@@ -126,11 +136,9 @@ void CSignalDevice::updateAndContinue()
     }
     // after a delay the next update comes at once, and those missed are not made up for; while connect()
     // waits for the first values, they come soon
-    const std::chrono::milliseconds interval(data.updateInterval_ms);
-    constexpr std::chrono::milliseconds soon(50);
+    constexpr std::chrono::nanoseconds soon = std::chrono::milliseconds(50);
     const std::chrono::nanoseconds now = data.timeline->monotonic();
-    data.due = std::max<std::chrono::nanoseconds>(
-        data.due + (data.isPrepared ? interval : std::min(interval, soon)), now);
+    data.due = std::max(data.due + (data.isPrepared ? data.interval : std::min(data.interval, soon)), now);
     data.worker->after(data.due - now, [this] { updateAndContinue(); });
 }
 

@@ -256,11 +256,12 @@ void CSignalTable::setOffline(bool offline)
     if (private_->offline == offline) {
         return;
     }
-    private_->offline = offline;
+    // last of all: it is read without the lock
     if (offline) {
         private_->wentOffline = true;
         takeToZero();
     }
+    private_->offline = offline;
 }
 
 bool CSignalTable::isOffline() const

@@ -94,6 +94,7 @@ protected:
     std::vector<double> actuatorCommands() const;
     /// Brings a copy up to date; without a lock if nothing was written since the call before.
     void updateActuatorCommands(SActuatorCommands& commands) const;
+    /// Each actuator is 0 from now on, until something is written.
     void takeActuatorsToZero();
 
     /// The device went offline, or is back. From now on it refuses every access, and its own watchdog has

@@ -64,8 +64,8 @@ public:
     /// std::runtime_error, before anything else, if an input or output anywhere in the cascade is missing or
     /// no element.
     void start();
-    /// Stops the processor; blocks for up to the longest sample time after the steps under way. Nothing
-    /// happens if it is not running.
+    /// Stops the processor; blocks for up to the longest sample time without a timeline after the steps under
+    /// way. Nothing happens if it is not running.
     void stop();
     /// How often the processor was started. The steps before and after a start belong to different runs.
     std::uint64_t runs() const;

@@ -55,7 +55,7 @@ struct CSimulatedDevice::Private
     CSignalTable::SActuatorCommands commands;
     std::vector<double> actuators; ///< what was given to applyActuator() last
     std::vector<double> shown;     ///< what each sensor shows, not a number before the first time
-    /// What is in force, as of the beginning of the update, by kind and signal.
+    /// What is in force since the last update, by kind and signal.
     std::array<std::vector<bool>, kindCount> inForce;
 
     mutable std::mutex faultsMutex;

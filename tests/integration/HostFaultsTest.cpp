@@ -800,13 +800,12 @@ SProgramResult runWithClockStep(const std::string& step_s)
 
 } // namespace
 
-TEST(HostFaults, ClockSetBackByAnHourLetsLoopsGoOnWithinASampleTime)
+TEST(HostFaults, ClockSetBackByAnHourMakesNoDifferenceToLoops)
 {
     const SProgramResult result = runWithClockStep("-3600");
     EXPECT_EQ(0, result.exitCode) << result.err;
     EXPECT_THAT(stepsOf(result), AllOf(Ge(20), Le(30))) << "and it ends";
-    // the watch looks every 100 ms, and the sample time then starts anew; the rest is for a busy computer
-    EXPECT_LT(worstPeriodError_ms(result), 100.0 + 100.0 + 200.0);
+    EXPECT_LT(worstPeriodError_ms(result), 300.0) << "as on a busy computer, and no more";
     EXPECT_GT(actualValueAtEnd(result), 30.0)
         << "it was 22 degC when the clock was set: the bench goes on, too";
 }

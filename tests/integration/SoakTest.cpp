@@ -402,17 +402,23 @@ TEST(Soak, TwoHundredControllersUnderRandomFaultsLoseNothingAndEndAtTheirDisable
     std::uint64_t steps = 0;
     std::uint64_t overruns = 0;
     double worst_ms = 0.0;
+#if defined(_WIN32)
+    constexpr double least = 0.6;
+#else
+    constexpr double least = 0.8;
+#endif
     double leastShare = 1.0;
     for (std::size_t i = 0; i < loops.size(); ++i) {
         for (const SLoopStatus& loop : loops[i]) {
             // A step is never made up for, so there cannot be more than fit. There are fewer as far as the
             // computer is busy, also with other tests: as many as a bare timer has, with a fifth less for
-            // the calculation, which is part of the period, and for whoever holds the loop's lock meanwhile.
-            // Each step has its late period to show for it.
+            // the calculation, which is part of the period, and for others that hold the loop's lock
+            // meanwhile. On Windows a timed wait is rounded up to milliseconds, which is two fifths of the
+            // shortest period. Each step has its late period to show for it.
             const auto count = static_cast<double>(loop.steps);
             const double period_ms = loop.sampleTime_ms + loop.meanPeriodError_ms;
             EXPECT_LE(count, atMost.count() / loop.sampleTime_ms + 1.0) << "controller " << i;
-            EXPECT_GE(count, 0.8 * atLeast.count() / (loop.sampleTime_ms + lateness_ms) - 1.0)
+            EXPECT_GE(count, least * atLeast.count() / (loop.sampleTime_ms + lateness_ms) - 1.0)
                 << "controller " << i << ", " << loop.sampleTime_ms << " ms, a bare timer is late by "
                 << lateness_ms << " ms";
             leastShare = std::min(leastShare, count * (loop.sampleTime_ms + lateness_ms) / atLeast.count());

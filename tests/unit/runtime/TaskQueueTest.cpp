@@ -71,7 +71,7 @@ TEST_F(TaskQueueTest, CancelledTaskIsNotTaken)
     add(1, "a");
     const auto ticket = add(2, "b");
     add(3, "c");
-    queue.cancel(ticket, &owner);
+    EXPECT_TRUE(queue.cancel(ticket, &owner));
     runAll();
     EXPECT_THAT(done, ElementsAre("a", "c"));
 }
@@ -79,7 +79,7 @@ TEST_F(TaskQueueTest, CancelledTaskIsNotTaken)
 TEST_F(TaskQueueTest, CancellingTheOnlyTaskEmptiesTheQueue)
 {
     const auto ticket = add(1, "a");
-    queue.cancel(ticket, &owner);
+    EXPECT_TRUE(queue.cancel(ticket, &owner));
     EXPECT_TRUE(queue.isEmpty());
     EXPECT_EQ(std::nullopt, queue.nextDue());
 }
@@ -89,8 +89,8 @@ TEST_F(TaskQueueTest, OldTicketCancelsNothing)
     const auto ticket = add(1, "a");
     runAll();
     add(2, "b"); // at the same place
-    queue.cancel(ticket, &owner);
-    queue.cancel(12345, &owner);
+    EXPECT_FALSE(queue.cancel(ticket, &owner));
+    EXPECT_FALSE(queue.cancel(12345, &owner));
     runAll();
     EXPECT_THAT(done, ElementsAre("a", "b"));
 }
@@ -98,7 +98,7 @@ TEST_F(TaskQueueTest, OldTicketCancelsNothing)
 TEST_F(TaskQueueTest, TicketOfAnotherOwnerCancelsNothing)
 {
     const auto ticket = add(1, "a", &other);
-    queue.cancel(ticket, &owner);
+    EXPECT_FALSE(queue.cancel(ticket, &owner));
     runAll();
     EXPECT_THAT(done, ElementsAre("a"));
 }
@@ -108,7 +108,7 @@ TEST_F(TaskQueueTest, CancelAllTakesOutWhatOneOwnerHas)
     add(1, "a");
     add(2, "b", &other);
     add(3, "c");
-    queue.cancelAll(&owner);
+    EXPECT_EQ(2U, queue.cancelAll(&owner).size());
     runAll();
     EXPECT_THAT(done, ElementsAre("b"));
 }

@@ -177,13 +177,25 @@ TEST_F(VirtualTimelineTest, StopRequestEndsTheRunAfterTheTaskUnderWay)
     EXPECT_EQ(2U, done.size());
 }
 
-TEST_F(VirtualTimelineTest, DestroyedWorkerLeavesNoTaskBehind)
+TEST_F(VirtualTimelineTest, DestroyedWorkerCarriesOutWhatWasPostedAndLeavesNoTaskBehind)
 {
-    first->after(1ms, [&] { note("a"); });
+    first->after(1ms, [&] { note("delayed"); });
     first->post([&] { note("posted"); });
     first.reset();
+    EXPECT_THAT(done, ElementsAre("posted at 0"));
     timeline.runFor(5ms);
-    EXPECT_THAT(done, testing::IsEmpty());
+    EXPECT_EQ(1U, done.size());
+}
+
+TEST_F(VirtualTimelineTest, StopRequestEndsAWait)
+{
+    std::mutex mutex;
+    std::condition_variable changed;
+    every(*first, 10ms, "a");
+    first->after(25ms, [&] { timeline.requestStop(); });
+    std::unique_lock<std::mutex> lock(mutex);
+    EXPECT_THROW(timeline.wait(lock, changed, [] { return false; }), std::runtime_error);
+    EXPECT_EQ(25ms, timeline.monotonic());
 }
 
 } // namespace Rvl::Test

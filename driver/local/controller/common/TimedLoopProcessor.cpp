@@ -92,14 +92,20 @@ CControlLoopOperation::~CControlLoopOperation()
 
 void CControlLoopOperation::execute()
 {
-    d_->cancelled = false;
+    clearCancellation();
+    d_->worker = nullptr;
     d_->armPeriodically();
 }
 
-void CControlLoopOperation::executeOn(IWorker* worker)
+void CControlLoopOperation::clearCancellation()
 {
-    d_->worker = worker;
-    execute();
+    d_->cancelled = false;
+}
+
+void CControlLoopOperation::armOn(IWorker& worker)
+{
+    d_->worker = &worker;
+    d_->armPeriodically();
 }
 
 void CControlLoopOperation::executeOnce()
@@ -159,7 +165,7 @@ public:
         }
         try {
             for (const auto& operation : started) {
-                operation->executeOn(made.get());
+                operation->armOn(*made);
             }
         } catch (...) {
             made->stopAndJoin();
@@ -185,7 +191,13 @@ public:
         }
         joining = true;
         lock.unlock();
-        stopped->stopAndJoin();
+        try {
+            stopped->stopAndJoin();
+        } catch (...) {
+            lock.lock();
+            end(joining);
+            throw;
+        }
         lock.lock();
         timelineWorker.reset();
         end(joining);
@@ -246,16 +258,23 @@ void CTimedLoopProcessor::runControlLoops()
     }
     const Private::Operations operations = d_->operations;
     d_->starting = true;
+    ITimeline* const timeline = loopTimeline();
+    if (timeline) {
+        // at once: steps may begin during the start, and none shall once the loops are cancelled
+        for (const auto& operation : operations) {
+            operation->clearCancellation();
+        }
+    }
     lock.unlock();
     try {
-        if (ITimeline* const timeline = loopTimeline()) {
+        if (timeline) {
             d_->startOn(*timeline, operations);
             lock.lock();
         } else {
             // an event loop that ran out of work stays stopped until it is restarted
             d_->eventLoop.restart();
             for (const auto& operation : operations) {
-                operation->executeOn(nullptr);
+                operation->execute();
             }
             auto worker = std::make_shared<boost::thread>(boost::bind(&Private::runEventLoop, d_.get()));
             lock.lock();

@@ -38,9 +38,10 @@ public:
 
 private:
     friend class CTimedLoopProcessor;
-    /// execute() with the worker in the timer's place; with the timer if it is null. The worker must be
+    void clearCancellation();
+    /// execute() with the worker in the timer's place, but for clearing the cancellation. The worker must be
     /// stopped before the operation is destroyed.
-    void executeOn(IWorker* worker);
+    void armOn(IWorker& worker);
     /// Cancels the operation and its timer as well. The handler of a wait still runs, and does nothing.
     void abandon();
 
@@ -74,11 +75,12 @@ public:
     /// processor is active. Throws boost::thread_resource_error, with the processor as before, if the thread
     /// cannot be started.
     void runControlLoops() override;
-    /// Waits until every loop's timer has expired once more without calculating: up to one sample time of
-    /// the slowest loop after the steps under way. Does nothing if the processor is not active. On the
-    /// processor's own thread, that is from a loop's step, it throws boost::thread_resource_error, and on a
-    /// thread that is interrupted boost::thread_interrupted; the loops end with their next expiry all the
-    /// same, and stopControlLoops() on another thread, or once more, then finishes the stop.
+    /// Without a timeline: waits until every loop's timer has expired once more without calculating: up to
+    /// one sample time of the slowest loop after the steps under way. Does nothing if the processor is not
+    /// active. On the processor's own thread, that is from a loop's step, it throws
+    /// boost::thread_resource_error, and on a thread that is interrupted, without a timeline,
+    /// boost::thread_interrupted; the loops end with their next expiry all the same, and stopControlLoops()
+    /// on another thread, or once more, then finishes the stop.
     void stopControlLoops() override;
     bool processorActive() override;
     /// What stopControlLoops() begins with: every loop ends with its timer's next expiry. Does not wait; the
