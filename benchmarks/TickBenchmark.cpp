@@ -1,14 +1,16 @@
 // One period of the timed processor: its loops do nothing but look at the clock. "bare" does the same with a
 // deadline_timer for each, which its handler arms again, relative to its end; "model" adds to that what the
-// loop model asks for.
+// loop model asks for. "timeline" is the processor on a timeline, as the host runs it.
 //
-// tick_benchmark rivlink|bare|model LOOPS SECONDS
+// tick_benchmark rivlink|timeline|bare|model LOOPS SECONDS
 // prints the CPU time of the thread per tick, and how much longer than the sample time the periods were.
 
 #include "benchmarks/Measuring.h"
 #include "driver/local/controller/common/ControlLoop.h"
 #include "driver/local/controller/common/ControlParameters.h"
 #include "driver/local/controller/common/TimedLoopProcessor.h"
+#include "driver/local/LoopTimeline.h"
+#include "runtime/SystemTimeline.h"
 
 #include <boost/asio/deadline_timer.hpp>
 #include <boost/asio/io_context.hpp>
@@ -197,13 +199,18 @@ template <class Timer> void runTimers(CTicks& ticks, std::size_t loops)
 int main(int argc, char** argv)
 {
     if (argc != 4) {
-        std::cerr << "usage: tick_benchmark rivlink|bare|model LOOPS SECONDS\n";
+        std::cerr << "usage: tick_benchmark rivlink|timeline|bare|model LOOPS SECONDS\n";
         return EXIT_FAILURE;
     }
     const auto loops = static_cast<std::size_t>(std::stoul(argv[2]));
     Rvl::Benchmark::CTicks ticks(loops, std::stoi(argv[3]));
     if (argv[1] == std::string("rivlink")) {
         Rvl::Benchmark::runProcessor(ticks, loops);
+    } else if (argv[1] == std::string("timeline")) {
+        Rvl::CSystemTimeline timeline;
+        Rvl::setLoopTimeline(&timeline);
+        Rvl::Benchmark::runProcessor(ticks, loops);
+        Rvl::setLoopTimeline(nullptr);
     } else if (argv[1] == std::string("model")) {
         Rvl::Benchmark::runTimers<Rvl::Benchmark::CModelTimer>(ticks, loops);
     } else {

@@ -19,6 +19,7 @@ struct CSignalDevice::Private
     int defaultUpdateInterval_ms = 0;
     int updateInterval_ms = 0;
     std::atomic<bool> connected{false};
+    std::mutex disconnectMutex;
 
     ITimeline* timeline = nullptr; ///< of the worker
     std::mutex readyMutex;
@@ -83,6 +84,8 @@ void CSignalDevice::connect()
 
 void CSignalDevice::disconnect()
 {
+    // an emergency may end the connection on another thread meanwhile
+    const std::lock_guard<std::mutex> disconnecting(private_->disconnectMutex);
     if (!isConnected()) {
         return;
     }

@@ -61,8 +61,13 @@ void CRun::watchFirstStep()
     }
     firstStepTimer_ =
         std::make_unique<CPeriodicTimer>(timeline_, worker_, std::chrono::milliseconds(1), [this] {
-            if (!session_.hasStepped()) {
-                return true;
+            try {
+                if (!session_.hasStepped()) {
+                    return true;
+                }
+            } catch (...) {
+                fail(std::current_exception());
+                return false;
             }
             untilFirstStep_ = std::chrono::duration_cast<std::chrono::microseconds>(
                 std::chrono::steady_clock::now() - options_.programStart);

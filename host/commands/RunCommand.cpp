@@ -48,6 +48,9 @@ int perform(Run& run, const SRunOptions& options, CSession& session, CBackground
     } catch (const std::exception& exception) {
         errors.write(std::string("stopped: ") + exception.what() + "\n");
         result = ExitFailure;
+    } catch (...) {
+        errors.write("stopped: an exception of unknown kind\n");
+        result = ExitFailure;
     }
     const auto onStopped = [&] {
         if (!run.end()) {

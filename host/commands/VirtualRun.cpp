@@ -11,8 +11,8 @@ namespace {
 
 using RealClock = std::chrono::steady_clock;
 
-/// How long, in real time, virtual time may run between two looks at signals.
-constexpr std::chrono::milliseconds lookInterval(20);
+/// How long, in real time, virtual time is to run between two checks whether progress is to be shown.
+constexpr std::chrono::milliseconds sliceLength(20);
 constexpr std::chrono::milliseconds progressInterval(100);
 
 } // namespace
@@ -22,10 +22,14 @@ CVirtualRun::CVirtualRun(const SRunOptions& options, CSession& session, CVirtual
     : options_(options), session_(session), timeline_(timeline), output_(output), errors_(errors),
       hasTerminal_(!options.quiet && setUpTerminal()), worker_(timeline.makeWorker("observer")),
       run_(options, session, timeline, *worker_, output, errors, [this] { timeline_.requestStop(); }),
-      terminationSignals_(context_, [this] { timeline_.requestStop(); })
+      terminationSignals_(context_, [this] { timeline_.requestStop(); }), signals_([this] { context_.run(); })
 {}
 
-CVirtualRun::~CVirtualRun() = default;
+CVirtualRun::~CVirtualRun()
+{
+    context_.stop();
+    signals_.join();
+}
 
 void CVirtualRun::perform()
 {
@@ -40,12 +44,11 @@ void CVirtualRun::perform()
         const RealClock::time_point before = RealClock::now();
         timeline_.runFor(std::min(slice, end - timeline_.monotonic()));
         const RealClock::duration taken = RealClock::now() - before;
-        slice = taken < lookInterval ? slice * 2 : std::max(slice / 2, std::chrono::nanoseconds(1));
+        slice = taken < sliceLength ? slice * 2 : std::max(slice / 2, std::chrono::nanoseconds(1));
         showProgress(timeline_.monotonic() - start, false);
-        context_.poll();
-        context_.restart();
     }
     showProgress(timeline_.monotonic() - start, true);
+    isLastShown_ = true;
     sumUp(); // before the controllers are disabled
 }
 
@@ -62,6 +65,9 @@ bool CVirtualRun::end()
     session_.cancelStart();
     sumUp();
     worker_->stopAndJoin();
+    if (hasTerminal_ && !isLastShown_) {
+        output_.write("\n"); // below the progress bar
+    }
     if (!run_.failure().empty()) {
         errors_.write("stopped: " + run_.failure() + "\n");
     }

@@ -6,16 +6,19 @@
 #include "host/process/TerminationSignals.h"
 #include "runtime/VirtualTimeline.h"
 
+#include <boost/asio/executor_work_guard.hpp>
 #include <boost/asio/io_context.hpp>
 
 #include <chrono>
 #include <memory>
 #include <string>
+#include <thread>
 
 namespace Rvl {
 
-/// A run on virtual time: as fast as it goes, on the calling thread alone, with exact periods. So two runs of
-/// one configuration do the same, to the last bit. In a terminal a progress bar takes the place of the table.
+/// A run on virtual time: as fast as it goes, on the calling thread alone but for signals, with exact
+/// periods. So two runs of one configuration do the same, to the last bit. In a terminal a progress bar takes
+/// the place of the table.
 class CVirtualRun
 {
 public:
@@ -50,8 +53,12 @@ private:
     std::unique_ptr<IWorker> worker_;
     CRun run_;
     boost::asio::io_context context_{1};
+    boost::asio::executor_work_guard<boost::asio::io_context::executor_type> keepWaiting_{
+        context_.get_executor()};
     CTerminationSignals terminationSignals_;
+    std::thread signals_; ///< waits for them, and touches nothing but the request to stop
     bool hasEnded_ = false;
+    bool isLastShown_ = false;
     std::chrono::steady_clock::time_point begin_;
     std::chrono::steady_clock::time_point nextProgress_;
 };

@@ -265,6 +265,16 @@ CController& CCommands::running(const std::string& name) const
     throw CCommandRefused("\"" + name + "\" is no controller; expected " + expectedChoices(name, names));
 }
 
+/// The shut-down may have disabled the controller before the command enabled it.
+bool CCommands::disableAtTheEnd(CController& controller) const
+{
+    if (session_.isDisabling()) {
+        controller.channel().setEnabled(false);
+        return true;
+    }
+    return false;
+}
+
 void CCommands::carryOut(const SCommandRecord& command, const Action& action)
 {
     carryOut(std::vector<SCommandRecord>{command}, action);
@@ -278,9 +288,16 @@ void CCommands::carryOut(std::vector<SCommandRecord> commands, const Action& act
         CController& controller = running(commands.front().controller);
         const std::lock_guard<std::mutex> lock(controller.commandMutex());
         const CCallWatch::CCall call(session_.calls(), controller.name());
-        action(controller, commands);
-        if (session_.isDisabling()) { // perhaps the shut-down disabled it before it was enabled
-            controller.channel().setEnabled(false);
+        if (session_.isDisabling()) {
+            throw CCommandRefused("the session is ending");
+        }
+        try {
+            action(controller, commands);
+        } catch (...) {
+            disableAtTheEnd(controller);
+            throw;
+        }
+        if (disableAtTheEnd(controller)) {
             throw CCommandRefused("the session is ending");
         }
     } catch (const std::exception& exception) {

@@ -81,6 +81,7 @@ private:
     class CUse;
     using Action = std::function<void(CController& controller, std::vector<SCommandRecord>& records)>;
 
+    bool disableAtTheEnd(CController& controller) const;
     void carryOut(const SCommandRecord& command, const Action& action);
     void carryOut(std::vector<SCommandRecord> commands, const Action& action);
     CController& running(const std::string& name) const;

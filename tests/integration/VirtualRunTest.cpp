@@ -218,7 +218,7 @@ TEST(VirtualRun, RecordIsTheOneOfOtherSystems)
 {
     // written on Linux; systems differ in the last digits of exp(), expm1() and log(), which the bench and
     // its noise use
-    const std::string path = RIVLINK_INTEGRATION_TEST_FOLDER "/cascade.virtual.csv";
+    const std::string path = RIVLINK_INTEGRATION_TEST_FOLDER "/cascade.virtual.record";
     const std::vector<SRecordRow> expected = readRecord(path);
     const std::vector<SRecordRow> record =
         rows(virtualRecord(examples + "/cascade/cascade.xml", "20s", "1s"));
