@@ -157,7 +157,9 @@ public:
             child = fork();
             if (child == 0) {
                 prctl(PR_SET_PDEATHSIG, SIGKILL);
-                for (volatile unsigned turn = 0;; turn = turn + 1) {
+                for (volatile unsigned turn = 0;;) {
+                    const unsigned next = turn + 1;
+                    turn = next;
                 }
             }
         }
