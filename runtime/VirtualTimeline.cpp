@@ -15,7 +15,14 @@ class CVirtualTimeline::CVirtualWorker : public IWorker
 {
 public:
     explicit CVirtualWorker(CVirtualTimeline& timeline) : timeline_(timeline) {}
-    ~CVirtualWorker() override { CVirtualWorker::stopAndJoin(); }
+    ~CVirtualWorker() override
+    {
+        try {
+            CVirtualWorker::stopAndJoin();
+        } catch (...) {
+            // of a task that nothing waits for any more
+        }
+    }
     CVirtualWorker(const CVirtualWorker&) = delete;
     CVirtualWorker& operator=(const CVirtualWorker&) = delete;
 
