@@ -121,9 +121,10 @@ TEST(TerminalTest, TableIsRedrawnInItsPlaceOnATerminal)
     ASSERT_TRUE(SetConsoleMode(console, mode() & ~static_cast<DWORD>(ENABLE_VIRTUAL_TERMINAL_PROCESSING)));
     const DWORD formerMode = mode();
 
-    const PROCESS_INFORMATION host = startIn(nullptr, console,
-                                             {RIVLINK_HOST_PROGRAM, "--plugin-path",
-                                              RIVLINK_TEST_PLUGIN_DIRECTORY, "run", file, "--for", "2200ms"});
+    const PROCESS_INFORMATION host =
+        startIn(nullptr, console,
+                {RIVLINK_HOST_PROGRAM, "--plugin-path", RIVLINK_TEST_PLUGIN_DIRECTORY, "run", file, "--for",
+                 "2200ms", "--limit-scale", "20"});
     bool takesUtf8 = false;
     bool takesSequences = false;
     EXPECT_TRUE(eventually([&] {
