@@ -74,9 +74,11 @@ if(CMAKE_CXX_COMPILER_ID MATCHES "GNU|Clang")
         $<$<CXX_COMPILER_ID:Clang>:-Wthread-safety> # reads the annotations of common/ThreadSafety.h
         # log records name their source file: by its path in the project, not on the building machine, which
         # also lets one compiler cache serve every checkout
-        "-ffile-prefix-map=${PROJECT_SOURCE_DIR}/=" "-ffile-prefix-map=${from_build_to_source}/="
+        "-ffile-prefix-map=${PROJECT_SOURCE_DIR}/=" "-ffile-prefix-map=${from_build_to_source}/=")
+    if(RIVLINK_WERROR AND NOT RIVLINK_SANITIZE)
         # instrumented code meets warnings of its own, of Boost's fences for one
-        $<$<AND:$<BOOL:${RIVLINK_WERROR}>,$<NOT:$<BOOL:${RIVLINK_SANITIZE}>>>:-Werror>)
+        target_compile_options(rivlink_options INTERFACE -Werror)
+    endif()
     if(RIVLINK_SANITIZE)
         target_compile_options(rivlink_options INTERFACE
             "-fsanitize=${RIVLINK_SANITIZE}" -fno-sanitize-recover=all -fno-omit-frame-pointer
