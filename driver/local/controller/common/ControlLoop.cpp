@@ -154,7 +154,7 @@ void IControlLoop::removeActualValueListener(IControlLoopValueListener* listener
 void IControlLoop::init()
 {
     // the switch itself: a derived loop may say of it what it likes, and init() is not to turn it; under the
-    // guard throughout, so that nobody else turns it in between
+    // guard throughout, so that no other thread turns it in between
     CControlLoopElementGuard guard(this);
     setEnabled(enabled_);
 }

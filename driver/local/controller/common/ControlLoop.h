@@ -78,7 +78,7 @@ public:
         return enabled_;
     }
 
-    /// One step, to be called every sampleTime_ms(). The listeners are told in every state of the loop.
+    /// One step, to be called every sampleTime_ms(). The listeners are called in every state of the loop.
     /// Exceptions of the input, the output or a listener pass, with the lock released.
     virtual void process();
 
@@ -90,7 +90,7 @@ public:
     virtual std::string getTypeName() = 0;
     /// Replaces the parameters. Throws std::invalid_argument if they are not of the loop's kind.
     virtual void setParameters(const CControlParameters& parameters) = 0;
-    /// The parameters in force. Not locked: whoever looks at them while the loop runs takes the loop's guard.
+    /// The parameters in force. Not locked: to read them while the loop runs takes the loop's guard.
     virtual CControlParameters& controlParameters() = 0;
 
     /// Adds a listener, which is not owned; one that is there already is not added again.

@@ -41,8 +41,8 @@ public:
     }
     ~CControlLoopElementGuard() { element_->unlockAccess(); }
     CControlLoopElementGuard(const CControlLoopElementGuard&) = delete;
-    /// From now on the guard unlocks the other guard's element. Nothing is locked or unlocked here: whoever
-    /// assigns sees to it that every lock is given back.
+    /// From now on the guard unlocks the other guard's element. Nothing is locked or unlocked here: the
+    /// code that assigns has to release every lock.
     CControlLoopElementGuard& operator=(const CControlLoopElementGuard& other);
 
 private:

@@ -4,7 +4,7 @@
 
 namespace Rvl {
 
-/// Is told the actual value of the loops to which it was added, in every step of theirs.
+/// Receives the actual value of the loops to which it was added, in each of their steps.
 class RIVLINK_LOCAL_EXPORT IControlLoopValueListener
 {
 public:

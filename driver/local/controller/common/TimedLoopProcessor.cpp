@@ -221,8 +221,8 @@ public:
     }
 
     boost::asio::io_context eventLoop;
-    // Guards what follows. It is never held while something is waited for or a loop is called: whoever holds
-    // a loop's lock may ask for the processor's state.
+    // Guards what follows. It is never held while something is waited for or a loop is called: a thread
+    // that holds a loop's lock may read the processor's state.
     std::mutex mutex;
     std::condition_variable changed;
     bool starting = false;

@@ -18,7 +18,7 @@ namespace Rvl {
 /// The derivative acts on the measurement, so a step of the set point does not kick. I is advanced after u
 /// was formed, so an error reaches the integral part of the output one step later; where the output is
 /// limited, I is pulled back (anti-windup). Everything is 0 before the first step, so that step's
-/// derivative is against y = 0. A DerivativeGainLimit of 0, as in parameters nobody set, switches the
+/// derivative is against y = 0. A DerivativeGainLimit of 0, as in parameters never set, switches the
 /// derivative action off.
 class RIVLINK_LOCAL_EXPORT CPIDAlgorithm
 {
