@@ -9,6 +9,17 @@
 
 namespace Rvl {
 
+namespace {
+
+/// Keeps the rig's objects for as long as the process lives, and reachable, as they are no leak.
+void keepForTheProcess(SRig rig)
+{
+    static auto& kept = *new std::vector<SRig>();
+    kept.push_back(std::move(rig));
+}
+
+} // namespace
+
 CSession::CSession(SRig rig, const SSessionSettings& settings)
     : rig_(std::move(rig)), settings_(settings), calls_(settings.limits.call)
 {}
@@ -17,13 +28,7 @@ CSession::~CSession()
 {
     shutDown();
     if (calls_.isGivenUp()) {
-        // they are still in use
-        for (auto& entry : rig_.channels) {
-            static_cast<void>(entry.release());
-        }
-        for (auto& entry : rig_.devices) {
-            static_cast<void>(entry.release());
-        }
+        keepForTheProcess(std::move(rig_)); // its objects are still in use
     }
 }
 

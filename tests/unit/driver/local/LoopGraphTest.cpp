@@ -197,9 +197,9 @@ TEST(LoopCascade, FollowsOutputsFromTheOutermostLoop)
 
 TEST(LoopGraph, LoopsAreThoseOfTheCascade)
 {
+    CAnalogInChannel sensor("Sensor"); // outlives the input that reads it
     const auto outer = makePid();
     const auto inner = makeTwoLevel();
-    CAnalogInChannel sensor("Sensor");
     outer->setInput(std::make_shared<CAnalogChannelLoopIn>(&sensor));
     outer->setOutput(inner);
     inner->setInput(std::make_shared<SettableIn>());
