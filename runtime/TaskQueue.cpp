@@ -98,4 +98,24 @@ CTaskQueue::SDue CTaskQueue::takeNext()
     return next;
 }
 
+std::optional<CTaskQueue::SDue>
+CTaskQueue::takeNextUnless(const std::function<bool(const void* owner)>& isBusy)
+{
+    std::vector<SEntry> passedOver;
+    for (dropCancelled(); !heap_.empty() && isBusy(places_[heap_.front().place].owner); dropCancelled()) {
+        std::pop_heap(heap_.begin(), heap_.end(), &isLater);
+        passedOver.push_back(heap_.back());
+        heap_.pop_back();
+    }
+    std::optional<SDue> next;
+    if (!heap_.empty()) {
+        next = takeNext();
+    }
+    for (const SEntry& entry : passedOver) {
+        heap_.push_back(entry);
+        std::push_heap(heap_.begin(), heap_.end(), &isLater);
+    }
+    return next;
+}
+
 } // namespace Rvl

@@ -6,6 +6,7 @@
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <optional>
 #include <vector>
 
@@ -40,6 +41,9 @@ public:
     std::optional<std::chrono::nanoseconds> nextDue();
     /// Takes out the next task. There must be one.
     SDue takeNext();
+    /// The same among tasks whose owner is not busy; nothing if there is none. The tasks that are passed over
+    /// keep their tickets and their order.
+    std::optional<SDue> takeNextUnless(const std::function<bool(const void* owner)>& isBusy);
     /// Whether there is no task.
     bool isEmpty() const { return count_ == 0; }
 

@@ -9,8 +9,8 @@
 
 namespace Rvl {
 
-/// A worker's tasks stand in the timeline's queue, one entry each. One that comes up while the worker is in
-/// the middle of another, because that waits, is kept until that is over.
+/// A worker's tasks stand in the timeline's queue, one entry each. While one of them waits, its worker's
+/// others stay there.
 class CVirtualTimeline::CVirtualWorker : public IWorker
 {
 public:
@@ -57,37 +57,38 @@ public:
         }
     }
 
-    bool isCurrent() const override { return running_; }
+    bool isCurrent() const override { return timeline_.current_ == this; }
 
-    void run(Task task)
+    /// Whether one of its tasks is under way; it may be waiting while other workers' tasks are carried out.
+    bool isRunning() const { return running_; }
+
+    void run(const Task& task)
     {
-        if (running_) {
-            kept_.push_back(std::move(task));
-            return;
-        }
         const CRunning running(*this);
         task();
     }
 
 private:
-    /// Marks the worker as running, and hands what came up meanwhile back to the queue.
+    /// Marks the worker as running, and as the current one.
     class CRunning
     {
     public:
-        explicit CRunning(CVirtualWorker& worker) : worker_(worker) { worker_.running_ = true; }
+        explicit CRunning(CVirtualWorker& worker)
+            : worker_(worker), before_(std::exchange(worker.timeline_.current_, &worker))
+        {
+            worker_.running_ = true;
+        }
         ~CRunning()
         {
             worker_.running_ = false;
-            for (Task& task : worker_.kept_) {
-                worker_.timeline_.queue_.add(worker_.timeline_.now_, &worker_, std::move(task));
-            }
-            worker_.kept_.clear();
+            worker_.timeline_.current_ = before_;
         }
         CRunning(const CRunning&) = delete;
         CRunning& operator=(const CRunning&) = delete;
 
     private:
         CVirtualWorker& worker_;
+        const CVirtualWorker* const before_;
     };
 
     void runPosted()
@@ -99,7 +100,6 @@ private:
 
     CVirtualTimeline& timeline_;
     std::deque<Task> posted_; ///< apart from the delayed ones, as stopAndJoin() carries out only these
-    std::vector<Task> kept_;
     bool running_ = false;
     bool stopped_ = false;
 };
@@ -127,14 +127,16 @@ void CVirtualTimeline::wait(std::unique_lock<std::mutex>& lock, std::condition_v
                             const std::function<bool()>& isTrue)
 {
     while (!isTrue()) {
-        if (queue_.isEmpty()) {
-            throw std::runtime_error("waiting on virtual time for something that cannot happen any more");
-        }
         if (stopRequested_) {
             throw std::runtime_error("stopped while waiting on virtual time");
         }
+        auto next = queue_.takeNextUnless(
+            [](const void* owner) { return static_cast<const CVirtualWorker*>(owner)->isRunning(); });
+        if (!next) {
+            throw std::runtime_error("waiting on virtual time for something that cannot happen any more");
+        }
         lock.unlock();
-        runNext();
+        carryOut(std::move(*next));
         lock.lock();
     }
 }
@@ -148,16 +150,15 @@ void CVirtualTimeline::runFor(std::chrono::nanoseconds duration)
             now_ = end;
             return;
         }
-        runNext();
+        carryOut(queue_.takeNext());
     }
 }
 
-void CVirtualTimeline::runNext()
+void CVirtualTimeline::carryOut(CTaskQueue::SDue task)
 {
-    CTaskQueue::SDue next = queue_.takeNext();
-    now_ = std::max(now_, next.due);
+    now_ = std::max(now_, task.due);
     ++taskCount_;
-    static_cast<CVirtualWorker*>(next.owner)->run(std::move(next.task));
+    static_cast<CVirtualWorker*>(task.owner)->run(task.task);
 }
 
 } // namespace Rvl

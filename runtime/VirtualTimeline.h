@@ -42,11 +42,12 @@ public:
 private:
     class CVirtualWorker;
 
-    void runNext();
+    void carryOut(CTaskQueue::SDue task);
 
     const std::chrono::system_clock::time_point start_;
     std::chrono::nanoseconds now_{0};
     CTaskQueue queue_;
+    const CVirtualWorker* current_ = nullptr; ///< whose task is under way, the innermost one during a wait
     std::uint64_t taskCount_ = 0;
     std::atomic<bool> stopRequested_{false};
 };

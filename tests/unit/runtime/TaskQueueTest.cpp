@@ -36,6 +36,23 @@ struct TaskQueueTest : testing::Test
 
 } // namespace
 
+TEST_F(TaskQueueTest, TasksOfBusyOwnersArePassedOverAndKeepTheirOrder)
+{
+    const auto cancelled = add(10, "cancelled");
+    add(10, "a");
+    add(20, "b", &other);
+    add(10, "c");
+    const auto isBusy = [this](const void* by) { return by == &owner; };
+    const auto next = queue.takeNextUnless(isBusy);
+    ASSERT_TRUE(next);
+    EXPECT_EQ(&other, next->owner);
+    next->task();
+    EXPECT_FALSE(queue.takeNextUnless(isBusy));
+    EXPECT_TRUE(queue.cancel(cancelled, &owner));
+    runAll();
+    EXPECT_THAT(done, ElementsAre("b", "a", "c"));
+}
+
 TEST_F(TaskQueueTest, TakesTheEarliestFirst)
 {
     add(30, "c");

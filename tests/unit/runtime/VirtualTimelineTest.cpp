@@ -158,6 +158,55 @@ TEST_F(VirtualTimelineTest, WaitInATaskKeepsItsWorkersOtherTasksForLater)
     EXPECT_THAT(done, ElementsAre("b at 10", "b at 20", "end of the wait at 20", "after it at 20"));
 }
 
+TEST_F(VirtualTimelineTest, WhatIsKeptDuringAWaitStaysInOrderAndCanBeCancelled)
+{
+    std::mutex mutex;
+    std::condition_variable changed;
+    every(*second, 10ms, "b");
+    first->post([&] {
+        first->after(4ms, [&] { note("second"); });
+        const auto cancelled = first->after(2ms, [&] { note("cancelled"); });
+        first->after(3ms, [&] { note("first"); });
+        std::unique_lock<std::mutex> lock(mutex);
+        timeline.wait(lock, changed, [&] { return done.size() == 1; });
+        first->cancel(cancelled);
+    });
+    timeline.runFor(10ms);
+    EXPECT_THAT(done, ElementsAre("b at 10", "first at 10", "second at 10"));
+}
+
+TEST_F(VirtualTimelineTest, WaitingWorkerIsNotCurrentInAnothersTask)
+{
+    std::mutex mutex;
+    std::condition_variable changed;
+    second->after(1ms, [&] {
+        EXPECT_FALSE(first->isCurrent());
+        EXPECT_TRUE(second->isCurrent());
+        note("checked");
+    });
+    first->post([&] {
+        std::unique_lock<std::mutex> lock(mutex);
+        timeline.wait(lock, changed, [&] { return done.size() == 1; });
+        EXPECT_TRUE(first->isCurrent());
+        EXPECT_FALSE(second->isCurrent());
+        note("checked after the wait");
+    });
+    timeline.runFor(1ms);
+    EXPECT_THAT(done, ElementsAre("checked at 1", "checked after the wait at 1"));
+}
+
+TEST_F(VirtualTimelineTest, WaitForATaskOfItsOwnWorkerThrows)
+{
+    std::mutex mutex;
+    std::condition_variable changed;
+    first->post([&] {
+        first->post([&] { note("own"); });
+        std::unique_lock<std::mutex> lock(mutex);
+        timeline.wait(lock, changed, [&] { return !done.empty(); });
+    });
+    EXPECT_THROW(timeline.runFor(1ms), std::runtime_error);
+}
+
 TEST_F(VirtualTimelineTest, WaitForWhatCannotHappenThrows)
 {
     std::mutex mutex;
