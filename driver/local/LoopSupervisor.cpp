@@ -19,9 +19,9 @@ public:
         : supervisor_(supervisor), index_(index), loop_(std::move(loop))
     {}
 
-    ~CSupervisedLoop() override { loop_->setStepGuard(nullptr); }
-
     void begin() { loop_->setStepGuard(this); }
+    /// Returns once no step uses it any more.
+    void end() { loop_->setStepGuard(nullptr); }
 
     void beforeReading() override { inputsAreGood_ = supervisor_.inputsAreGood(index_, calculated_); }
 
@@ -112,7 +112,13 @@ CLoopSupervisor::CLoopSupervisor(const std::vector<std::shared_ptr<IControlLoop>
     }
 }
 
-CLoopSupervisor::~CLoopSupervisor() = default;
+CLoopSupervisor::~CLoopSupervisor()
+{
+    // all before the first one is destroyed, as a step of one loop reads the state of the others
+    for (const auto& supervised : loops_) {
+        supervised->end();
+    }
+}
 
 ILoopSupervision::eState CLoopSupervisor::state(std::size_t loop) const
 {

@@ -8,11 +8,13 @@
 #include <boost/property_tree/ptree.hpp>
 #include <gmock/gmock.h>
 
+#include <atomic>
 #include <cmath>
 #include <limits>
 #include <memory>
 #include <set>
 #include <stdexcept>
+#include <thread>
 #include <type_traits>
 #include <vector>
 
@@ -392,6 +394,25 @@ TEST_F(LoopSupervisor, LoopThatIsNotThereHasNoState)
     supervise();
     EXPECT_EQ(ILoopSupervision::Waiting, supervisor->state(0));
     EXPECT_THROW(supervisor->state(1), std::out_of_range);
+}
+
+TEST_F(CascadeSupervisor, CanBeDestroyedWhileTheLoopsAreCalculated)
+{
+    std::atomic<bool> ended{false};
+    std::atomic<int> steps{0};
+    std::thread calculating([&] {
+        while (!ended) {
+            step();
+            ++steps;
+        }
+    });
+    for (int count = 0; count < 2000 || steps < 2000; ++count) {
+        supervise(SBadInputReaction::Disable);
+        supervisor.reset();
+    }
+    ended = true;
+    calculating.join();
+    EXPECT_GE(steps, 2000);
 }
 
 TEST_F(CascadeSupervisor, InnermostLoopActsOnceALoopAboveHasCalculated)
