@@ -1,6 +1,7 @@
 #include "driver/local/controller/common/TimedLoopProcessor.h"
 
 #include "common/LoggedThrow.h"
+#include "common/ThreadSafety.h"
 #include "common/Timeline.h"
 #include "driver/local/controller/common/ControlLoop.h"
 #include "driver/local/controller/common/ControlLoopOperationPrivate.h"
@@ -16,7 +17,6 @@
 #include <condition_variable>
 #include <cstdint>
 #include <list>
-#include <mutex>
 #include <stdexcept>
 #include <system_error>
 
@@ -137,11 +137,12 @@ class CTimedLoopProcessor::Private
 public:
     using Operations = std::list<std::shared_ptr<CControlLoopOperation>>;
 
-    /// With `mutex` held.
-    bool isActive() const { return starting || joining || timelineWorker || (worker && worker->joinable()); }
+    bool isActive() const RVL_REQUIRES(mutex)
+    {
+        return starting || joining || timelineWorker || (worker && worker->joinable());
+    }
 
-    /// With `mutex` held.
-    void cancelAll()
+    void cancelAll() RVL_REQUIRES(mutex)
     {
         for (const auto& operation : operations) {
             operation->cancel();
@@ -150,7 +151,7 @@ public:
     }
 
     /// Arms the operations on a worker of their own. `starting` is set.
-    void startOn(ITimeline& timeline, const Operations& started)
+    void startOn(ITimeline& timeline, const Operations& started) RVL_EXCLUDES(mutex)
     {
         std::shared_ptr<IWorker> made;
         try {
@@ -159,7 +160,7 @@ public:
             throw boost::thread_resource_error(error.code().value(), error.what());
         }
         {
-            const std::lock_guard<std::mutex> lock(mutex);
+            const CMutexLock lock(mutex);
             timelineWorker = made;
             ++runs; // before the first step, which asks for it
         }
@@ -169,7 +170,7 @@ public:
             }
         } catch (...) {
             made->stopAndJoin();
-            const std::lock_guard<std::mutex> lock(mutex);
+            const CMutexLock lock(mutex);
             timelineWorker.reset();
             throw;
         }
@@ -177,15 +178,20 @@ public:
 
     /// What stopControlLoops() does with a worker of a timeline: what is not due yet is dropped, so there is
     /// nothing to wait for but a step under way.
-    void stopOnTimeline(std::unique_lock<std::mutex>& lock, const std::shared_ptr<IWorker>& stopped)
+    void stopOnTimeline(const std::shared_ptr<IWorker>& stopped) RVL_EXCLUDES(mutex)
     {
+        CMutexLock lock(mutex);
+        if (timelineWorker != stopped) {
+            return;
+        }
         cancelAll();
         if (stopped->isCurrent()) {
             throw boost::thread_resource_error(
                 static_cast<int>(boost::system::errc::resource_deadlock_would_occur),
                 "boost thread: trying joining itself");
         }
-        changed.wait(lock, [&] { return timelineWorker != stopped || !joining; });
+        changed.wait(lock.native(),
+                     [&]() RVL_REQUIRES(mutex) { return timelineWorker != stopped || !joining; });
         if (timelineWorker != stopped) {
             return;
         }
@@ -204,7 +210,7 @@ public:
     }
 
     /// Sets one of the two marks back, whatever happened under it.
-    void end(bool& mark)
+    void end(bool& mark) RVL_REQUIRES(mutex)
     {
         mark = false;
         changed.notify_all();
@@ -214,8 +220,8 @@ public:
     {
         {
             // no step before all that belongs to the run is known
-            std::unique_lock<std::mutex> lock(mutex);
-            changed.wait(lock, [this] { return !starting; });
+            CMutexLock lock(mutex);
+            changed.wait(lock.native(), [this]() RVL_REQUIRES(mutex) { return !starting; });
         }
         eventLoop.run();
     }
@@ -223,16 +229,18 @@ public:
     boost::asio::io_context eventLoop;
     // Guards what follows. It is never held while something is waited for or a loop is called: a thread
     // that holds a loop's lock may read the processor's state.
-    std::mutex mutex;
+    CMutex mutex;
     std::condition_variable changed;
-    bool starting = false;
-    bool cancelledWhileStarting = false;
-    std::atomic<std::uint64_t> runs{0}; // each step may ask for it
-    bool joining = false;               // the worker is another thread's to wait for, and must not be touched
-    std::shared_ptr<boost::thread> worker;
-    std::shared_ptr<IWorker> timelineWorker; // of a run on a timeline, in place of the thread
+    bool starting RVL_GUARDED_BY(mutex) = false;
+    bool cancelledWhileStarting RVL_GUARDED_BY(mutex) = false;
+    std::atomic<std::uint64_t> runs{0}; // each step may read it
+    // the worker is another thread's to wait for, and must not be touched
+    bool joining RVL_GUARDED_BY(mutex) = false;
+    std::shared_ptr<boost::thread> worker RVL_GUARDED_BY(mutex);
+    // of a run on a timeline, in place of the thread
+    std::shared_ptr<IWorker> timelineWorker RVL_GUARDED_BY(mutex);
     // destroyed first: the operations' timers belong to the event loop
-    Operations operations;
+    Operations operations RVL_GUARDED_BY(mutex);
 };
 
 CTimedLoopProcessor::CTimedLoopProcessor() : d_(std::make_unique<Private>()) {}
@@ -246,13 +254,13 @@ CTimedLoopProcessor::~CTimedLoopProcessor()
 void CTimedLoopProcessor::addControlLoop(std::shared_ptr<IControlLoop> loop)
 {
     auto operation = std::make_shared<CControlLoopOperation>(std::move(loop), d_->eventLoop);
-    const std::lock_guard<std::mutex> lock(d_->mutex);
+    const CMutexLock lock(d_->mutex);
     d_->operations.push_back(std::move(operation));
 }
 
 void CTimedLoopProcessor::runControlLoops()
 {
-    std::unique_lock<std::mutex> lock(d_->mutex);
+    CMutexLock lock(d_->mutex);
     if (d_->isActive()) {
         return;
     }
@@ -301,14 +309,15 @@ void CTimedLoopProcessor::runControlLoops()
 
 void CTimedLoopProcessor::stopControlLoops()
 {
-    std::unique_lock<std::mutex> lock(d_->mutex);
-    d_->changed.wait(lock, [this] { return !d_->starting; });
+    CMutexLock lock(d_->mutex);
+    d_->changed.wait(lock.native(), [this]() RVL_REQUIRES(d_->mutex) { return !d_->starting; });
     if (const std::shared_ptr<IWorker> timelineWorker = d_->timelineWorker) {
-        d_->stopOnTimeline(lock, timelineWorker);
+        lock.unlock();
+        d_->stopOnTimeline(timelineWorker);
         return;
     }
     const std::shared_ptr<boost::thread> worker = d_->worker;
-    const auto hasEnded = [&] {
+    const auto hasEnded = [&]() RVL_REQUIRES(d_->mutex) {
         return !worker || d_->worker != worker || (!d_->joining && !worker->joinable());
     };
     if (hasEnded()) {
@@ -319,7 +328,7 @@ void CTimedLoopProcessor::stopControlLoops()
         worker->join(); // throws
     }
     // who waits for the worker may be interrupted, and leaves it to the next one
-    d_->changed.wait(lock, [&] { return hasEnded() || !d_->joining; });
+    d_->changed.wait(lock.native(), [&]() RVL_REQUIRES(d_->mutex) { return hasEnded() || !d_->joining; });
     if (hasEnded()) {
         return;
     }
@@ -338,7 +347,7 @@ void CTimedLoopProcessor::stopControlLoops()
 
 void CTimedLoopProcessor::cancelControlLoops()
 {
-    const std::lock_guard<std::mutex> lock(d_->mutex);
+    const CMutexLock lock(d_->mutex);
     d_->cancelAll();
 }
 
@@ -349,7 +358,7 @@ std::uint64_t CTimedLoopProcessor::runs() const
 
 bool CTimedLoopProcessor::processorActive()
 {
-    const std::lock_guard<std::mutex> lock(d_->mutex);
+    const CMutexLock lock(d_->mutex);
     return d_->isActive();
 }
 
