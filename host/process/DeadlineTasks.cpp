@@ -1,10 +1,11 @@
 #include "host/process/DeadlineTasks.h"
 
+#include "common/ThreadSafety.h"
+
 #include <algorithm>
 #include <atomic>
 #include <condition_variable>
 #include <cstddef>
-#include <mutex>
 #include <system_error>
 #include <thread>
 #include <utility>
@@ -38,7 +39,7 @@ struct CDeadlineTasks::SShared
         } catch (...) {
             // reported by the action itself, if at all
         }
-        const std::lock_guard<std::mutex> lock(mutex);
+        const CMutexLock lock(mutex);
         tasks[index].ended = true;
         ++endedCount;
         changed.notify_all();
@@ -55,15 +56,15 @@ struct CDeadlineTasks::SShared
         return true;
     }
 
-    bool allEnded() const { return endedCount == tasks.size(); }
+    bool allEnded() const RVL_REQUIRES(mutex) { return endedCount == tasks.size(); }
 
     std::vector<STask> tasks; ///< of each, `ended` under the lock; the rest is constant once it is running
     std::atomic<std::size_t> next{0};
     std::atomic<bool> closed{false}; ///< no task is begun any more
-    std::mutex mutex;
+    CMutex mutex;
     std::condition_variable changed;
-    std::size_t endedCount = 0;
-    eState state = Collecting;
+    std::size_t endedCount RVL_GUARDED_BY(mutex) = 0;
+    eState state RVL_GUARDED_BY(mutex) = Collecting;
     std::vector<std::thread> threads; ///< the owner's
 };
 
@@ -93,7 +94,7 @@ std::vector<std::string> CDeadlineTasks::run(const SShutdownLimits& limits, eOrd
         return {};
     }
     {
-        const std::lock_guard<std::mutex> lock(shared_->mutex);
+        const CMutexLock lock(shared_->mutex);
         shared_->state = Running;
     }
     beginThread([shared = shared_.get()] {
@@ -110,13 +111,15 @@ void CDeadlineTasks::waitInSequence(const SShutdownLimits& limits, eOrder order)
     using Clock = std::chrono::steady_clock;
     bool isLastPhase = order == InOrder;
     const Clock::time_point sequenceEnd = Clock::now() + limits.sequence;
-    std::unique_lock<std::mutex> lock(shared_->mutex);
+    CMutexLock lock(shared_->mutex);
     while (!shared_->allEnded()) {
         const std::size_t before = shared_->endedCount;
         const Clock::time_point now = Clock::now();
         const Clock::time_point end =
             isLastPhase ? now + limits.progress : std::min(now + limits.task, sequenceEnd);
-        if (shared_->changed.wait_until(lock, end, [&] { return shared_->endedCount > before; })) {
+        if (shared_->changed.wait_until(lock.native(), end, [&]() RVL_REQUIRES(shared_->mutex) {
+                return shared_->endedCount > before;
+            })) {
             continue;
         }
         if (isLastPhase) {
@@ -135,7 +138,7 @@ void CDeadlineTasks::waitInSequence(const SShutdownLimits& limits, eOrder order)
 void CDeadlineTasks::start()
 {
     {
-        const std::lock_guard<std::mutex> lock(shared_->mutex);
+        const CMutexLock lock(shared_->mutex);
         shared_->state = Running;
     }
     for (std::size_t index = 0; index < shared_->tasks.size(); ++index) {
@@ -153,8 +156,9 @@ void CDeadlineTasks::start()
 bool CDeadlineTasks::wait(std::chrono::milliseconds limit)
 {
     {
-        std::unique_lock<std::mutex> lock(shared_->mutex);
-        shared_->changed.wait_for(lock, limit, [this] { return shared_->allEnded(); });
+        CMutexLock lock(shared_->mutex);
+        shared_->changed.wait_for(lock.native(), limit,
+                                  [this]() RVL_REQUIRES(shared_->mutex) { return shared_->allEnded(); });
     }
     finish();
     return state() == Ended;
@@ -163,7 +167,7 @@ bool CDeadlineTasks::wait(std::chrono::milliseconds limit)
 void CDeadlineTasks::finish()
 {
     {
-        const std::lock_guard<std::mutex> lock(shared_->mutex);
+        const CMutexLock lock(shared_->mutex);
         shared_->state = shared_->allEnded() ? Ended : GivenUp;
         if (shared_->state == GivenUp) {
             return;
@@ -180,20 +184,20 @@ void CDeadlineTasks::finish()
 
 CDeadlineTasks::eState CDeadlineTasks::state() const
 {
-    const std::lock_guard<std::mutex> lock(shared_->mutex);
+    const CMutexLock lock(shared_->mutex);
     return shared_->state;
 }
 
 bool CDeadlineTasks::hasEnded(std::size_t task) const
 {
-    const std::lock_guard<std::mutex> lock(shared_->mutex);
+    const CMutexLock lock(shared_->mutex);
     return shared_->tasks[task].ended;
 }
 
 std::vector<std::string> CDeadlineTasks::unfinished() const
 {
     std::vector<std::string> names;
-    const std::lock_guard<std::mutex> lock(shared_->mutex);
+    const CMutexLock lock(shared_->mutex);
     for (const SShared::STask& task : shared_->tasks) {
         if (!task.ended) {
             names.push_back(task.name);

@@ -1,30 +1,22 @@
 #include "host/process/TerminateHandler.h"
 
+#include "common/ThreadSafety.h"
+#include "host/process/AbortAlarm.h"
 #include "host/process/DeadlineTasks.h"
 
-#include <algorithm>
-#include <atomic>
-#include <csignal>
-#include <cstdint>
 #include <cstdlib>
 #include <exception>
 #include <iostream>
 #include <memory>
-#include <mutex>
 #include <thread>
 #include <utility>
-
-#if !defined(_WIN32)
-#include <pthread.h>
-#include <unistd.h>
-#endif
 
 namespace Rvl {
 
 namespace {
 
-std::mutex actionMutex;
-std::function<void()> lastAction;
+CMutex actionMutex;
+std::function<void()> lastAction RVL_GUARDED_BY(actionMutex);
 SShutdownLimits actionLimits;
 std::terminate_handler formerHandler = nullptr;
 
@@ -43,23 +35,6 @@ std::string currentFault()
     return "no exception is known";
 }
 
-#if !defined(_WIN32)
-/// The limit without a thread, in whole seconds.
-void limitTheTimeByASignal()
-{
-    static std::atomic_flag limited = ATOMIC_FLAG_INIT; // another failure must not extend it
-    if (limited.test_and_set()) {
-        return;
-    }
-    std::signal(SIGALRM, [](int) { std::abort(); });
-    sigset_t signals;
-    sigemptyset(&signals);
-    sigaddset(&signals, SIGALRM);
-    pthread_sigmask(SIG_UNBLOCK, &signals, nullptr);
-    alarm(static_cast<unsigned>(std::max<std::int64_t>(actionLimits.terminateAction.count() / 1000, 1)));
-}
-#endif
-
 /// Ends the process after the limit: the action may need a lock that the failed thread holds. False if there
 /// can be no more threads, which may be why the process ends.
 bool limitTheTime()
@@ -71,9 +46,7 @@ bool limitTheTime()
         });
         return true;
     } catch (...) {
-#if !defined(_WIN32)
-        limitTheTimeByASignal();
-#endif
+        abortByAlarmAfter(actionLimits.terminateAction);
         return false;
     }
 }
@@ -104,7 +77,7 @@ void waitFor(const std::unique_ptr<CDeadlineTasks>& message)
     }
 }
 
-void takeAction()
+void takeAction() RVL_REQUIRES(actionMutex)
 {
     try {
         if (lastAction) {
@@ -137,7 +110,7 @@ void takeAction()
 
 CTerminateHandler::CTerminateHandler(std::function<void()> action, const SShutdownLimits& limits)
 {
-    const std::lock_guard<std::mutex> lock(actionMutex);
+    const CMutexLock lock(actionMutex);
     lastAction = std::move(action);
     actionLimits = limits;
     formerHandler = std::set_terminate(&handleTerminate);
@@ -145,7 +118,7 @@ CTerminateHandler::CTerminateHandler(std::function<void()> action, const SShutdo
 
 CTerminateHandler::~CTerminateHandler()
 {
-    const std::lock_guard<std::mutex> lock(actionMutex);
+    const CMutexLock lock(actionMutex);
     lastAction = nullptr;
     std::set_terminate(formerHandler);
 }

@@ -114,7 +114,7 @@ class CCommands::CUse
 public:
     explicit CUse(CCommands& commands) : commands_(commands)
     {
-        const std::lock_guard<std::mutex> lock(commands_.mutex_);
+        const CMutexLock lock(commands_.mutex_);
         if (commands_.closed_) {
             throw CCommandRefused("the session is ending");
         }
@@ -122,10 +122,8 @@ public:
     }
     ~CUse()
     {
-        {
-            const std::lock_guard<std::mutex> lock(commands_.mutex_);
-            --commands_.underWay_;
-        }
+        const CMutexLock lock(commands_.mutex_); // also while it notifies: close() may be followed by the end
+        --commands_.underWay_;
         commands_.changed_.notify_all();
     }
     CUse(const CUse&) = delete;
@@ -286,8 +284,8 @@ void CCommands::carryOut(std::vector<SCommandRecord> commands, const Action& act
     try {
         const CUse use(*this);
         CController& controller = running(commands.front().controller);
-        const std::lock_guard<std::mutex> lock(controller.commandMutex());
-        const CCallWatch::CCall call(session_.calls(), controller.name());
+        const CMutexLock lock(controller.commandMutex());
+        const CCallWatch::CCall call(session_.calls(), controller.name(), CCallWatch::Other);
         if (session_.isDisabling()) {
             throw CCommandRefused("the session is ending");
         }
@@ -326,7 +324,7 @@ void CCommands::log(const SCommandRecord& record)
         LOG4CPLUS_WARN(logger, record.text());
     }
     {
-        const std::lock_guard<std::mutex> lock(mutex_);
+        const CMutexLock lock(mutex_);
         records_.push_back(record);
         if (records_.size() > recordsKept) {
             records_.pop_front();
@@ -339,14 +337,14 @@ void CCommands::log(const SCommandRecord& record)
 
 bool CCommands::close(std::chrono::milliseconds limit)
 {
-    std::unique_lock<std::mutex> lock(mutex_);
+    CMutexLock lock(mutex_);
     closed_ = true;
-    return changed_.wait_for(lock, limit, [this] { return underWay_ == 0; });
+    return changed_.wait_for(lock.native(), limit, [this]() RVL_REQUIRES(mutex_) { return underWay_ == 0; });
 }
 
 std::vector<SCommandRecord> CCommands::records() const
 {
-    const std::lock_guard<std::mutex> lock(mutex_);
+    const CMutexLock lock(mutex_);
     return {records_.begin(), records_.end()};
 }
 

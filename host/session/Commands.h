@@ -1,6 +1,7 @@
 #pragma once
 
 #include "common/LoopGraph.h"
+#include "common/ThreadSafety.h"
 #include "host/session/Session.h"
 #include "host/types/TypeCatalogue.h"
 
@@ -9,7 +10,6 @@
 #include <cstddef>
 #include <deque>
 #include <functional>
-#include <mutex>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -92,11 +92,11 @@ private:
     CSession& session_;
     const CTypeCatalogue& catalogue_;
     std::vector<std::function<void(const SCommandRecord&)>> sinks_;
-    mutable std::mutex mutex_;
+    mutable CMutex mutex_;
     std::condition_variable changed_;
-    std::deque<SCommandRecord> records_;
-    std::size_t underWay_ = 0;
-    bool closed_ = false;
+    std::deque<SCommandRecord> records_ RVL_GUARDED_BY(mutex_);
+    std::size_t underWay_ RVL_GUARDED_BY(mutex_) = 0;
+    bool closed_ RVL_GUARDED_BY(mutex_) = false;
 };
 
 } // namespace Rvl

@@ -38,9 +38,9 @@ std::unique_ptr<ILoopGraph> graphOf(IIoChannelInterface& channel, const std::vec
 
 CController::CController(IIoChannelInterface& io, IControllerChannel& channel,
                          std::vector<const IIoChannelInterface*> referred, const SStart& start,
-                         const SLoopFunctions& functions)
+                         const std::vector<const SLoops*>& plugins)
     : name_(io.getName()), io_(io), channel_(channel), referred_(std::move(referred)), start_(start),
-      loops_(graphOf(io, functions.loops))
+      loops_(graphOf(io, plugins))
 {
     std::vector<SLoopStatus> status; // for the sample times
     readLoops(status);

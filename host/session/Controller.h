@@ -1,13 +1,13 @@
 #pragma once
 
 #include "common/LoopGraph.h"
+#include "common/ThreadSafety.h"
 #include "host/session/ControllerState.h"
 #include "host/session/InputSupervision.h"
 
 #include <atomic>
 #include <chrono>
 #include <memory>
-#include <mutex>
 #include <optional>
 #include <string>
 #include <vector>
@@ -16,12 +16,6 @@ namespace Rvl {
 
 class IControllerChannel;
 class IIoChannelInterface;
-
-/// What loaded plug-ins offer for their loops.
-struct SLoopFunctions
-{
-    std::vector<const SLoops*> loops;
-};
 
 /// One controller: its channel, the loops behind it, the channels that it reads and drives, the supervision
 /// of its inputs, and its mode. It must be destroyed before these channels. But for the constructor and
@@ -38,10 +32,10 @@ public:
     };
 
     /// Both of the channel's interfaces are the same object. `referred` are the channels that the controller
-    /// reads and drives.
+    /// reads and drives, `plugins` what the loaded plug-ins offer for their loops.
     CController(IIoChannelInterface& io, IControllerChannel& channel,
                 std::vector<const IIoChannelInterface*> referred, const SStart& start,
-                const SLoopFunctions& functions);
+                const std::vector<const SLoops*>& plugins);
     ~CController();
     CController(const CController&) = delete;
     CController& operator=(const CController&) = delete;
@@ -68,7 +62,7 @@ public:
     bool isManual() const { return manual_; }
 
     /// Held by commands, which so are carried out one after another.
-    std::mutex& commandMutex() { return commandMutex_; }
+    CMutex& commandMutex() RVL_RETURN_CAPABILITY(commandMutex_) { return commandMutex_; }
 
 private:
     SHealth healthOf(SControllerState& state) const;
@@ -80,7 +74,7 @@ private:
     const std::vector<const IIoChannelInterface*> referred_;
     const SStart start_;
     std::atomic<bool> manual_{false};
-    std::mutex commandMutex_;
+    CMutex commandMutex_;
     mutable std::atomic<int> longestSampleTime_ms_{0};
     std::unique_ptr<ILoopGraph> loops_;
     std::unique_ptr<CInputSupervision> supervision_;

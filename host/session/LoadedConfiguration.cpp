@@ -31,7 +31,8 @@ CLoadedConfiguration::CLoadedConfiguration(const std::filesystem::path& configur
     if (complete) {
         loopTimelines_.use(plugins_.loops(), *settings.timeline);
         const CLogSilence silence("ExceptionLogger"); // what building throws is reported as a fault
-        rig = CRigBuilder(configuration_, catalogue_, {plugins_.loops()}).build(faults_);
+        rig =
+            CRigBuilder(configuration_, catalogue_, {plugins_.loops(), settings.isVirtual()}).build(faults_);
     }
     session_ = std::make_unique<CSession>(std::move(rig), settings);
 }

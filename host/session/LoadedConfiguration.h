@@ -35,8 +35,9 @@ class CLoadedConfiguration
 {
 public:
     /// Loops take their time from the settings' timeline. What is wrong with configuration and plug-ins is
-    /// collected in faults(), and so is every real device if the settings are those of virtual time. Throws
-    /// CHostException for a file that cannot be read, is not well-formed, or for bad type descriptions.
+    /// collected in faults(), and so is what does not go by virtual time if the settings are those of it.
+    /// Throws CHostException for a file that cannot be read, is not well-formed, or for bad type
+    /// descriptions.
     CLoadedConfiguration(const std::filesystem::path& configurationFile, const CPluginPath& pluginPath,
                          const SSessionSettings& settings = {});
 

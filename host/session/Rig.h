@@ -11,10 +11,23 @@
 
 namespace Rvl {
 
-/// The objects that were built from a configuration. They have to be destroyed in the reverse order of their
-/// building: by CShutdown.
+/// The objects that were built from a configuration. CShutdown takes them down; a rig that never got that far
+/// destroys them in the reverse order of their building.
 struct SRig
 {
+    SRig() = default;
+    SRig(SRig&&) = default;
+    SRig& operator=(SRig&&) = default; ///< only to a rig that is empty
+    ~SRig()
+    {
+        while (!channels.empty()) {
+            channels.pop_back();
+        }
+        while (!devices.empty()) {
+            devices.pop_back();
+        }
+    }
+
     struct SDevice
     {
         std::string name;
@@ -34,7 +47,6 @@ struct SRig
     std::vector<std::unique_ptr<SDevice>> devices;
     std::vector<std::unique_ptr<SChannel>> channels;
     std::vector<CController*> controllers; ///< in the order of the file
-    SLoopFunctions functions;
 };
 
 } // namespace Rvl

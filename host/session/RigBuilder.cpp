@@ -28,11 +28,9 @@ constexpr std::size_t spareFiles = 8;
 } // namespace
 
 CRigBuilder::CRigBuilder(const CConfiguration& configuration, const CTypeCatalogue& catalogue,
-                         SLoopFunctions functions)
-    : configuration_(configuration), catalogue_(catalogue)
-{
-    rig_.functions = std::move(functions);
-}
+                         SRigOptions options)
+    : configuration_(configuration), catalogue_(catalogue), options_(std::move(options))
+{}
 
 const STypeDescription* CRigBuilder::typeOf(const pugi::xml_node& node) const
 {
@@ -241,7 +239,13 @@ std::unique_ptr<CController> CRigBuilder::controllerOf(const pugi::xml_node& nod
         start.manualControlValue = *value;
     }
     auto controller = std::make_unique<CController>(
-        channel, *controllerChannel, referredBy(referencesOf(catalogue_, type, node)), start, rig_.functions);
+        channel, *controllerChannel, referredBy(referencesOf(catalogue_, type, node)), start, options_.loops);
+    if (options_.isVirtual && !controller->loops()) {
+        faults.add(configuration_.fault(node, node.attribute("Name"),
+                                        "\"" + controller->name() +
+                                            "\" is not made of loops that go by virtual time; expected only "
+                                            "controllers that are with --virtual"));
+    }
     superviseInputs(node, tree, *controller, faults);
     return controller;
 }

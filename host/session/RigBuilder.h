@@ -17,17 +17,23 @@
 
 namespace Rvl {
 
+struct SRigOptions
+{
+    std::vector<const SLoops*> loops; ///< what the loaded plug-ins offer for their loops
+    bool isVirtual = false;           ///< for virtual time: every controller must be made of such loops
+};
+
 /// Builds the objects of a configuration with the factories of the environment: buses, which the environment
 /// keeps, devices, channels, and of these last the ones that are built on others. To be used once.
 ///
-///     SRig rig = CRigBuilder(configuration, catalogue, functions).build(faults);
+///     SRig rig = CRigBuilder(configuration, catalogue, {plugins.loops()}).build(faults);
 ///     CSession session(std::move(rig));
 class CRigBuilder
 {
 public:
     /// Configuration and catalogue must outlive the builder, and the plug-ins must outlive what it builds.
     CRigBuilder(const CConfiguration& configuration, const CTypeCatalogue& catalogue,
-                SLoopFunctions functions = {});
+                SRigOptions options = {});
 
     /// Builds everything and binds the channels to their devices; drives nothing. What fails becomes a fault.
     /// Objects that `faults` already concerns are not built, nor is what refers to them. Controllers whose
@@ -62,6 +68,7 @@ private:
 
     const CConfiguration& configuration_;
     const CTypeCatalogue& catalogue_;
+    const SRigOptions options_;
     SRig rig_;
     std::unordered_multimap<std::string, SBuilt> built_; ///< channels by name
     std::set<std::string> notBuilt_;

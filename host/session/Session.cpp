@@ -18,6 +18,26 @@ void keepForTheProcess(SRig rig)
     kept.push_back(std::move(rig));
 }
 
+/// Disables the controller, whatever that throws: the others have to be disabled, too.
+void disableQuietly(const CController& controller)
+{
+    try {
+        controller.channel().setEnabled(false);
+    } catch (...) {
+        // nothing is left that could be done about it
+    }
+}
+
+/// Disconnects the device, whatever that throws: the others have to be disconnected, too.
+void disconnectQuietly(IDeviceInterface& device)
+{
+    try {
+        device.disconnect();
+    } catch (...) {
+        // nothing is left that could be done about it
+    }
+}
+
 } // namespace
 
 CSession::CSession(SRig rig, const SSessionSettings& settings)
@@ -126,43 +146,52 @@ void CSession::emergencyStop()
 {
     cancelStart();
     disabling_ = true;
-    CDeadlineTasks disabling(settings_.threads);
-    std::vector<IControllerChannel*> controllers;
-    for (const auto& entry : rig_.channels) {
-        if (entry->controller) {
-            controllers.push_back(&entry->controller->channel());
-            disabling.add(entry->name, [controller = controllers.back()] { controller->setEnabled(false); });
+    try {
+        disableSideBySide();
+    } catch (...) { // no memory for it
+        for (const CController* const controller : rig_.controllers) {
+            disableQuietly(*controller);
         }
+    }
+    try {
+        disconnectDevicesAtOnce();
+    } catch (...) { // no memory for it
+        for (const auto& entry : rig_.devices) {
+            disconnectQuietly(*entry->device);
+        }
+    }
+}
+
+void CSession::disableSideBySide()
+{
+    CDeadlineTasks disabling(settings_.threads);
+    for (const CController* const controller : rig_.controllers) {
+        disabling.add(controller->name(), [controller] { disableQuietly(*controller); });
     }
     disabling.start();
-    if (!disabling.wait(settings_.limits.emergencyDisable)) {
-        // The failed loop's lock is held by its own thread, which is this one. If another loop has failed as
-        // well, its lock is never released, and the calls below hang; its device can still be disconnected.
-        CDeadlineTasks disconnecting;
-        disconnecting.add("disconnecting", [this] {
-            std::this_thread::sleep_for(settings_.limits.emergencyDisconnect);
-            disconnectDevicesAtOnce();
-        });
-        disconnecting.start();
-        for (std::size_t index = 0; index < controllers.size(); ++index) {
-            if (disabling.hasEnded(index)) {
-                continue;
-            }
-            try {
-                controllers[index]->setEnabled(false);
-            } catch (...) {
-                // the remaining controllers have to be disabled all the same
-            }
+    if (disabling.wait(settings_.limits.emergencyDisable)) {
+        return;
+    }
+    // The failed loop's lock is held by its own thread, which is this one. If another loop has failed as
+    // well, its lock is never released, and the calls below hang; its device can still be disconnected.
+    CDeadlineTasks disconnecting;
+    disconnecting.add("disconnecting", [this] {
+        std::this_thread::sleep_for(settings_.limits.emergencyDisconnect);
+        disconnectDevicesAtOnce();
+    });
+    disconnecting.start();
+    for (std::size_t index = 0; index < rig_.controllers.size(); ++index) {
+        if (!disabling.hasEnded(index)) {
+            disableQuietly(*rig_.controllers[index]);
         }
     }
-    disconnectDevicesAtOnce();
 }
 
 void CSession::disconnectDevicesAtOnce()
 {
     CDeadlineTasks tasks(settings_.threads);
     for (const auto& entry : rig_.devices) {
-        tasks.add(entry->name, [device = entry->device.get()] { device->disconnect(); });
+        tasks.add(entry->name, [device = entry->device.get()] { disconnectQuietly(*device); });
     }
     tasks.start();
     tasks.wait(settings_.limits.emergencyDisconnect);

@@ -87,6 +87,7 @@ private:
     void connectDevices();
     void enableControllers();
     void enable(CController& controller);
+    void disableSideBySide();
     void disconnectDevicesAtOnce();
 
     SRig rig_;

@@ -11,13 +11,13 @@ namespace Rvl {
 
 void CConnectedBuses::add(const std::shared_ptr<IBus>& bus)
 {
-    const std::lock_guard<std::mutex> lock(mutex_);
+    const CMutexLock lock(mutex_);
     buses_.push_back(bus);
 }
 
 std::vector<std::shared_ptr<IBus>> CConnectedBuses::takeAll()
 {
-    const std::lock_guard<std::mutex> lock(mutex_);
+    const CMutexLock lock(mutex_);
     return std::exchange(buses_, {});
 }
 
@@ -38,12 +38,12 @@ public:
     }
     void add(const std::string& failure)
     {
-        const std::lock_guard<std::mutex> lock(mutex_);
+        const CMutexLock lock(mutex_);
         texts_.push_back(failure);
     }
     std::vector<std::string> texts() const
     {
-        const std::lock_guard<std::mutex> lock(mutex_);
+        const CMutexLock lock(mutex_);
         return texts_;
     }
 
@@ -63,8 +63,8 @@ public:
     }
 
 private:
-    mutable std::mutex mutex_;
-    std::vector<std::string> texts_;
+    mutable CMutex mutex_;
+    std::vector<std::string> texts_ RVL_GUARDED_BY(mutex_);
 };
 
 CShutdown::CShutdown(SRig& rig, CCallWatch& calls, const SShutdownLimits& limits,

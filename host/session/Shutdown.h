@@ -1,5 +1,6 @@
 #pragma once
 
+#include "common/ThreadSafety.h"
 #include "host/process/CallWatch.h"
 #include "host/process/DeadlineTasks.h"
 #include "host/process/ShutdownLimits.h"
@@ -8,7 +9,6 @@
 #include <chrono>
 #include <functional>
 #include <memory>
-#include <mutex>
 #include <string>
 #include <vector>
 
@@ -25,8 +25,8 @@ public:
     std::vector<std::shared_ptr<IBus>> takeAll();
 
 private:
-    std::mutex mutex_;
-    std::vector<std::shared_ptr<IBus>> buses_;
+    CMutex mutex_;
+    std::vector<std::shared_ptr<IBus>> buses_ RVL_GUARDED_BY(mutex_);
 };
 
 /// How a shut-down went.

@@ -59,6 +59,13 @@ TEST(CallWatchTest, HungCallIsReportedOnceAndSoIsItsReturn)
     EXPECT_THAT(watch.report(), IsEmpty());
 }
 
+TEST(CallWatchTest, OnlyTheObserversCallsStopWhatIsShown)
+{
+    CCallWatch watch(limit);
+    const CCallWatch::CCall call(watch, "Vessel", CCallWatch::Other);
+    EXPECT_THAT(watch.report(afterwards()), ElementsAre("hung call: Vessel has not returned for 2 s"));
+}
+
 TEST(CallWatchTest, EachCallHasALimitOfItsOwn)
 {
     CCallWatch watch(limit);

@@ -107,7 +107,7 @@ inline CCountedController& addCounted(SRig& rig, const std::string& name,
     entry->name = name;
     entry->controller =
         std::make_unique<CController>(result, result, std::vector<const IIoChannelInterface*>(), start,
-                                      SLoopFunctions{{CCountedLoop::loops()}});
+                                      std::vector<const SLoops*>{CCountedLoop::loops()});
     entry->channel = std::move(channel);
     result.loopReads = 0;
     rig.controllers.push_back(entry->controller.get());

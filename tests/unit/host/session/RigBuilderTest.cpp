@@ -9,10 +9,12 @@
 
 namespace Rvl::Test {
 
-TEST(RigBuilderTest, BadInputThatNoPlugInCanSeeToIsAFault)
+namespace {
+
+/// What is wrong with the configuration when it is built with the fake plug-in, whose loops cannot be
+/// supervised.
+std::string faultsOf(const SFakeConfiguration& fake, bool isVirtual, bool withLoops = true)
 {
-    SFakeConfiguration fake;
-    fake.vesselContent = "<BadInput Action=\"hold\"/>";
     const CConfiguration configuration = CConfiguration::parse(fake.text(), "c.xml");
     CTypeCatalogue catalogue;
     CPluginLoader plugins(CPluginPath({RIVLINK_TEST_PLUGIN_DIRECTORY}), catalogue);
@@ -20,9 +22,29 @@ TEST(RigBuilderTest, BadInputThatNoPlugInCanSeeToIsAFault)
     plugins.registerFactories();
     catalogue.resolve();
     CFaultList faults;
-    CSession session(
-        CRigBuilder(configuration, catalogue, {plugins.loops()}).build(faults)); // takes down what was built
-    EXPECT_EQ(faults.report("c.xml"),
+    const auto loops = withLoops ? plugins.loops() : std::vector<const SLoops*>();
+    CSession session(CRigBuilder(configuration, catalogue, {loops, isVirtual}).build(faults)); // destroys it
+    return faults.report("c.xml");
+}
+
+} // namespace
+
+TEST(RigBuilderTest, ControllerWithoutLoopsIsRefusedOnVirtualTime)
+{
+    const SFakeConfiguration fake;
+    EXPECT_EQ("", faultsOf(fake, false, false));
+    EXPECT_EQ("", faultsOf(fake, true, true));
+    EXPECT_EQ(
+        faultsOf(fake, true, false),
+        "c.xml:4: /Configuration/Channels/Channel[1][@Name]: \"Vessel\" is not made of loops that go by "
+        "virtual time; expected only controllers that are with --virtual\n");
+}
+
+TEST(RigBuilderTest, BadInputThatNoPlugInCanSeeToIsAFault)
+{
+    SFakeConfiguration fake;
+    fake.vesselContent = "<BadInput Action=\"hold\"/>";
+    EXPECT_EQ(faultsOf(fake, false),
               "c.xml:4: /Configuration/Channels/Channel[1]/BadInput: cannot be carried out: no plug-in "
               "supervises the loops of this channel; expected no BadInput\n");
 }

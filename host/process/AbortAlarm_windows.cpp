@@ -1,0 +1,7 @@
+#include "host/process/AbortAlarm.h"
+
+namespace Rvl {
+
+void abortByAlarmAfter(std::chrono::milliseconds) {}
+
+} // namespace Rvl
