@@ -2,6 +2,7 @@
 
 #include "runtime/TaskQueue.h"
 #include "runtime/ThreadName.h"
+#include "runtime/TimerSlack.h"
 
 #include <deque>
 #include <stdexcept>
@@ -82,6 +83,7 @@ private:
     void run()
     {
         setThreadName(name_);
+        minimizeTimerSlack();
         running_ = this;
         std::unique_lock<std::mutex> lock(mutex_);
         while (Task task = next(lock)) {

@@ -136,7 +136,7 @@ void CVirtualTimeline::wait(std::unique_lock<std::mutex>& lock, std::condition_v
             throw std::runtime_error("waiting on virtual time for something that cannot happen any more");
         }
         lock.unlock();
-        carryOut(std::move(*next));
+        carryOut(*next);
         lock.lock();
     }
 }
@@ -154,7 +154,7 @@ void CVirtualTimeline::runFor(std::chrono::nanoseconds duration)
     }
 }
 
-void CVirtualTimeline::carryOut(CTaskQueue::SDue task)
+void CVirtualTimeline::carryOut(const CTaskQueue::SDue& task)
 {
     now_ = std::max(now_, task.due);
     ++taskCount_;

@@ -42,7 +42,7 @@ public:
 private:
     class CVirtualWorker;
 
-    void carryOut(CTaskQueue::SDue task);
+    void carryOut(const CTaskQueue::SDue& task);
 
     const std::chrono::system_clock::time_point start_;
     std::chrono::nanoseconds now_{0};

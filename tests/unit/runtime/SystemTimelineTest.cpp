@@ -11,6 +11,10 @@
 #include <thread>
 #include <vector>
 
+#if defined(__linux__)
+#include <sys/prctl.h>
+#endif
+
 namespace Rvl::Test {
 
 namespace {
@@ -151,6 +155,13 @@ TEST_F(SystemTimelineTest, ThreadBearsTheWorkersName)
         name.set_value(line);
     });
     EXPECT_EQ("test worker", name.get_future().get());
+}
+
+TEST_F(SystemTimelineTest, WaitsOfAWorkerHaveTheLeastSlack)
+{
+    std::promise<int> slack_ns;
+    worker->post([&] { slack_ns.set_value(prctl(PR_GET_TIMERSLACK)); });
+    EXPECT_EQ(1, slack_ns.get_future().get());
 }
 #endif
 
