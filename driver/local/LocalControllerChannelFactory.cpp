@@ -44,7 +44,7 @@ std::shared_ptr<IControlLoop>
 CLocalControllerChannelFactory::createControlLoop(const boost::property_tree::ptree& tree)
 {
     const auto typeName = tree.get<std::string>("Type");
-    const std::shared_ptr<IControlLoop> loop(
+    std::shared_ptr<IControlLoop> loop(
         CLocalControllerChannel::controlLoopFactories().get(typeName)->createObject(tree));
     const std::shared_ptr<ILoopInInterface> input = createControlLoopInput(tree.get_child("Input"));
     loop->setInput(input);

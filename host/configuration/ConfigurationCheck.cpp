@@ -257,7 +257,7 @@ std::string CConfigurationCheck::checkAgainstOthers(const SKeyDescription& key, 
     const auto asIfAbsent = key.defaultText ? parseReal(*key.defaultText) : std::nullopt;
     if (!asIfAbsent || parseReal(text) != asIfAbsent) {
         for (const SKeyRelation& relation : key.relations) {
-            const std::string wrong = checkRelation(key, relation, text, node, typeNode);
+            std::string wrong = checkRelation(key, relation, text, node, typeNode);
             if (!wrong.empty()) {
                 return wrong;
             }

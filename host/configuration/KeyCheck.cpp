@@ -97,7 +97,7 @@ std::optional<std::string> checkInteger(const SKeyDescription& key, const std::s
                                                                : " is too large";
         return withExpectation(key, quoted(text) + wrong);
     }
-    if (const auto fault = checkRange(key, text, static_cast<double>(*value))) {
+    if (auto fault = checkRange(key, text, static_cast<double>(*value))) {
         return fault;
     }
     // keys without limits of their own are read into an int

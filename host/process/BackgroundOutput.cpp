@@ -25,7 +25,7 @@ struct CBackgroundOutput::SState
 
 namespace {
 
-constexpr std::size_t longestWaiting = 1024 * 1024;
+constexpr std::size_t longestWaiting = std::size_t{1024} * 1024;
 
 } // namespace
 

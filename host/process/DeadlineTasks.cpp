@@ -77,7 +77,7 @@ void CDeadlineTasks::add(const std::string& name, std::function<void()> action)
     shared_->tasks.push_back({name, std::move(action)});
 }
 
-void CDeadlineTasks::beginThread(std::function<void()> work)
+void CDeadlineTasks::beginThread(const std::function<void()>& work)
 {
     try {
         // the reference is the thread's own from its beginning

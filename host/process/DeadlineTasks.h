@@ -67,7 +67,7 @@ public:
 
 private:
     struct SShared;
-    void beginThread(std::function<void()> work);
+    void beginThread(const std::function<void()>& work);
     void waitInSequence(const SShutdownLimits& limits, eOrder order);
     void finish();
 

@@ -137,7 +137,7 @@ SShutdownReport CSession::shutDown(const std::function<void()>& onStopped)
         return calls_.isGivenUp() ? SShutdownReport{{}, true} : shutdown.destroy();
     }
     disabling_ = true;
-    const SShutdownReport report = shutdown.takeDown({buses_, onStopped});
+    SShutdownReport report = shutdown.takeDown({buses_, onStopped});
     started_ = false;
     return report;
 }
