@@ -146,7 +146,7 @@ public:
                                                         const SBadInputReaction& reaction) = 0;
 };
 
-/// What a plug-in whose channels are made of loops offers to a host, beyond what the framework asks for: it
+/// What a plug-in whose channels are made of loops offers to a host, beyond what the framework requires: it
 /// may export one function of type LoopsFunction with the name loopsFunctionName and C linkage. A host finds
 /// it by its name at run time, and does without if it is missing: its channels then are channels like any
 /// other. A plug-in that offers another version is refused.

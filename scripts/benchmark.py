@@ -3,7 +3,7 @@
 
 Whatever is compared runs in turns, so that a machine that gets slower or faster does so for both: each figure is
 the median over the turns, each ratio the median of the turns' ratios (with the lowest and the highest). What else the
-machine does makes turns slower, never faster: so the ratio of the fastest ones is told where turns are short. What the
+machine does makes turns slower, never faster: so the ratio of the fastest ones is shown where turns are short. What the
 floors are stands at the head of the programs in benchmarks/.
 """
 import argparse
@@ -89,7 +89,7 @@ def tick(options):
             lambda side=side: output_of("tick_benchmark", side, loops, options.seconds)
             for side in ("rivlink", "timeline", "bare", "model")))
         for name, side in (("rivlink_local", ours), ("on the host's timeline", timeline), ("bare timers", floor),
-                           ("as the model asks", model)):
+                           ("as the model requires", model)):
             rows.append([loops, name, f"{median(side, 'cpu_us'):.2f} us",
                          f"{min(one['cpu_us'] for one in side):.2f} us"] +
                         [f"{median(side, key):.0f} us" for key in ("mean_us", "p50_us", "p99_us")])

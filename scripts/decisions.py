@@ -2,7 +2,7 @@
 """Tells how many decisions of the source were taken both ways, from gcovr's --decisions --json on standard input.
 
 The compiler's branches count the edges that it makes itself as well (freeing memory should a constructor throw,
-each instance of a template, each log macro); decisions are those that somebody wrote.
+each instance of a template, each log macro); decisions are those in the source.
 """
 import json
 import sys
@@ -23,4 +23,4 @@ for file in json.load(sys.stdin)["files"]:
                 taken += 1
             else:
                 print(f"{file['file']}:{line['line_number']}: {way.replace('count_', 'never ')}")
-print(f"decisions: {100 * taken / total:.1f}% ({taken} out of {total}; {unknown} that cannot be told)")
+print(f"decisions: {100 * taken / total:.1f}% ({taken} out of {total}; {unknown} that cannot be determined)")
