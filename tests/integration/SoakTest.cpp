@@ -341,7 +341,7 @@ TEST(Soak, TwoHundredControllersUnderRandomFaultsLoseNothingAndEndAtTheirDisable
     const auto seed = static_cast<unsigned>(std::stoul(environment("RIVLINK_SOAK_SEED", "1")));
 
     raiseDescriptorLimit();
-    setUpLogging("off"); // each write to a device that is away is logged
+    setUpLogging("off"); // each write to a device that is offline is logged
     const CTemporaryFolder folder;
     CLoadedConfiguration loaded(folder.write("c.xml", configuration()),
                                 CPluginPath({RIVLINK_TEST_PLUGIN_DIRECTORY}));

@@ -90,7 +90,7 @@ struct SPIDAlgorithmModel
     }
 };
 
-/// Thrown by the models' sensors and actuators when they are told to fail.
+/// Thrown by the models' sensors and actuators when they are set to fail.
 struct SModelFault
 {};
 
@@ -197,7 +197,7 @@ public:
         if (enabled && !manual) {
             calculate();
         }
-        for (int told = 0; told < listeners; ++told) {
+        for (int listener = 0; listener < listeners; ++listener) {
             heard.push_back(sensor_.read());
         }
     }

@@ -249,8 +249,8 @@ private:
         }
         for (int listener = 0; listener < 2; ++listener) {
             stage.listeners.push_back(std::make_unique<FakeValueListener>());
-            stage.listeners.back()->onValue = [&stage, told = stage.listeners.back().get()] {
-                stage.heard.push_back(told->values.back());
+            stage.listeners.back()->onValue = [&stage, listener = stage.listeners.back().get()] {
+                stage.heard.push_back(listener->values.back());
             };
         }
     }
@@ -325,7 +325,7 @@ private:
         }
         difference += differences(output_->written, actuator_.delivered, writtenBefore_, "written values");
         if (output_->enabledCalls != actuator_.switches) {
-            difference += "\nthe output was told another state";
+            difference += "\nthe output received another state";
         }
         return difference;
     }
@@ -413,7 +413,7 @@ private:
     std::string history_;
 };
 
-/// Runs the sequence of this seed; false, with a failure that tells it, if loops and model part.
+/// Runs the sequence of this seed; false, with a failure that shows the sequence, if loops and model differ.
 bool runSequence(std::uint32_t seed)
 {
     CChoices choices(seed);
@@ -431,7 +431,7 @@ bool runSequence(std::uint32_t seed)
 
 } // namespace
 
-// RIVLINK_TEST_SEED=N runs the one sequence that a failure told; otherwise the same thousands every time.
+// RIVLINK_TEST_SEED=N runs the one sequence that a failure named; otherwise the same thousands every time.
 TEST(LoopModel, RandomSequencesOfOperationsDoWhatTheModelDoes)
 {
     const LogCapture refusedParameters("ExceptionLogger");
