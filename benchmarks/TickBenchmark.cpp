@@ -1,4 +1,4 @@
-// One period of the timed processor: its loops do nothing but look at the clock. "bare" does the same with a
+// One period of the timed processor: its loops do nothing but read the clock. "bare" does the same with a
 // deadline_timer for each, which its handler arms again, relative to its end; "model" adds to that what the
 // loop model requires. "timeline" is the processor on a timeline, as the host runs it.
 //

@@ -55,7 +55,7 @@ struct SLoopParameters
     std::vector<SValue> values;
 };
 
-/// What a loop remembers between its steps, its set point included, for a loop of the same type and with the
+/// What a loop keeps between its steps, its set point included, for a loop of the same type and with the
 /// same parameters to go on from. What the numbers mean is up to the loop; as numbers they can be kept as
 /// text.
 struct SLoopMemory

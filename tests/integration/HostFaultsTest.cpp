@@ -440,9 +440,8 @@ TEST(HostFaults, ExceptionOutOfAStepEndsTheProcessAfterTheOtherLoopsTookTheirDis
 #else
     EXPECT_NE(0, result.exitCode);
 #endif
-    EXPECT_THAT(result.err,
-                testing::StartsWith("the process ends because of an uncaught exception: the output is "
-                                    "out of its mind\n"));
+    EXPECT_THAT(result.err, testing::StartsWith(
+                                "the process ends because of an uncaught exception: the output is broken\n"));
     EXPECT_THAT(linesOf(readFile(folder.file("journal"))),
                 testing::IsSupersetOf({"output Sound output = 20", "output Sound output = 7",
                                        "device Bench disconnect, last output 7"}));

@@ -198,7 +198,7 @@ public:
             calculate();
         }
         for (int listener = 0; listener < listeners; ++listener) {
-            heard.push_back(sensor_.read());
+            received.push_back(sensor_.read());
         }
     }
     /// Whether values of this number are taken as parameters.
@@ -211,7 +211,7 @@ public:
     double u = 0.0;
     double fixed = 0.0;
     int listeners = 0;
-    std::vector<double> heard;
+    std::vector<double> received;
 
 protected:
     virtual void calculate() = 0;

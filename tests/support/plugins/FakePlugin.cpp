@@ -254,7 +254,7 @@ protected:
             throw CDeviceAccessException("device is not connected");
         }
         if (getName().rfind("Broken", 0) == 0) {
-            throw std::logic_error("the output is out of its mind");
+            throw std::logic_error("the output is broken");
         }
         if (tree_.get("<xmlattr>.Stuck", false)) {
             throw CDeviceAccessException("the valve is stuck");

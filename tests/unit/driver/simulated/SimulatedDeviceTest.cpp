@@ -205,7 +205,7 @@ TEST(SimulatedDevice, SilentSensorPublishesNothing)
     rig.device.step(1.0);
     EXPECT_DOUBLE_EQ(10.0, rig.sum.readValue());
     EXPECT_EQ(1, rig.events.values);
-    EXPECT_FALSE(rig.sum.isFaulty()) << "the device notices nothing";
+    EXPECT_FALSE(rig.sum.isFaulty()) << "the device does not detect it";
     rig.device.setFault(CSimulatedDevice::SensorSilent, "Sum", false);
     rig.device.setFault(CSimulatedDevice::SensorNaN, "Sum", false);
     rig.device.step(1.0);

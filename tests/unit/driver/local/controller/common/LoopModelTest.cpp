@@ -99,8 +99,8 @@ struct SStage
     SFailure inputFailure;
     std::shared_ptr<IControlLoop> loop;
     std::vector<std::unique_ptr<FakeValueListener>> listeners;
-    std::size_t heardBefore = 0;
-    std::vector<double> heard;
+    std::size_t receivedBefore = 0;
+    std::vector<double> received;
 
     SSensorModel sensor;
     std::unique_ptr<CLoopModel> model;
@@ -250,7 +250,7 @@ private:
         for (int listener = 0; listener < 2; ++listener) {
             stage.listeners.push_back(std::make_unique<FakeValueListener>());
             stage.listeners.back()->onValue = [&stage, listener = stage.listeners.back().get()] {
-                stage.heard.push_back(listener->values.back());
+                stage.received.push_back(listener->values.back());
             };
         }
     }
@@ -378,7 +378,8 @@ private:
             compare("I", loop.integralControlValue(), model.I);
             compare("D", loop.derivativeControlValue(), model.D);
         }
-        return result + differences(stage.heard, stage.model->heard, stage.heardBefore, "values heard");
+        return result +
+               differences(stage.received, stage.model->received, stage.receivedBefore, "values received");
     }
 
     static std::string disabledInvariant(const SStage& stage)
