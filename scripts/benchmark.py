@@ -89,7 +89,7 @@ def tick(options):
             lambda side=side: output_of("tick_benchmark", side, loops, options.seconds)
             for side in ("rivlink", "timeline", "bare", "model")))
         for name, side in (("rivlink_local", ours), ("on the host's timeline", timeline), ("bare timers", floor),
-                           ("as the model requires", model)):
+                           ("as the model asks", model)):
             rows.append([loops, name, f"{median(side, 'cpu_us'):.2f} us",
                          f"{min(one['cpu_us'] for one in side):.2f} us"] +
                         [f"{median(side, key):.0f} us" for key in ("mean_us", "p50_us", "p99_us")])

@@ -23,4 +23,4 @@ for file in json.load(sys.stdin)["files"]:
                 taken += 1
             else:
                 print(f"{file['file']}:{line['line_number']}: {way.replace('count_', 'never ')}")
-print(f"decisions: {100 * taken / total:.1f}% ({taken} out of {total}; {unknown} that cannot be determined)")
+print(f"decisions: {100 * taken / total:.1f}% ({taken} out of {total}; {unknown} that cannot be told)")

@@ -33,7 +33,7 @@ check_warnings() {
     local objects
     mapfile -t objects < <(ninja -C build/clang -t targets all | sed -n 's/: CXX_COMPILER__.*//p')
     [ ${#objects[@]} -gt 100 ] || {
-        say "build/clang has only ${#objects[@]} objects"
+        say "build/clang knows only ${#objects[@]} objects"
         return 1
     }
     export CCACHE_BASEDIR=$root CCACHE_NOHASHDIR=1

@@ -289,7 +289,7 @@ def report(mutants):
         count = by_file[name]
         tested = count["killed"] + count["survived"]
         share = f"{100.0 * count['killed'] / tested:.1f} %" if tested else "-"
-        print(f"{name or 'all'}: {tested} tested, {count['killed']} killed ({share}), {count['survived']} survived; "
+        print(f"{name or 'all'}: {tested} judged, {count['killed']} killed ({share}), {count['survived']} survived; "
               f"{count['invalid']} do not compile, {count['not run']} not run")
     for mutant in survivors:
         print(f"survived: {mutant.file}:{mutant.line}: {mutant.what}")
