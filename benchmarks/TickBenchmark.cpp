@@ -1,6 +1,6 @@
-// One period of the timed processor: its loops do nothing but look at the clock. "bare" does the same with a
+// One period of the timed processor: its loops do nothing but read the clock. "bare" does the same with a
 // deadline_timer for each, which its handler arms again, relative to its end; "model" adds to that what the
-// loop model asks for. "timeline" is the processor on a timeline, as the host runs it.
+// loop model requires. "timeline" is the processor on a timeline, as the host runs it.
 //
 // tick_benchmark rivlink|timeline|bare|model LOOPS SECONDS
 // prints the CPU time of the thread per tick, and how much longer than the sample time the periods were.
@@ -150,7 +150,7 @@ private:
     const std::size_t index_;
 };
 
-/// The same with what the loop model asks for beyond it: a boost::function is kept and each wait gets a copy
+/// The same with what the loop model requires beyond it: a boost::function is kept and each wait gets a copy
 /// of it, and loop and sample time are reached through virtual functions.
 class CModelTimer
 {

@@ -1,5 +1,5 @@
 # Installation: programs in bin, the platform's libraries in lib, plug-ins with their type descriptions in
-# lib/rivlink/plugins, where the host looks for them; headers and a CMake package for those who build on it.
+# lib/rivlink/plugins, where the host looks for them; headers and a CMake package for programs built on it.
 include(GNUInstallDirs)
 include(CMakePackageConfigHelpers)
 

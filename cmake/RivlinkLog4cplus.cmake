@@ -1,5 +1,5 @@
 # log4cplus comes without a package file of its own on Debian. This one serves the build and, installed
-# beside the project's package file, those who build against it.
+# beside the project's package file, programs that are built against it.
 if(NOT TARGET rivlink_log4cplus)
     find_package(Threads REQUIRED)
     find_library(RIVLINK_LOG4CPLUS_LIBRARY log4cplus REQUIRED)

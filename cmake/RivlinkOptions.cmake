@@ -1,5 +1,5 @@
-# What every target of the project shares. Linked privately, so that nothing of it reaches those who
-# build against the installed libraries.
+# What every target of the project shares. Linked privately, so that nothing of it reaches programs that are
+# built against the installed libraries.
 set(CMAKE_CXX_STANDARD 20)
 set(CMAKE_CXX_STANDARD_REQUIRED ON)
 set(CMAKE_CXX_EXTENSIONS OFF)
@@ -15,13 +15,13 @@ else()
     set(RIVLINK_SYSTEM posix)
 endif()
 if(WIN32)
-    # rivlink_local.dll whatever the compiler, so that a plug-in's file can be told from its name
+    # rivlink_local.dll whatever the compiler, so that a plug-in's file follows from its name
     set(CMAKE_SHARED_LIBRARY_PREFIX "")
     set(CMAKE_SHARED_MODULE_PREFIX "")
 endif()
 
 # Programs and the libraries that they are linked to stand in bin, plug-ins in plugins: the host finds
-# them there without being told, in the build tree as after installation, on Windows as on Linux.
+# them there without an option, in the build tree as after installation, on Windows as on Linux.
 set(CMAKE_RUNTIME_OUTPUT_DIRECTORY "${PROJECT_BINARY_DIR}/bin")
 set(CMAKE_LIBRARY_OUTPUT_DIRECTORY "${PROJECT_BINARY_DIR}/bin")
 set(CMAKE_ARCHIVE_OUTPUT_DIRECTORY "${PROJECT_BINARY_DIR}/lib")
@@ -37,7 +37,7 @@ find_package(Threads REQUIRED)
 find_package(Boost 1.74 REQUIRED COMPONENTS thread system date_time filesystem)
 include(RivlinkLog4cplus)
 if(WIN32)
-    # names of files that nobody else has are random numbers of the system's; Boost's package does not say so
+    # unique file names need the system's random numbers; Boost's package does not name their library
     set_property(TARGET Boost::filesystem APPEND PROPERTY INTERFACE_LINK_LIBRARIES bcrypt)
 endif()
 if(RIVLINK_WINDOWS_DEPENDENCIES)
@@ -68,7 +68,7 @@ if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU" AND NOT MINGW)
 endif()
 if(CMAKE_CXX_COMPILER_ID MATCHES "GNU|Clang")
     target_compile_options(rivlink_options INTERFACE
-        # nobody puts other functions in the place of a library's own, so it calls and inlines them directly
+        # a library's own functions are never replaced by others, so it calls and inlines them directly
         -fno-semantic-interposition
         -Wall -Wextra -Wpedantic -Wconversion -Wshadow -Wnon-virtual-dtor -Woverloaded-virtual
         $<$<CXX_COMPILER_ID:Clang>:-Wthread-safety> # reads the annotations of common/ThreadSafety.h

@@ -55,7 +55,7 @@ struct SLoopParameters
     std::vector<SValue> values;
 };
 
-/// What a loop remembers between its steps, its set point included, for a loop of the same type and with the
+/// What a loop keeps between its steps, its set point included, for a loop of the same type and with the
 /// same parameters to go on from. What the numbers mean is up to the loop; as numbers they can be kept as
 /// text.
 struct SLoopMemory
@@ -146,7 +146,7 @@ public:
                                                         const SBadInputReaction& reaction) = 0;
 };
 
-/// What a plug-in whose channels are made of loops offers to a host, beyond what the framework asks for: it
+/// What a plug-in whose channels are made of loops offers to a host, beyond what the framework requires: it
 /// may export one function of type LoopsFunction with the name loopsFunctionName and C linkage. A host finds
 /// it by its name at run time, and does without if it is missing: its channels then are channels like any
 /// other. A plug-in that offers another version is refused.

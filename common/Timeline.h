@@ -55,10 +55,10 @@ public:
     /// A worker of its own, named after what it does (shown by the system's tools where they can; at most 15
     /// characters of it). The timeline must outlive it. Throws std::system_error if there can be no thread.
     virtual std::unique_ptr<IWorker> makeWorker(const std::string& name) = 0;
-    /// Waits until `isTrue`, which is asked with the lock held, first at once. On real time that is a wait on
-    /// the condition variable, which must be notified when the answer changes; on virtual time the queue is
-    /// run, and time advances, until the answer is yes: then it throws std::runtime_error if nothing is left
-    /// to run.
+    /// Waits until `isTrue`, which is called with the lock held, first at once. On real time that is a wait
+    /// on the condition variable, which must be notified when the result changes; on virtual time the queue
+    /// is run, and time advances, until the result is true. Throws std::runtime_error if nothing is left to
+    /// run on virtual time before that.
     virtual void wait(std::unique_lock<std::mutex>& lock, std::condition_variable& changed,
                       const std::function<bool()>& isTrue) = 0;
 };

@@ -3,7 +3,7 @@
 
 Whatever is compared runs in turns, so that a machine that gets slower or faster does so for both: each figure is
 the median over the turns, each ratio the median of the turns' ratios (with the lowest and the highest). What else the
-machine does makes turns slower, never faster: so the ratio of the fastest ones is told where turns are short. What the
+machine does makes turns slower, never faster: so the ratio of the fastest ones is shown where turns are short. What the
 floors are stands at the head of the programs in benchmarks/.
 """
 import argparse

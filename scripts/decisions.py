@@ -2,7 +2,7 @@
 """Tells how many decisions of the source were taken both ways, from gcovr's --decisions --json on standard input.
 
 The compiler's branches count the edges that it makes itself as well (freeing memory should a constructor throw,
-each instance of a template, each log macro); decisions are those that somebody wrote.
+each instance of a template, each log macro); decisions are those in the source.
 """
 import json
 import sys

@@ -1,15 +1,15 @@
 #!/usr/bin/env python3
-"""Mutation testing of driver/local and common: changes one thing at a time and sees whether a unit test minds.
+"""Mutation testing of driver/local and common: changes one thing at a time and sees whether a unit test fails.
 
-    scripts/mutate.py --list             tells how many mutants there are, by file
+    scripts/mutate.py --list             shows how many mutants there are, by file
     scripts/mutate.py --sample 200       runs the first that many of a random order (--seed), as far as they are not
-                                         judged yet: the same number again goes on, a greater one extends the sample
+                                         tested yet: the same number again goes on, a greater one extends the sample
     scripts/mutate.py --survivors        runs those again that survived, after tests were added
-    scripts/mutate.py --report           tells what is known so far
+    scripts/mutate.py --report           shows what is known so far
 
 Works on a copy of the tree in build/mutation and never touches the checkout. What was found is kept in
 build/mutation/results.tsv, so a run can be interrupted and continued; a mutant of a file that was changed since
-is judged anew. For each mutant only the program of unit tests that belongs to the file is built and run, then
+is tested anew. For each mutant only the program of unit tests that belongs to the file is built and run, then
 those that use it. A mutant is killed by a failing test, a crash or the time limit; one that does not compile
 does not count.
 """
@@ -30,7 +30,7 @@ from pathlib import Path
 ROOT = Path(__file__).resolve().parent.parent
 WORK = ROOT / "build" / "mutation"
 TREE = WORK / "tree"
-# as the everyday build, so that the compiler cache knows it
+# as the everyday build, so that the compiler cache has it
 BUILD = TREE / "build" / "dev"
 RESULTS = WORK / "results.tsv"
 
@@ -44,7 +44,7 @@ PROGRAMS = [
     (r"driver/local/", ["local_channels_test"]),
 ]
 
-# operators stand between blanks, which tells them from template brackets and pointers
+# operators stand between blanks, which distinguishes them from template brackets and pointers
 REPLACEMENTS = [
     (r" == ", [" != "]),
     (r" != ", [" == "]),
@@ -238,7 +238,7 @@ def prepare():
     programs = sorted({program for _, programs in PROGRAMS for program in programs})
     if not build(programs):
         sys.exit("The copy of the tree cannot be built.")
-    os.environ["CCACHE_DISABLE"] = "1"  # nobody compiles a mutant twice
+    os.environ["CCACHE_DISABLE"] = "1"  # no mutant is compiled twice
     limits = {}
     for program in programs:
         began = time.monotonic()
@@ -248,7 +248,7 @@ def prepare():
     return limits
 
 
-def judge(mutant, source, limits):
+def test(mutant, source, limits):
     (TREE / mutant.file).write_text(source[:mutant.start] + mutant.text + source[mutant.end:])
     for program in programs_of(mutant.file):
         if not build([program]):
@@ -268,7 +268,7 @@ def run_mutants(mutants):
         if touched and touched != mutant.file:
             (TREE / touched).write_text(sources[touched])
         touched = mutant.file
-        verdict, by = judge(mutant, sources[mutant.file], limits)
+        verdict, by = test(mutant, sources[mutant.file], limits)
         note(mutant, verdict, by)
         print(f"{number}/{len(mutants)} {mutant.file}:{mutant.line}: {mutant.what}: {verdict} {by}", flush=True)
     if touched:
@@ -287,9 +287,9 @@ def report(mutants):
             survivors.append(mutant)
     for name in sorted(by_file, reverse=True):
         count = by_file[name]
-        judged = count["killed"] + count["survived"]
-        share = f"{100.0 * count['killed'] / judged:.1f} %" if judged else "-"
-        print(f"{name or 'all'}: {judged} judged, {count['killed']} killed ({share}), {count['survived']} survived; "
+        tested = count["killed"] + count["survived"]
+        share = f"{100.0 * count['killed'] / tested:.1f} %" if tested else "-"
+        print(f"{name or 'all'}: {tested} judged, {count['killed']} killed ({share}), {count['survived']} survived; "
               f"{count['invalid']} do not compile, {count['not run']} not run")
     for mutant in survivors:
         print(f"survived: {mutant.file}:{mutant.line}: {mutant.what}")

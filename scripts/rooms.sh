@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# Fails where a file includes one of a room that it must not know: the host's rooms include downwards only, plug-ins
-# know neither the host nor each other, and the platform knows nobody above it.
+# Fails where a file includes one of a room that it must not depend on: the host's rooms include downwards only,
+# plug-ins depend on neither the host nor each other, and the platform depends on nothing above it.
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 

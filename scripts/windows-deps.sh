@@ -56,7 +56,7 @@ logged() {
     }
 }
 
-# The machine's own package sources say where packages come from; this asks the same places for their sources, in
+# The machine's own package sources say where packages come from; this reads their sources from the same places, in
 # lists of its own: nothing of the system's configuration changes, and nothing needs root.
 apt_sources() {
     local parts=$work/apt/sources.list.d
@@ -167,7 +167,7 @@ logged fetch
 step "building Boost"
 logged build_boost
 step "building log4cplus"
-# without its threads for asynchronous logging, which nobody uses: the library would wait for them when the process
+# without its threads for asynchronous logging, which are not used: the library would wait for them when the process
 # ends, and Windows has ended them before
 logged cmake_build log4cplus "$(source_of log4cplus)" -DBUILD_SHARED_LIBS=ON -DUNICODE=OFF \
     -DLOG4CPLUS_ENABLE_DECORATED_LIBRARY_NAME=OFF -DLOG4CPLUS_BUILD_TESTING=OFF -DWITH_UNIT_TESTS=OFF \

@@ -77,7 +77,7 @@ public:
     std::shared_ptr<IControlLoop> controlLoop();
 
     /// The factories of everything that a loop is made of, by type name. Each registry files the default
-    /// factories when it is asked for while it is empty.
+    /// factories when it is requested while it is empty.
     static CFactoryRegistry<IControlLoopFactory>& controlLoopFactories();
     static CFactoryRegistry<ILoopInFactory>& loopInFactories();
     static CFactoryRegistry<ILoopInOutFactory>& loopInOutFactories();

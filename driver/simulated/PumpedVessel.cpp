@@ -38,7 +38,7 @@ struct CPumpedVessel::Private
     std::array<double, 2> noise{};
 
     double gas = 0.0;
-    double asked = 0.0;
+    double commanded = 0.0;
     double pumped = 0.0; ///< volume that the pump would move if the vessel were never empty
     std::array<std::mt19937_64, 2> random;
     std::array<std::normal_distribution<double>, 2> gauss;
@@ -78,21 +78,21 @@ void CPumpedVessel::Private::configure(const std::string& device, const CDeviceP
         read.random[i].seed(sequence);
     }
     read.gas = read.initialGas = read.volume - liquid;
-    read.asked = asked;
+    read.commanded = commanded;
     *this = read;
 }
 
 double CPumpedVessel::Private::pumpedAfter(double time_s) const
 {
     const double gone = pumpTimeConstant_s == 0.0 ? 0.0 : std::exp(-time_s / pumpTimeConstant_s);
-    return asked + gone * (pumped - asked);
+    return commanded + gone * (pumped - commanded);
 }
 
 /// The pump exactly, the gas by fourth-order Runge-Kutta.
 void CPumpedVessel::Private::advance(double step_s)
 {
     // without inertia the pump has the new flow from the beginning of the step
-    const double before = pumpTimeConstant_s == 0.0 ? asked : pumped;
+    const double before = pumpTimeConstant_s == 0.0 ? commanded : pumped;
     const double middle = pumpedAfter(step_s / 2.0);
     const double after = pumpedAfter(step_s);
     const auto rate = [this](double gasVolume, double flow) {
@@ -151,7 +151,7 @@ double CPumpedVessel::gasVolume() const
 
 void CPumpedVessel::applyActuator(std::size_t, double value)
 {
-    private_->asked = value;
+    private_->commanded = value;
 }
 
 void CPumpedVessel::advance(double step_s)

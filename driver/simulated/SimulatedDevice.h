@@ -25,7 +25,7 @@ namespace Rvl {
 /// - SensorNaN, of a sensor: publishes "not a number".
 /// - SensorSilent, of a sensor: publishes nothing, neither a value nor an event. Its channel is not marked as
 ///   faulty.
-/// - ActuatorDead, of an actuator: takes values without complaint, but gives 0.
+/// - ActuatorDead, of an actuator: accepts values without an error, but gives 0.
 /// - DeviceAway, of no signal: the device does not respond. No sensor publishes, every output access throws
 ///   CDeviceAccessException, every bound channel is marked as faulty, and the device's own watchdog has taken
 ///   every actuator to 0. When the device is back, the marks go and the last value requested of each output

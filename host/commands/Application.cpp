@@ -42,19 +42,19 @@ struct SArguments
     bool json = false;
 };
 
-std::string judgeDuration(const std::string& text)
+std::string checkDuration(const std::string& text)
 {
     return parseDuration(text)
                ? ""
                : "\"" + text + "\" is no duration; expected one such as 500ms, 30s, 5min or 2h";
 }
 
-std::string judgeFileName(const std::string& text)
+std::string checkFileName(const std::string& text)
 {
     return text.empty() || text.front() == '-' ? "\"" + text + "\" is no file name" : "";
 }
 
-std::string judgeInterval(const std::string& text)
+std::string checkInterval(const std::string& text)
 {
     const auto interval = parseDuration(text);
     return interval && interval->count() > 0
@@ -92,14 +92,14 @@ void describeCommandLine(CLI::App& app, SArguments& arguments)
     CLI::Option* const duration =
         run->add_option("--for", arguments.duration, "How long to run, such as 500ms, 30s, 5min, 2h")
             ->type_name("DURATION")
-            ->check(CLI::Validator(judgeDuration, "", "duration"));
+            ->check(CLI::Validator(checkDuration, "", "duration"));
     CLI::Option* const record =
         run->add_option("--record", arguments.record, "Record every controller to this file (CSV)")
             ->type_name("FILE")
-            ->check(CLI::Validator(judgeFileName, "", "file name"));
+            ->check(CLI::Validator(checkFileName, "", "file name"));
     run->add_option("--record-interval", arguments.recordInterval, "Time between two rows of a controller")
         ->type_name("DURATION")
-        ->check(CLI::Validator(judgeInterval, "", "interval"))
+        ->check(CLI::Validator(checkInterval, "", "interval"))
         ->needs(record)
         ->capture_default_str();
     run->add_flag("--force", arguments.force, "Replace a record that is already there")->needs(record);
@@ -162,7 +162,7 @@ int print(const SArguments& arguments, const CPluginPath& pluginPath, std::ostre
     return ExitDone;
 }
 
-/// Loads the plug-ins that the command line asks for, and has them describe their types.
+/// Loads the plug-ins that the command line names, and has them describe their types.
 void describePlugins(const SArguments& arguments, const CPluginPath& pluginPath, CTypeCatalogue& catalogue)
 {
     CPluginLoader loader(pluginPath, catalogue);
@@ -248,7 +248,7 @@ int runApplication(int argc, const char* const* argv, std::chrono::steady_clock:
         if (app.got_subcommand("run")) {
             return run(arguments, pluginPath, programStart, out, err);
         }
-        // what was asked for is the output: it has to arrive
+        // the output is the command's result: it has to arrive
         const auto delivered = [&](int result) {
             if (out.flush()) {
                 return result;

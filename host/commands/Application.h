@@ -6,7 +6,7 @@
 namespace Rvl {
 
 /// The program rivlink-host: reads the command line, does what it says and returns the exit status, one of
-/// eExitCode. What was asked for goes to `out`, everything else to `err`. Does not throw.
+/// eExitCode. The command's result goes to `out`, everything else to `err`. Does not throw.
 int runApplication(int argc, const char* const* argv, std::chrono::steady_clock::time_point programStart,
                    std::ostream& out, std::ostream& err);
 

@@ -25,7 +25,7 @@ struct SRunOptions
     SShutdownLimits limits;
 };
 
-/// Runs a configuration until its time is over or the process is asked to end, and takes every controller to
+/// Runs a configuration until its time is over or a signal ends it, and takes every controller to
 /// its disabled value before it returns the program's exit status. Live output and the summary go to `out`,
 /// failures and log records to `err`; neither blocks the run. Does not return but ends the process, with the
 /// same status, if the output is not flushed within the limit at the end, or if a call hangs.

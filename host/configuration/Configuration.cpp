@@ -168,16 +168,16 @@ void CConfiguration::parseBuffer(const std::string& text)
         const std::size_t mark = text.starts_with("\xEF\xBB\xBF") ? 3 : 0;
         const std::size_t place = mark + firstForeignByte(std::string_view(text).substr(mark));
         if (place < text.size()) {
-            complain(place, "a byte that is no character of XML in UTF-8");
+            refuse(place, "a byte that is no character of XML in UTF-8");
         }
     }
     if (!result) {
-        complain(static_cast<std::size_t>(std::max<std::ptrdiff_t>(result.offset, 0)), result.description());
+        refuse(static_cast<std::size_t>(std::max<std::ptrdiff_t>(result.offset, 0)), result.description());
     }
     if (!root()) {
         pugi::xml_parse_result empty;
         empty.status = pugi::status_no_document_element;
-        complain(0, empty.description());
+        refuse(0, empty.description());
     }
     if (checkNodes()) {
         buffer_->assign(text);
@@ -193,22 +193,21 @@ bool CConfiguration::checkNodes() const
         for (std::size_t i = text.find('&'); i != std::string_view::npos; i = text.find('&', i + 1)) {
             anyReference = true;
             if (!isReference(text.substr(i + 1))) {
-                complain(offset(text.data() + i, owner),
-                         "\"&\" without one of the references of XML behind it");
+                refuse(offset(text.data() + i, owner),
+                       "\"&\" without one of the references of XML behind it");
             }
         }
     };
     std::size_t depth = 1;
     for (pugi::xml_node node = document_->first_child(); node;) {
         if (depth == 1 && node != root() && node.type() == pugi::node_element) {
-            complain(offset(node), "a second root element");
+            refuse(offset(node), "a second root element");
         }
         if (depth == 1 && node != root()) {
-            complain(offset(withoutOuterBlanks(node.value()).data(), node),
-                     "text outside of the root element");
+            refuse(offset(withoutOuterBlanks(node.value()).data(), node), "text outside of the root element");
         }
         if (depth > greatestDepth) {
-            complain(offset(node), "elements nested more than " + std::to_string(greatestDepth) + " deep");
+            refuse(offset(node), "elements nested more than " + std::to_string(greatestDepth) + " deep");
         }
         if (node.type() == pugi::node_pcdata) {
             checkReferences(node.value(), node);
@@ -230,7 +229,7 @@ bool CConfiguration::checkNodes() const
     return anyReference;
 }
 
-void CConfiguration::complain(std::size_t place, const std::string& what) const
+void CConfiguration::refuse(std::size_t place, const std::string& what) const
 {
     throw CHostException(ExitBadData, name_ + ":" + std::to_string(lineOfOffset(place)) +
                                           ": /: not well-formed: " + what + "; expected an XML document");

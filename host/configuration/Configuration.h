@@ -49,7 +49,7 @@ private:
     void parseBuffer(const std::string& text);
     /// Reports errors that the parser accepts; returns whether any text contains a reference.
     bool checkNodes() const;
-    [[noreturn]] void complain(std::size_t place, const std::string& what) const;
+    [[noreturn]] void refuse(std::size_t place, const std::string& what) const;
     /// The position of a name or value of the document; that of its owner if it is unknown.
     std::size_t offset(const char* text, const pugi::xml_node& owner) const;
     std::size_t lineOfOffset(std::size_t offset) const;

@@ -58,7 +58,7 @@ std::unique_ptr<CDeadlineTasks> beginMessage()
     try {
         auto message = std::make_unique<CDeadlineTasks>();
         message->add("the message", [fault = currentFault()] {
-            std::cerr << "the process ends, as nobody caught an exception: " + fault + "\n" << std::flush;
+            std::cerr << "the process ends because of an uncaught exception: " + fault + "\n" << std::flush;
         });
         message->start();
         return message;

@@ -65,7 +65,7 @@ void CInputSupervision::CWatch::deviceEvent(int event)
         announced_ns_ = currentTimeline().monotonic().count();
         ++announcements_;
     } else if (event == IIoChannelInterface::EventFaultChanged && channel_.isFaulty()) {
-        noteFaultAfter(announcements_); // it may be over before anybody looks
+        noteFaultAfter(announcements_); // it may be over before the next check
     }
 }
 

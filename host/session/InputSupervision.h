@@ -18,7 +18,7 @@ namespace Rvl {
 
 class CAnalogInChannel;
 
-/// What a controller's element "BadInput" asks for.
+/// What a controller's element "BadInput" requires.
 struct SBadInputPolicy
 {
     /// From the element's attributes. Throws CHostException (ExitBadConfiguration) if they do not go

@@ -1,4 +1,4 @@
-// A configuration file, from its bytes to "check": whatever they are, the host tells faults with lines that
+// A configuration file, from its bytes to "check": whatever they are, the host reports faults with lines that
 // exist, or builds everything and prints an effective configuration that means the same.
 #include "host/base/HostException.h"
 #include "host/configuration/ConfigurationCheck.h"

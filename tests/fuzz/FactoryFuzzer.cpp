@@ -163,7 +163,7 @@ bool attempt(const std::function<void()>& action)
     } catch (const CDeviceAccessException&) {
     } catch (const std::invalid_argument&) {
     } catch (const std::exception& exception) {
-        // what derives from it stands for other failures, which nobody foresaw here
+        // what derives from it stands for other failures, which are not foreseen here
         if (typeid(exception) == typeid(std::runtime_error)) {
             return false;
         }
@@ -172,7 +172,7 @@ bool attempt(const std::function<void()>& action)
     return false;
 }
 
-/// No exception may leave any of this: on a loop's thread nobody would catch it.
+/// No exception may leave any of this: on a loop's thread it would be uncaught.
 void use(IControlLoop& loop)
 {
     try {

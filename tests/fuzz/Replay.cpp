@@ -27,7 +27,7 @@ int main(int argc, char** argv)
     std::sort(files.begin(), files.end());
     for (const auto& file : files) {
         std::printf("%s\n", file.filename().string().c_str());
-        std::fflush(stdout); // the last line tells which input it was
+        std::fflush(stdout); // the last line shows which input it was
         std::ifstream stream(file, std::ios::binary);
         const std::string text{std::istreambuf_iterator<char>(stream), std::istreambuf_iterator<char>()};
         if (!stream) {

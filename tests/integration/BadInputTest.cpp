@@ -194,7 +194,7 @@ TEST(BadInput, InnerLoopOfACascadeNeverCatchesANaN)
     EXPECT_EQ("ok", run.rows.back().state) << "it would be a fault for ever";
 }
 
-TEST(BadInput, DeviceThatIsAwayIsBadInputAndRecovers)
+TEST(BadInput, OfflineDeviceIsBadInputAndRecovers)
 {
     const SRecordedRun run =
         recorded(pidWith(fault("DeviceAway", "", "1", "1.6"), "<BadInput Action=\"hold\"/>"), "2500ms");
@@ -203,7 +203,7 @@ TEST(BadInput, DeviceThatIsAwayIsBadInputAndRecovers)
     EXPECT_EQ("ok", run.rows.back().state);
 }
 
-TEST(BadInput, ManualModeGoesOnAndTheStateTellsOfTheBadInput)
+TEST(BadInput, ManualModeGoesOnAndTheStateShowsTheBadInput)
 {
     const std::string text = replaced(
         pidWith(fault("SensorNaN", "JacketTemperature", "0.3", "60"), "<BadInput Action=\"disable\"/>"),
@@ -214,7 +214,7 @@ TEST(BadInput, ManualModeGoesOnAndTheStateTellsOfTheBadInput)
     EXPECT_EQ(17.0, run.rows.back().controlValue);
 }
 
-TEST(BadInput, WithoutAPolicyNothingIsJudged)
+TEST(BadInput, WithoutAPolicyNothingIsChecked)
 {
     const SRecordedRun run =
         recorded(pidWith(fault("SensorSilent", "JacketTemperature", "0.5", "60"), ""), "1500ms");
@@ -226,7 +226,7 @@ TEST(BadInput, WithoutAPolicyNothingIsJudged)
             actualValues.insert(row.actualValue);
         }
     }
-    EXPECT_EQ(1U, actualValues.size()) << "the last one that the sensor told";
+    EXPECT_EQ(1U, actualValues.size()) << "the last one that the sensor announced";
     EXPECT_EQ(100.0, run.rows.back().controlValue) << "which is far from the set point";
 }
 

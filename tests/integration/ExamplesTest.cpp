@@ -1,4 +1,4 @@
-// Runs the examples as a user would, through the host program, and judges what they recorded.
+// Runs the examples as a user would, through the host program, and checks what they recorded.
 
 #include "tests/integration/HostProgram.h"
 #include "tests/support/ProgramRun.h"
@@ -285,7 +285,7 @@ TEST(Examples, TwoQuadrantCrossesFromHeatingToCooling)
 TEST(Examples, PumpHoldsThePressureWithinWhatItCanGive)
 {
     const auto record = runExample("pump/pump.xml", "8s");
-    EXPECT_GT(largest(rowsOf(record, "Pressure"), controlValue), 500.0) << "the loop asks for too much";
+    EXPECT_GT(largest(rowsOf(record, "Pressure"), controlValue), 500.0) << "the loop commands too much";
     EXPECT_LT(largest(rowsOf(record, "Flow"), actualValue), 403.0);
     EXPECT_GT(largest(rowsOf(record, "Flow"), actualValue), 395.0);
     const auto end = rowsOf(record, "Pressure", 6.5);
@@ -319,7 +319,7 @@ TEST(Examples, BadInputStopsTheUnguardedLoopForGoodAndTheGuardedOneForAsLongAsIt
 
     const SRecordRow unguarded = rowsOf(record, "Unguarded").back();
     EXPECT_TRUE(std::isnan(unguarded.controlValue));
-    EXPECT_LT(unguarded.actualValue, 33.0) << "nobody heats any more";
+    EXPECT_LT(unguarded.actualValue, 33.0) << "nothing heats any more";
     EXPECT_THAT(unguarded.state, HasSubstr("fault: Heater 2"));
 }
 

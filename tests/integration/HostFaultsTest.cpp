@@ -64,7 +64,8 @@ SProgramResult runWithin([[maybe_unused]] const std::string& limits, std::vector
 #endif
 }
 
-/// A column of the line that a run of the PID example tells of its loop in the end: 0 is the number of steps.
+/// A column of the line that a run of the PID example prints of its loop at the end: 0 is the number of
+/// steps.
 double loopColumn(const SProgramResult& result, int column)
 {
     const std::string type = "  Jacket   0     Rvl::CPIDControlLoop";
@@ -83,7 +84,7 @@ int stepsOf(const SProgramResult& result)
     return static_cast<int>(loopColumn(result, 0));
 }
 
-/// The vessel's temperature [degC] in the line that a run of the PID example tells of its controller in the
+/// The vessel's temperature [degC] in the line that a run of the PID example prints of its controller at the
 /// end.
 double actualValueAtEnd(const SProgramResult& result)
 {
@@ -130,7 +131,7 @@ TEST(HostFaults, InnerLoopThatNothingEnablesIsNotOk)
                 HasSubstr("fault: Vessel: loop 1 is disabled, although the loop above it is enabled"));
 }
 
-TEST(HostFaults, DisabledValueThatCannotArriveIsTold)
+TEST(HostFaults, DisabledValueThatCannotArriveIsReported)
 {
     const SProgramResult result =
         runFor("600ms", exampleWith("cascade/cascade.xml", cascadeBench,
@@ -277,13 +278,13 @@ public:
         result.insert(result.end(), more.begin(), more.end());
         return result;
     }
-    /// What a program is told in its environment, with more that the tests' plug-in understands.
+    /// A program's environment, with more variables that the tests' plug-in reads.
     std::map<std::string, std::string> environment(std::map<std::string, std::string> more = {}) const
     {
         more["RIVLINK_FAKE_JOURNAL"] = folder_.file("journal");
         return more;
     }
-    /// The same for a run in which what this line tells takes so long.
+    /// The same for a run in which the operation that this line notes takes so long.
     std::map<std::string, std::string> slowAt(const std::string& line, int time_ms = 3600000) const
     {
         return environment(
@@ -292,7 +293,7 @@ public:
     std::string text() const { return readFile(folder_.file("journal")); }
     std::vector<std::string> lines() const { return linesOf(text()); }
     /// Whether the line is there, or comes in time.
-    bool tells(const std::string& line) const
+    bool gets(const std::string& line) const
     {
         return eventually([&] {
             const std::vector<std::string> all = lines();
@@ -344,7 +345,7 @@ TEST(HostFaults, FrozenSensorGoesUnnoticedAndTheLoopKeepsToItsLimits)
     }
     EXPECT_EQ(1U, whileStuck.size());
     EXPECT_GT(afterwards.size(), 5U);
-    EXPECT_LT(rows.back().controlValue, 50.0) << "the integral has not run away meanwhile";
+    EXPECT_LT(rows.back().controlValue, 50.0) << "the integral has not wound up meanwhile";
 }
 
 TEST(HostFaults, NaNOfASensorStaysInALoopWithoutAPolicy)
@@ -367,22 +368,22 @@ TEST(HostFaults, NaNOfASensorStaysInALoopWithoutAPolicy)
 TEST(HostFaults, DeviceThatComesBackGetsItsOutputsAgainAndTheLoopGoesOn)
 {
     const auto rows = recordOf(pidWithFault("<Fault Kind=\"DeviceAway\" From_s=\"1\" To_s=\"3\"/>"), "5s");
-    const std::string away = "fault: Jacket temperature: Device Bench is offline";
-    EXPECT_GT(rowsWith(rows, away), 10);
-    const auto lastAway =
-        std::find_if(rows.rbegin(), rows.rend(), [&](const SRecordRow& row) { return row.state == away; });
+    const std::string offline = "fault: Jacket temperature: Device Bench is offline";
+    EXPECT_GT(rowsWith(rows, offline), 10);
+    const auto lastOffline =
+        std::find_if(rows.rbegin(), rows.rend(), [&](const SRecordRow& row) { return row.state == offline; });
     const auto back =
-        std::find_if(lastAway.base(), rows.end(), [](const SRecordRow& row) { return row.state == "ok"; });
+        std::find_if(lastOffline.base(), rows.end(), [](const SRecordRow& row) { return row.state == "ok"; });
     ASSERT_NE(rows.end(), back);
-    EXPECT_LT(back->actualValue, lastAway->actualValue - 2.0)
-        << "away from the host the device has taken its heater to 0 by itself";
+    EXPECT_LT(back->actualValue, lastOffline->actualValue - 2.0)
+        << "while offline the device has taken its heater to 0 by itself";
     EXPECT_EQ("ok", rows.back().state);
     EXPECT_GT(rows.back().actualValue, back->actualValue + 5.0) << "the heater heats again";
 }
 
-TEST(HostFaults, FailedWriteOfAnActuatorIsToldAndRepeatedOnceItCanBe)
+TEST(HostFaults, FailedWriteOfAnActuatorIsReportedAndRepeatedOnceItCanBe)
 {
-    // the heater of a bench of its own, which is away when the first value is written
+    // the heater of a bench of its own, which is offline when the first value is written
     std::string text = exampleWith("pid/pid.xml", pidBench,
                                    "/><Device Name=\"Far\" Type=\"Rvl::CThermalBench\"><Fault "
                                    "Kind=\"DeviceAway\" From_s=\"0\" To_s=\"1\"/></Device>");
@@ -415,7 +416,7 @@ TEST(HostFaults, PlugInThatThrowsWhileBuildingStartsNothing)
 {
     for (const auto& [device, fault] :
          {std::pair<std::string, std::string>("Name=\"Bench 2\" FailAt=\"construct\"",
-                                              "failing at construct as told"),
+                                              "failing at construct as configured"),
           std::pair<std::string, std::string>("Name=\"Strange\"", "an exception of unknown kind")}) {
         const CTemporaryFolder folder;
         const std::string file = folder.write("c.xml", journalledConfiguration("Other", device));
@@ -439,9 +440,8 @@ TEST(HostFaults, ExceptionOutOfAStepEndsTheProcessAfterTheOtherLoopsTookTheirDis
 #else
     EXPECT_NE(0, result.exitCode);
 #endif
-    EXPECT_THAT(result.err,
-                testing::StartsWith("the process ends, as nobody caught an exception: the output is "
-                                    "out of its mind\n"));
+    EXPECT_THAT(result.err, testing::StartsWith(
+                                "the process ends because of an uncaught exception: the output is broken\n"));
     EXPECT_THAT(linesOf(readFile(folder.file("journal"))),
                 testing::IsSupersetOf({"output Sound output = 20", "output Sound output = 7",
                                        "device Bench disconnect, last output 7"}));
@@ -494,7 +494,7 @@ TEST(HostFaults, DiskThatFillsUpWhileRecordingEndsTheRecordButNotTheControl)
     EXPECT_GT(linesOf(recorded).size(), 10u) << "it had begun";
 }
 
-TEST(HostFaults, ConfigurationThatNeedsMoreFilesThanTheSystemAllowsIsToldBeforeAnythingStarts)
+TEST(HostFaults, ConfigurationThatNeedsMoreFilesThanTheSystemAllowsIsReportedBeforeAnythingStarts)
 {
     const CTemporaryFolder folder;
     const std::string file = folder.write("c.xml", pidWithControllers(60));
@@ -549,7 +549,7 @@ TEST(HostFaults, SecondHostOnAConfigurationRunsBesideTheFirst)
     EXPECT_EQ(0, second.wait().exitCode);
 }
 
-TEST(HostFaults, OutputThatNobodyReadsHoldsUpNeitherControlNorRecordNorEnd)
+TEST(HostFaults, OutputThatIsNotReadHoldsUpNeitherControlNorRecordNorEnd)
 {
     const CJournal journal;
     const SProgramResult result = runProgramWithIdleReader(
@@ -571,14 +571,14 @@ TEST(HostFaults, WriteThatNeverReturnsKeepsNoOtherControllerDriven)
     const CJournal journal;
     CProgramRun run(host, journal.arguments(withShortLimits()), "",
                     journal.slowAt("output Sound output = 20"));
-    ASSERT_TRUE(journal.tells("output Other output = 20"));
-    ASSERT_TRUE(journal.tells("output Sound output = 20"));
+    ASSERT_TRUE(journal.gets("output Other output = 20"));
+    ASSERT_TRUE(journal.gets("output Sound output = 20"));
     const std::string report =
         "hung call: Sound has not returned for 400 ms; nothing is shown or recorded meanwhile\n";
     ASSERT_TRUE(eventually([&] { return run.errSoFar() == report; }));
     const auto begin = std::chrono::steady_clock::now();
     run.end(eEnd::Terminate);
-    EXPECT_TRUE(journal.tells("output Other output = 7"));
+    EXPECT_TRUE(journal.gets("output Other output = 7"));
     EXPECT_TRUE(run.isRunning()) << "before the call in front of it is given up";
     const SProgramResult result = run.wait();
     EXPECT_LT(secondsSince(begin), 20.0);
@@ -666,7 +666,7 @@ TEST(HostFaults, SignalWhileADeviceIsBeingConnectedLeavesTheRestAlone)
 {
     const CJournal journal;
     CProgramRun run(host, journal.arguments(), "", journal.slowAt("device Bench connect", 1000));
-    ASSERT_TRUE(journal.tells("device Bench connect"));
+    ASSERT_TRUE(journal.gets("device Bench connect"));
     run.end(eEnd::Terminate);
     const SProgramResult result = run.wait();
     EXPECT_EQ(0, result.exitCode);
@@ -678,15 +678,15 @@ TEST(HostFaults, SignalWhileADeviceIsBeingConnectedLeavesTheRestAlone)
     EXPECT_THAT(journal.text(), Not(HasSubstr("= 20"))) << "no loop has calculated";
 }
 
-TEST(HostFaults, FailureOfAStartThatASignalWaitsForIsTold)
+TEST(HostFaults, FailureOfAStartThatASignalWaitsForIsReported)
 {
     const CJournal journal(journalledConfiguration("Other", "Name=\"Bench 2\" FailAt=\"connect\""));
     CProgramRun run(host, journal.arguments(), "", journal.slowAt("device Bench 2 connect", 1500));
-    ASSERT_TRUE(journal.tells("device Bench 2 connect"));
+    ASSERT_TRUE(journal.gets("device Bench 2 connect"));
     run.end(eEnd::Terminate);
     const SProgramResult result = run.wait();
     EXPECT_EQ(1, result.exitCode);
-    EXPECT_EQ("stopped: failing at connect as told\n", result.err);
+    EXPECT_EQ("stopped: failing at connect as configured\n", result.err);
 }
 
 TEST(HostFaults, SignalEndsTheHostAlthoughADeviceIsNeverConnected)
@@ -760,13 +760,13 @@ TEST(HostFaults, KilledHostWritesNothingMoreSoOnlyADevicesOwnWatchdogCanSwitchIt
     const CJournal journal;
     CProgramRun run(host, journal.arguments(), "",
                     journal.environment({{"RIVLINK_FAKE_WATCHDOG", "Bench 2"}}));
-    ASSERT_TRUE(journal.tells("output Other output = 20"));
-    ASSERT_TRUE(journal.tells("output Sound output = 20"));
+    ASSERT_TRUE(journal.gets("output Other output = 20"));
+    ASSERT_TRUE(journal.gets("output Sound output = 20"));
     run.end(eEnd::Kill);
     EXPECT_EQ(killedExitCode, run.wait().exitCode);
 #if !defined(_WIN32)
     // of the tests' devices, those for Windows have none
-    EXPECT_TRUE(journal.tells("device Bench 2 lost its connection, output = 0"));
+    EXPECT_TRUE(journal.gets("device Bench 2 lost its connection, output = 0"));
 #endif
     EXPECT_THAT(journal.text(), Not(HasSubstr("= 7")));
     EXPECT_THAT(journal.text(), Not(HasSubstr("disconnect")));

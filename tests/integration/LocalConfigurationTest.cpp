@@ -97,7 +97,7 @@ TEST(LocalConfiguration, LimitsTheWrongWayRoundAreFaults)
               check(pidExampleWith("Minimum=\"20\"", "Minimum=\"81\"")).out);
 }
 
-TEST(LocalConfiguration, SwitchThatNobodyLooksAtIsAFault)
+TEST(LocalConfiguration, SwitchThatIsNotReadIsAFault)
 {
     EXPECT_EQ(
         ":24: /Configuration/Channels/Channel[3][@ManualControlValue]: is not read unless Manual is true; "
@@ -109,7 +109,7 @@ TEST(LocalConfiguration, SwitchThatNobodyLooksAtIsAFault)
         check(pidExampleWith("Enabled=\"true\"", "Enabled=\"false\" Manual=\"true\"")).out);
 }
 
-TEST(LocalConfiguration, EveryFaultOfACascadeIsToldAtOnce)
+TEST(LocalConfiguration, EveryFaultOfACascadeIsReportedAtOnce)
 {
     std::string text = readFile(examples + "/cascade/cascade.xml");
     const auto replace = [&text](const std::string& part, const std::string& replacement) {
@@ -140,7 +140,7 @@ TEST(LocalConfiguration, EveryFaultOfACascadeIsToldAtOnce)
     EXPECT_EQ(78, result.exitCode);
 }
 
-TEST(LocalConfiguration, WrongSignalsAreToldWithAllOtherFaultsAndEachAtItsLine)
+TEST(LocalConfiguration, WrongSignalsAreReportedWithAllOtherFaultsAndEachAtItsLine)
 {
     // the devices, and with them every channel, have other faults too: what only building finds would wait
     const SCheck result =

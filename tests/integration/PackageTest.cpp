@@ -1,4 +1,4 @@
-// The zip for Windows, unpacked into an empty folder: what a user has who has nothing else.
+// The zip for Windows, unpacked into an empty folder: all that a user needs.
 
 #include "tests/support/ProgramRun.h"
 

@@ -1,5 +1,5 @@
-// The plug-in as the framework's host meets it: loaded as a shared library by a process that knows nothing of
-// it but the platform, and has channels of its own for it to drive.
+// The plug-in as the framework's host uses it: loaded as a shared library by a process that shares nothing
+// with it but the platform, and has channels of its own for it to drive.
 
 #include "common/LoopGraph.h"
 #include "platform/rivlink_core/Environment.h"

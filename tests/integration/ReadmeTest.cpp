@@ -83,7 +83,7 @@ TEST(Readme, CommandsWork)
     EXPECT_THAT(readFile(folder.file("record.csv")), HasSubstr("time,channel,set point [degC],"));
 }
 
-TEST(Readme, FaultIsToldAsItIsShown)
+TEST(Readme, FaultIsReportedAsShown)
 {
     const CTemporaryFolder folder;
     std::string text = readFile((root / "examples/pid/pid.xml").string());

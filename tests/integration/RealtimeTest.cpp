@@ -1,4 +1,4 @@
-// What the host does when it is asked to serve its loops in real time.
+// What the host does with --realtime.
 
 #include "tests/integration/HostProgram.h"
 #include "tests/support/ProgramRun.h"
@@ -96,7 +96,7 @@ TEST(Realtime, LoopsAndDevicesAreServedFirstAsFarAsTheSystemAllowsIt)
 
 #if defined(_WIN32)
 
-TEST(Realtime, WhatTheSystemRefusesIsToldAndTheRunGoesOn)
+TEST(Realtime, WhatTheSystemRefusesIsReportedAndTheRunGoesOn)
 {
     const SProgramResult result = runProgram(host, {"run", example, "--for", "500ms", "--realtime"});
     EXPECT_EQ("--realtime: memory is not locked on this system\n", result.err);
@@ -106,7 +106,7 @@ TEST(Realtime, WhatTheSystemRefusesIsToldAndTheRunGoesOn)
 
 #else
 
-TEST(Realtime, WhatTheSystemRefusesIsToldAndTheRunGoesOn)
+TEST(Realtime, WhatTheSystemRefusesIsReportedAndTheRunGoesOn)
 {
     std::vector<std::string> command{"--rtprio=0", "--memlock=65536"};
     if (geteuid() == 0) {

@@ -88,7 +88,7 @@ std::string output(const std::string& type, const std::string& channel)
     return element("Output", element("Type", "Rvl::" + type) + element("Channel", channel));
 }
 
-/// The disabled values differ, so that one that ends up elsewhere is noticed.
+/// The disabled values differ, so that one that ends up elsewhere is detected.
 double disabledValue(int number)
 {
     return number % 3 == 2 ? number % 2 : 1 + number % 7;
@@ -242,7 +242,7 @@ public:
     {
         for (const CController* const controller : controllers_) {
             commands_.setManual(source, controller->name(), false);
-            // makes a loop without a policy forget a NaN in its terms
+            // clears a NaN from the terms of a loop without a policy
             commands_.setEnabled(source, controller->name(), false);
             commands_.setEnabled(source, controller->name(), true);
         }
@@ -341,7 +341,7 @@ TEST(Soak, TwoHundredControllersUnderRandomFaultsLoseNothingAndEndAtTheirDisable
     const auto seed = static_cast<unsigned>(std::stoul(environment("RIVLINK_SOAK_SEED", "1")));
 
     raiseDescriptorLimit();
-    setUpLogging("off"); // each write to a device that is away is logged
+    setUpLogging("off"); // each write to a device that is offline is logged
     const CTemporaryFolder folder;
     CLoadedConfiguration loaded(folder.write("c.xml", configuration()),
                                 CPluginPath({RIVLINK_TEST_PLUGIN_DIRECTORY}));

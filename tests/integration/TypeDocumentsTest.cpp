@@ -280,7 +280,8 @@ void forEachValue(
     }
 }
 
-/// Puts `value` in the place of an attribute's or element's text, and tells in which line it then stands.
+/// Puts `value` in the place of an attribute's or element's text, and returns the line in which it then
+/// stands.
 SWrong withValue(const CSample& sample, pugi::xml_node node, pugi::xml_attribute attribute,
                  const std::string& value, const std::string& what)
 {

@@ -22,7 +22,7 @@ template <class System> double usedTime_s(System system, HANDLE what)
     FILETIME kernel{};
     FILETIME user{};
     if (!system(what, &created, &ended, &kernel, &user)) {
-        throw std::runtime_error("the system does not tell how much CPU time was used");
+        throw std::runtime_error("the system does not report how much CPU time was used");
     }
     const auto seconds = [](const FILETIME& time) {
         return static_cast<double>((std::uint64_t{time.dwHighDateTime} << 32U) | time.dwLowDateTime) * 1e-7;
@@ -50,7 +50,7 @@ double usedTime_s(clockid_t clock)
 {
     timespec time{};
     if (clock_gettime(clock, &time) != 0) {
-        throw std::runtime_error("the system does not tell how much CPU time was used");
+        throw std::runtime_error("the system does not report how much CPU time was used");
     }
     return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_nsec) * 1e-9;
 }

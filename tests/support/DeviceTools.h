@@ -15,7 +15,7 @@ namespace Rvl::Test {
 /// The one node of an XML text as factories get it, attributes under "<xmlattr>".
 boost::property_tree::ptree nodeOf(const std::string& xml);
 
-/// Waits, for at most a minute, and tells whether the condition came true.
+/// Waits, for at most a minute, and returns whether the condition came true.
 bool waitUntil(const std::function<bool()>& condition);
 
 /// The type descriptions that stand beside a plug-in.

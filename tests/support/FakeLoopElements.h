@@ -31,7 +31,7 @@ public:
     std::function<void()> onRead;
 };
 
-/// An output that records what it is told.
+/// An output that records its calls.
 class FakeLoopOut : public ILoopOut
 {
 public:
@@ -63,7 +63,7 @@ public:
     void writeOutputValue(double) override {}
 };
 
-/// Records the actual values, and into a common list who was told in which order.
+/// Records the actual values, and calls a function for each.
 class FakeValueListener : public IControlLoopValueListener
 {
 public:

@@ -12,7 +12,7 @@ namespace Rvl::Test {
 
 #if defined(_WIN32)
 
-/// A pipe that is read until it has taken enough; from then on whoever opens it is cut off at once.
+/// A pipe that is read until it has taken enough; from then on each writer is disconnected at once.
 struct CFullDisk::Private
 {
     const std::string path = "\\\\.\\pipe\\rivlink-full-disk-" + std::to_string(GetCurrentProcessId());
@@ -43,7 +43,7 @@ struct CFullDisk::Private
     ~Private()
     {
         stop = true;
-        // the thread waits for somebody to open it, or is about to
+        // the thread waits for a writer, or is about to
         while (!ended) {
             const HANDLE last =
                 CreateFileA(path.c_str(), GENERIC_WRITE, 0, nullptr, OPEN_EXISTING, 0, nullptr);

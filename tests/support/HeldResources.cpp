@@ -34,7 +34,7 @@ std::int64_t threadsOfThisProcess()
     return count;
 }
 
-/// Walks the heap of malloc(); what would tell the process's memory as a whole, Wine does not know.
+/// Walks the heap of malloc(); Wine lacks the functions that return the process's memory as a whole.
 std::int64_t allocatedBytes()
 {
     const auto heap = reinterpret_cast<HANDLE>(_get_heap_handle());

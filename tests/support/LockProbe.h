@@ -31,7 +31,7 @@ inline bool ignoresLock(const IControlLoopElement& element, const std::function<
     return cameBack;
 }
 
-/// Whether nobody holds `element`'s lock.
+/// Whether no thread holds `element`'s lock.
 inline bool isUnlocked(const IControlLoopElement& element)
 {
     std::future<void> other =

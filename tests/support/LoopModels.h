@@ -90,7 +90,7 @@ struct SPIDAlgorithmModel
     }
 };
 
-/// Thrown by the models' sensors and actuators when they are told to fail.
+/// Thrown by the models' sensors and actuators when they are set to fail.
 struct SModelFault
 {};
 
@@ -197,8 +197,8 @@ public:
         if (enabled && !manual) {
             calculate();
         }
-        for (int told = 0; told < listeners; ++told) {
-            heard.push_back(sensor_.read());
+        for (int listener = 0; listener < listeners; ++listener) {
+            received.push_back(sensor_.read());
         }
     }
     /// Whether values of this number are taken as parameters.
@@ -211,7 +211,7 @@ public:
     double u = 0.0;
     double fixed = 0.0;
     int listeners = 0;
-    std::vector<double> heard;
+    std::vector<double> received;
 
 protected:
     virtual void calculate() = 0;

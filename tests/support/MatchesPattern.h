@@ -7,7 +7,7 @@
 
 namespace Rvl::Test {
 
-/// The text as a whole matches the regular expression (ECMAScript's). GoogleTest's own matcher knows neither
+/// The text as a whole matches the regular expression (ECMAScript's). GoogleTest's own matcher has neither
 /// sets nor groups on Windows.
 MATCHER_P(MatchesPattern, pattern, std::string("matches ") + pattern)
 {

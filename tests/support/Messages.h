@@ -17,7 +17,7 @@ template <class Exception, class Action> std::string messageOf(Action action)
     return "nothing was thrown";
 }
 
-/// An address as messages tell it.
+/// An address as messages show it.
 inline std::string hexAddress(const void* object)
 {
     std::ostringstream text;

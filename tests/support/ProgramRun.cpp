@@ -124,7 +124,7 @@ HANDLE startProcess(const std::string& program, const std::vector<std::string>& 
     start.hStdOutput = out;
     start.hStdError = err;
     PROCESS_INFORMATION process{};
-    // a busy Wine loses a process that has hardly begun once in some thousand times, and tells it so
+    // a busy Wine loses a process that has hardly begun once in some thousand times, and reports it as
     constexpr int tries = 5;
     for (int failed = 0; !CreateProcessW(
              wide(program).c_str(), wideLine.data(), nullptr, nullptr, TRUE, CREATE_UNICODE_ENVIRONMENT,
@@ -154,7 +154,7 @@ struct CProgramRun::Private
     CHandle out{openForChild(output.file("out"), GENERIC_WRITE, CREATE_ALWAYS)};
     CHandle err{openForChild(output.file("err"), GENERIC_WRITE, CREATE_ALWAYS)};
     CHandle process;
-    /// The thread in the process that was told of the closing of the console.
+    /// The thread in the process that received the closing of the console.
     std::unique_ptr<CHandle> closing;
 
     Private(const std::string& program, const std::vector<std::string>& arguments, const std::string& folder,
@@ -397,7 +397,7 @@ SProgramResult runProgramWithIdleReader(const std::string& program, const std::v
                                         const std::map<std::string, std::string>& environment, double limit_s)
 {
     const CTemporaryFolder output;
-    // who opens a named pipe for both ends waits for nobody
+    // opening a named pipe for both ends does not wait for a reader
     const std::string file = output.file("full");
     if (mkfifo(file.c_str(), S_IRUSR | S_IWUSR) != 0) {
         throw std::runtime_error("no pipe");

@@ -15,7 +15,7 @@ struct SProgramResult
     std::string err;
 };
 
-/// How a process is asked to end, or made to: by SIGINT, SIGTERM, SIGHUP and SIGKILL, or by Ctrl-C,
+/// How a process is requested or made to end: by SIGINT, SIGTERM, SIGHUP and SIGKILL, or by Ctrl-C,
 /// Ctrl-Break, the closing of its console and termination.
 enum class eEnd
 {
@@ -71,7 +71,7 @@ SProgramResult runProgramWithLeavingReader(const std::string& program,
                                            const std::vector<std::string>& arguments,
                                            const std::map<std::string, std::string>& environment = {});
 
-/// Runs a program whose output, standard error included, goes to a reader who stays and does not read: there
+/// Runs a program whose output, standard error included, goes to a reader that stays and does not read: there
 /// is no room for a single character. Throws std::runtime_error if it has not ended after `limit_s`.
 SProgramResult runProgramWithIdleReader(const std::string& program, const std::vector<std::string>& arguments,
                                         const std::map<std::string, std::string>& environment = {},

@@ -9,7 +9,7 @@ CSchemaCheck::CSchemaCheck(const std::string& schema) : schema_(folder_.write("s
 {
     const std::string document = folder_.write("any.xml", "<any/>");
     const SProgramResult result = runProgram(RIVLINK_XMLLINT, {"--noout", "--schema", schema_, document});
-    // 3 is a document that does not validate; a bad schema is told otherwise
+    // 3 is a document that does not validate; a bad schema has another code
     if (result.exitCode != 0 && result.exitCode != 3) {
         throw std::runtime_error("bad schema: " + result.err);
     }

@@ -9,8 +9,8 @@
 namespace Rvl {
 
 /// The bus of the local controller channels. They run on this computer and hang on no wire, but the host
-/// expects every channel to have a bus: this one keeps a name and whether it is connected, logs what it is
-/// asked for, and does nothing else. The host calls it from one thread at a time.
+/// expects every channel to have a bus: this one keeps a name and whether it is connected, logs each
+/// call, and does nothing else. The host calls it from one thread at a time.
 class RIVLINK_LOCAL_EXPORT CLocalBus : public IBus
 {
 public:

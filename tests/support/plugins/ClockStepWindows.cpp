@@ -52,7 +52,7 @@ void WINAPI steppedCalendar(FILETIME* time)
 
 void redirect(unsigned char* function)
 {
-    // for good: the plug-in may be unloaded, and the process asks for the time until its end
+    // for good: the plug-in may be unloaded, and the process reads the time until its end
     HMODULE self = nullptr;
     GetModuleHandleExA(GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS | GET_MODULE_HANDLE_EX_FLAG_PIN,
                        reinterpret_cast<const char*>(reinterpret_cast<std::uintptr_t>(&steppedCalendar)),

@@ -1,11 +1,11 @@
 /// A plug-in for tests of the host: a bus, a device with an input and an output, and a controller that works
 /// them with u = Gain * (Setpoint - actual value). Everything that happens to them is written to the file
-/// that the environment variable RIVLINK_FAKE_JOURNAL names, one line each, as it happens. What is told by
+/// that the environment variable RIVLINK_FAKE_JOURNAL names, one line each, as it happens. What is noted by
 /// the line RIVLINK_FAKE_SLOW_AT takes RIVLINK_FAKE_SLOW_FOR_MS; the device RIVLINK_FAKE_WATCHDOG has a
-/// watchdog, which tells in the journal when the connection is lost (not on Windows). A device called
-/// "Strange" throws something that is no exception when it is built, a controller of that name whenever it is
-/// asked whether it is enabled, and an output whose name begins with "Broken" throws what no output may throw
-/// whenever it is written.
+/// watchdog, which notes in the journal that the connection is lost (not on Windows). A device called
+/// "Strange" throws something that is no exception when it is built, a controller of that name whenever
+/// isControlLoopEnabled() is called, and an output whose name begins with "Broken" throws what no output may
+/// throw whenever it is written.
 #include "common/LoggedThrow.h"
 #include "common/LoopGraph.h"
 #include "platform/rivlink_common/ConfigurationException.h"
@@ -52,7 +52,7 @@ namespace {
 
 using boost::property_tree::ptree;
 
-/// Writes a line to the journal, and waits afterwards if this is the line that is told to take long.
+/// Writes a line to the journal, and waits afterwards if RIVLINK_FAKE_SLOW_AT names this line.
 void journal(const std::string& line)
 {
     if (const char* const file = std::getenv("RIVLINK_FAKE_JOURNAL")) {
@@ -81,13 +81,13 @@ std::string text(double value)
 void failIf(const ptree& tree, const std::string& step)
 {
     if (tree.get<std::string>("<xmlattr>.FailAt", "") == step) {
-        RVL_THROW(CDeviceAccessException, "failing at " + step + " as told");
+        RVL_THROW(CDeviceAccessException, "failing at " + step + " as configured");
     }
 }
 
 #if !defined(_WIN32)
 
-/// What a device beside the computer has: it notices that nobody holds the connection any more, however that
+/// What a device beside the computer has: it detects that the connection is closed, however that
 /// came about, and takes its output to 0 (in the journal).
 class CWatchdog
 {
@@ -254,7 +254,7 @@ protected:
             throw CDeviceAccessException("device is not connected");
         }
         if (getName().rfind("Broken", 0) == 0) {
-            throw std::logic_error("the output is out of its mind");
+            throw std::logic_error("the output is broken");
         }
         if (tree_.get("<xmlattr>.Stuck", false)) {
             throw CDeviceAccessException("the valve is stuck");
@@ -326,7 +326,7 @@ public:
     bool isControlLoopEnabled() override
     {
         if (getName() == "Strange") {
-            throw std::logic_error("who knows");
+            throw std::logic_error("no state");
         }
         return enabled_;
     }

@@ -22,10 +22,10 @@ public:
     virtual ~Factory() = default;
     virtual std::string getTypeName()
     {
-        ++asked;
+        ++nameReads;
         return typeName_;
     }
-    int asked = 0;
+    int nameReads = 0;
 
 private:
     std::string typeName_;
@@ -89,11 +89,11 @@ TEST(FactoryRegistry, TypeNameIsReadOnceMoreForTheLogOnlyWhileInfoIsOn)
     CFactoryRegistry<Factory> registry;
     const auto logged = std::make_shared<Factory>("Rvl::CLogged");
     registry.put(logged);
-    EXPECT_EQ(2, logged->asked);
+    EXPECT_EQ(2, logged->nameReads);
     log4cplus::Logger::getInstance("EnvLogger").setLogLevel(log4cplus::WARN_LOG_LEVEL);
     const auto silent = std::make_shared<Factory>("Rvl::CSilent");
     registry.put(silent);
-    EXPECT_EQ(1, silent->asked);
+    EXPECT_EQ(1, silent->nameReads);
 }
 
 TEST(FactoryRegistry, EmptyTypeNameIsRefusedAndNothingIsFiled)

@@ -136,8 +136,8 @@ TEST(ObjectRegistryBase, ClearBlocksOtherThreadsUntilTheObjectsAreReleased)
     for (const auto& [name, operation] : operations) {
         std::future<void> other;
         bool otherWaited = false;
-        registry.insert("one", std::make_shared<Departing>([&, &asked = operation] {
-                            other = std::async(std::launch::async, asked);
+        registry.insert("one", std::make_shared<Departing>([&, &concurrent = operation] {
+                            other = std::async(std::launch::async, concurrent);
                             otherWaited =
                                 other.wait_for(std::chrono::milliseconds(40)) == std::future_status::timeout;
                         }));

@@ -75,7 +75,7 @@ TEST_F(TaskQueueTest, TakesTheFirstAddedOfThoseDueTogether)
     EXPECT_EQ(names, done);
 }
 
-TEST_F(TaskQueueTest, TellsOwnerAndTime)
+TEST_F(TaskQueueTest, ReportsOwnerAndTime)
 {
     add(7, "a", &other);
     const CTaskQueue::SDue next = queue.takeNext();

@@ -16,7 +16,7 @@ class IControlLoopValueListener;
 class ILoopStepGuard;
 
 /// Base of the control loops. Each step, process(), lets the derived class read the input, calculate, and
-/// write the output, and tells the listeners the actual value.
+/// write the output, and passes the actual value to the listeners.
 ///
 /// A loop is disabled (it calculates nothing; its output was left at the parameters' disabled value), enabled
 /// in automatic mode (it calculates), or enabled in manual mode (its output holds the fixed control value).
@@ -45,7 +45,7 @@ public:
 
     ~IControlLoop() override;
 
-    /// Switches the loop on or off and tells its output; nothing happens if it is in that state already. A
+    /// Switches the loop on or off and notifies its output; nothing happens if it is in that state already. A
     /// loop that is enabled in manual mode writes its fixed control value at once, one that is disabled
     /// writes its parameters' disabled value.
     void setEnabled(bool enabled) override;

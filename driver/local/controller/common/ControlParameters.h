@@ -49,7 +49,7 @@ public:
     /// Writes one value. Unchecked: `index` must lie inside data().
     void setValue(int index, double value);
 
-    /// A mark for those who offer the parameters for change; nothing here refuses a change because of it.
+    /// A mark for code that offers the parameters for change; nothing here refuses a change because of it.
     bool isImmutable() const;
     void setImmutable(bool immutable);
 

@@ -15,7 +15,7 @@ public:
     ILoopStepGuard& operator=(const ILoopStepGuard&) = delete;
 
     /// An enabled loop in automatic mode is about to read the actual value of its next step. Its source is to
-    /// be judged now: a value that comes in between is then newer than the judgement, and not older.
+    /// be checked now: a value that comes in between is then newer than the check, and not older.
     virtual void beforeReading() = 0;
     /// The step, with the actual value that it would calculate with.
     virtual bool mayCalculate(double actualValue) = 0;

@@ -54,7 +54,7 @@ void CConditionalControlLoop::calculateOutput()
 
 int CConditionalControlLoop::sampleTime_ms() const
 {
-    // the processor asks while another thread may be setting parameters
+    // the processor reads it while another thread may be setting parameters
     CControlLoopElementGuard guard(this);
     return parameters_.getSampleTime();
 }

@@ -76,7 +76,7 @@ bool CPIDControlLoop::isEnabled() const
 
 int CPIDControlLoop::sampleTime_ms() const
 {
-    // the processor asks while another thread may be setting parameters
+    // the processor reads it while another thread may be setting parameters
     CControlLoopElementGuard guard(this);
     return parameters_.sampleTime_ms();
 }

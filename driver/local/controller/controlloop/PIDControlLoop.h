@@ -20,7 +20,7 @@ namespace Rvl {
 ///     u = v, limited to MinU and then to MaxU
 ///     I = ((u - v) (dt / Tt) + (K dt / Ti) e) + I             (only if Ti is not 0)
 ///
-/// and writes u. It differs from CPIDAlgorithm where a running process asks for it: the coefficients are
+/// and writes u. It differs from CPIDAlgorithm where a running process requires it: the coefficients are
 /// calculated when parameters are set, a parameter change keeps I, and P, I and D are set to 0 when the loop
 /// is disabled and when a fixed control value is written. The y of the step before is kept meanwhile.
 ///

@@ -16,7 +16,7 @@ namespace Rvl {
 /// exactly that of a lag, and each further read applies the whole time since the write once more, so y comes
 /// the nearer to u the more often it is read. Behind a loop that writes a new value every period it is a
 /// discrete lag of that period. T = 0 makes y jump to u, or become NaN if no time has passed; with a negative
-/// T, y runs away from u.
+/// T, y diverges from u.
 ///
 /// As a loop's output and input in one it is a simulated process.
 class RIVLINK_LOCAL_EXPORT CPT1Element : public ILoopInOut

@@ -46,7 +46,7 @@ void CTwoLevelControlLoop::calculateOutput()
 
 int CTwoLevelControlLoop::sampleTime_ms() const
 {
-    // the processor asks while another thread may be setting parameters
+    // the processor reads it while another thread may be setting parameters
     CControlLoopElementGuard guard(this);
     return parameters_.getSampleTime();
 }

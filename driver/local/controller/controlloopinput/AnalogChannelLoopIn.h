@@ -15,11 +15,11 @@ namespace Rvl {
 
 class CAnalogInChannel;
 
-/// The value of an analog input channel as a loop's actual value. It is not polled: the channel tells when it
-/// has a new value, which is then kept, so that a loop gets the newest announced value at once and causes no
+/// The value of an analog input channel as a loop's actual value. It is not polled: the channel announces
+/// each new value, which is then kept, so that a loop gets the newest announced value at once and causes no
 /// traffic of its own. 0 until init() or the first announcement.
-/// The channel is not owned. It must outlive the input, which takes itself off the channel's listeners (and
-/// off those of every channel that it was ever given) when it is destroyed.
+/// The channel is not owned. It must outlive the input, which is removed from the channel's listeners (and
+/// from those of every channel that it was ever given) when it is destroyed.
 class RIVLINK_LOCAL_EXPORT CAnalogChannelLoopIn : public ILoopIn, private Kor::IEventListener
 {
 public:

@@ -28,7 +28,7 @@ ILoopOut* ILoopOutFactory::createObject(const boost::property_tree::ptree& tree)
         return object;
     }
     const std::string message = "Could not create object of type " + getTypeName();
-    // the name is asked for again, but only for a line that is written
+    // the name is read again, but only for a line that is written
     LOG4CPLUS_ERROR(log4cplus::Logger::getInstance(LOG4CPLUS_TEXT("ExceptionLogger")),
                     "Exception "
                         << "std::runtime_error"

@@ -10,7 +10,7 @@ namespace Rvl {
 class IPumpInterface;
 
 /// Writes the control value as the flow of a pump, in the pump's flow unit, limited to the pump's maximum in
-/// either direction. With m1 and m2 the pump's maximum, asked for twice with every value v:
+/// either direction. With m1 and m2 the pump's maximum, read twice for every value v:
 ///     flow = m1               unless m1 > v (so for v = NaN too),
 ///     flow = max(v, -m2)      otherwise.
 /// The flow goes on when the loop is disabled or destroyed. The pump is not owned and must outlive the

@@ -322,7 +322,7 @@ TEST(SignalChannels, ReturnRestoresThePumpsFlow)
     EXPECT_EQ("", pump->fault());
 }
 
-TEST(SignalChannels, ReturnLeavesAPortAndAPumpAloneOfWhichNothingWasAsked)
+TEST(SignalChannels, ReturnWritesNothingToAPortOrPumpNeverWritten)
 {
     CTestDevice device("Rig");
     CPortDevice other("Other");
@@ -330,9 +330,9 @@ TEST(SignalChannels, ReturnLeavesAPortAndAPumpAloneOfWhichNothingWasAsked)
     const auto port = bound<CSignalDigitalPortChannel>("Port", "Other", "Lines", portDevices);
     device.writeActuator(1, 2.0);
     other.writeActuator(0, 2.0);
-    for (const bool away : {true, false}) {
-        device.setOffline(away);
-        other.setOffline(away);
+    for (const bool offline : {true, false}) {
+        device.setOffline(offline);
+        other.setOffline(offline);
         device.updateOnce();
         other.updateOnce();
     }

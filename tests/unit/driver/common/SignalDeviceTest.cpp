@@ -34,7 +34,7 @@ public:
 
 } // namespace
 
-TEST(SignalDevice, TellsItsSignals)
+TEST(SignalDevice, ReportsItsSignals)
 {
     CTestDevice device("Rig");
     EXPECT_THAT(device.sensors(), ElementsAre("Level", "Flow"));
@@ -133,7 +133,7 @@ TEST(SignalDevice, ActuatorsAreLimitedToTheirRange)
     EXPECT_EQ(-2.0, device.actuatorCommand("Pump"));
 }
 
-TEST(SignalDevice, AwayRefusesAccessAndTakesOutputsTo0AtOnce)
+TEST(SignalDevice, OfflineRefusesAccessAndTakesOutputsTo0AtOnce)
 {
     CTestDevice device("Rig");
     device.writeActuator(0, 30.0);
@@ -147,7 +147,7 @@ TEST(SignalDevice, AwayRefusesAccessAndTakesOutputsTo0AtOnce)
     EXPECT_EQ(50.0, device.actuatorCommand("Valve"));
 }
 
-TEST(SignalDevice, AwayMarksEveryChannelAndReturnRestoresOutputs)
+TEST(SignalDevice, OfflineMarksEveryChannelAndReturnRestoresOutputs)
 {
     CTestDevice device("Rig");
     CSignalAnalogInChannel level("Level", testDevices);
@@ -169,7 +169,7 @@ TEST(SignalDevice, AwayMarksEveryChannelAndReturnRestoresOutputs)
     device.updateOnce();
     EXPECT_EQ("", level.fault());
     EXPECT_EQ("", valve.fault());
-    EXPECT_EQ(60.0, device.actuatorCommand("Valve")) << "the newest request, without anybody repeating it";
+    EXPECT_EQ(60.0, device.actuatorCommand("Valve")) << "the newest request, without its being repeated";
 }
 
 TEST(SignalDevice, AnAbsenceBetweenTwoUpdatesLosesNothing)
@@ -201,7 +201,7 @@ TEST(SignalDevice, ReturnLeavesFaultsOfOthers)
     device.unbind(level);
 }
 
-TEST(SignalDevice, ChannelBoundWhileAwayIsMarked)
+TEST(SignalDevice, ChannelBoundWhileOfflineIsMarked)
 {
     CTestDevice device("Rig");
     device.setOffline(true);

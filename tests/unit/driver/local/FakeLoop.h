@@ -46,7 +46,7 @@ private:
     Journal& journal_;
 };
 
-/// A loop that calculates nothing. It notes "NAME sample time" when asked for it by the thread that made the
+/// A loop that calculates nothing. It notes "NAME sample time" when that is read on the thread that made the
 /// loop, "NAME step" for each step in which it is enabled, and "NAME init".
 class FakeLoop : public IControlLoop
 {

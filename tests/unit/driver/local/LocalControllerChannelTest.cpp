@@ -35,7 +35,7 @@ Rvl::CEnvironment::Signal& aboutToDisconnect()
     return Rvl::CEnvironment::getInstance()->aboutToDisconnect();
 }
 
-/// Holds the first step of a loop in which it is told the actual value.
+/// Holds the first step of a loop in which it receives the actual value.
 class HeldStep : public Rvl::IControlLoopValueListener
 {
 public:
@@ -215,13 +215,13 @@ TEST_F(LocalControllerChannel, CascadeRunsOutermostFirstUpToTheFirstOutputThatIs
     journal.clear();
     CLocalControllerChannel channel("Controller", loop);
     channel.start();
-    std::vector<std::string> asked;
+    std::vector<std::string> sampleTimeReads;
     for (const auto& entry : journal.entries()) {
         if (entry.find("sample time") != std::string::npos) {
-            asked.push_back(entry);
+            sampleTimeReads.push_back(entry);
         }
     }
-    EXPECT_THAT(asked, ElementsAre("loop sample time", "middle sample time", "inner sample time"));
+    EXPECT_THAT(sampleTimeReads, ElementsAre("loop sample time", "middle sample time", "inner sample time"));
     for (const char* step : {"loop step", "middle step", "inner step"}) {
         EXPECT_TRUE(journal.waitFor([&](const auto& entries) {
             return std::count(entries.begin(), entries.end(), step) >= 3;
@@ -309,7 +309,7 @@ TEST_F(LocalControllerChannel, DestructionStopsTheProcessorAndReleasesTheLoop)
     const int steps = counter.steps();
     EXPECT_EQ(1, loop.use_count());
     loop->process();
-    EXPECT_EQ(steps + 1, counter.steps()) << "nobody else calculated it meanwhile";
+    EXPECT_EQ(steps + 1, counter.steps()) << "nothing else calculated it meanwhile";
 }
 
 TEST_F(LocalControllerChannel, AboutToDisconnectStopsEveryLiveChannel)

@@ -319,7 +319,7 @@ TEST_F(LoopMonitor, TwoMonitorsWatchIndependently)
     EXPECT_EQ(0.0, second.status(0).worstPeriodError_ms);
 }
 
-TEST_F(LoopMonitor, StatusCanBeAskedForWhileTheLoopRuns)
+TEST_F(LoopMonitor, StatusCanBeReadWhileTheLoopRuns)
 {
     loop->sampleTime = 1;
     loop->addActualValueListener(&counter);

@@ -133,7 +133,7 @@ protected:
 
 } // namespace
 
-TEST(BadInputReaction, IsToHoldUnlessToldOtherwise)
+TEST(BadInputReaction, IsToHoldByDefault)
 {
     const Rvl::SBadInputReaction reaction;
     EXPECT_EQ(Rvl::SBadInputReaction::Hold, reaction.action);
@@ -149,7 +149,7 @@ TEST_F(LoopSupervisor, GoodInputMakesNoDifference)
     EXPECT_EQ(ILoopSupervision::Calculating, supervisor->state(0));
 }
 
-TEST_F(LoopSupervisor, ValueThatComesWhileItsChannelIsJudgedIsTheOneToCalculateWith)
+TEST_F(LoopSupervisor, ValueThatComesWhileItsChannelIsCheckedIsTheOneToCalculateWith)
 {
     supervise();
     sensor.publishValue(1);
@@ -209,7 +209,7 @@ TEST_F(LoopSupervisor, WaitingLoopStartsAsAnyLoopWithTheFirstGoodValue)
     EXPECT_EQ(4.0, control(8)) << "P of the first step, as the integral begins at 0";
 }
 
-TEST_F(LoopSupervisor, BadValueNeverReachesTheTermsEvenIfTheChannelWasJudgedGood)
+TEST_F(LoopSupervisor, BadValueNeverReachesTheTermsEvenIfTheChannelWasFoundGood)
 {
     supervise();
     control(8);
@@ -299,7 +299,7 @@ TEST_F(LoopSupervisor, ManualModeIsRespected)
     EXPECT_EQ(-5.0, output->written.back()) << "in automatic mode the action is due again";
 }
 
-TEST_F(LoopSupervisor, UserWhoDisablesMeanwhileHasTheLastWord)
+TEST_F(LoopSupervisor, DisablingMeanwhileTakesPrecedence)
 {
     supervise();
     control(8);

@@ -222,7 +222,7 @@ protected:
     const json& description() const { return *findType(GetParam()); }
     ptree minimal() const { return minimalConfiguration(GetParam()); }
 
-    /// Builds an object of the parameter's type from its node and tells everything about it that can be
+    /// Builds an object of the parameter's type from its node and returns everything about it that can be
     /// observed from outside, so that two configurations that mean the same give the same text.
     std::string observe(const ptree& tree)
     {

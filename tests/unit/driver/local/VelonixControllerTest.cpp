@@ -137,7 +137,7 @@ TEST_F(VelonixController, LoopThatCannotBeEnabledLeavesTheOutputOff)
 TEST_F(VelonixController, FailingOutputLeavesTheLoopAsItIs)
 {
     channel.setProperties(node({{"PwmOutputEnable", "Release"}}));
-    release.onWrite = [] { throw Rvl::CDeviceAccessException("the chip is away"); };
+    release.onWrite = [] { throw Rvl::CDeviceAccessException("the chip is offline"); };
     EXPECT_THROW(channel.setEnabled(true), Rvl::CDeviceAccessException);
     EXPECT_THAT(journal.entries(), IsEmpty());
     EXPECT_EQ(0u, channel.runs());

@@ -114,7 +114,7 @@ TEST(PeltierBench, AbsenceStopsTheCurrentAndReturnRestoresIt)
     EXPECT_EQ("Device Rig is offline", port->fault());
     device->setFault(CSimulatedDevice::DeviceAway, "", false);
     device->step(0.1);
-    EXPECT_EQ(20.0, device->power()) << "the direction asked for meanwhile, and the magnitude from before";
+    EXPECT_EQ(20.0, device->power()) << "the direction written meanwhile, and the magnitude from before";
     EXPECT_EQ("", port->fault());
 }
 
@@ -136,7 +136,7 @@ TEST(PeltierBench, ItsSensorCanFail)
     EXPECT_EQ(20.0, power->readValue());
 }
 
-TEST(PeltierBench, DisconnectingTakesTheCurrentAway)
+TEST(PeltierBench, DisconnectingTakesTheCurrentTo0)
 {
     const auto device = rig<CPeltierBench>("UpdateInterval_ms=\"1\"");
     const auto power = channelOn<CSignalAnalogInChannel>("Power");

@@ -87,7 +87,7 @@ std::string configurationError(const std::string& content)
     return messageOf<CConfigurationException>([&] { SRig rig(content); });
 }
 
-constexpr auto away = "Device Rig is offline";
+constexpr auto offline = "Device Rig is offline";
 
 } // namespace
 
@@ -205,7 +205,7 @@ TEST(SimulatedDevice, SilentSensorPublishesNothing)
     rig.device.step(1.0);
     EXPECT_DOUBLE_EQ(10.0, rig.sum.readValue());
     EXPECT_EQ(1, rig.events.values);
-    EXPECT_FALSE(rig.sum.isFaulty()) << "the device notices nothing";
+    EXPECT_FALSE(rig.sum.isFaulty()) << "the device does not detect it";
     rig.device.setFault(CSimulatedDevice::SensorSilent, "Sum", false);
     rig.device.setFault(CSimulatedDevice::SensorNaN, "Sum", false);
     rig.device.step(1.0);
@@ -228,17 +228,17 @@ TEST(SimulatedDevice, DeadActuatorTakesValuesWithoutEffect)
     EXPECT_DOUBLE_EQ(30.0, rig.sum.readValue()) << "the value given meanwhile acts now";
 }
 
-TEST(SimulatedDevice, AwayDeviceIsSilentRefusesWritesAndIsUndriven)
+TEST(SimulatedDevice, OfflineDeviceIsSilentRefusesWritesAndIsUndriven)
 {
     SRig rig;
     rig.drive.safeWriteOutput(10.0);
     rig.device.step(1.0);
     rig.device.setFault(CSimulatedDevice::DeviceAway, "", true);
     rig.drive.safeWriteOutput(20.0);
-    EXPECT_EQ(away, rig.drive.fault());
+    EXPECT_EQ(offline, rig.drive.fault());
     rig.device.step(1.0);
-    EXPECT_EQ(away, rig.sum.fault());
-    EXPECT_EQ(away, rig.count.fault());
+    EXPECT_EQ(offline, rig.sum.fault());
+    EXPECT_EQ(offline, rig.count.fault());
     EXPECT_EQ(1, rig.events.values);
     EXPECT_THAT(rig.device.applied, ElementsAre(10.0, 0.0)) << "its own watchdog";
 
@@ -252,7 +252,7 @@ TEST(SimulatedDevice, AwayDeviceIsSilentRefusesWritesAndIsUndriven)
     EXPECT_THAT(rig.device.applied, ElementsAre(10.0, 0.0, 20.0)) << "the newest request is restored";
 }
 
-TEST(SimulatedDevice, GoesAwayAndReturnsWhileRunning)
+TEST(SimulatedDevice, GoesOfflineAndReturnsWhileRunning)
 {
     SRig rig;
     rig.device.connect();
@@ -289,7 +289,7 @@ TEST(SimulatedDevice, ConfiguredAbsenceEnds)
     SRig rig("<Fault Kind=\"DeviceAway\" From_s=\"1\" To_s=\"2\"/>");
     rig.drive.safeWriteOutput(10.0);
     rig.device.step(1.0);
-    EXPECT_EQ(away, rig.sum.fault());
+    EXPECT_EQ(offline, rig.sum.fault());
     rig.device.step(1.0);
     EXPECT_EQ("", rig.sum.fault());
     rig.device.step(1.0);

@@ -62,7 +62,7 @@ TEST(SimulatedFaultSwitch, CanEndAnAbsence)
     device.step(0.02);
     EXPECT_EQ("Device Bench is offline", heater.fault());
     EXPECT_EQ(0.0, device.actuatorCommand("Heater"));
-    EXPECT_EQ("", channel->fault()) << "the switch is not part of what is away";
+    EXPECT_EQ("", channel->fault()) << "the switch is not part of what is offline";
     channel->writeOutput(false);
     device.step(0.02);
     EXPECT_EQ("", heater.fault());

@@ -26,8 +26,8 @@ void PrintTo(const SName& name, std::ostream* stream)
     *stream << name.of;
 }
 
-/// A folder with the name given. No code page of Windows has all the names here, so whoever goes by the
-/// user's own page loses one of them on every system.
+/// A folder with the name given. No code page of Windows has all the names here, so code that goes by
+/// the user's own page loses one of them on every system.
 class NamedFolder : public testing::TestWithParam<SName>
 {
 protected:

@@ -26,7 +26,7 @@ SProgramResult apply(std::vector<const char*> arguments)
 
 } // namespace
 
-TEST(ApplicationTest, VersionIsTold)
+TEST(ApplicationTest, VersionIsShown)
 {
     const SProgramResult result = apply({"--version"});
     EXPECT_EQ(result.out, "rivlink-host " RIVLINK_TEST_VERSION "\n");
@@ -34,7 +34,7 @@ TEST(ApplicationTest, VersionIsTold)
     EXPECT_EQ(result.exitCode, 0);
 }
 
-TEST(ApplicationTest, HelpTellsCommandsOptionsAndExitCodes)
+TEST(ApplicationTest, HelpListsCommandsOptionsAndExitCodes)
 {
     const SProgramResult result = apply({"--help"});
     EXPECT_EQ(result.exitCode, 0);
@@ -50,7 +50,7 @@ TEST(ApplicationTest, HelpTellsCommandsOptionsAndExitCodes)
     }
 }
 
-TEST(ApplicationTest, HelpOfACommandTellsItsOptions)
+TEST(ApplicationTest, HelpOfACommandListsItsOptions)
 {
     const SProgramResult result = apply({"run", "--help"});
     EXPECT_EQ(result.exitCode, 0);
@@ -68,7 +68,7 @@ TEST(ApplicationTest, HelpOfACommandTellsItsOptions)
     EXPECT_THAT(apply({"print", "--help"}).out, HasSubstr("effective configuration"));
 }
 
-TEST(ApplicationTest, WrongUsageIsTold)
+TEST(ApplicationTest, WrongUsageIsReported)
 {
     const std::vector<std::pair<std::vector<const char*>, std::string>> cases{
         {{}, "A subcommand is required\n"},

@@ -103,20 +103,20 @@ TEST_F(RunCommandTest, ControllerThatCannotBeDisabledDoesNotKeepTheOthersFromIt)
     configuration.moreChannels = SFakeConfiguration::controller("Second", "Enabled=\"true\"");
     const SProgramResult result = run({"--for", "100ms", "--quiet", "--log", "off"});
     EXPECT_EQ(result.exitCode, 1);
-    EXPECT_EQ(result.err, "disabling Vessel: failing at disable as told\n");
+    EXPECT_EQ(result.err, "disabling Vessel: failing at disable as configured\n");
     EXPECT_THAT(journalText(), HasSubstr("controller Second disable\n"));
     EXPECT_THAT(journalText(), HasSubstr("controller Vessel stopped\n"));
     EXPECT_THAT(journalText(), HasSubstr("bus FakeBus shutdown\n"));
 }
 
-TEST_F(RunCommandTest, ControllerThatThrowsWhenAskedIsDisabledLikeTheOthers)
+TEST_F(RunCommandTest, ControllerThatThrowsWhenReadIsDisabledLikeTheOthers)
 {
     const std::string enabled = "Enabled=\"true\"";
     configuration.moreChannels =
         SFakeConfiguration::controller("Strange", enabled) + SFakeConfiguration::controller("Last", enabled);
     const SProgramResult result = run({"--for", "100ms", "--quiet", "--log", "off"});
     EXPECT_EQ(result.exitCode, 1);
-    EXPECT_EQ(result.err, "stopped: who knows\nasking Strange: who knows\n");
+    EXPECT_EQ(result.err, "stopped: no state\nasking Strange: no state\n");
     EXPECT_THAT(journal(),
                 testing::IsSupersetOf({"controller Vessel disable", "controller Strange disable",
                                        "controller Last disable", "device Bench disconnect, last output 7"}));
@@ -127,7 +127,7 @@ TEST_F(RunCommandTest, DeviceThatCannotBeConnectedEndsTheRunWithNothingDriven)
     configuration.bench = "FailAt=\"connect\"";
     const SProgramResult result = run({"--for", "1min", "--quiet", "--log", "off"});
     EXPECT_EQ(result.exitCode, 1);
-    EXPECT_EQ(result.err, "stopped: failing at connect as told\n");
+    EXPECT_EQ(result.err, "stopped: failing at connect as configured\n");
     EXPECT_THAT(journalText(), Not(HasSubstr("enable")));
     EXPECT_THAT(journalText(), Not(HasSubstr("=")));
     EXPECT_THAT(journalText(), HasSubstr("controller Vessel disable\n"));
@@ -140,7 +140,7 @@ TEST_F(RunCommandTest, ControllerThatCannotBeEnabledEndsTheRunWithTheOthersDisab
         SFakeConfiguration::controller("Second", "Enabled=\"true\" FailAt=\"enable\"");
     const SProgramResult result = run({"--for", "1min", "--quiet", "--log", "off"});
     EXPECT_EQ(result.exitCode, 1);
-    EXPECT_EQ(result.err, "stopped: failing at enable as told\n");
+    EXPECT_EQ(result.err, "stopped: failing at enable as configured\n");
     const auto lines = journal();
     EXPECT_THAT(lines, testing::IsSupersetOf({"controller Vessel enable", "controller Second enable",
                                               "controller Vessel disable", "output Heater = 7",
@@ -154,7 +154,7 @@ TEST_F(RunCommandTest, BuildingThatFailsHalfWayDrivesNothing)
     const SProgramResult result = run({"--for", "1min", "--log", "off"});
     EXPECT_EQ(result.exitCode, 78);
     EXPECT_EQ(result.err, folder.file("c.xml") + ":7: /Configuration/Channels/Channel[4]: cannot be built: "
-                                                 "failing at setProperties as told\n");
+                                                 "failing at setProperties as configured\n");
     EXPECT_EQ(journal(), (std::vector<std::string>{"controller Second destroyed", "loops of Vessel destroyed",
                                                    "controller Vessel destroyed", "output Heater destroyed",
                                                    "input Temperature destroyed", "device Bench destroyed",

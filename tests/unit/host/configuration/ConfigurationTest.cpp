@@ -57,7 +57,7 @@ INSTANTIATE_TEST_SUITE_P(
                     "e</A>",
                     "<A>\r\n<B>x\r\ny</B>\r\n</A>", "<A b='' c=''><B></B><C> </C></A>"));
 
-std::string complaintOf(const std::string& xml)
+std::string refusalOf(const std::string& xml)
 {
     try {
         CConfiguration::parse(xml, "test.xml");
@@ -72,7 +72,7 @@ std::string complaintOf(const std::string& xml)
 struct SMalformed
 {
     std::string xml;
-    std::string complaint;
+    std::string refusal;
 };
 
 class MalformedText : public testing::TestWithParam<SMalformed>
@@ -80,7 +80,7 @@ class MalformedText : public testing::TestWithParam<SMalformed>
 
 TEST_P(MalformedText, IsRefusedAtItsLine)
 {
-    EXPECT_EQ(complaintOf(GetParam().xml), "test.xml:" + GetParam().complaint + "; expected an XML document");
+    EXPECT_EQ(refusalOf(GetParam().xml), "test.xml:" + GetParam().refusal + "; expected an XML document");
 }
 
 constexpr const char* outside = ": /: not well-formed: text outside of the root element";
@@ -147,7 +147,7 @@ TEST(ConfigurationTest, EveryCharacterOfXmlIsTaken)
     for (const char* const text : {"\t\r\n ~\x7f", "\xc2\x80", "\xdf\xbf", "\xe0\xa0\x80", "\xed\x9f\xbf",
                                    "\xee\x80\x80", "\xef\xbf\xbd", "\xf0\x90\x80\x80", "\xf4\x8f\xbf\xbf",
                                    "&#9;&#x20;&#xd7ff;&#xe000;&#xfffd;&#x10000;&#1114111;"}) {
-        EXPECT_EQ(complaintOf(std::string("<A>") + text + "</A>"), "nothing was thrown") << text;
+        EXPECT_EQ(refusalOf(std::string("<A>") + text + "</A>"), "nothing was thrown") << text;
     }
 }
 
@@ -161,11 +161,10 @@ TEST(ConfigurationTest, OtherEncodingsAreTaken)
 
 TEST(ConfigurationTest, ExcessiveNestingIsRefused)
 {
-    EXPECT_EQ(complaintOf(nested(500)), "nothing was thrown");
-    EXPECT_EQ(complaintOf(nested(501)),
-              "test.xml:501: /: not well-formed: elements nested more than 500 deep; "
-              "expected an XML document");
-    EXPECT_EQ(complaintOf(nested(200000)),
+    EXPECT_EQ(refusalOf(nested(500)), "nothing was thrown");
+    EXPECT_EQ(refusalOf(nested(501)), "test.xml:501: /: not well-formed: elements nested more than 500 deep; "
+                                      "expected an XML document");
+    EXPECT_EQ(refusalOf(nested(200000)),
               "test.xml:501: /: not well-formed: elements nested more than 500 deep; "
               "expected an XML document");
 }

@@ -21,7 +21,7 @@ std::chrono::steady_clock::time_point inTime(milliseconds time)
     return std::chrono::steady_clock::now() + time;
 }
 
-/// A reader who can be told to read no more.
+/// A reader that can be stopped.
 class CReader : public std::streambuf
 {
 public:
@@ -164,7 +164,7 @@ TEST(BackgroundOutputEnd, BusyOutputIsDetachedAtItsEnd)
         EXPECT_TRUE(eventually([] { return reader.isWaitedFor(); }));
         output.write("second\n");
     }
-    EXPECT_EQ("", reader.text()) << "nobody has waited for it";
+    EXPECT_EQ("", reader.text()) << "the end has not waited for it";
     reader.setReading(true);
     EXPECT_TRUE(eventually([] { return reader.text() == "first\nsecond\n"; }));
 }

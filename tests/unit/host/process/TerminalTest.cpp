@@ -109,7 +109,7 @@ TEST(TerminalTest, TableIsRedrawnInItsPlaceOnATerminal)
                     OPEN_EXISTING, 0, nullptr);
     ASSERT_NE(console, INVALID_HANDLE_VALUE);
 
-    // any other code page than the one that the keeper asked for
+    // any other code page than the one that the keeper set
     constexpr UINT formerCodePage = 437;
     ASSERT_TRUE(eventually([&] { return GetConsoleOutputCP() == CP_UTF8; }));
     ASSERT_TRUE(SetConsoleOutputCP(formerCodePage));

@@ -20,7 +20,7 @@ TEST(TerminateHandlerDeathTest, ActionIsTakenOnceTheFaultIsReported)
             const CTerminateHandler terminateHandler([] { std::cerr << "action taken" << std::endl; });
             std::thread([] { throw std::runtime_error("out of a thread"); }).join();
         },
-        "nobody caught an exception: out of a thread\naction taken");
+        "an uncaught exception: out of a thread\naction taken");
 }
 
 TEST(TerminateHandlerDeathTest, ActionThatFailsEndsTheProcessAllTheSame)
@@ -34,7 +34,7 @@ TEST(TerminateHandlerDeathTest, ActionThatFailsEndsTheProcessAllTheSame)
             });
             std::thread([] { throw 1; }).join();
         },
-        "nobody caught an exception: an exception of unknown kind\naction taken");
+        "an uncaught exception: an exception of unknown kind\naction taken");
 }
 
 #if !defined(_WIN32)
@@ -47,6 +47,6 @@ TEST(TerminateHandlerDeathTest, ActionIsTakenAlthoughThereCanBeNoMoreThreads)
             const CNoFurtherThread none;
             std::terminate();
         },
-        "action taken\nthe process ends, as nobody caught an exception: no exception is known");
+        "action taken\nthe process ends because of an uncaught exception: no exception is known");
 }
 #endif

@@ -159,7 +159,7 @@ TEST_F(InputSupervisionTest, NotANumberAndInfinityAreBadUnlessAllowed)
     EXPECT_TRUE(graph.check->isGoodValue(infinity));
 }
 
-TEST_F(InputSupervisionTest, FaultyChannelIsBadUntilItTellsANewValue)
+TEST_F(InputSupervisionTest, FaultyChannelIsBadUntilItAnnouncesANewValue)
 {
     begin();
     publishBoth(1.0);
@@ -174,7 +174,7 @@ TEST_F(InputSupervisionTest, FaultyChannelIsBadUntilItTellsANewValue)
     EXPECT_TRUE(isGood(1)) << "the same value, but a new one";
 }
 
-TEST_F(InputSupervisionTest, FaultThatNobodyLookedAtMakesTheValueFromBeforeBadAllTheSame)
+TEST_F(InputSupervisionTest, FaultBetweenTwoStepsMakesTheValueFromBeforeBad)
 {
     begin();
     publishBoth(1.0);

@@ -130,7 +130,8 @@ TEST(SessionTest, ControllerThatCannotBeDisabledIsReported)
     SLoadedSession loaded(configuration);
     loaded.session->start();
     const SShutdownReport report = loaded.session->shutDown();
-    EXPECT_EQ(report.failures, (std::vector<std::string>{"disabling Vessel: failing at disable as told"}));
+    EXPECT_EQ(report.failures,
+              (std::vector<std::string>{"disabling Vessel: failing at disable as configured"}));
     EXPECT_FALSE(report.hung);
     EXPECT_EQ(loaded.session->shutDown().failures, std::vector<std::string>());
     EXPECT_TRUE(loaded.session->controllers().empty());

@@ -57,8 +57,8 @@ TEST(TypeCatalogueTest, TypeHasTheKeysOfItsBasesFirst)
 
 TEST(TypeCatalogueTest, BadDescriptionsAreNamed)
 {
-    EXPECT_EQ(messageOf(R"({"types": [{"name": "T", "kind": "channel", "bases": ["nobody"]}]})"),
-              "bad type descriptions: the base nobody of T is described nowhere");
+    EXPECT_EQ(messageOf(R"({"types": [{"name": "T", "kind": "channel", "bases": ["missing"]}]})"),
+              "bad type descriptions: the base missing of T is described nowhere");
     EXPECT_EQ(messageOf(R"({"types": [{"name": "T", "kind": "channel", "bases": ["U"]},
                                       {"name": "U", "kind": "channel", "bases": ["T"]}]})"),
               "bad type descriptions: T is its own base");

@@ -17,7 +17,7 @@ using Rvl::Test::LogCapture;
 
 namespace {
 
-/// A factory that hands out what it was told to.
+/// A factory that returns what it was constructed with.
 template <class Interface, class Product> class CTestFactory : public Interface
 {
 public:

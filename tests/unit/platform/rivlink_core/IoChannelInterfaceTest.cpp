@@ -173,10 +173,10 @@ TEST(IoChannelInterface, FaultIsAnnouncedWhenItChanges)
     channel.addEventListener(&listener);
     EXPECT_FALSE(channel.isFaulty());
 
-    channel.setFault("device Bench is away");
+    channel.setFault("device Bench is offline");
     EXPECT_TRUE(channel.isFaulty());
-    EXPECT_EQ("device Bench is away", channel.fault());
-    channel.setFault("device Bench is away");
+    EXPECT_EQ("device Bench is offline", channel.fault());
+    channel.setFault("device Bench is offline");
     EXPECT_THAT(listener.events, testing::ElementsAre(2)) << "the same fault is no news";
 
     channel.setFault("");

@@ -20,13 +20,13 @@ class CAnalogTestOut : public CAnalogOutChannel
 public:
     CAnalogTestOut() : CAnalogOutChannel("Heater") {}
     std::vector<double> driven;
-    bool away = false;
+    bool offline = false;
 
 protected:
     void driveOutput(double value) override
     {
-        if (away) {
-            throw CDeviceAccessException("device Bench is away");
+        if (offline) {
+            throw CDeviceAccessException("device Bench is offline");
         }
         driven.push_back(value);
     }
@@ -73,11 +73,11 @@ TEST(AnalogOutChannel, AbsentDeviceMarksTheChannelAndThrowsNothing)
 {
     CAnalogTestOut out;
     out.safeWriteOutput(1.0);
-    out.away = true;
+    out.offline = true;
     EXPECT_NO_THROW(out.safeWriteOutput(2.0));
-    EXPECT_EQ("device Bench is away", out.fault());
+    EXPECT_EQ("device Bench is offline", out.fault());
     EXPECT_DOUBLE_EQ(1.0, out.outputValue()) << "the last value that was sent";
-    out.away = false;
+    out.offline = false;
     out.safeWriteOutput(3.0);
     EXPECT_FALSE(out.isFaulty());
 }
@@ -86,11 +86,11 @@ TEST(AnalogOutChannel, RestoreSendsTheLastValueWritten)
 {
     CAnalogTestOut out;
     out.restoreOutput();
-    EXPECT_THAT(out.driven, ElementsAre()) << "nothing was ever asked for";
+    EXPECT_THAT(out.driven, ElementsAre()) << "nothing was ever written";
     out.safeWriteOutput(1.0);
-    out.away = true;
+    out.offline = true;
     out.safeWriteOutput(2.0);
-    out.away = false;
+    out.offline = false;
     out.restoreOutput();
     EXPECT_THAT(out.driven, ElementsAre(1.0, 2.0));
     EXPECT_FALSE(out.isFaulty());

@@ -14,7 +14,7 @@ class CDigitalTestOut : public CDigitalOutChannel
 public:
     CDigitalTestOut() : CDigitalOutChannel("Valve") {}
     std::vector<std::string> driven;
-    bool away = false;
+    bool offline = false;
 
 protected:
     void driveOutput(bool on) override { access(on ? "on" : "off"); }
@@ -24,8 +24,8 @@ protected:
 private:
     void access(const std::string& what)
     {
-        if (away) {
-            throw CDeviceAccessException("device Bench is away");
+        if (offline) {
+            throw CDeviceAccessException("device Bench is offline");
         }
         driven.push_back(what);
     }
@@ -71,15 +71,15 @@ TEST(DigitalOutChannel, DutyCycleTakesAnOnOffChannelIntoPWMMode)
 TEST(DigitalOutChannel, AbsentDeviceMarksTheChannelAndThrowsNothing)
 {
     CDigitalTestOut out;
-    out.away = true;
+    out.offline = true;
     EXPECT_NO_THROW(out.writeOutput(true));
-    EXPECT_EQ("device Bench is away", out.fault());
+    EXPECT_EQ("device Bench is offline", out.fault());
     EXPECT_FALSE(out.isOn());
     EXPECT_NO_THROW(out.setPWMMode(true));
     EXPECT_FALSE(out.isPWMMode());
     EXPECT_NO_THROW(out.safeWritePWMDutyCycle(50));
     EXPECT_EQ(0u, out.dutyCycle());
-    out.away = false;
+    out.offline = false;
     out.writeOutput(true);
     EXPECT_FALSE(out.isFaulty());
 }
@@ -88,12 +88,12 @@ TEST(DigitalOutChannel, RestoreSendsTheLastValueWritten)
 {
     CDigitalTestOut out;
     out.restoreOutput();
-    EXPECT_THAT(out.driven, ElementsAre()) << "nothing was ever asked for";
-    out.away = true;
+    EXPECT_THAT(out.driven, ElementsAre()) << "nothing was ever written";
+    out.offline = true;
     out.setPWMMode(true);
     out.safeWritePWMDutyCycle(30);
     out.safeWritePWMDutyCycle(35);
-    out.away = false;
+    out.offline = false;
     out.restoreOutput();
     EXPECT_THAT(out.driven, ElementsAre("pwm on", "35 %"));
     out.writeOutput(true);

@@ -118,7 +118,7 @@ TEST(LocalBus, WriteDataDoesNothingWhileConnected)
     EXPECT_EQ("Data link layer error - bus LocalBus not connected", messageOfWriteData(bus));
 }
 
-TEST(LocalBus, WriteDataAsksTheDerivedBusWhetherItIsConnected)
+TEST(LocalBus, WriteDataHonoursIsConnectedOfADerivedBus)
 {
     class AlwaysConnected : public CLocalBus
     {

@@ -21,7 +21,7 @@ public:
     void init() override {}
 };
 
-/// Another thread that wants the element's lock and gives it back at once.
+/// Another thread that takes the element's lock and releases it at once.
 std::future<void> lockElsewhere(const IControlLoopElement& element)
 {
     return std::async(std::launch::async, [&element] { CControlLoopElementGuard guard(&element); });

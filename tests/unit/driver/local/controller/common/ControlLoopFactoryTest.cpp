@@ -53,7 +53,7 @@ public:
     bool processorActive() override { return false; }
 };
 
-/// What the fakes of the five kinds share: what to build, and a name that tells how often it was asked for.
+/// What the fakes of the five kinds share: what to build, and a name that shows how often it was read.
 template <class Interface, class ProductInterface, class FakeProduct> class FakeFactoryBase : public Interface
 {
 public:
@@ -199,7 +199,7 @@ TYPED_TEST(ElementFactory, NullProductThrowsAndLogsOneLine)
     } catch (const std::runtime_error& error) {
         EXPECT_STREQ(error.what(), "Could not create object of type Rvl::Fake");
     }
-    // the log's name is asked for on its own
+    // the log reads the name on its own
     EXPECT_THAT(log.lines(), ElementsAre("ERROR Exception std::runtime_error thrown: "
                                          "Could not create object of type Rvl::Again"));
     ASSERT_EQ(log.records().size(), 1u);

@@ -39,16 +39,16 @@ protected:
     FakeControlLoop loop;
 };
 
-/// A loop that says of its switch what the test wants, if it wants anything.
-struct LoopWithAnAnswer : FakeControlLoop
+/// A loop that reports its switch as the test sets it, if the test sets it.
+struct LoopWithASetSwitch : FakeControlLoop
 {
-    bool isEnabled() const override { return answer.value_or(FakeControlLoop::isEnabled()); }
+    bool isEnabled() const override { return reported.value_or(FakeControlLoop::isEnabled()); }
     void setEnabled(bool enabled) override
     {
         setEnabledCalls.push_back(enabled);
         FakeControlLoop::setEnabled(enabled);
     }
-    std::optional<bool> answer;
+    std::optional<bool> reported;
     std::vector<bool> setEnabledCalls;
 };
 
@@ -74,7 +74,7 @@ TEST_F(ControlLoop, KindsHaveTheirNumbers)
     EXPECT_EQ(sizeof(IControlLoop::eType), 4u);
 }
 
-TEST_F(ControlLoop, EnablingTellsTheOutputAndWritesNothingInAutomaticMode)
+TEST_F(ControlLoop, EnablingNotifiesTheOutputAndWritesNothingInAutomaticMode)
 {
     loop.writeFixedControlValue(3.0);
     loop.setEnabled(true);
@@ -84,7 +84,7 @@ TEST_F(ControlLoop, EnablingTellsTheOutputAndWritesNothingInAutomaticMode)
     EXPECT_EQ(loop.readControlValue(), 0.0);
 }
 
-TEST_F(ControlLoop, SecondEnableTellsNothing)
+TEST_F(ControlLoop, SecondEnableNotifiesNothing)
 {
     loop.setEnabled(true);
     loop.setEnabled(true);
@@ -179,7 +179,7 @@ TEST_F(ControlLoop, StepCalculatesOnlyWhileEnabledAndAutomatic)
     EXPECT_EQ(loop.calculations, 1);
 }
 
-TEST_F(ControlLoop, DisabledStepStillTellsEveryListenerAFreshValue)
+TEST_F(ControlLoop, DisabledStepStillGivesEveryListenerAFreshValue)
 {
     FakeValueListener first;
     FakeValueListener second;
@@ -195,7 +195,7 @@ TEST_F(ControlLoop, DisabledStepStillTellsEveryListenerAFreshValue)
     EXPECT_EQ(input->reads, 4) << "one read for each listener and step";
 }
 
-TEST_F(ControlLoop, ManualStepStillTellsTheListeners)
+TEST_F(ControlLoop, ManualStepStillNotifiesTheListeners)
 {
     FakeValueListener listener;
     loop.addActualValueListener(&listener);
@@ -205,7 +205,7 @@ TEST_F(ControlLoop, ManualStepStillTellsTheListeners)
     EXPECT_THAT(listener.values, ElementsAre(0.0));
 }
 
-TEST_F(ControlLoop, ListenersAreToldAfterTheCalculation)
+TEST_F(ControlLoop, ListenersAreNotifiedAfterTheCalculation)
 {
     FakeValueListener listener;
     loop.addActualValueListener(&listener);
@@ -215,7 +215,7 @@ TEST_F(ControlLoop, ListenersAreToldAfterTheCalculation)
     EXPECT_THAT(listener.values, ElementsAre(9.0));
 }
 
-TEST_F(ControlLoop, ListenersAreToldInTheOrderOfTheirAddresses)
+TEST_F(ControlLoop, ListenersAreNotifiedInTheOrderOfTheirAddresses)
 {
     FakeValueListener listeners[3];
     std::vector<int> order;
@@ -227,7 +227,7 @@ TEST_F(ControlLoop, ListenersAreToldInTheOrderOfTheirAddresses)
     EXPECT_THAT(order, ElementsAre(0, 1, 2));
 }
 
-TEST_F(ControlLoop, ListenerAddedTwiceIsToldOnce)
+TEST_F(ControlLoop, ListenerAddedTwiceIsNotifiedOnce)
 {
     FakeValueListener listener;
     loop.addActualValueListener(&listener);
@@ -250,7 +250,7 @@ TEST_F(ControlLoop, RemovingAnUnknownListenerChangesNothing)
     EXPECT_EQ(unknown.values.size(), 0u);
 }
 
-TEST_F(ControlLoop, ListenerMayRemoveItselfAndOthersWhileBeingTold)
+TEST_F(ControlLoop, ListenerMayRemoveItselfAndOthersWhileNotified)
 {
     FakeValueListener listeners[3];
     for (FakeValueListener& listener : listeners) {
@@ -356,54 +356,54 @@ TEST_F(ControlLoop, InitCallsSetEnabledWithTheSwitchAsItIs)
 
 TEST_F(ControlLoop, InitHandsOnTheSwitchItselfAndNotWhatADerivedLoopSaysOfIt)
 {
-    LoopWithAnAnswer derived;
-    derived.answer = true;
+    LoopWithASetSwitch derived;
+    derived.reported = true;
     derived.init();
-    derived.answer.reset();
+    derived.reported.reset();
     derived.setEnabled(true);
-    derived.answer = false;
+    derived.reported = false;
     derived.init();
     EXPECT_THAT(derived.setEnabledCalls, ElementsAre(false, true, true));
 }
 
-TEST_F(ControlLoop, StepAsksTheDerivedLoopWhetherItIsEnabled)
+TEST_F(ControlLoop, StepHonoursIsEnabledOfADerivedLoop)
 {
-    LoopWithAnAnswer derived;
-    derived.answer = true;
+    LoopWithASetSwitch derived;
+    derived.reported = true;
     derived.process();
     EXPECT_EQ(derived.calculations, 1);
-    derived.answer.reset();
+    derived.reported.reset();
     derived.setEnabled(true);
-    derived.answer = false;
+    derived.reported = false;
     derived.process();
     EXPECT_EQ(derived.calculations, 1);
 }
 
-TEST_F(ControlLoop, SwitchingAsksTheDerivedLoopWhetherItIsEnabled)
+TEST_F(ControlLoop, SwitchingHonoursIsEnabledOfADerivedLoop)
 {
-    LoopWithAnAnswer derived;
+    LoopWithASetSwitch derived;
     derived.setOutput(output);
-    derived.answer = true;
+    derived.reported = true;
     derived.setEnabled(true);
-    EXPECT_THAT(output->enabledCalls, IsEmpty()) << "it says that it is enabled already";
-    derived.answer.reset();
+    EXPECT_THAT(output->enabledCalls, IsEmpty()) << "it is reported as enabled already";
+    derived.reported.reset();
     derived.setEnabled(true);
-    derived.answer = false;
+    derived.reported = false;
     derived.setEnabled(true);
     EXPECT_THAT(output->enabledCalls, ElementsAre(true, true));
 }
 
-TEST_F(ControlLoop, FixedValueAsksTheDerivedLoopWhetherItIsEnabled)
+TEST_F(ControlLoop, FixedValueHonoursIsEnabledOfADerivedLoop)
 {
-    LoopWithAnAnswer derived;
+    LoopWithASetSwitch derived;
     derived.setOutput(output);
     derived.setManualMode(true);
-    derived.answer = true;
+    derived.reported = true;
     derived.writeFixedControlValue(3.0);
     EXPECT_THAT(output->written, ElementsAre(3.0));
-    derived.answer.reset();
+    derived.reported.reset();
     derived.setEnabled(true);
-    derived.answer = false;
+    derived.reported = false;
     derived.writeFixedControlValue(4.0);
     EXPECT_THAT(output->written, ElementsAre(3.0));
 }
@@ -431,20 +431,20 @@ TEST_F(ControlLoop, ChangeOfModeAndEnablingGoThroughTheDerivedLoopsFixedValue)
     EXPECT_THAT(derived.fixedValues, ElementsAre(3.0, 3.0, 3.0, 3.0)) << "disabling writes another value";
 }
 
-TEST_F(ControlLoop, OutputIsToldWhenTheSwitchHasTurned)
+TEST_F(ControlLoop, OutputIsNotifiedAfterTheSwitchHasTurned)
 {
     struct Output : FakeLoopOut
     {
-        void setEnabled(bool) override { switchWhenTold.push_back(loop->isEnabled()); }
+        void setEnabled(bool) override { switchWhenNotified.push_back(loop->isEnabled()); }
         const IControlLoop* loop = nullptr;
-        std::vector<bool> switchWhenTold;
+        std::vector<bool> switchWhenNotified;
     };
     const auto watching = std::make_shared<Output>();
     watching->loop = &loop;
     loop.setOutput(watching);
     loop.setEnabled(true);
     loop.setEnabled(false);
-    EXPECT_THAT(watching->switchWhenTold, ElementsAre(true, false));
+    EXPECT_THAT(watching->switchWhenNotified, ElementsAre(true, false));
 }
 
 TEST_F(ControlLoop, ExceptionLeavesTheStepWithTheLockReleased)
@@ -521,7 +521,7 @@ TEST_F(ControlLoop, GuardedOperationsWaitForTheLock)
     }
 }
 
-TEST_F(ControlLoop, WhoHoldsTheLockSeesNothingOfWhatAnotherThreadHasBegun)
+TEST_F(ControlLoop, HolderOfTheLockSeesNothingOfWhatAnotherThreadHasBegun)
 {
     loop.setEnabled(true);
     const auto begun = [this](const std::function<void()>& operation,
@@ -599,7 +599,7 @@ TEST(ControlLoopValueListener, ActualValueIsTheSecondOperation)
 
 namespace {
 
-/// Allows steps as the test says, and keeps what it was told.
+/// Allows steps as the test sets it, and records the calls.
 struct FakeStepGuard : ILoopStepGuard
 {
     void beforeReading() override
@@ -644,7 +644,7 @@ TEST_F(ControlLoop, StepGuardDecidesWhichStepsCalculate)
     EXPECT_EQ(guard.seen.size(), 2u);
 }
 
-TEST_F(ControlLoop, StepGuardIsAskedBeforeTheActualValueIsRead)
+TEST_F(ControlLoop, StepGuardIsCalledBeforeTheActualValueIsRead)
 {
     FakeStepGuard guard;
     loop.setStepGuard(&guard);
@@ -652,10 +652,10 @@ TEST_F(ControlLoop, StepGuardIsAskedBeforeTheActualValueIsRead)
     input->value = 1.0;
     guard.onReading = [this] { input->value = 2.0; };
     loop.process();
-    EXPECT_THAT(guard.seen, ElementsAre(2.0)) << "what is said of the input is said of no older value";
+    EXPECT_THAT(guard.seen, ElementsAre(2.0)) << "the input's check applies to no older value";
 }
 
-TEST_F(ControlLoop, StepGuardIsToldOfStepsThatWouldNotCalculateAndOfTheSwitch)
+TEST_F(ControlLoop, StepGuardIsNotifiedOfStepsThatWouldNotCalculateAndOfTheSwitch)
 {
     FakeStepGuard guard;
     loop.setStepGuard(&guard);
@@ -673,7 +673,7 @@ TEST_F(ControlLoop, StepGuardIsToldOfStepsThatWouldNotCalculateAndOfTheSwitch)
     EXPECT_THAT(guard.seen, IsEmpty());
 }
 
-TEST_F(ControlLoop, ListenersAreToldInAStepThatMayNotCalculate)
+TEST_F(ControlLoop, ListenersAreNotifiedInAStepThatMayNotCalculate)
 {
     FakeStepGuard guard;
     guard.allow = false;

@@ -29,7 +29,7 @@ TEST(ControlParameters, TakeNameAndData)
     EXPECT_FALSE(parameters.isImmutable());
 }
 
-TEST(ControlParameters, FromConfigurationAreImmutableUnlessToldOtherwise)
+TEST(ControlParameters, FromConfigurationAreImmutableUnlessUnprotected)
 {
     ptree tree;
     tree.put("<xmlattr>.Name", "P");

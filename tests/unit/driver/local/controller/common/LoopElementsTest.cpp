@@ -108,7 +108,7 @@ TEST(LoopOutInterface, EnablingDoesNothingByDefault)
     EXPECT_EQ(element.value, 3.0);
     element.value = 0.0;
     element.write(3.0);
-    EXPECT_EQ(element.value, 0.0) << "the filter still knows the last value";
+    EXPECT_EQ(element.value, 0.0) << "the filter still has the last value";
 }
 
 TEST(LoopOutInterface, OperationsStandInTheirSlots)

@@ -99,8 +99,8 @@ struct SStage
     SFailure inputFailure;
     std::shared_ptr<IControlLoop> loop;
     std::vector<std::unique_ptr<FakeValueListener>> listeners;
-    std::size_t heardBefore = 0;
-    std::vector<double> heard;
+    std::size_t receivedBefore = 0;
+    std::vector<double> received;
 
     SSensorModel sensor;
     std::unique_ptr<CLoopModel> model;
@@ -249,8 +249,8 @@ private:
         }
         for (int listener = 0; listener < 2; ++listener) {
             stage.listeners.push_back(std::make_unique<FakeValueListener>());
-            stage.listeners.back()->onValue = [&stage, told = stage.listeners.back().get()] {
-                stage.heard.push_back(told->values.back());
+            stage.listeners.back()->onValue = [&stage, listener = stage.listeners.back().get()] {
+                stage.received.push_back(listener->values.back());
             };
         }
     }
@@ -325,7 +325,7 @@ private:
         }
         difference += differences(output_->written, actuator_.delivered, writtenBefore_, "written values");
         if (output_->enabledCalls != actuator_.switches) {
-            difference += "\nthe output was told another state";
+            difference += "\nthe output received another state";
         }
         return difference;
     }
@@ -378,7 +378,8 @@ private:
             compare("I", loop.integralControlValue(), model.I);
             compare("D", loop.derivativeControlValue(), model.D);
         }
-        return result + differences(stage.heard, stage.model->heard, stage.heardBefore, "values heard");
+        return result +
+               differences(stage.received, stage.model->received, stage.receivedBefore, "values received");
     }
 
     static std::string disabledInvariant(const SStage& stage)
@@ -413,7 +414,7 @@ private:
     std::string history_;
 };
 
-/// Runs the sequence of this seed; false, with a failure that tells it, if loops and model part.
+/// Runs the sequence of this seed; false, with a failure that shows the sequence, if loops and model differ.
 bool runSequence(std::uint32_t seed)
 {
     CChoices choices(seed);
@@ -431,7 +432,7 @@ bool runSequence(std::uint32_t seed)
 
 } // namespace
 
-// RIVLINK_TEST_SEED=N runs the one sequence that a failure told; otherwise the same thousands every time.
+// RIVLINK_TEST_SEED=N runs the one sequence that a failure named; otherwise the same thousands every time.
 TEST(LoopModel, RandomSequencesOfOperationsDoWhatTheModelDoes)
 {
     const LogCapture refusedParameters("ExceptionLogger");

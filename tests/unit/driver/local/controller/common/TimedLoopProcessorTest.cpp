@@ -86,11 +86,11 @@ public:
     using SteppedLoop::SteppedLoop;
     int sampleTime_ms() const override
     {
-        asked = true;
+        wasRead = true;
         const std::lock_guard<std::mutex> guard(lock);
         return 1;
     }
-    mutable std::atomic<bool> asked{false};
+    mutable std::atomic<bool> wasRead{false};
     mutable std::mutex lock;
 };
 
@@ -256,7 +256,7 @@ TEST_F(TimedLoopProcessorOperation, ExecuteOnceKeepsTheExpiryThatTheTimerHas)
     CControlLoopOperation operation(loop, eventLoop);
     operation.execute();
     eventLoop.run_one();      // armed again with 1 ms
-    loop->sampleTime = 60000; // what the periodic one queues anew is far away
+    loop->sampleTime = 60000; // what the periodic one queues anew is far ahead
     operation.executeOnce();
     loop->onStep = [&] {
         if (loop->steps == 3) {
@@ -460,7 +460,7 @@ TEST(TimedLoopProcessor, StartWaitsForALoopsLockAndAStopForTheStartButNothingEls
     processor.addControlLoop(loop);
     std::unique_lock<std::mutex> held(loop->lock);
     std::thread starter([&] { processor.runControlLoops(); });
-    while (!loop->asked) {
+    while (!loop->wasRead) {
         std::this_thread::yield();
     }
     EXPECT_TRUE(processor.processorActive());
@@ -483,7 +483,7 @@ TEST(TimedLoopProcessor, LoopsThatAreGivenUpDuringTheStartAllEnd)
     processor.addControlLoop(next);
     std::unique_lock<std::mutex> held(locked->lock);
     std::thread starter([&] { processor.runControlLoops(); });
-    while (!locked->asked) {
+    while (!locked->wasRead) {
         std::this_thread::yield();
     }
     EXPECT_EQ(processor.runs(), 0u);
@@ -497,7 +497,7 @@ TEST(TimedLoopProcessor, LoopsThatAreGivenUpDuringTheStartAllEnd)
     EXPECT_EQ(next->steps, 0);
     processor.runControlLoops();
     EXPECT_EQ(processor.runs(), 2u);
-    while (next->steps == 0) { // the next start knows nothing of it
+    while (next->steps == 0) { // the next start is not affected
         std::this_thread::yield();
     }
 }
@@ -541,7 +541,7 @@ TEST(TimedLoopProcessor, InterruptionDoesNotKeepItFromItsEnd)
     EXPECT_TRUE(ended);
 }
 
-TEST(TimedLoopProcessor, StepMayAskForTheStateWhileAnotherThreadWaitsForTheEnd)
+TEST(TimedLoopProcessor, StepMayReadTheStateWhileAnotherThreadWaitsForTheEnd)
 {
     const auto loop = std::make_shared<SteppedLoop>(1);
     CTimedLoopProcessor processor;

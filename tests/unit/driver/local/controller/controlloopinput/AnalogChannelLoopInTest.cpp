@@ -68,7 +68,7 @@ TEST(AnalogChannelLoopIn, IsZeroUntilInitOrTheFirstNewValue)
     EXPECT_EQ(21.0, other.readInputValue());
 }
 
-TEST(AnalogChannelLoopIn, ReadingTheInputNeverAsksTheChannel)
+TEST(AnalogChannelLoopIn, ReadingTheInputNeverReadsTheChannel)
 {
     CountingAnalogIn channel("Temperature");
     CAnalogChannelLoopIn input(&channel);
@@ -218,7 +218,7 @@ TEST(AnalogChannelLoopInFactory, LetsTheFaultPass)
     EXPECT_EQ("ptree_bad_path: No such node (Channel)", faultOf([&] { factory.createObject(node({})); }));
 }
 
-TEST(AnalogChannelLoopIn, TellsWhichChannelItReads)
+TEST(AnalogChannelLoopIn, ReportsWhichChannelItReads)
 {
     CAnalogInChannel first("First");
     CAnalogInChannel second("Second");

@@ -116,7 +116,7 @@ TEST_F(AbstractTwoQuadrantLoopOut, FirstValueWritesThePortEvenForAPatternOfZero)
 TEST_F(AbstractTwoQuadrantLoopOut, FailedPortWriteIsNotRetried)
 {
     TwoQuadrant output(configuration("1", "2"), journal);
-    port.onWrite = [] { throw std::runtime_error("the port is away"); };
+    port.onWrite = [] { throw std::runtime_error("the port is offline"); };
     EXPECT_THROW(output.write(1.0), std::runtime_error);
     EXPECT_THAT(journal.entries(), ElementsAre("Port 3 2")) << "no magnitude without a direction";
     output.write(2.0);

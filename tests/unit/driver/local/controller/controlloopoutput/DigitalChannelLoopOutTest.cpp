@@ -64,13 +64,13 @@ TEST_F(DigitalChannelLoopOut, InitEnableDisableAndDestructionTouchNothing)
 
 TEST_F(DigitalChannelLoopOut, FailureOfTheChannelPasses)
 {
-    channel.onWrite = [] { throw Rvl::CDeviceAccessException("the valve is away"); };
+    channel.onWrite = [] { throw Rvl::CDeviceAccessException("the valve is offline"); };
     CDigitalChannelLoopOut output(&channel);
     try {
         output.write(1.0);
         FAIL() << "nothing was thrown";
     } catch (const Rvl::CDeviceAccessException& exception) {
-        EXPECT_STREQ("the valve is away", exception.what());
+        EXPECT_STREQ("the valve is offline", exception.what());
     }
 }
 

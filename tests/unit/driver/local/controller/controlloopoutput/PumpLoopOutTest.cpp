@@ -55,7 +55,7 @@ TEST_F(PumpLoopOut, MaximumOfZeroAlwaysSendsZero)
     EXPECT_THAT(flowOf(-5.0), testing::AnyOf("Pump flow 0", "Pump flow -0"));
 }
 
-TEST_F(PumpLoopOut, EveryWriteAsksForTheMaximumTwice)
+TEST_F(PumpLoopOut, EveryWriteReadsTheMaximumTwice)
 {
     CPumpLoopOut output(&pump);
     output.write(4.0);
@@ -94,7 +94,7 @@ TEST_F(PumpLoopOut, InitEnableDisableAndDestructionTouchNothing)
 TEST_F(PumpLoopOut, FailuresOfThePumpPass)
 {
     CPumpLoopOut output(&pump);
-    pump.onFlow = [] { throw Rvl::CDeviceAccessException("the pump is away"); };
+    pump.onFlow = [] { throw Rvl::CDeviceAccessException("the pump is offline"); };
     EXPECT_THROW(output.write(1.0), Rvl::CDeviceAccessException);
     pump.nextMaximum = []() -> double { throw Rvl::CDeviceAccessException("the pump does not answer"); };
     journal.clear();
