@@ -24,8 +24,8 @@ namespace Rvl {
 
 namespace {
 
-// Those who read logs tell the handler that failed by the record's line. The numbers are fixed, so that they
-// mean the same in every version.
+// The record's line identifies the handler that failed to a reader of logs. The numbers are fixed, so that
+// they mean the same in every version.
 constexpr int periodicErrorRecordLine = 185;
 constexpr int oneShotErrorRecordLine = 202;
 
@@ -327,7 +327,7 @@ void CTimedLoopProcessor::stopControlLoops()
     if (d_->eventLoop.get_executor().running_in_this_thread()) {
         worker->join(); // throws
     }
-    // who waits for the worker may be interrupted, and leaves it to the next one
+    // a wait for the worker may be interrupted, and is left to the next caller
     d_->changed.wait(lock.native(), [&]() RVL_REQUIRES(d_->mutex) { return hasEnded() || !d_->joining; });
     if (hasEnded()) {
         return;
