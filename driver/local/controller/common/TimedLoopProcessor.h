@@ -59,8 +59,9 @@ private:
 ///
 /// All operations but the destructor may be called on any thread at any time. While a thread starts the
 /// processor or waits for the end of a stop, others see it as active: a start does nothing, and a stop waits
-/// for the end of that start or stop. Only the two wait for anything: a start for the locks of the loops whose
-/// sample times it reads, a stop for the steps under way. Neither may be called with a loop's lock held.
+/// for the end of that start or stop. Only the two wait for anything: a start for the locks of the loops
+/// whose sample times it reads, a stop for the steps under way. Neither may be called with a loop's lock
+/// held.
 class RIVLINK_LOCAL_EXPORT CTimedLoopProcessor : public ILoopProcessor
 {
 public:
