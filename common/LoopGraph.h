@@ -28,7 +28,9 @@ struct SLoopStatus
     bool enabled = false;  ///< the loop's switch
     bool manual = false;   ///< its control value is written from outside
     double setPoint = 0.0;
-    double actualValue = 0.0; ///< as of the last step; NaN before the first
+    /// As of the last step; of a loop that does not calculate, what its input announced last. NaN if neither
+    /// is known. Nothing is read for it.
+    double actualValue = 0.0;
     double controlValue = 0.0;
     double proportional = 0.0; ///< P of a PID loop's last step; like I and D NaN for other loops
     double integral = 0.0;     ///< I after the last step, with which the next one begins
@@ -110,8 +112,9 @@ public:
     virtual eState state(std::size_t loop) const = 0;
 };
 
-/// The loops behind one channel: 0 is the outermost one, and each of the others is the output of the one
-/// before it. A host's only access to them. It must be destroyed before the channel. All operations are safe
+/// The loops behind one channel: 0 is the outermost one, whose values, scaled, are those of the channel, and
+/// each of the others is the output of the one before it. A host's only
+/// access to the loops. It must be destroyed before the channel. All operations are safe
 /// from any thread, and take a loop's lock one at a time; an index that is not below loopCount() throws
 /// std::out_of_range.
 class ILoopGraph

@@ -1,6 +1,5 @@
 #include "driver/local/LocalControllerChannel.h"
 
-#include "common/LoggedThrow.h"
 #include "driver/local/controller/common/ControlLoop.h"
 #include "driver/local/controller/common/ControlLoopFactory.h"
 #include "driver/local/controller/common/LoopInOutFactory.h"
@@ -23,59 +22,11 @@
 #include <boost/thread/thread.hpp>
 
 #include <mutex>
-#include <optional>
-#include <set>
-#include <stdexcept>
 #include <utility>
 
 namespace Rvl {
 
 namespace {
-
-/// The processors of all live channels. The host's signal reaches one channel after the other, and each takes
-/// up to a sample time to stop: the first one has the loops of all end, so that they do so side by side.
-class CLiveProcessors
-{
-public:
-    static CLiveProcessors& instance()
-    {
-        static auto* const processors = new CLiveProcessors; // outlives channels that live as statics
-        return *processors;
-    }
-
-    /// Keeps a processor among them for as long as it lives itself.
-    class CMembership
-    {
-    public:
-        explicit CMembership(CTimedLoopProcessor& processor) : processor_(&processor)
-        {
-            const std::lock_guard<std::mutex> lock(instance().mutex_);
-            instance().processors_.insert(processor_);
-        }
-        ~CMembership()
-        {
-            const std::lock_guard<std::mutex> lock(instance().mutex_);
-            instance().processors_.erase(processor_);
-        }
-        CMembership(const CMembership&) = delete;
-        CMembership& operator=(const CMembership&) = delete;
-
-    private:
-        CTimedLoopProcessor* const processor_;
-    };
-
-    void cancelAll()
-    {
-        const std::lock_guard<std::mutex> lock(mutex_);
-        for (CTimedLoopProcessor* const processor : processors_) {
-            processor->cancelControlLoops();
-        }
-    }
-
-private:
-    std::mutex mutex_;
-    std::set<CTimedLoopProcessor*> processors_;
-};
 
 /// Between the host's signal and the channel. A slot may still be called while, or after, it is disconnected
 /// on another thread; it then meets a closed gate. Closing waits for a call that is under way, and stopping
@@ -89,7 +40,6 @@ public:
     {
         const std::lock_guard<std::mutex> lock(mutex_);
         if (channel_) {
-            CLiveProcessors::instance().cancelAll();
             channel_->stop();
         }
     }
@@ -117,27 +67,9 @@ struct CLocalControllerChannel::LocalControllerChannelPrivate
     const std::shared_ptr<IControlLoop> controlLoop;
     CTimedLoopProcessor processor;
 
-    std::optional<CLiveProcessors::CMembership> liveProcessor;
     std::shared_ptr<CStopGate> stopGate;
     boost::signals2::scoped_connection aboutToDisconnect;
 };
-
-namespace {
-
-/// Every loop of the cascade has to have an input and an output: one that reads nothing or drives nothing
-/// must not look enabled.
-void demandElements(const IIoChannelInterface& channel, const std::shared_ptr<IControlLoop>& outermost)
-{
-    for (const auto& loop : loopsFrom(outermost)) {
-        const auto output = loop->outputElement();
-        if (!loop->inputElement() || !output) {
-            RVL_THROW(std::runtime_error, "A control loop of channel " + channel.getName() + " has no " +
-                                              (output ? "input" : "output") + " element");
-        }
-    }
-}
-
-} // namespace
 
 CNameServer<CLocalControllerChannel*> CLocalControllerChannel::NameServer;
 
@@ -148,7 +80,6 @@ CLocalControllerChannel::CLocalControllerChannel(const std::string& name, std::s
       private_(std::make_unique<LocalControllerChannelPrivate>(std::move(loop)))
 {
     addCascadedControlLoopToProcessor(private_->controlLoop);
-    private_->liveProcessor.emplace(private_->processor);
     private_->stopGate = std::make_shared<CStopGate>(*this);
     private_->aboutToDisconnect = CEnvironment::getInstance()->aboutToDisconnect().connect(
         [gate = private_->stopGate] { gate->stop(); });
@@ -218,7 +149,6 @@ double CLocalControllerChannel::readControlValueUnscaled()
 void CLocalControllerChannel::start()
 {
     IControlLoop& loop = *private_->controlLoop;
-    demandElements(*this, private_->controlLoop);
     loop.inputElement()->init();
     loop.outputElement()->init();
     loop.init();

@@ -60,12 +60,12 @@ public:
     double readControlValueUnscaled() override;
 
     /// Initialises the input, the output and the loop, in this order, and starts the processor. Those below
-    /// a cascaded loop are not initialised. What the elements throw passes, and nothing runs then. Throws
-    /// std::runtime_error, before anything else, if an input or output anywhere in the cascade is missing or
-    /// no element.
+    /// a cascaded loop are not initialised. What the elements throw passes, and nothing runs then. The
+    /// outermost loop must have an input and an output that are elements.
     void start();
-    /// Stops the processor; blocks for up to the longest sample time without a timeline after the steps under
-    /// way. Nothing happens if it is not running.
+    /// Stops the processor, also when the host's aboutToDisconnect signal arrives; blocks for up to the
+    /// longest sample time without a timeline after the steps under way. Nothing happens if it is not
+    /// running.
     void stop();
     /// How often the processor was started. The steps before and after a start belong to different runs.
     std::uint64_t runs() const;

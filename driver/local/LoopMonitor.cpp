@@ -2,8 +2,10 @@
 
 #include "common/Timeline.h"
 #include "driver/local/controller/common/ControlLoop.h"
-#include "driver/local/controller/common/ControlLoopValueListener.h"
+#include "driver/local/controller/common/LoopStepObserver.h"
 #include "driver/local/controller/controlloop/PIDControlLoop.h"
+#include "driver/local/controller/controlloop/PT1Element.h"
+#include "driver/local/controller/controlloopinput/AnalogChannelLoopIn.h"
 #include "driver/local/LocalControllerChannel.h"
 #include "driver/local/LoopCascade.h"
 #include "driver/local/LoopTimeline.h"
@@ -42,25 +44,36 @@ void addTerms(SLoopStatus& status, IControlLoop& loop)
     }
 }
 
+/// The value that an input has, if it can be had without moving the input.
+std::optional<double> presentValue(ILoopInInterface* input)
+{
+    if (auto* const channelInput = dynamic_cast<CAnalogChannelLoopIn*>(input)) {
+        return channelInput->readInputValue(); // what the channel announced last
+    }
+    if (const auto* const lag = dynamic_cast<const CPT1Element*>(input)) {
+        return lag->lastOutput();
+    }
+    return std::nullopt;
+}
+
 } // namespace
 
-/// One loop's statistics. The loop's own lock guards them: it is held while a step passes its actual value
-/// on.
-class CLoopMonitor::CLoopWatch : public IControlLoopValueListener
+/// One loop's statistics. The loop's own lock guards them.
+class CLoopMonitor::CLoopWatch : public ILoopStepObserver
 {
 public:
     CLoopWatch(const CLocalControllerChannel& channel, std::shared_ptr<IControlLoop> loop, const Clock& clock)
         : channel_(channel), loop_(std::move(loop)), clock_(clock)
     {
-        loop_->addActualValueListener(this);
+        loop_->addStepObserver(this);
     }
 
-    ~CLoopWatch() override { loop_->removeActualValueListener(this); }
+    ~CLoopWatch() override { loop_->removeStepObserver(this); }
 
     CLoopWatch(const CLoopWatch&) = delete;
     CLoopWatch& operator=(const CLoopWatch&) = delete;
 
-    void onActualValue(double actualValue) override
+    void onStep(bool automatic) override
     {
         const SStep step{clock_(), channel_.runs(), loop_->sampleTime_ms()};
         if (lastStep_ && lastStep_->run == step.run) {
@@ -68,7 +81,7 @@ public:
                       lastStep_->sampleTime_ms);
         }
         lastStep_ = step;
-        actualValue_ = actualValue;
+        wasAutomatic_ = automatic;
         ++steps_;
     }
 
@@ -81,7 +94,7 @@ public:
         result.enabled = loop_->isEnabled();
         result.manual = loop_->isManualMode();
         result.setPoint = loop_->readSetpoint();
-        result.actualValue = actualValue_;
+        result.actualValue = actualValue();
         result.controlValue = loop_->readControlValue();
         addTerms(result, *loop_);
         result.steps = steps_;
@@ -92,6 +105,13 @@ public:
     }
 
 private:
+    double actualValue() const
+    {
+        const bool calculates = wasAutomatic_ && loop_->isEnabled() && !loop_->isManualMode();
+        const auto present = calculates ? std::nullopt : presentValue(loop_->input().get());
+        return present.value_or(loop_->lastActualValue());
+    }
+
     struct SStep
     {
         std::chrono::steady_clock::time_point time;
@@ -118,7 +138,7 @@ private:
     const Clock& clock_;
 
     std::optional<SStep> lastStep_;
-    double actualValue_ = std::numeric_limits<double>::quiet_NaN();
+    bool wasAutomatic_ = false; ///< the last step
     std::uint64_t steps_ = 0;
     std::uint64_t periods_ = 0;
     double periodErrorSum_ms_ = 0.0;

@@ -19,8 +19,9 @@ class CLocalControllerChannel;
 /// last step before a stop to the first step after the next start is no period, however short it is, whereas
 /// the longest pause within a run is one and shows as the worst error.
 ///
-/// The actual value comes from a listener of the loop, for which the loop reads its input once more per step.
-/// That makes no difference to an input that is a channel; a lag element as an input moves with every read.
+/// The actual value is the one that the last step read: nothing is read for the monitor's sake, as a lag
+/// element as an input moves with every reading. Of a loop that does not calculate, because it is disabled or
+/// in manual mode, it is what the channel announced last, or what was last read from a lag element.
 ///
 /// Nothing is allocated in a step. The monitor must be destroyed before the channel.
 class CLoopMonitor

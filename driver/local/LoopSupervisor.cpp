@@ -48,6 +48,11 @@ public:
         return true;
     }
 
+    bool isGoodValue(double actualValue) const override
+    {
+        return supervisor_.check_.isGoodValue(actualValue);
+    }
+
     void passedStep() override { state_ = Idle; }
 
     void wroteFixedValue() override { fixedValueStands_ = true; }

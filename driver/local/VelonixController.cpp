@@ -21,17 +21,10 @@ void CVelonixController::setProperties(const boost::property_tree::ptree& tree)
 
 void CVelonixController::setEnabled(bool enable)
 {
-    if (!pwmOutputEnable_) {
-        CLocalControllerChannel::setEnabled(enable);
-        return;
+    if (pwmOutputEnable_) {
+        pwmOutputEnable_->writeOutput(enable);
     }
-    pwmOutputEnable_->writeOutput(enable);
-    try {
-        CLocalControllerChannel::setEnabled(enable);
-    } catch (...) {
-        pwmOutputEnable_->writeOutput(false);
-        throw;
-    }
+    CLocalControllerChannel::setEnabled(enable);
 }
 
 } // namespace Rvl

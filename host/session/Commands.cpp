@@ -154,7 +154,7 @@ void CCommands::setEnabled(const std::string& source, const std::string& control
     carryOut({{}, source, controller, "enabled", "", Rvl::text(enabled), ""},
              [&](CController& target, std::vector<SCommandRecord>& records) {
                  records[0].oldValue = Rvl::text(target.channel().isControlLoopEnabled());
-                 target.channel().setEnabled(enabled);
+                 target.setEnabled(enabled);
              });
 }
 

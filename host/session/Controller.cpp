@@ -69,12 +69,20 @@ SControllerState CController::read() const
     SControllerState state;
     state.name = name_;
     state.unit = channel_.unit();
-    state.setPoint = channel_.getSetPoint();
-    state.actualValue = channel_.readActualValue();
-    state.controlValue = channel_.readControlValue();
     state.enabled = channel_.isControlLoopEnabled();
     state.manual = manual_;
     readLoops(state.loops);
+    if (!state.loops.empty()) {
+        // the channel's own operations would lock the loop for each value, and read its input once more
+        const SLoopStatus& outermost = state.loops.front();
+        state.setPoint = channel_.getScaledValue(outermost.setPoint);
+        state.actualValue = channel_.getScaledValue(outermost.actualValue);
+        state.controlValue = channel_.getScaledValue(outermost.controlValue);
+    } else {
+        state.setPoint = channel_.getSetPoint();
+        state.actualValue = channel_.readActualValue();
+        state.controlValue = channel_.readControlValue();
+    }
     state.health = healthOf(state);
     return state;
 }
@@ -125,6 +133,22 @@ bool CController::hasStepped() const
 std::chrono::milliseconds CController::longestSampleTime() const
 {
     return std::chrono::milliseconds(longestSampleTime_ms_);
+}
+
+void CController::setEnabled(bool enabled)
+{
+    try {
+        channel_.setEnabled(enabled);
+    } catch (...) {
+        if (enabled) {
+            try {
+                channel_.setEnabled(false);
+            } catch (...) {
+                // the first failure is the one to report
+            }
+        }
+        throw;
+    }
 }
 
 void CController::setManual(bool manual)

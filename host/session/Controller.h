@@ -49,7 +49,8 @@ public:
     const std::vector<const IIoChannelInterface*>& referred() const { return referred_; }
     const SStart& startMode() const { return start_; }
 
-    /// Reads everything once. What a channel throws passes.
+    /// Reads everything once: the values of the loops' last steps, without reading their inputs. What a
+    /// channel throws passes.
     SControllerState read() const;
     /// The loops behind the channel; null if it is not made of a plug-in's loops.
     ILoopGraph* loops() const { return loops_.get(); }
@@ -58,6 +59,9 @@ public:
     /// The longest sample time of its loops as of the last read(), or of construction; 0 without loops.
     std::chrono::milliseconds longestSampleTime() const;
 
+    /// A channel whose enabling fails is disabled, as it may have switched on a part of what it drives; the
+    /// first exception passes.
+    void setEnabled(bool enabled);
     void setManual(bool manual);
     bool isManual() const { return manual_; }
 

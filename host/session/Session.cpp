@@ -118,7 +118,7 @@ void CSession::enable(CController& controller)
         controller.setManual(true);
     }
     if (!startCancelled_) { // the calls above may have taken long
-        controller.channel().setEnabled(true);
+        controller.setEnabled(true);
     }
 }
 

@@ -228,7 +228,9 @@ TEST_F(Plugin, OneEntryGivesTheLoopsOfAChannel)
     ASSERT_TRUE(graph);
     EXPECT_EQ(2u, graph->loopCount());
     EXPECT_EQ(&temperature, graph->inputChannel(1));
-    EXPECT_TRUE(std::isnan(graph->status(0).actualValue)) << "no step yet";
+    EXPECT_EQ(0.0, graph->status(0).actualValue) << "nothing was announced since the input was made";
+    temperature.publishValue(9.0);
+    EXPECT_EQ(9.0, graph->status(0).actualValue) << "announced last, as there was no step yet";
     controller.setEnabled(true);
     temperature.publishValue(10.0);
     EXPECT_TRUE(waitUntil([&] { return graph->status(1).steps >= 3; }));

@@ -167,6 +167,31 @@ TEST(VirtualRun, FaultsOfADeviceComeAtTheirTimesAndThePolicyActs)
     EXPECT_EQ(std::set<std::string>{"ok"}, after);
 }
 
+TEST(VirtualRun, WatchingChangesNothingAlsoOfAProcessThatMovesWithEachReading)
+{
+    const CTemporaryFolder folder;
+    // no step at a whole second, where it would come before or after the reading
+    const std::string path = folder.write("lag.xml", R"(<Configuration>
+<Plugins><Plugin Name="rivlink_local"/></Plugins>
+<Channels><Channel Name="Lag" Type="Rvl::CLocalControllerChannel" Enabled="true"><ControlLoop>
+<Type>Rvl::CTwoLevelControlLoop</Type>
+<Parameters SampleTime_ms="70" Setpoint="10" LowerThreshold="1" UpperThreshold="1" U_Up="20" U_Down="0" U_Disabled="0"/>
+<InputSameAsOutput>true</InputSameAsOutput>
+<Input><Type>Rvl::CPT1Element</Type><TimeConstant_s>10</TimeConstant_s></Input>
+</ControlLoop><SetpointRange Minimum="0" Maximum="100"/></Channel></Channels>
+</Configuration>)");
+    const std::vector<std::string> seldom = linesOf(virtualRecord(path, "6500ms", "1s"));
+    const std::vector<std::string> often = linesOf(virtualRecord(path, "6500ms", "20ms"));
+    ASSERT_EQ(8U, seldom.size()) << "the heading and seven rows";
+    EXPECT_GT(often.size(), 300U);
+    EXPECT_THAT(often, testing::IsSupersetOf(seldom));
+    std::set<std::string> values;
+    for (const SRecordRow& row : rows(virtualRecord(path, "6500ms", "1s"))) {
+        values.insert(std::to_string(row.controlValue));
+    }
+    EXPECT_EQ(2U, values.size()) << "the loop has switched";
+}
+
 TEST(VirtualRun, RealDeviceIsRefusedAtItsLine)
 {
     const std::string path = examples + "/cpu-load/cpu-load.xml";

@@ -338,6 +338,11 @@ public:
         SLoopStatus status;
         status.typeName = "Rvl::CFakeLoop";
         status.sampleTime_ms = sampleTime_ms;
+        status.enabled = enabled_;
+        status.manual = manual_;
+        status.setPoint = setPoint_;
+        status.actualValue = input_->readValueUnscaled();
+        status.controlValue = controlValue_;
         status.steps = steps_;
         status.overruns = 3;
         status.meanPeriodError_ms = 0.25;

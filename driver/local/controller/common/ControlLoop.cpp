@@ -3,6 +3,7 @@
 #include "driver/local/controller/common/ControlLoopValueListener.h"
 #include "driver/local/controller/common/ControlParameters.h"
 #include "driver/local/controller/common/LoopStepGuard.h"
+#include "driver/local/controller/common/LoopStepObserver.h"
 
 #include <limits>
 
@@ -123,12 +124,16 @@ void IControlLoop::setManualMode(bool manual)
 void IControlLoop::process()
 {
     CControlLoopElementGuard guard(this);
-    if (isEnabled() && !manualMode_) {
+    const bool automatic = isEnabled() && !manualMode_;
+    if (automatic) {
         if (mayCalculate()) {
             calculateOutput();
         }
     } else if (stepGuard_) {
         stepGuard_->passedStep();
+    }
+    for (ILoopStepObserver* const observer : stepObservers_) {
+        observer->onStep(automatic);
     }
     callActualValueListeners();
 }
@@ -175,6 +180,24 @@ void IControlLoop::setStepGuard(ILoopStepGuard* guard)
     stepGuard_ = guard;
 }
 
+void IControlLoop::addStepObserver(ILoopStepObserver* observer)
+{
+    CControlLoopElementGuard elementGuard(this);
+    stepObservers_.push_back(observer);
+}
+
+void IControlLoop::removeStepObserver(ILoopStepObserver* observer)
+{
+    CControlLoopElementGuard elementGuard(this);
+    std::erase(stepObservers_, observer);
+}
+
+std::shared_ptr<ILoopInInterface> IControlLoop::input() const
+{
+    CControlLoopElementGuard guard(this);
+    return input_;
+}
+
 void IControlLoop::driveControlValue(double value)
 {
     CControlLoopElementGuard guard(this);
@@ -188,8 +211,22 @@ bool IControlLoop::mayCalculate()
         return true;
     }
     stepGuard_->beforeReading();
-    guardedValue_ = readInput();
-    return stepGuard_->mayCalculate(guardedValue_);
+    lastActualValue_ = readInput();
+    isFirstReading_ = true;
+    return stepGuard_->mayCalculate(lastActualValue_);
+}
+
+double IControlLoop::readGuarded()
+{
+    if (!isFirstReading_) {
+        // another thread may have brought a worse value in between
+        const double value = input_->readInputValue();
+        if (stepGuard_->isGoodValue(value)) {
+            lastActualValue_ = value;
+        }
+    }
+    isFirstReading_ = false;
+    return lastActualValue_;
 }
 
 void IControlLoop::callActualValueListeners()

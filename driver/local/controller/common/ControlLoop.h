@@ -8,12 +8,14 @@
 #include <memory>
 #include <set>
 #include <string>
+#include <vector>
 
 namespace Rvl {
 
 class CControlParameters;
 class IControlLoopValueListener;
 class ILoopStepGuard;
+class ILoopStepObserver;
 
 /// Base of the control loops. Each step, process(), lets the derived class read the input, calculate, and
 /// write the output, and passes the actual value to the listeners.
@@ -111,6 +113,14 @@ public:
     /// Puts a guard in charge of which steps calculate; null: every step does. Not owned, and not copied with
     /// the loop.
     void setStepGuard(ILoopStepGuard* guard);
+    /// Adds an observer. Not owned, and not copied with the loop.
+    void addStepObserver(ILoopStepObserver* observer);
+    /// Nothing happens if the observer is not there.
+    void removeStepObserver(ILoopStepObserver* observer);
+    /// The actual value that a step read last, under the lock; NaN before the first one. Reads nothing.
+    double lastActualValue() const { return lastActualValue_; }
+    /// The input itself; it may be no element.
+    std::shared_ptr<ILoopInInterface> input() const;
     /// For a step guard: makes `value` the control value and writes it to the output, in any state.
     void driveControlValue(double value);
 
@@ -128,12 +138,16 @@ protected:
         CControlLoopElementGuard guard(this);
         return input_ ? input_->readInputValue() : std::numeric_limits<double>::quiet_NaN();
     }
-    /// For calculateOutput(): the actual value of the step under way, which is the one that a step guard saw.
-    /// Not without an input.
+    /// For calculateOutput(): the actual value of the step under way; each call is one reading of the input.
+    /// With a step guard the first call gives the value that the guard has read, so that there are as many
+    /// readings as without it. Not without an input.
     double readInputOfStep()
     {
-        // read once for guard and calculation: in between, another thread may bring a worse value
-        return stepGuard_ ? guardedValue_ : input_->readInputValue();
+        if (stepGuard_) {
+            return readGuarded();
+        }
+        lastActualValue_ = input_->readInputValue();
+        return lastActualValue_;
     }
     /// Writes the output, if there is one.
     void writeOutput(double value)
@@ -156,9 +170,12 @@ protected:
 
 private:
     bool mayCalculate();
+    double readGuarded();
 
     ILoopStepGuard* stepGuard_ = nullptr;
-    double guardedValue_ = 0.0; ///< the actual value that the guard saw
+    std::vector<ILoopStepObserver*> stepObservers_;
+    bool isFirstReading_ = false; ///< of the step: the value that the guard has read is still unused
+    double lastActualValue_ = std::numeric_limits<double>::quiet_NaN();
 };
 
 } // namespace Rvl

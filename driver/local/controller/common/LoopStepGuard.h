@@ -19,6 +19,8 @@ public:
     virtual void beforeReading() = 0;
     /// The step, with the actual value that it would calculate with.
     virtual bool mayCalculate(double actualValue) = 0;
+    /// Whether a value may be calculated with that a step reads after the one above, as some loops do.
+    virtual bool isGoodValue(double actualValue) const = 0;
     /// A step of a loop that is disabled or in manual mode.
     virtual void passedStep() = 0;
     /// The loop, enabled and in manual mode, writes its fixed control value.

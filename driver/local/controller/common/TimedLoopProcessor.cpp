@@ -147,7 +147,6 @@ public:
         for (const auto& operation : operations) {
             operation->cancel();
         }
-        cancelledWhileStarting = starting;
     }
 
     /// Arms the operations on a worker of their own. `starting` is set.
@@ -232,7 +231,6 @@ public:
     CMutex mutex;
     std::condition_variable changed;
     bool starting RVL_GUARDED_BY(mutex) = false;
-    bool cancelledWhileStarting RVL_GUARDED_BY(mutex) = false;
     std::atomic<std::uint64_t> runs{0}; // each step may read it
     // the worker is another thread's to wait for, and must not be touched
     bool joining RVL_GUARDED_BY(mutex) = false;
@@ -289,11 +287,7 @@ void CTimedLoopProcessor::runControlLoops()
             d_->worker = std::move(worker);
             ++d_->runs;
         }
-        const bool cancelled = d_->cancelledWhileStarting;
         d_->end(d_->starting);
-        if (cancelled) {
-            d_->cancelAll(); // those that were armed after it as well
-        }
     } catch (...) {
         // the waits just queued must not be found, aborted, by the thread of a later start
         for (const auto& operation : operations) {
@@ -301,7 +295,6 @@ void CTimedLoopProcessor::runControlLoops()
         }
         d_->eventLoop.poll();
         lock.lock();
-        d_->cancelledWhileStarting = false;
         d_->end(d_->starting);
         throw;
     }
@@ -343,12 +336,6 @@ void CTimedLoopProcessor::stopControlLoops()
     }
     lock.lock();
     d_->end(d_->joining);
-}
-
-void CTimedLoopProcessor::cancelControlLoops()
-{
-    const CMutexLock lock(d_->mutex);
-    d_->cancelAll();
 }
 
 std::uint64_t CTimedLoopProcessor::runs() const

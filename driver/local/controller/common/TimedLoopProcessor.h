@@ -84,9 +84,6 @@ public:
     /// on another thread, or once more, then finishes the stop.
     void stopControlLoops() override;
     bool processorActive() override;
-    /// What stopControlLoops() begins with: every loop ends with its timer's next expiry. Does not wait; the
-    /// processor stays active until stopControlLoops() does.
-    void cancelControlLoops();
     /// How often the processor was started. A step belongs to the run whose number it finds.
     std::uint64_t runs() const;
 

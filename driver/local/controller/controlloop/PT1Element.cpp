@@ -31,10 +31,11 @@ int tick_ms()
     return tickFunctionInForce.load()();
 }
 
-/// Right across a wrap-around of the tick, as long as less than 2^31 ms have passed.
-int elapsed_ms(int since, int now)
+/// Right across a wrap-around of the tick, and never negative: with a negative time y would diverge. After
+/// 2^32 ms (49 days) it begins anew, when y has long become u.
+std::uint32_t elapsed_ms(int since, int now)
 {
-    return static_cast<int>(static_cast<std::uint32_t>(now) - static_cast<std::uint32_t>(since));
+    return static_cast<std::uint32_t>(now) - static_cast<std::uint32_t>(since);
 }
 
 double timeConstantFrom(const boost::property_tree::ptree& tree)
@@ -66,6 +67,12 @@ void CPT1Element::writeOutputValue(double value)
     CControlLoopElementGuard guard(this);
     input_ = value;
     lastWriteTick_ms_ = tick_ms();
+}
+
+double CPT1Element::lastOutput() const
+{
+    CControlLoopElementGuard guard(this);
+    return output_;
 }
 
 void CPT1Element::setTickFunction(TickFunction* tickFunction)

@@ -32,6 +32,8 @@ public:
 
     double readInputValue() override;
     void writeOutputValue(double value) override;
+    /// y as it was read last, without moving it.
+    double lastOutput() const;
 
     /// Puts another tick in the place of the system's for every element, or the system's again if it is
     /// null.

@@ -24,8 +24,11 @@ CAnalogChannelLoopIn::CAnalogChannelLoopIn(CAnalogInChannel* channel)
 CAnalogChannelLoopIn::~CAnalogChannelLoopIn()
 {
     // waits for a call of deviceEvent() that is under way, so not with the mutex held
-    for (CAnalogInChannel* channel : listenedTo_) {
-        channel->removeEventListener(this);
+    const auto& nameServer = CAnalogInChannel::NameServer;
+    for (const SListenedTo& entry : listenedTo_) {
+        if (nameServer.contains(entry.name) && nameServer.lookupObject(entry.name) == entry.channel) {
+            entry.channel->removeEventListener(this);
+        }
     }
 }
 
@@ -66,7 +69,7 @@ void CAnalogChannelLoopIn::deviceEvent(int event)
 
 void CAnalogChannelLoopIn::listenTo(CAnalogInChannel& channel)
 {
-    listenedTo_.push_back(&channel);
+    listenedTo_.push_back({&channel, channel.getName()});
     channel.addEventListener(this);
 }
 

@@ -9,6 +9,7 @@
 #include <atomic>
 #include <memory>
 #include <mutex>
+#include <string>
 #include <vector>
 
 namespace Rvl {
@@ -18,8 +19,9 @@ class CAnalogInChannel;
 /// The value of an analog input channel as a loop's actual value. It is not polled: the channel announces
 /// each new value, which is then kept, so that a loop gets the newest announced value at once and causes no
 /// traffic of its own. 0 until init() or the first announcement.
-/// The channel is not owned. It must outlive the input, which is removed from the channel's listeners (and
-/// from those of every channel that it was ever given) when it is destroyed.
+/// The channel is not owned. It must live as long as it is read, but may be destroyed before the input. An
+/// input that is destroyed is removed from the listeners of every channel that it was given and that still
+/// lives.
 class RIVLINK_LOCAL_EXPORT CAnalogChannelLoopIn : public ILoopIn, private Kor::IEventListener
 {
 public:
@@ -46,13 +48,20 @@ public:
     void deviceEvent(int event) override;
 
 private:
+    /// A channel that the input listens to, and the name under which it is registered while it lives.
+    struct SListenedTo
+    {
+        CAnalogInChannel* channel;
+        std::string name;
+    };
+
     void listenTo(CAnalogInChannel& channel);
 
     std::unique_ptr<std::recursive_mutex> valueMutex_;
     CAnalogInChannel* analogInChannel_;
     /// Atomic because init() stores it without the mutex while the channel may already announce values.
     std::atomic<double> value_{0.0};
-    std::vector<CAnalogInChannel*> listenedTo_;
+    std::vector<SListenedTo> listenedTo_;
 };
 
 } // namespace Rvl

@@ -46,8 +46,8 @@ private:
     Journal& journal_;
 };
 
-/// A loop that calculates nothing. It notes "NAME sample time" when that is read on the thread that made the
-/// loop, "NAME step" for each step in which it is enabled, and "NAME init".
+/// A loop that reads its input and calculates nothing. It notes "NAME sample time" when that is read on the
+/// thread that made the loop, "NAME step" for each step in which it is enabled, and "NAME init".
 class FakeLoop : public IControlLoop
 {
 public:
@@ -75,7 +75,13 @@ public:
     CControlParameters parameters;
 
 protected:
-    void calculateOutput() override { journal_.note(name_ + " step"); }
+    void calculateOutput() override
+    {
+        if (input_) {
+            readInputOfStep();
+        }
+        journal_.note(name_ + " step");
+    }
 
 private:
     const std::string name_;

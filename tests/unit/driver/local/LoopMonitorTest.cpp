@@ -2,10 +2,14 @@
 
 #include "common/Timeline.h"
 #include "driver/local/controller/controlloop/PIDControlLoop.h"
+#include "driver/local/controller/controlloop/PT1Element.h"
+#include "driver/local/controller/controlloopinput/AnalogChannelLoopIn.h"
 #include "driver/local/LocalControllerChannel.h"
 #include "driver/local/LoopTimeline.h"
+#include "platform/rivlink_device/AnalogInChannel.h"
 #include "tests/unit/driver/local/FakeLoop.h"
 
+#include <boost/property_tree/ptree.hpp>
 #include <gmock/gmock.h>
 
 #include <atomic>
@@ -104,6 +108,71 @@ TEST_F(LoopMonitor, ValuesAreThoseOfTheLoop)
     EXPECT_FALSE(status.manual);
     loop->setManualMode(true);
     EXPECT_TRUE(monitor.status(0).manual);
+}
+
+TEST_F(LoopMonitor, InputIsNotReadForTheMonitor)
+{
+    class CountedIn : public FakeLoopIn
+    {
+    public:
+        using FakeLoopIn::FakeLoopIn;
+        double readInputValue() override { return ++readings; }
+        int readings = 0;
+    };
+    const auto counted = std::make_shared<CountedIn>("counted", journal);
+    loop->setInput(counted);
+    const CLoopMonitor first(channel, clock());
+    const CLoopMonitor second(channel, clock());
+    loop->setEnabled(true);
+    loop->process();
+    loop->process();
+    EXPECT_EQ(2.0, first.status(0).actualValue);
+    EXPECT_EQ(2.0, second.status(0).actualValue);
+    EXPECT_EQ(2, counted->readings) << "once for each step";
+    loop->setEnabled(false);
+    loop->process();
+    EXPECT_EQ(2.0, first.status(0).actualValue);
+    EXPECT_EQ(3u, first.status(0).steps);
+    EXPECT_EQ(2, counted->readings);
+}
+
+TEST_F(LoopMonitor, LagElementIsNotMovedByTheMonitor)
+{
+    static int tick_ms;
+    tick_ms = 0;
+    Rvl::CPT1Element::setTickFunction([] { return tick_ms; });
+    const auto lag = std::make_shared<Rvl::CPT1Element>(boost::property_tree::ptree());
+    loop->setInput(lag);
+    const CLoopMonitor monitor(channel, clock());
+    lag->writeOutputValue(100.0);
+    tick_ms = 500;
+    loop->setEnabled(true);
+    loop->process();
+    const double afterOneReading = 100.0 * (1.0 - std::exp(-0.5));
+    EXPECT_DOUBLE_EQ(afterOneReading, monitor.status(0).actualValue);
+    loop->setEnabled(false);
+    loop->process();
+    EXPECT_DOUBLE_EQ(afterOneReading, monitor.status(0).actualValue);
+    EXPECT_DOUBLE_EQ(afterOneReading, lag->lastOutput());
+    Rvl::CPT1Element::setTickFunction(nullptr);
+}
+
+TEST_F(LoopMonitor, LoopThatDoesNotCalculateShowsWhatItsChannelAnnouncedLast)
+{
+    Rvl::CAnalogInChannel sensor("Sensor");
+    const auto pid = std::make_shared<Rvl::CPIDControlLoop>();
+    pid->setInput(std::make_shared<Rvl::CAnalogChannelLoopIn>(&sensor));
+    pid->setOutput(output);
+    CLocalControllerChannel pidChannel("PID", pid);
+    const CLoopMonitor monitor(pidChannel, clock());
+    sensor.publishValue(21.0);
+    EXPECT_EQ(21.0, monitor.status(0).actualValue) << "before the first step";
+    pid->setEnabled(true);
+    pid->process();
+    sensor.publishValue(22.0);
+    EXPECT_EQ(21.0, monitor.status(0).actualValue) << "as of the last step";
+    pid->setManualMode(true);
+    EXPECT_EQ(22.0, monitor.status(0).actualValue);
 }
 
 TEST_F(LoopMonitor, LoopThatIsNoPidLoopHasNoTermsAndNoLimits)
@@ -289,22 +358,17 @@ TEST_F(LoopMonitor, CascadeIsWatchedOutermostFirst)
 
 TEST_F(LoopMonitor, EndsWatchingWhenDestroyed)
 {
-    class CountingIn : public FakeLoopIn
+    int clockReadings = 0;
     {
-    public:
-        using FakeLoopIn::FakeLoopIn;
-        double readInputValue() override { return ++reads; }
-        int reads = 0;
-    };
-    const auto counting = std::make_shared<CountingIn>("input", journal);
-    loop->setInput(counting);
-    {
-        const CLoopMonitor monitor(channel, clock());
+        const CLoopMonitor monitor(channel, [&] {
+            ++clockReadings;
+            return std::chrono::steady_clock::time_point();
+        });
         loop->process();
-        EXPECT_EQ(1, counting->reads);
+        EXPECT_EQ(1, clockReadings);
     }
     loop->process();
-    EXPECT_EQ(1, counting->reads) << "no listener is left";
+    EXPECT_EQ(1, clockReadings) << "no observer is left";
 }
 
 TEST_F(LoopMonitor, TwoMonitorsWatchIndependently)

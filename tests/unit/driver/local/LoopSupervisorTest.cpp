@@ -396,6 +396,52 @@ TEST_F(LoopSupervisor, LoopThatIsNotThereHasNoState)
     EXPECT_THROW(supervisor->state(1), std::out_of_range);
 }
 
+TEST(SupervisedTwoLevelLoop, ReadsItsInputAsOftenAsWithoutSupervision)
+{
+    class CountedIn : public ILoopIn
+    {
+    public:
+        double readInputValue() override { return value + 0.001 * ++readings; }
+        double value = 0.0;
+        int readings = 0;
+    };
+    std::vector<std::vector<double>> written;
+    std::vector<int> readings;
+    for (const bool supervised : {false, true}) {
+        boost::property_tree::ptree tree;
+        for (const auto& [key, value] : {std::pair("Setpoint", "10"),
+                                         {"SampleTime_ms", "100"},
+                                         {"LowerThreshold", "1"},
+                                         {"UpperThreshold", "1"},
+                                         {"U_Up", "5"},
+                                         {"U_Down", "1"},
+                                         {"U_Disabled", "1"}}) {
+            tree.put(std::string("Parameters.<xmlattr>.") + key, value);
+        }
+        const auto loop = std::make_shared<CTwoLevelControlLoop>(tree);
+        const auto input = std::make_shared<CountedIn>();
+        const auto output = std::make_shared<RecordingOut>();
+        loop->setInput(input);
+        loop->setOutput(output);
+        FakeCheck check;
+        std::unique_ptr<CLoopSupervisor> supervisor;
+        if (supervised) {
+            supervisor = std::make_unique<CLoopSupervisor>(std::vector<std::shared_ptr<IControlLoop>>{loop},
+                                                           check, SBadInputReaction{});
+        }
+        loop->setEnabled(true);
+        for (const double value : {10.0, 8.0, 10.0, 12.0, 12.0, 8.0}) {
+            input->value = value;
+            loop->process();
+        }
+        written.push_back(output->written);
+        readings.push_back(input->readings);
+    }
+    EXPECT_EQ(written[0], written[1]);
+    EXPECT_EQ(readings[0], readings[1]);
+    EXPECT_EQ(readings[0], 7) << "twice in the step that switches down";
+}
+
 TEST_F(CascadeSupervisor, CanBeDestroyedWhileTheLoopsAreCalculated)
 {
     std::atomic<bool> ended{false};

@@ -126,12 +126,17 @@ TEST_F(VelonixController, FaultyPropertiesKeepTheOutput)
     EXPECT_THAT(journal.entries(), ElementsAre("Release off", "loop disabled"));
 }
 
-TEST_F(VelonixController, LoopThatCannotBeEnabledLeavesTheOutputOff)
+TEST_F(VelonixController, OutputIsWrittenOnceAlsoIfTheLoopCannotBeEnabled)
 {
+    class FailingLoopIn : public SilentLoopIn
+    {
+    public:
+        void init() override { throw std::runtime_error("no sensor"); }
+    };
     channel.setProperties(node({{"PwmOutputEnable", "Release"}}));
-    loop->setOutput(nullptr);
+    loop->setInput(std::make_shared<FailingLoopIn>());
     EXPECT_THROW(channel.setEnabled(true), std::runtime_error);
-    EXPECT_THAT(journal.entries(), ElementsAre("Release on", "Release off"));
+    EXPECT_THAT(journal.entries(), ElementsAre("Release on"));
 }
 
 TEST_F(VelonixController, FailingOutputLeavesTheLoopAsItIs)

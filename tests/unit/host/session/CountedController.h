@@ -74,6 +74,10 @@ public:
         SLoopStatus status;
         status.typeName = "Rvl::CCountedLoop";
         status.sampleTime_ms = 100;
+        status.enabled = controller_.enabled;
+        status.setPoint = controller_.setPoint;
+        status.actualValue = controller_.readActualValueUnscaled();
+        status.controlValue = controller_.controlValue;
         return status;
     }
     IIoChannelInterface* inputChannel(std::size_t) const override { return nullptr; }
@@ -109,7 +113,8 @@ inline CCountedController& addCounted(SRig& rig, const std::string& name,
         std::make_unique<CController>(result, result, std::vector<const IIoChannelInterface*>(), start,
                                       std::vector<const SLoops*>{CCountedLoop::loops()});
     entry->channel = std::move(channel);
-    result.loopReads = 0;
+    result.loopReads = 0; // construction reads it as well
+    result.reads = 0;
     rig.controllers.push_back(entry->controller.get());
     rig.channels.push_back(std::move(entry));
     return result;

@@ -1,6 +1,7 @@
 #include "driver/local/controller/common/ControlLoop.h"
 
 #include "driver/local/controller/common/LoopStepGuard.h"
+#include "driver/local/controller/common/LoopStepObserver.h"
 #include "tests/support/FakeLoopElements.h"
 #include "tests/support/LockProbe.h"
 #include "tests/support/VirtualSlot.h"
@@ -613,6 +614,7 @@ struct FakeStepGuard : ILoopStepGuard
         seen.push_back(actualValue);
         return allow;
     }
+    bool isGoodValue(double actualValue) const override { return actualValue < 100.0; }
     void passedStep() override { ++passed; }
     void wroteFixedValue() override { ++fixedValues; }
     void switched() override { ++switches; }
@@ -684,6 +686,30 @@ TEST_F(ControlLoop, ListenersAreNotifiedInAStepThatMayNotCalculate)
     input->value = 7.0;
     loop.process();
     EXPECT_THAT(listener.values, ElementsAre(7.0));
+}
+
+TEST_F(ControlLoop, StepObserverIsCalledInEveryStepAndNothingIsReadForIt)
+{
+    struct CObserver : ILoopStepObserver
+    {
+        void onStep(bool automatic) override { steps.push_back(automatic); }
+        std::vector<bool> steps;
+    };
+    CObserver observer;
+    CObserver other;
+    loop.addStepObserver(&observer);
+    loop.addStepObserver(&other);
+    loop.process();
+    loop.setEnabled(true);
+    loop.process();
+    loop.removeStepObserver(&other);
+    loop.removeStepObserver(&other);
+    loop.setManualMode(true);
+    loop.process();
+    EXPECT_THAT(observer.steps, ElementsAre(false, true, false));
+    EXPECT_THAT(other.steps, ElementsAre(false, true));
+    EXPECT_EQ(input->reads, 0);
+    loop.removeStepObserver(&observer);
 }
 
 TEST_F(ControlLoop, DrivenControlValueIsWrittenInAnyState)

@@ -118,16 +118,6 @@ TEST_F(TimedLoopProcessorOnVirtualTime, CanBeRunAgain)
     EXPECT_THAT(steps, ElementsAre("loop at 150"));
 }
 
-TEST_F(TimedLoopProcessorOnVirtualTime, CancelledLoopsEndWithTheirNextExpiry)
-{
-    processor.addControlLoop(loop(100, "loop"));
-    processor.runControlLoops();
-    processor.cancelControlLoops();
-    timeline.runFor(1s);
-    EXPECT_THAT(steps, IsEmpty());
-    EXPECT_TRUE(processor.processorActive());
-}
-
 TEST_F(TimedLoopProcessorOnVirtualTime, DestructionStops)
 {
     auto other = std::make_unique<CTimedLoopProcessor>();

@@ -162,6 +162,27 @@ TEST_F(PT1Element, TickMayWrapAround)
     EXPECT_DOUBLE_EQ(element.readInputValue(), 1 - std::exp(-0.5));
 }
 
+TEST_F(PT1Element, LongTimeWithoutAWriteIsNotNegative)
+{
+    CPT1Element element(withTimeConstant("1"));
+    element.write(1);
+    testTick_ms = std::numeric_limits<int>::min() + 1000; // 2^31 ms later
+    EXPECT_EQ(element.readInputValue(), 1.0);
+    testTick_ms = 999; // 2^32 - 1 ms later
+    EXPECT_EQ(element.readInputValue(), 1.0);
+}
+
+TEST_F(PT1Element, LastOutputIsThatOfTheLastRead)
+{
+    CPT1Element element(withTimeConstant("1"));
+    element.write(1);
+    testTick_ms += 500;
+    EXPECT_EQ(element.lastOutput(), 0.0);
+    const double read = element.readInputValue();
+    EXPECT_EQ(element.lastOutput(), read);
+    EXPECT_EQ(element.lastOutput(), read) << "it is not moved";
+}
+
 TEST_F(PT1Element, TakesTheLockForReadAndWrite)
 {
     CPT1Element element{ptree()};

@@ -165,6 +165,21 @@ TEST(AnalogChannelLoopIn, DestructionDeregistersFromEveryChannel)
     EXPECT_EQ(0, second.reads);
 }
 
+TEST(AnalogChannelLoopIn, ChannelsMayBeDestroyedBeforeTheInput)
+{
+    auto first = std::make_unique<CountingAnalogIn>("First");
+    auto second = std::make_unique<CountingAnalogIn>("Second");
+    auto input = std::make_unique<CAnalogChannelLoopIn>(first.get());
+    input->setAnalogInputChannel(second.get());
+    second->publishValue(2.0);
+    first.reset(); // replaced before
+    second.reset();
+    EXPECT_EQ(2.0, input->readInputValue());
+    CountingAnalogIn other("Second"); // another one by the name of a channel that is gone
+    input.reset();
+    EXPECT_EQ(0, other.reads);
+}
+
 TEST(AnalogChannelLoopIn, DestructionMeetsEventsOfAnotherThread)
 {
     CAnalogInChannel channel("Temperature");
