@@ -1,5 +1,6 @@
 #include "host/commands/RealTimeRun.h"
 
+#include "host/process/DeadlineTasks.h"
 #include "host/process/ThreadPriority.h"
 
 #include <boost/asio/post.hpp>
@@ -19,8 +20,8 @@ CRealTimeRun::CRealTimeRun(const SRunOptions& options, CSession& session, ITimel
 
 CRealTimeRun::~CRealTimeRun()
 {
-    if (!hasEnded_ && isEnding_) {
-        // the hung call is one of the worker's tasks, and uses both
+    if (isRecordHung_ || (!hasEnded_ && isEnding_)) {
+        // the hung call uses the run, as one of the worker's tasks or as the last of the record
         static_cast<void>(worker_.release());
         static_cast<void>(run_.release());
     }
@@ -110,12 +111,25 @@ bool CRealTimeRun::hasEnded(std::chrono::milliseconds limit)
     return hasEnded_;
 }
 
+bool CRealTimeRun::recordEnd()
+{
+    CDeadlineTasks recording;
+    recording.add("the last rows of the record", [this] { run_->recordEnd(); });
+    const std::vector<std::string> unfinished = recording.run(options_.limits);
+    for (const std::string& name : unfinished) {
+        errors_.write("hung call: " + name + " were not written within " +
+                      limitText(options_.limits.progress) + "\n");
+    }
+    isRecordHung_ = !unfinished.empty();
+    return !isRecordHung_;
+}
+
 bool CRealTimeRun::end()
 {
     beginEnd();
     const bool known = session_.calls().isGivenUp(); // of a controller that could not be disabled
     if (hasEnded(known ? std::chrono::milliseconds(0) : options_.limits.progress)) {
-        return true;
+        return known || recordEnd();
     }
     if (!known) {
         const std::string name = session_.calls().current();

@@ -47,6 +47,8 @@ private:
     void watchCalls();
     void beginEnd();
     bool hasEnded(std::chrono::milliseconds limit);
+    /// Has the last rows of the record written; false if that hangs.
+    bool recordEnd();
 
     const SRunOptions& options_;
     CSession& session_;
@@ -62,6 +64,7 @@ private:
     std::future<void> workEnded_ = workEnd_.get_future();
     bool isEnding_ = false;
     bool hasEnded_ = false;
+    bool isRecordHung_ = false; ///< while its last rows are written
 };
 
 } // namespace Rvl

@@ -92,6 +92,17 @@ void CRun::end()
     }
 }
 
+void CRun::recordEnd()
+{
+    try {
+        if (recordSink_) {
+            recordSink_->take(session_.snapshot());
+        }
+    } catch (const std::exception& exception) {
+        errors_.write(std::string("the last rows of the record are missing: ") + exception.what() + "\n");
+    }
+}
+
 void CRun::fail(const std::exception_ptr& exception)
 {
     try {

@@ -39,6 +39,10 @@ public:
     /// Ends the observation and sums up, unless the run has failed.
     void end();
 
+    /// Writes the last rows of the record, in which every controller has its disabled value. To be called
+    /// after end(), when everything is disabled.
+    void recordEnd();
+
     // after end()
 
     const std::string& summaryText() const { return summaryText_; }

@@ -65,6 +65,7 @@ bool CVirtualRun::end()
     session_.cancelStart();
     sumUp();
     worker_->stopAndJoin();
+    run_.recordEnd();
     if (hasTerminal_ && !isLastShown_) {
         output_.write("\n"); // below the progress bar
     }

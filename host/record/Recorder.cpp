@@ -5,6 +5,7 @@
 #include "host/base/SystemText.h"
 #include "host/base/UtcText.h"
 #include "host/process/FileClaim.h"
+#include "host/process/PipeReader.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -35,16 +36,37 @@ std::string unitText(const std::vector<SControllerState>& states)
     return " [" + result + "]";
 }
 
+constexpr const char* headerBegin = "time,channel,";
+
+/// Whether an existing file may be emptied: it is a record, or empty already.
+bool isRecord(const std::filesystem::path& file)
+{
+    const std::string expected = headerBegin;
+    std::string begin(expected.size(), '\0');
+    std::ifstream stream(file, std::ios::binary);
+    stream.read(begin.data(), static_cast<std::streamsize>(begin.size()));
+    return stream.gcount() == 0 || begin == expected;
+}
+
 } // namespace
 
 CRecorder::CRecorder(const std::filesystem::path& file, bool replace,
                      const std::vector<SControllerState>& states)
+    : file_(file)
 {
     // devices and pipes have no content to lose
     std::error_code ignored;
-    if (!replace && std::filesystem::is_regular_file(file, ignored)) {
-        throw CHostException(ExitFailure,
-                             "the record " + textOf(file) + " already exists; --force replaces it");
+    if (std::filesystem::is_regular_file(file, ignored)) {
+        if (!replace) {
+            throw CHostException(ExitFailure,
+                                 "the record " + textOf(file) + " already exists; --force replaces it");
+        }
+        if (!isRecord(file)) {
+            throw CHostException(ExitFailure,
+                                 textOf(file) + " is not a record; --force replaces records only");
+        }
+    } else if (std::filesystem::is_fifo(file, ignored) && !hasReader(file)) {
+        throw CHostException(ExitFailure, "nothing reads the pipe " + textOf(file));
     }
     // before the file is emptied; devices and pipes can have several writers
     if (std::filesystem::is_regular_file(file, ignored) || !std::filesystem::exists(file, ignored)) {
@@ -60,11 +82,11 @@ CRecorder::CRecorder(const std::filesystem::path& file, bool replace,
         throw CHostException(ExitFailure, "cannot create the record " + textOf(file) + ": " +
                                               std::generic_category().message(errno ? errno : EIO));
     }
+    isRegular_ = std::filesystem::is_regular_file(file, ignored);
     const std::string unit = unitText(states);
-    stream_ << "time,channel," << csvField("set point" + unit) << ',' << csvField("actual value" + unit)
-            << ",control value,enabled,manual,state\n";
     // a failure is reported with the first rows
-    stream_.flush();
+    failedWithHeader_ = !put(headerBegin + csvField("set point" + unit) + ',' +
+                             csvField("actual value" + unit) + ",control value,enabled,manual,state\n");
 }
 
 CRecorder::~CRecorder() = default;
@@ -76,28 +98,39 @@ bool CRecorder::write(const std::vector<SControllerState>& states,
         return true;
     }
     const std::string time = utcText(moment);
+    std::string rows;
     for (const SControllerState& state : states) {
-        stream_ << time << ',' << csvField(state.name) << ',' << exactText(state.setPoint) << ','
-                << exactText(state.actualValue) << ',' << exactText(state.controlValue) << ','
-                << (state.enabled ? "true" : "false") << ',' << (state.manual ? "true" : "false") << ','
-                << csvField(state.health.text) << '\n';
+        rows += time + ',' + csvField(state.name) + ',' + exactText(state.setPoint) + ',' +
+                exactText(state.actualValue) + ',' + exactText(state.controlValue) + ',' +
+                (state.enabled ? "true" : "false") + ',' + (state.manual ? "true" : "false") + ',' +
+                csvField(state.health.text) + '\n';
     }
-    return flush();
+    failed_ = failedWithHeader_ || !put(rows);
+    return !failed_;
 }
 
-bool CRecorder::flush()
+bool CRecorder::put(const std::string& text)
 {
-    stream_.flush();
-    failed_ = !stream_;
-    return !failed_;
+    stream_ << text << std::flush;
+    if (stream_) {
+        size_ += text.size();
+        return true;
+    }
+    if (isRegular_) {
+        stream_.close();
+        std::error_code ignored;
+        std::filesystem::resize_file(file_, size_, ignored); // without a part of a row
+    }
+    return false;
 }
 
 std::string csvField(const std::string& text)
 {
+    const bool isFormula = !text.empty() && std::string("=+-@").find(text.front()) != std::string::npos;
     if (text.find_first_of(",\"\r\n") == std::string::npos) {
-        return text;
+        return isFormula ? "'" + text : text;
     }
-    std::string quoted = "\"";
+    std::string quoted = isFormula ? "\"'" : "\"";
     for (const char c : text) {
         quoted += c;
         if (c == '"') {

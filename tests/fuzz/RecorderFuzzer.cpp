@@ -72,6 +72,14 @@ void requireNumber(const std::string& field, double value)
     }
 }
 
+/// A field behind the apostrophe that keeps it from being a formula.
+std::string shown(const std::string& text)
+{
+    return !text.empty() && std::string("=+-@").find(text[0]) != std::string::npos ? "'" + text : text;
+}
+
+const std::string thereBefore = "time,channel,of an earlier run\n";
+
 } // namespace
 
 int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
@@ -87,7 +95,7 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
     const bool there = bytes.byte() % 4 == 0;
     const bool replace = bytes.byte() % 2 == 0;
     if (there) {
-        std::ofstream(file, std::ios::binary) << "kept";
+        std::ofstream(file, std::ios::binary) << thereBefore;
     }
     std::vector<SControllerState> written;
     try {
@@ -116,17 +124,17 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
             }
             const SControllerState& state = written[index - 1];
             FUZZ_REQUIRE(rows[index][0].size() == 24 && rows[index][0].back() == 'Z', rows[index][0]);
-            FUZZ_REQUIRE(rows[index][1] == state.name, rows[index][1]);
+            FUZZ_REQUIRE(rows[index][1] == shown(state.name), rows[index][1]);
             requireNumber(rows[index][2], state.setPoint);
             requireNumber(rows[index][3], state.actualValue);
             requireNumber(rows[index][4], state.controlValue);
             FUZZ_REQUIRE(rows[index][5] == (state.enabled ? "true" : "false"), rows[index][5]);
             FUZZ_REQUIRE(rows[index][6] == (state.manual ? "true" : "false"), rows[index][6]);
-            FUZZ_REQUIRE(rows[index][7] == state.health.text, rows[index][7]);
+            FUZZ_REQUIRE(rows[index][7] == shown(state.health.text), rows[index][7]);
         }
     } catch (const CHostException& exception) {
         FUZZ_REQUIRE(there && !replace, exception.what());
-        FUZZ_REQUIRE(contentOf(file) == "kept", "the record that was there is gone");
+        FUZZ_REQUIRE(contentOf(file) == thereBefore, "the record that was there is gone");
     }
     std::filesystem::remove(file);
     return 0;

@@ -134,9 +134,10 @@ TEST(VirtualRun, PeriodsAreExactAndTheSummarySaysSo)
 TEST(VirtualRun, RecordHasTheTimesOfTheTimeline)
 {
     const std::vector<std::string> lines = linesOf(virtualRecord(examples + "/pid/pid.xml", "500ms"));
-    ASSERT_EQ(7U, lines.size());
+    ASSERT_EQ(8U, lines.size());
     EXPECT_THAT(lines[1], testing::StartsWith("2000-01-01T00:00:00.000Z,Jacket,"));
     EXPECT_THAT(lines[6], testing::StartsWith("2000-01-01T00:00:00.500Z,Jacket,"));
+    EXPECT_THAT(lines[7], testing::EndsWith(",false,false,off"));
 }
 
 TEST(VirtualRun, FaultsOfADeviceComeAtTheirTimesAndThePolicyActs)
@@ -167,6 +168,21 @@ TEST(VirtualRun, FaultsOfADeviceComeAtTheirTimesAndThePolicyActs)
     EXPECT_EQ(std::set<std::string>{"ok"}, after);
 }
 
+TEST(VirtualRun, RecordEndsWithTheDisabledValues)
+{
+    const CTemporaryFolder folder;
+    const std::string file = folder.write("r.csv", virtualRecord(examples + "/pid/pid.xml", "5s"));
+    const std::vector<SRecordRow> driven = readRecord(file);
+    EXPECT_TRUE(driven.back().enabled);
+    EXPECT_GT(driven.back().controlValue, 0.0);
+    const std::vector<SRecordRow> end = readEndOfRecord(file);
+    ASSERT_EQ(1U, end.size());
+    EXPECT_EQ(5.0, end[0].time_s);
+    EXPECT_EQ("off", end[0].state);
+    EXPECT_FALSE(end[0].enabled);
+    EXPECT_EQ(0.0, end[0].controlValue);
+}
+
 TEST(VirtualRun, WatchingChangesNothingAlsoOfAProcessThatMovesWithEachReading)
 {
     const CTemporaryFolder folder;
@@ -182,7 +198,7 @@ TEST(VirtualRun, WatchingChangesNothingAlsoOfAProcessThatMovesWithEachReading)
 </Configuration>)");
     const std::vector<std::string> seldom = linesOf(virtualRecord(path, "6500ms", "1s"));
     const std::vector<std::string> often = linesOf(virtualRecord(path, "6500ms", "20ms"));
-    ASSERT_EQ(8U, seldom.size()) << "the heading and seven rows";
+    ASSERT_EQ(9U, seldom.size()) << "the heading, seven rows and the end";
     EXPECT_GT(often.size(), 300U);
     EXPECT_THAT(often, testing::IsSupersetOf(seldom));
     std::set<std::string> values;

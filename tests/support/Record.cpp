@@ -1,8 +1,10 @@
 #include "tests/support/Record.h"
 
+#include <algorithm>
 #include <cmath>
 #include <fstream>
 #include <limits>
+#include <set>
 #include <sstream>
 #include <stdexcept>
 
@@ -30,9 +32,7 @@ double number(const std::string& text)
     return text == "nan" || text == "NaN" ? std::numeric_limits<double>::quiet_NaN() : std::stod(text);
 }
 
-} // namespace
-
-std::vector<SRecordRow> readRecord(const std::string& path)
+std::vector<SRecordRow> readRows(const std::string& path)
 {
     std::ifstream file(path);
     std::string line;
@@ -63,6 +63,36 @@ std::vector<SRecordRow> readRecord(const std::string& path)
                         fields[7]});
     }
     return rows;
+}
+
+/// Where the rows of the end begin.
+std::vector<SRecordRow>::const_iterator endOf(const std::vector<SRecordRow>& rows)
+{
+    std::set<std::string> channels;
+    for (const SRecordRow& row : rows) {
+        channels.insert(row.channel);
+    }
+    if (rows.size() <= channels.size()) {
+        return rows.end();
+    }
+    const auto begin = rows.end() - static_cast<std::ptrdiff_t>(channels.size());
+    return std::none_of(begin, rows.end(), [](const SRecordRow& row) { return row.enabled; }) ? begin
+                                                                                              : rows.end();
+}
+
+} // namespace
+
+std::vector<SRecordRow> readRecord(const std::string& path)
+{
+    std::vector<SRecordRow> rows = readRows(path);
+    rows.erase(endOf(rows), rows.end());
+    return rows;
+}
+
+std::vector<SRecordRow> readEndOfRecord(const std::string& path)
+{
+    const std::vector<SRecordRow> rows = readRows(path);
+    return {endOf(rows), rows.end()};
 }
 
 std::vector<SRecordRow> rowsOf(const std::vector<SRecordRow>& record, const std::string& channel,

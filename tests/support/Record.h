@@ -19,8 +19,11 @@ struct SRecordRow
     std::string state;
 };
 
-/// Reads a record. Throws std::runtime_error if a row has not the fields it should have.
+/// Reads a record, but for the rows with which a run ends once everything is disabled. Throws
+/// std::runtime_error if a row has not the fields it should have.
 std::vector<SRecordRow> readRecord(const std::string& path);
+/// The rows with which a run ends, one for each controller; none if it has not ended in order.
+std::vector<SRecordRow> readEndOfRecord(const std::string& path);
 
 /// The rows of one channel from a time on, in seconds.
 std::vector<SRecordRow> rowsOf(const std::vector<SRecordRow>& record, const std::string& channel,

@@ -198,10 +198,11 @@ TEST_F(RunCommandTest, RecordHasARowPerControllerAndInterval)
     const auto lines = linesOf(readFile(record));
     EXPECT_EQ(lines.at(0),
               "time,channel,set point [degC],actual value [degC],control value,enabled,manual,state");
-    // ten intervals of 100 ms; some may be left out on a busy machine, none comes in addition
-    EXPECT_GE(lines.size(), 3U);
-    EXPECT_LE(lines.size(), 12U);
-    for (std::size_t line = 1; line < lines.size(); ++line) {
+    // ten intervals of 100 ms and the end; some may be left out on a busy machine, none comes in addition
+    EXPECT_GE(lines.size(), 4U);
+    EXPECT_LE(lines.size(), 13U);
+    EXPECT_THAT(lines.back(), testing::EndsWith("Z,Vessel,30,25,7,false,false,off")) << "the disabled value";
+    for (std::size_t line = 1; line + 1 < lines.size(); ++line) {
         EXPECT_THAT(lines[line],
                     MatchesPattern("[0-9]{4}-[0-9]{2}-[0-9]{2}T[0-9]{2}:[0-9]{2}:[0-9]{2}\\.[0-9]{3}Z,"
                                    "Vessel,30,25,(0|10),true,false,ok"));
@@ -213,19 +214,19 @@ TEST_F(RunCommandTest, RecordIntervalIsKept)
     const auto record = folder.file("r.csv");
     EXPECT_EQ(run({"--for", "500ms", "--quiet", "--record", record, "--record-interval", "400ms"}).exitCode,
               0);
-    EXPECT_EQ(linesOf(readFile(record)).size(), 3U);
+    EXPECT_EQ(linesOf(readFile(record)).size(), 4U) << "with the heading and the end";
 }
 
 TEST_F(RunCommandTest, RecordThatIsThereIsKeptAndNothingStarts)
 {
-    const auto record = folder.write("r.csv", "precious\n");
+    const auto record = folder.write("r.csv", "time,channel,precious\n");
     const SProgramResult refused = run({"--for", "1min", "--record", record});
     EXPECT_EQ(refused.exitCode, 1);
     EXPECT_EQ(refused.err, "the record " + record + " already exists; --force replaces it\n");
-    EXPECT_EQ(readFile(record), "precious\n");
+    EXPECT_EQ(readFile(record), "time,channel,precious\n");
     EXPECT_THAT(journalText(), Not(HasSubstr("connect")));
     EXPECT_EQ(run({"--for", "50ms", "--quiet", "--record", record, "--force"}).exitCode, 0);
-    EXPECT_THAT(readFile(record), testing::StartsWith("time,channel,"));
+    EXPECT_THAT(readFile(record), testing::StartsWith("time,channel,set point"));
 }
 
 TEST_F(RunCommandTest, FullDiskEndsTheRecordButNotTheControl)

@@ -6,6 +6,14 @@
 
 #include <gtest/gtest.h>
 
+#if !defined(_WIN32)
+#include <csignal>
+#include <fcntl.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <unistd.h>
+#endif
+
 #include <cmath>
 #include <limits>
 
@@ -71,7 +79,7 @@ TEST(RecorderTest, RecordThatAnotherRecorderWritesIsNotTouched)
 TEST(RecorderTest, RecordIsReplacedOnlyIfAllowed)
 {
     const CTemporaryFolder folder;
-    const std::string file = folder.write("r.csv", "precious");
+    const std::string file = folder.write("r.csv", "time,channel,set point\n");
     try {
         CRecorder(file, false, {});
         FAIL() << "nothing thrown";
@@ -79,10 +87,85 @@ TEST(RecorderTest, RecordIsReplacedOnlyIfAllowed)
         EXPECT_EQ(exception.what(), "the record " + file + " already exists; --force replaces it");
         EXPECT_EQ(exception.code(), ExitFailure);
     }
-    EXPECT_EQ(readFile(file), "precious");
+    EXPECT_EQ(readFile(file), "time,channel,set point\n");
     CRecorder(file, true, {});
     EXPECT_EQ(linesOf(readFile(file)).size(), 1U);
 }
+
+TEST(RecorderTest, OnlyRecordsAndEmptyFilesAreReplaced)
+{
+    const CTemporaryFolder folder;
+    const std::string file = folder.write("library.so", "\x7f"
+                                                        "ELF precious");
+    try {
+        CRecorder(file, true, {});
+        FAIL() << "nothing thrown";
+    } catch (const CHostException& exception) {
+        EXPECT_EQ(exception.what(), file + " is not a record; --force replaces records only");
+        EXPECT_EQ(exception.code(), ExitFailure);
+    }
+    EXPECT_EQ(readFile(file), "\x7f"
+                              "ELF precious");
+    const std::string empty = folder.write("empty.csv", "");
+    CRecorder(empty, true, {});
+    EXPECT_EQ(linesOf(readFile(empty)).size(), 1U);
+}
+
+TEST(RecorderTest, NamesAreNoFormulasToASpreadsheet)
+{
+    EXPECT_EQ("'=1+1", csvField("=1+1"));
+    EXPECT_EQ("'+1", csvField("+1"));
+    EXPECT_EQ("'-1", csvField("-1"));
+    EXPECT_EQ("'@SUM", csvField("@SUM"));
+    EXPECT_EQ("\"'=1,1\"", csvField("=1,1"));
+    EXPECT_EQ("a=1", csvField("a=1"));
+    EXPECT_EQ("", csvField(""));
+    EXPECT_EQ("\"a \"\"b\"\"\"", csvField("a \"b\""));
+}
+
+#if !defined(_WIN32)
+TEST(RecorderTest, PipeWithoutAReaderIsRefused)
+{
+    const CTemporaryFolder folder;
+    const std::string pipe = folder.file("pipe");
+    ASSERT_EQ(0, mkfifo(pipe.c_str(), 0600));
+    try {
+        CRecorder(pipe, false, {});
+        FAIL() << "nothing thrown";
+    } catch (const CHostException& exception) {
+        EXPECT_EQ(exception.what(), "nothing reads the pipe " + pipe);
+    }
+    const int reader = open(pipe.c_str(), O_RDONLY | O_NONBLOCK);
+    CRecorder recorder(pipe, false, {state("Vessel", "")});
+    EXPECT_TRUE(recorder.write({state("Vessel", "")}, moment));
+    close(reader);
+}
+
+TEST(RecorderTest, RecordThatMeetsTheLimitOfItsDiskEndsWithAWholeRow)
+{
+    const CTemporaryFolder folder;
+    const std::string file = folder.file("r.csv");
+    const auto formerHandler = std::signal(SIGXFSZ, SIG_IGN);
+    rlimit former{};
+    getrlimit(RLIMIT_FSIZE, &former);
+    {
+        CRecorder recorder(file, false, {state("Vessel", "")});
+        const rlimit tight{500, former.rlim_max};
+        setrlimit(RLIMIT_FSIZE, &tight);
+        int rows = 0;
+        while (recorder.write({state("Vessel", "")}, moment) && rows < 100) {
+            ++rows;
+        }
+        setrlimit(RLIMIT_FSIZE, &former);
+        EXPECT_GT(rows, 0);
+        EXPECT_TRUE(recorder.failed());
+        const std::string text = readFile(file);
+        EXPECT_EQ('\n', text.back());
+        EXPECT_EQ(static_cast<std::size_t>(rows + 1), linesOf(text).size());
+    }
+    std::signal(SIGXFSZ, formerHandler);
+}
+#endif
 
 TEST(RecorderTest, FileThatCannotBeCreatedIsNamed)
 {

@@ -1,0 +1,10 @@
+#include "host/process/PipeReader.h"
+
+namespace Rvl {
+
+bool hasReader(const std::filesystem::path&)
+{
+    return true;
+}
+
+} // namespace Rvl
