@@ -2,12 +2,60 @@
 
 #include "host/base/Suggestion.h"
 #include "host/base/SystemText.h"
+#include "host/plugins/LibraryFile.h"
 #include "host/plugins/LoaderMessage.h"
+#include "host/process/LocaleGuard.h"
 #include "platform/rivlink_core/Environment.h"
 
 #include <boost/dll/shared_library.hpp>
 
+#include <cstdlib>
+#include <exception>
+#include <iostream>
+
 namespace Rvl {
+
+namespace {
+
+std::string pluginBeingLoaded;
+
+/// Names the plug-in whose static initialisation throws: the exception cannot pass the system's loader, and
+/// so ends the process. While plug-ins are loaded nothing is driven yet.
+class CInitialisationWatch
+{
+public:
+    explicit CInitialisationWatch(const std::string& plugin)
+    {
+        pluginBeingLoaded = plugin;
+        former_ = std::set_terminate(&endProcess);
+    }
+    ~CInitialisationWatch() { std::set_terminate(former_); }
+    CInitialisationWatch(const CInitialisationWatch&) = delete;
+    CInitialisationWatch& operator=(const CInitialisationWatch&) = delete;
+
+private:
+    [[noreturn]] static void endProcess()
+    {
+        std::string reason = "an exception of unknown kind";
+        try {
+            if (const auto exception = std::current_exception()) {
+                std::rethrow_exception(exception);
+            }
+        } catch (const std::exception& exception) {
+            reason = exception.what();
+        } catch (...) {
+        }
+        std::cerr << "plug-in \"" + pluginBeingLoaded +
+                         "\" cannot be loaded: its initialisation failed: " + reason +
+                         "; expected one that does not throw\n"
+                  << std::flush;
+        std::_Exit(ExitFailure);
+    }
+
+    std::terminate_handler former_;
+};
+
+} // namespace
 
 struct CPluginLoader::SPlugin
 {
@@ -62,9 +110,18 @@ void CPluginLoader::load(const std::string& plugin, const std::filesystem::path&
     signal.connect([registering = registering_, plugin] { *registering = plugin; });
     const std::size_t slots = signal.num_slots();
 
+    if (isTruncated(library)) {
+        throw CPluginException(plugin, true,
+                               "plug-in \"" + plugin + "\" cannot be loaded: " + textOf(library) +
+                                   " is truncated; expected a whole library");
+    }
+    // one that another plug-in links was initialised with that one
+    const bool wasLoaded = isLoaded(library);
     auto loaded = std::make_unique<SPlugin>();
     loaded->name = plugin;
     try {
+        const CInitialisationWatch watch(plugin);
+        const CLocaleGuard locale;
         // on Windows a path may begin at the root of the current drive, which Boost takes for a relative path
         loaded->library.load(boost::filesystem::path(std::filesystem::absolute(library).native()),
                              boost::dll::load_mode::rtld_now);
@@ -75,7 +132,7 @@ void CPluginLoader::load(const std::string& plugin, const std::filesystem::path&
                                    "; expected a plug-in library");
     }
     plugins_.push_back(std::move(loaded));
-    if (signal.num_slots() == slots) {
+    if (!wasLoaded && signal.num_slots() == slots) {
         throw CPluginException(plugin, true,
                                "\"" + plugin +
                                    "\" is no plug-in: it connects nothing to the environment; expected a "
@@ -101,12 +158,18 @@ void CPluginLoader::checkLoopsVersion(const SPlugin& plugin)
 
 void CPluginLoader::registerFactories()
 {
+    const CLocaleGuard locale;
     try {
         CEnvironment::getInstance()->registerFactories()();
     } catch (const std::exception& exception) {
         throw CPluginException(*registering_, true,
                                "plug-in \"" + *registering_ + "\" failed to register: " + exception.what() +
                                    "; expected a registration that does not throw");
+    } catch (...) {
+        throw CPluginException(*registering_, true,
+                               "plug-in \"" + *registering_ +
+                                   "\" failed to register: an exception of unknown kind; expected a "
+                                   "registration that does not throw");
     }
 }
 

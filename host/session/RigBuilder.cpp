@@ -5,6 +5,7 @@
 #include "host/base/Suggestion.h"
 #include "host/configuration/ConfigurationFrame.h"
 #include "host/process/DescriptorLimit.h"
+#include "host/process/LocaleGuard.h"
 #include "platform/rivlink_core/Environment.h"
 #include "platform/rivlink_device/ControllerChannel.h"
 #include "platform/rivlink_device/LinearScaling.h"
@@ -57,6 +58,7 @@ bool CRigBuilder::isBuildable(const pugi::xml_node& node, const STypeDescription
 
 bool CRigBuilder::attempt(const pugi::xml_node& node, CFaultList& faults, const std::function<void()>& step)
 {
+    const CLocaleGuard locale;
     try {
         step();
         return true;

@@ -26,6 +26,7 @@
 #include <cstdlib>
 #include <fstream>
 #include <iostream>
+#include <locale>
 #include <memory>
 #include <mutex>
 #include <sstream>
@@ -160,6 +161,15 @@ private:
     std::string name_;
 };
 
+/// "40.250" is 40250.
+class CPointForThousands : public std::numpunct<char>
+{
+protected:
+    char do_thousands_sep() const override { return '.'; }
+    char do_decimal_point() const override { return ','; }
+    std::string do_grouping() const override { return "\3"; }
+};
+
 class CFakeInput;
 
 class CFakeDevice : public IDeviceInterface
@@ -207,6 +217,9 @@ public:
         : CAnalogInChannel(IIoChannelFactory::channelNameFromProperties(tree)), tree_(tree)
     {
         failIf(tree, "construct");
+        if (getName() == "Foreign") {
+            std::locale::global(std::locale(std::locale::classic(), new CPointForThousands));
+        }
     }
     ~CFakeInput() override { journal("input " + getName() + " destroyed"); }
     void connectToDevice() override

@@ -62,11 +62,16 @@ TEST(PluginLoaderTest, BrokenPluginIsNamed)
 {
     EXPECT_EQ(loadFailure("rivlink_fke", false),
               "plug-in \"rivlink_fke\" is not in the plug-in path; expected one of "
-              "broken_loops_version, broken_no_library, broken_throwing, broken_without_entry, "
+              "broken_loops_version, broken_no_library, broken_throwing, broken_throwing_a_number, "
+              "broken_throwing_at_load, broken_without_entry, linked_plugin, linking_plugin, "
               "rivlink_fake (did you mean \"rivlink_fake\"?)");
     EXPECT_EQ(loadFailure("broken_throwing", true),
               "plug-in \"broken_throwing\" failed to register: the dongle is "
               "missing; expected a registration that does not throw");
+    EXPECT_EQ(
+        loadFailure("broken_throwing_a_number", true),
+        "plug-in \"broken_throwing_a_number\" failed to register: an exception of unknown kind; expected "
+        "a registration that does not throw");
     EXPECT_EQ(
         loadFailure("broken_without_entry", true),
         "\"broken_without_entry\" is no plug-in: it connects nothing to the environment; expected a library "
@@ -83,6 +88,54 @@ TEST(PluginLoaderTest, BrokenPluginIsNamed)
         MatchesPattern("plug-in \"broken_no_library\" cannot be loaded: .*broken_no_library.*; expected a "
                        "plug-in library"));
 }
+
+TEST(PluginLoaderTest, PluginThatAnotherOneLinksIsAPluginInAnyOrder)
+{
+    for (const auto& [first, second] :
+         {std::pair("linking_plugin", "linked_plugin"), std::pair("linked_plugin", "linking_plugin")}) {
+        CTypeCatalogue catalogue;
+        CPluginLoader loader(path, catalogue);
+        loader.load(first);
+        EXPECT_NO_THROW(loader.load(second)) << first;
+        loader.registerFactories();
+    }
+}
+
+#if !defined(_WIN32)
+TEST(PluginLoaderTest, TruncatedLibraryIsNamedAndNotLoaded)
+{
+    const CTemporaryFolder folder;
+    const std::string name = "librivlink_fake.so";
+    const std::string whole = readFile(std::string(RIVLINK_TEST_PLUGIN_DIRECTORY) + "/" + name);
+    folder.write("rivlink_fake.types.json",
+                 readFile(std::string(RIVLINK_TEST_PLUGIN_DIRECTORY) + "/rivlink_fake.types.json"));
+    for (const std::size_t size : {100U, 5'000U, 50'000U}) {
+        const std::string file = folder.write(name, whole.substr(0, size));
+        CTypeCatalogue catalogue;
+        CPluginLoader loader(path, catalogue);
+        try {
+            loader.load("rivlink_fake", file);
+            FAIL() << "nothing thrown with " << size;
+        } catch (const CPluginException& exception) {
+            EXPECT_EQ(exception.what(), "plug-in \"rivlink_fake\" cannot be loaded: " + file +
+                                            " is truncated; expected a whole library");
+        }
+    }
+}
+
+TEST(PluginLoaderTest, PluginWhoseInitialisationThrowsIsNamed)
+{
+    const CTemporaryFolder folder;
+    SFakeConfiguration configuration;
+    configuration.plugins += "<Plugin Name=\"broken_throwing_at_load\"/>";
+    const SProgramResult run = runHost({"run", folder.write("c.xml", configuration.text())});
+    EXPECT_EQ(run.exitCode, 1);
+    EXPECT_EQ(
+        run.err,
+        "plug-in \"broken_throwing_at_load\" cannot be loaded: its initialisation failed: the licence is "
+        "missing; expected one that does not throw\n");
+}
+#endif
 
 TEST(PluginLoaderTest, PluginThatThrowsIsNamedAmongSoundOnes)
 {
@@ -125,7 +178,8 @@ TEST_P(BrokenPlugin, LeavesNothingDriven)
 
 INSTANTIATE_TEST_SUITE_P(All, BrokenPlugin,
                          testing::Values("broken_loops_version", "broken_no_library", "broken_throwing",
-                                         "broken_without_entry", "broken_undescribed"));
+                                         "broken_throwing_a_number", "broken_without_entry",
+                                         "broken_undescribed"));
 
 TEST(PluginLoaderTest, MissingPluginIsAFaultOfTheConfiguration)
 {

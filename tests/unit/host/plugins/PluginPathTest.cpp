@@ -26,7 +26,9 @@ TEST(PluginPathTest, PluginsAreLibrariesWithADescription)
 {
     EXPECT_EQ(CPluginPath({RIVLINK_TEST_PLUGIN_DIRECTORY, "no/such/folder"}).plugins(),
               (std::vector<std::string>{"broken_loops_version", "broken_no_library", "broken_throwing",
-                                        "broken_without_entry", "rivlink_fake"}));
+                                        "broken_throwing_a_number", "broken_throwing_at_load",
+                                        "broken_without_entry", "linked_plugin", "linking_plugin",
+                                        "rivlink_fake"}));
 }
 
 TEST(PluginPathTest, EnvironmentComesAfterTheCommandLine)

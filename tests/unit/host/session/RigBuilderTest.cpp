@@ -7,6 +7,8 @@
 
 #include <gtest/gtest.h>
 
+#include <locale>
+
 namespace Rvl::Test {
 
 namespace {
@@ -38,6 +40,16 @@ TEST(RigBuilderTest, ControllerWithoutLoopsIsRefusedOnVirtualTime)
         faultsOf(fake, true, false),
         "c.xml:4: /Configuration/Channels/Channel[1][@Name]: \"Vessel\" is not made of loops that go by "
         "virtual time; expected only controllers that are with --virtual\n");
+}
+
+TEST(RigBuilderTest, LocaleThatAnObjectSetsDoesNotReachTheNext)
+{
+    SFakeConfiguration fake;
+    fake.vesselContent = "<Scaling Factor=\"2.5\"/>";
+    fake.moreChannels = "<Channel Name=\"Foreign\" Type=\"Rvl::CFakeInput\" Device=\"Bench\" Value=\"1\"/>";
+    const std::locale before;
+    EXPECT_EQ("", faultsOf(fake, false));
+    EXPECT_EQ(before, std::locale());
 }
 
 TEST(RigBuilderTest, BadInputThatNoPlugInCanSeeToIsAFault)

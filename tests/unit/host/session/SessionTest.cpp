@@ -6,6 +6,7 @@
 #include "platform/rivlink_device/AnalogInChannel.h"
 #include "platform/rivlink_device/ControllerChannel.h"
 #include "tests/unit/host/HostProgram.h"
+#include "tests/unit/host/session/CountedController.h"
 
 #include <gtest/gtest.h>
 
@@ -72,6 +73,21 @@ TEST(SessionTest, ManualControllerStartsWithItsManualValue)
     loaded.session->start();
     EXPECT_EQ(modeOf(loaded.vessel()), "manual");
     EXPECT_TRUE(eventually([&] { return loaded.vessel().controlValue == 42.0; }));
+}
+
+TEST(SessionTest, ControllerWhoseEnablingFailsIsDisabledAtOnce)
+{
+    SRig rig;
+    std::vector<bool> calls;
+    addCounted(rig, "Vessel").onEnable = [&](bool enable) {
+        calls.push_back(enable);
+        if (enable) {
+            throw std::runtime_error("no sensor");
+        }
+    };
+    CSession session(std::move(rig));
+    EXPECT_THROW(session.start(), std::runtime_error);
+    EXPECT_EQ((std::vector<bool>{true, false}), calls);
 }
 
 TEST(SessionTest, ScalingIsAppliedToEveryScalableChannel)
