@@ -39,6 +39,8 @@ struct SLoopStatus
     std::uint64_t steps = 0;          ///< steps since the graph was made
     double meanPeriodError_ms = 0.0;  ///< mean of (period - sample time) over all periods; 0 without one
     double worstPeriodError_ms = 0.0; ///< the (period - sample time) of the largest magnitude
+    /// Time since the last step, or since it was first seen that the loop is to step; 0 while it is not.
+    double sinceStep_ms = 0.0;
     std::uint64_t overruns = 0; ///< periods of twice the sample time or more: at least one step was lost
 };
 

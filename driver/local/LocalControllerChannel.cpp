@@ -160,6 +160,11 @@ void CLocalControllerChannel::stop()
     private_->processor.stopControlLoops();
 }
 
+bool CLocalControllerChannel::isActive() const
+{
+    return private_->processor.processorActive();
+}
+
 std::uint64_t CLocalControllerChannel::runs() const
 {
     return private_->processor.runs();

@@ -67,6 +67,8 @@ public:
     /// longest sample time without a timeline after the steps under way. Nothing happens if it is not
     /// running.
     void stop();
+    /// Whether the processor runs.
+    bool isActive() const;
     /// How often the processor was started. The steps before and after a start belong to different runs.
     std::uint64_t runs() const;
 

@@ -100,11 +100,27 @@ public:
         result.steps = steps_;
         result.meanPeriodError_ms = periods_ ? periodErrorSum_ms_ / static_cast<double>(periods_) : 0.0;
         result.worstPeriodError_ms = worstPeriodError_ms_;
+        result.sinceStep_ms = sinceStep_ms();
         result.overruns = overruns_;
         return result;
     }
 
 private:
+    double sinceStep_ms() const
+    {
+        if (!channel_.isActive()) {
+            return 0.0;
+        }
+        const auto now = clock_();
+        const std::uint64_t run = channel_.runs();
+        if (runSeen_ != run) {
+            runSeen_ = run;
+            runSeenAt_ = now;
+        }
+        const auto since = lastStep_ && lastStep_->run == run ? lastStep_->time : runSeenAt_;
+        return std::chrono::duration<double, std::milli>(now - since).count();
+    }
+
     double actualValue() const
     {
         const bool calculates = wasAutomatic_ && loop_->isEnabled() && !loop_->isManualMode();
@@ -139,6 +155,8 @@ private:
 
     std::optional<SStep> lastStep_;
     bool wasAutomatic_ = false; ///< the last step
+    mutable std::uint64_t runSeen_ = 0;
+    mutable std::chrono::steady_clock::time_point runSeenAt_;
     std::uint64_t steps_ = 0;
     std::uint64_t periods_ = 0;
     double periodErrorSum_ms_ = 0.0;

@@ -12,9 +12,17 @@ namespace Rvl {
 
 namespace {
 
+/// A loop of which steps are missing is faulty from so many sample times on, and not before this time, as a
+/// busy computer delays steps.
+constexpr double sampleTimesWithoutStep = 3.0;
+constexpr double shortestWithoutStep_ms = 250.0;
+
 /// What keeps a running loop from controlling, or an empty text.
 std::string faultOf(const SLoopStatus& loop, bool inner)
 {
+    if (loop.sinceStep_ms >= std::max(sampleTimesWithoutStep * loop.sampleTime_ms, shortestWithoutStep_ms)) {
+        return "has made no step for three of its sample times";
+    }
     if (inner && !loop.enabled) {
         return "is disabled, although the loop above it is enabled";
     }

@@ -7,6 +7,7 @@
 #include "driver/local/LocalControllerChannel.h"
 #include "driver/local/LoopTimeline.h"
 #include "platform/rivlink_device/AnalogInChannel.h"
+#include "runtime/VirtualTimeline.h"
 #include "tests/unit/driver/local/FakeLoop.h"
 
 #include <boost/property_tree/ptree.hpp>
@@ -108,6 +109,26 @@ TEST_F(LoopMonitor, ValuesAreThoseOfTheLoop)
     EXPECT_FALSE(status.manual);
     loop->setManualMode(true);
     EXPECT_TRUE(monitor.status(0).manual);
+}
+
+TEST_F(LoopMonitor, TimeSinceTheLastStepCountsWhileTheProcessorRuns)
+{
+    Rvl::CVirtualTimeline timeline{{}}; // on which no step is made by itself
+    Rvl::setLoopTimeline(&timeline);
+    const CLoopMonitor monitor(channel, clock());
+    now = now.load() + 5s;
+    EXPECT_EQ(0.0, monitor.status(0).sinceStep_ms) << "nothing is to step";
+    channel.start();
+    EXPECT_EQ(0.0, monitor.status(0).sinceStep_ms);
+    now = now.load() + 5s;
+    EXPECT_EQ(5000.0, monitor.status(0).sinceStep_ms) << "since it was first seen";
+    loop->process();
+    EXPECT_EQ(0.0, monitor.status(0).sinceStep_ms);
+    now = now.load() + 2s;
+    EXPECT_EQ(2000.0, monitor.status(0).sinceStep_ms);
+    channel.stop();
+    EXPECT_EQ(0.0, monitor.status(0).sinceStep_ms);
+    Rvl::setLoopTimeline(nullptr);
 }
 
 TEST_F(LoopMonitor, InputIsNotReadForTheMonitor)

@@ -46,6 +46,7 @@ public:
     std::atomic<double> manualControlValue{0.0};
     std::atomic<bool> enabled{false};
     std::atomic<bool> manual{false};
+    std::atomic<double> sinceStep_ms{0.0};
     std::atomic<int> reads{0};
     mutable std::atomic<int> loopReads{0};
     SLoopParameters parameters{"p", false, {{"K", 10.0}, {"MinU", 0.0}, {"MaxU", 100.0}, {"Setpoint", 30.0}}};
@@ -78,6 +79,7 @@ public:
         status.setPoint = controller_.setPoint;
         status.actualValue = controller_.readActualValueUnscaled();
         status.controlValue = controller_.controlValue;
+        status.sinceStep_ms = controller_.sinceStep_ms;
         return status;
     }
     IIoChannelInterface* inputChannel(std::size_t) const override { return nullptr; }

@@ -90,6 +90,21 @@ TEST(SessionTest, ControllerWhoseEnablingFailsIsDisabledAtOnce)
     EXPECT_EQ((std::vector<bool>{true, false}), calls);
 }
 
+TEST(SessionTest, LoopThatMakesNoStepForThreeOfItsSampleTimesIsAFault)
+{
+    SRig rig;
+    CCountedController& vessel = addCounted(rig, "Vessel"); // with a sample time of 100 ms
+    CSession session(std::move(rig));
+    session.start();
+    const auto state = [&] { return session.snapshot().controllers.at(0).health.text; };
+    vessel.sinceStep_ms = 299.0;
+    EXPECT_EQ("ok", state());
+    vessel.sinceStep_ms = 300.0;
+    EXPECT_EQ("fault: Vessel: loop 0 has made no step for three of its sample times", state());
+    vessel.enabled = false;
+    EXPECT_EQ("off", state());
+}
+
 TEST(SessionTest, ScalingIsAppliedToEveryScalableChannel)
 {
     SFakeConfiguration configuration;
