@@ -4,6 +4,7 @@
 #include "host/process/Terminal.h"
 #include "host/process/TerminationSignals.h"
 #include "host/process/TimerResolution.h"
+#include "runtime/AlternateStack.h"
 
 #include <chrono>
 #include <iostream>
@@ -14,6 +15,7 @@ int main(int argc, char** argv)
 {
     const auto programStart = std::chrono::steady_clock::now();
     Rvl::CTerminationSignals::endProcessBeforeFirst();
+    const Rvl::CAlternateStack alternateStack; // for crashes
     Rvl::suppressErrorDialogs();
     const Rvl::CConsole console;
     const Rvl::CTimerResolution timerResolution;

@@ -1,5 +1,6 @@
 #include "runtime/SystemTimeline.h"
 
+#include "runtime/AlternateStack.h"
 #include "runtime/TaskQueue.h"
 #include "runtime/ThreadName.h"
 #include "runtime/TimerSlack.h"
@@ -84,6 +85,7 @@ private:
     {
         setThreadName(name_);
         minimizeTimerSlack();
+        const CAlternateStack alternateStack; // for crashes
         running_ = this;
         std::unique_lock<std::mutex> lock(mutex_);
         while (Task task = next(lock)) {

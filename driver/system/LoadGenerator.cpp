@@ -1,5 +1,7 @@
 #include "driver/system/LoadGenerator.h"
 
+#include "runtime/ThreadName.h"
+
 #include <algorithm>
 
 namespace Rvl {
@@ -26,8 +28,10 @@ void CLoadGenerator::start(unsigned threads, std::chrono::milliseconds period)
     try {
         for (unsigned i = 0; i < threads; ++i) {
             const auto phase = std::chrono::duration_cast<std::chrono::steady_clock::duration>(period) * i;
-            threads_.emplace_back(
-                [this, begin, phase, threads, period] { run(begin + phase / threads, period); });
+            threads_.emplace_back([this, begin, phase, threads, period] {
+                setThreadName("load");
+                run(begin + phase / threads, period);
+            });
         }
     } catch (...) {
         stop();

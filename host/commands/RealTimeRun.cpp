@@ -15,7 +15,8 @@ CRealTimeRun::CRealTimeRun(const SRunOptions& options, CSession& session, ITimel
     : options_(options), session_(session), errors_(errors), worker_(timeline.makeWorker("observer")),
       run_(std::make_unique<CRun>(options, session, timeline, *worker_, output, errors,
                                   [this] { context_.stop(); })),
-      terminationSignals_(context_, [this] { context_.stop(); })
+      terminationSignals_(
+          context_, [this] { context_.stop(); }, [this] { worker_->post([this] { stopProcess(); }); })
 {}
 
 CRealTimeRun::~CRealTimeRun()
@@ -71,6 +72,27 @@ void CRealTimeRun::onStarted()
                 context_.stop();
             }
         });
+    }
+}
+
+/// A task of the worker, so that it begins after the start and while no controller is being read. The calls
+/// that are under way when the process stops so are its own.
+void CRealTimeRun::stopProcess()
+{
+    if (!session_.isRunning()) {
+        return; // the start was cancelled or failed, or the end has begun
+    }
+    std::vector<std::string> failures = session_.suspend();
+    if (failures.empty() && !isEnding_) {
+        CTerminationSignals::stopProcess();
+    } else if (!failures.empty()) {
+        failures.push_back("the program does not stop, as not all outputs are known to have their disabled "
+                           "values");
+    }
+    const std::vector<std::string> further = session_.resume();
+    failures.insert(failures.end(), further.begin(), further.end());
+    for (const std::string& failure : failures) {
+        errors_.write(failure + "\n");
     }
 }
 

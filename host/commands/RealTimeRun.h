@@ -8,6 +8,7 @@
 #include <boost/asio/io_context.hpp>
 #include <boost/asio/steady_timer.hpp>
 
+#include <atomic>
 #include <chrono>
 #include <future>
 #include <memory>
@@ -44,6 +45,7 @@ private:
     void work();
     void start();
     void onStarted();
+    void stopProcess();
     void watchCalls();
     void beginEnd();
     bool hasEnded(std::chrono::milliseconds limit);
@@ -62,7 +64,7 @@ private:
     boost::asio::steady_timer callTimer_{context_};
     std::promise<void> workEnd_;
     std::future<void> workEnded_ = workEnd_.get_future();
-    bool isEnding_ = false;
+    std::atomic<bool> isEnding_{false};
     bool hasEnded_ = false;
     bool isRecordHung_ = false; ///< while its last rows are written
 };

@@ -5,6 +5,7 @@
 #include "host/commands/RealTimeRun.h"
 #include "host/commands/VirtualRun.h"
 #include "host/process/BackgroundOutput.h"
+#include "host/process/CrashHandler.h"
 #include "host/process/DeadlineTasks.h"
 #include "host/process/ExitWithoutCleanup.h"
 #include "host/process/LogSetup.h"
@@ -42,7 +43,11 @@ int perform(Run& run, const SRunOptions& options, CSession& session, CBackground
 {
     int result = ExitDone;
     std::optional<CTerminateHandler> terminateHandler;
+    std::optional<CCrashHandler> crashHandler;
     try {
+        if (!options.isVirtual) { // which drives nothing, on one thread
+            crashHandler.emplace([&session] { session.emergencyStopBeside(); }, options.limits);
+        }
         terminateHandler.emplace([&session] { session.emergencyStop(); }, options.limits);
         run.perform();
     } catch (const std::exception& exception) {
@@ -58,6 +63,7 @@ int perform(Run& run, const SRunOptions& options, CSession& session, CBackground
             result = ExitFailure;
         }
         if (!session.calls().isGivenUp()) { // otherwise a loop may still be in its step
+            crashHandler.reset();
             terminateHandler.reset();
         }
     };

@@ -1,5 +1,7 @@
 #include "host/process/AbortAlarm.h"
 
+#include "host/process/CrashHandler.h"
+
 #include <pthread.h>
 #include <unistd.h>
 
@@ -17,7 +19,10 @@ void abortByAlarmAfter(std::chrono::milliseconds limit)
     if (isSet.test_and_set()) {
         return;
     }
-    std::signal(SIGALRM, [](int) { std::abort(); });
+    std::signal(SIGALRM, [](int) {
+        CCrashHandler::disarm();
+        std::abort();
+    });
     sigset_t signals;
     sigemptyset(&signals);
     sigaddset(&signals, SIGALRM);

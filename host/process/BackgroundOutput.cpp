@@ -1,6 +1,7 @@
 #include "host/process/BackgroundOutput.h"
 
 #include "common/ThreadSafety.h"
+#include "runtime/ThreadName.h"
 
 #include <condition_variable>
 #include <cstddef>
@@ -30,7 +31,10 @@ constexpr std::size_t longestWaiting = std::size_t{1024} * 1024;
 } // namespace
 
 CBackgroundOutput::CBackgroundOutput(std::ostream& stream)
-    : state_(std::make_shared<SState>(stream)), thread_([state = state_] { work(*state); })
+    : state_(std::make_shared<SState>(stream)), thread_([state = state_] {
+          setThreadName("output");
+          work(*state);
+      })
 {}
 
 CBackgroundOutput::~CBackgroundOutput()

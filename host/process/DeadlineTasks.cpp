@@ -1,6 +1,8 @@
 #include "host/process/DeadlineTasks.h"
 
 #include "common/ThreadSafety.h"
+#include "runtime/AlternateStack.h"
+#include "runtime/ThreadName.h"
 
 #include <algorithm>
 #include <atomic>
@@ -81,7 +83,11 @@ void CDeadlineTasks::beginThread(const std::function<void()>& work)
 {
     try {
         // the reference is the thread's own from its beginning
-        shared_->threads.emplace_back([shared = shared_, work] { work(); });
+        shared_->threads.emplace_back([shared = shared_, work] {
+            setThreadName("deadline task");
+            const CAlternateStack alternateStack; // for crashes
+            work();
+        });
     } catch (const std::system_error&) {
         work(); // there can be no more threads
     }

@@ -27,6 +27,8 @@ struct SShutdownLimits
     Duration emergencyDisable{300};
     /// Disconnecting the devices after an uncaught exception.
     Duration emergencyDisconnect{2000};
+    /// Everything that is done about a crash, or a plug-in's exit(), before the process ends.
+    Duration crash{2000};
     /// Everything that is done about an uncaught exception before the process ends.
     Duration terminateAction{10000};
     /// Writing the message about it.
@@ -40,7 +42,8 @@ struct SShutdownLimits
              {&SShutdownLimits::task, &SShutdownLimits::sequence, &SShutdownLimits::progress,
               &SShutdownLimits::call, &SShutdownLimits::summary, &SShutdownLimits::output,
               &SShutdownLimits::emergencyDisable, &SShutdownLimits::emergencyDisconnect,
-              &SShutdownLimits::terminateAction, &SShutdownLimits::terminateMessage}) {
+              &SShutdownLimits::crash, &SShutdownLimits::terminateAction,
+              &SShutdownLimits::terminateMessage}) {
             const double scaled_ms = static_cast<double>((result.*limit).count()) * factor;
             result.*limit = Duration(static_cast<Duration::rep>(scaled_ms < 1.0 ? 1.0 : scaled_ms));
         }

@@ -2,7 +2,9 @@
 
 #include "common/ThreadSafety.h"
 #include "host/process/AbortAlarm.h"
+#include "host/process/CrashHandler.h"
 #include "host/process/DeadlineTasks.h"
+#include "runtime/ThreadName.h"
 
 #include <cstdlib>
 #include <exception>
@@ -41,7 +43,9 @@ bool limitTheTime()
 {
     try {
         [[maybe_unused]] static auto* const limit = new std::thread([] { // never joined
+            setThreadName("end limit");
             std::this_thread::sleep_for(actionLimits.terminateAction);
+            CCrashHandler::disarm();
             std::abort();
         });
         return true;
@@ -100,6 +104,7 @@ void takeAction() RVL_REQUIRES(actionMutex)
         takeAction();
         waitFor(message);
     }
+    CCrashHandler::disarm(); // all that it would do has been done
     if (formerHandler) {
         formerHandler();
     }

@@ -1,5 +1,7 @@
 #include "host/process/TerminationSignals.h"
 
+#include "runtime/ThreadName.h"
+
 #include <boost/asio/post.hpp>
 
 #include <atomic>
@@ -25,7 +27,10 @@ public:
     explicit CSessionWindow(Request request) : state_(std::make_shared<SState>())
     {
         state_->request = request;
-        thread_ = std::thread([state = state_] { serve(*state); });
+        thread_ = std::thread([state = state_] {
+            setThreadName("signals");
+            serve(*state);
+        });
         std::unique_lock<std::mutex> lock(state_->mutex);
         state_->changed.wait(lock, [this] { return state_->ready; });
     }
@@ -178,8 +183,9 @@ struct CTerminationSignals::Private
     }
 };
 
-CTerminationSignals::CTerminationSignals(boost::asio::io_context& context, std::function<void()> call)
-    : private_(new Private{context, std::move(call), nullptr})
+CTerminationSignals::CTerminationSignals(boost::asio::io_context& context, std::function<void()> end,
+                                         std::function<void()>)
+    : private_(new Private{context, std::move(end), nullptr})
 {
     {
         const std::lock_guard<std::mutex> lock(Private::mutex);
@@ -194,6 +200,8 @@ void CTerminationSignals::endProcessBeforeFirst()
 {
     Private::handleConsoleEvents();
 }
+
+void CTerminationSignals::stopProcess() {}
 
 CTerminationSignals::~CTerminationSignals()
 {

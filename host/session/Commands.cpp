@@ -286,8 +286,9 @@ void CCommands::carryOut(std::vector<SCommandRecord> commands, const Action& act
         CController& controller = running(commands.front().controller);
         const CMutexLock lock(controller.commandMutex());
         const CCallWatch::CCall call(session_.calls(), controller.name(), CCallWatch::Other);
-        if (session_.isDisabling()) {
-            throw CCommandRefused("the session is ending");
+        if (!session_.isRunning()) { // any more: the lock may have taken long
+            throw CCommandRefused(session_.isDisabling() ? "the session is ending"
+                                                         : "the session is not running");
         }
         try {
             action(controller, commands);

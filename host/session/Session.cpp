@@ -127,6 +127,45 @@ void CSession::cancelStart()
     startCancelled_ = true;
 }
 
+std::vector<std::string> CSession::suspend()
+{
+    suspended_ = true;
+    CShutdown shutdown(rig_, calls_, settings_.limits, settings_.threads);
+    disabledBySuspend_.clear();
+    for (CController* const controller : rig_.controllers) {
+        const CMutexLock lock(controller->commandMutex()); // a command under way may enable it
+        if (controller->channel().isControlLoopEnabled()) {
+            disabledBySuspend_.push_back(controller);
+        }
+    }
+    return shutdown.disableAll().failures;
+}
+
+std::vector<std::string> CSession::resume()
+{
+    std::vector<std::string> failures;
+    for (CController* const controller : disabledBySuspend_) {
+        if (disabling_) {
+            break;
+        }
+        const CMutexLock lock(controller->commandMutex());
+        const CCallWatch::CCall call(calls_, controller->name());
+        try {
+            controller->setEnabled(true);
+        } catch (const std::exception& exception) {
+            failures.push_back("enabling " + controller->name() + ": " + exception.what());
+        } catch (...) {
+            failures.push_back("enabling " + controller->name() + ": an exception of unknown kind");
+        }
+        if (disabling_) { // perhaps the shut-down disabled it before it was enabled
+            disableQuietly(*controller);
+        }
+    }
+    disabledBySuspend_.clear();
+    suspended_ = false;
+    return failures;
+}
+
 SShutdownReport CSession::shutDown(const std::function<void()>& onStopped)
 {
     CShutdown shutdown(rig_, calls_, settings_.limits, settings_.threads);
@@ -142,19 +181,22 @@ SShutdownReport CSession::shutDown(const std::function<void()>& onStopped)
     return report;
 }
 
-void CSession::emergencyStop()
+void CSession::emergencyStop(eThread thread)
 {
     cancelStart();
     disabling_ = true;
     try {
-        disableSideBySide();
+        disableSideBySide(thread);
     } catch (...) { // no memory for it
         for (const CController* const controller : rig_.controllers) {
             disableQuietly(*controller);
         }
     }
     try {
-        disconnectDevicesAtOnce();
+        // beside the failed thread the rest of its limit is left, but for the message
+        disconnectDevicesAtOnce(thread == FailedThread
+                                    ? settings_.limits.emergencyDisconnect
+                                    : settings_.limits.crash * 9 / 10 - settings_.limits.emergencyDisable);
     } catch (...) { // no memory for it
         for (const auto& entry : rig_.devices) {
             disconnectQuietly(*entry->device);
@@ -162,14 +204,14 @@ void CSession::emergencyStop()
     }
 }
 
-void CSession::disableSideBySide()
+void CSession::disableSideBySide(eThread thread)
 {
     CDeadlineTasks disabling(settings_.threads);
     for (const CController* const controller : rig_.controllers) {
         disabling.add(controller->name(), [controller] { disableQuietly(*controller); });
     }
     disabling.start();
-    if (disabling.wait(settings_.limits.emergencyDisable)) {
+    if (disabling.wait(settings_.limits.emergencyDisable) || thread == OtherThread) {
         return;
     }
     // The failed loop's lock is held by its own thread, which is this one. If another loop has failed as
@@ -177,7 +219,7 @@ void CSession::disableSideBySide()
     CDeadlineTasks disconnecting;
     disconnecting.add("disconnecting", [this] {
         std::this_thread::sleep_for(settings_.limits.emergencyDisconnect);
-        disconnectDevicesAtOnce();
+        disconnectDevicesAtOnce(settings_.limits.emergencyDisconnect);
     });
     disconnecting.start();
     for (std::size_t index = 0; index < rig_.controllers.size(); ++index) {
@@ -187,14 +229,14 @@ void CSession::disableSideBySide()
     }
 }
 
-void CSession::disconnectDevicesAtOnce()
+void CSession::disconnectDevicesAtOnce(std::chrono::milliseconds limit)
 {
     CDeadlineTasks tasks(settings_.threads);
     for (const auto& entry : rig_.devices) {
         tasks.add(entry->name, [device = entry->device.get()] { disconnectQuietly(*device); });
     }
     tasks.start();
-    tasks.wait(settings_.limits.emergencyDisconnect);
+    tasks.wait(limit);
 }
 
 CController* CSession::findController(const std::string& name) const

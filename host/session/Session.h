@@ -9,6 +9,7 @@
 #include "runtime/Timelines.h"
 
 #include <atomic>
+#include <chrono>
 #include <functional>
 #include <memory>
 #include <string>
@@ -57,8 +58,16 @@ public:
     /// anything is destroyed; before that another thread may still be in start(), if that was cancelled, and
     /// in snapshot().
     SShutdownReport shutDown(const std::function<void()>& onStopped = {});
-    /// Whether everything has been started and nothing is being disabled for good.
-    bool isRunning() const { return running_ && !disabling_; }
+    /// Takes every controller that is enabled to its disabled value, for a process that is about to be
+    /// stopped; commands are refused until resume(). Returns what failed, one text each. Then at least one
+    /// output may still be driven, and the process should not be stopped. Only once start() has returned; not
+    /// while shutDown() is under way.
+    std::vector<std::string> suspend();
+    /// Enables the controllers again that suspend() disabled, unless the session is being shut down. Returns
+    /// what failed, one text each.
+    std::vector<std::string> resume();
+    /// Whether everything has been started and nothing is being disabled for good, nor suspended.
+    bool isRunning() const { return running_ && !disabling_ && !suspended_; }
     /// Whether controllers are being disabled for good, or are.
     bool isDisabling() const { return disabling_; }
     /// The calls into buses, devices and controllers that are under way. Once one is given up, nothing is
@@ -70,7 +79,10 @@ public:
     /// most unless the calling thread itself never gets a lock. Nothing is destroyed, and start() enables
     /// nothing any more. Other threads may be in any operation; in shutDown() only until `onStopped`, or once
     /// a call was given up.
-    void emergencyStop();
+    void emergencyStop() { emergencyStop(FailedThread); }
+    /// The same on a thread that has not failed, for at most SShutdownLimits::crash: controllers whose locks
+    /// the failed thread holds are left to the disconnection of their devices.
+    void emergencyStopBeside() { emergencyStop(OtherThread); }
 
     const ITimeline& timeline() const { return *settings_.timeline; }
     /// In the order of the file; none after shutDown().
@@ -87,8 +99,14 @@ private:
     void connectDevices();
     void enableControllers();
     void enable(CController& controller);
-    void disableSideBySide();
-    void disconnectDevicesAtOnce();
+    enum eThread
+    {
+        FailedThread,
+        OtherThread
+    };
+    void emergencyStop(eThread thread);
+    void disableSideBySide(eThread thread);
+    void disconnectDevicesAtOnce(std::chrono::milliseconds limit);
 
     SRig rig_;
     const SSessionSettings settings_;
@@ -97,6 +115,8 @@ private:
     std::atomic<bool> started_{false};
     std::atomic<bool> running_{false};
     std::atomic<bool> startCancelled_{false};
+    std::atomic<bool> suspended_{false};
+    std::vector<CController*> disabledBySuspend_;
     std::atomic<bool> disabling_{
         false}; ///< a controller that is enabled from now on has to be disabled again
 };

@@ -79,6 +79,12 @@ CShutdown::CShutdown(SRig& rig, CCallWatch& calls, const SShutdownLimits& limits
     stopLimits_.progress += longest;
 }
 
+SShutdownReport CShutdown::disableAll()
+{
+    disableControllers();
+    return report();
+}
+
 SShutdownReport CShutdown::takeDown(const SStarted& started)
 {
     disableControllers();

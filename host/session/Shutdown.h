@@ -58,6 +58,9 @@ public:
     /// All must outlive the shut-down; if a call hangs, for as long as the process lives.
     CShutdown(SRig& rig, CCallWatch& calls, const SShutdownLimits& limits, CDeadlineTasks::eThreads threads);
 
+    /// Only disables every controller. The limits hold; one that is not disabled within them is a failure and
+    /// counts as a call that was given up.
+    SShutdownReport disableAll();
     SShutdownReport takeDown(const SStarted& started);
     SShutdownReport destroy();
 

@@ -1,7 +1,8 @@
 /// A plug-in for tests of the host: a bus, a device with an input and an output, and a controller that works
 /// them with u = Gain * (Setpoint - actual value). Everything that happens to them is written to the file
 /// that the environment variable RIVLINK_FAKE_JOURNAL names, one line each, as it happens. What is noted by
-/// the line RIVLINK_FAKE_SLOW_AT takes RIVLINK_FAKE_SLOW_FOR_MS; the device RIVLINK_FAKE_WATCHDOG has a
+/// the line RIVLINK_FAKE_SLOW_AT takes RIVLINK_FAKE_SLOW_FOR_MS, and RIVLINK_FAKE_CRASH ends the process at
+/// the line RIVLINK_FAKE_CRASH_AT (not on Windows); the device RIVLINK_FAKE_WATCHDOG has a
 /// watchdog, which notes in the journal that the connection is lost (not on Windows). A device called
 /// "Strange" throws something that is no exception when it is built, a controller of that name whenever
 /// isControlLoopEnabled() is called, and an output whose name begins with "Broken" throws what no output may
@@ -26,6 +27,7 @@
 #include <cstdlib>
 #include <fstream>
 #include <iostream>
+#include <limits>
 #include <locale>
 #include <memory>
 #include <mutex>
@@ -53,7 +55,69 @@ namespace {
 
 using boost::property_tree::ptree;
 
-/// Writes a line to the journal, and waits afterwards if RIVLINK_FAKE_SLOW_AT names this line.
+#if !defined(_WIN32)
+
+/// Uses up the stack of the calling thread.
+std::size_t useUpStack(std::size_t depth)
+{
+    if (depth == std::numeric_limits<std::size_t>::max()) {
+        return 0;
+    }
+    volatile char room[4096];
+    room[depth % sizeof room] = 1;
+    return useUpStack(depth + 1) + static_cast<std::size_t>(room[0]);
+}
+
+/// Ends the process in a way that no plug-in should.
+void crash(const std::string& kind)
+{
+    if (kind == "exit") {
+        std::exit(0);
+    } else if (kind == "quick_exit") {
+        std::quick_exit(0);
+    } else if (kind == "abort") {
+        std::abort();
+    } else if (kind == "overflow") {
+        std::cerr << useUpStack(0);
+    } else {
+        volatile int seven = 7;
+        volatile int zero = 0;
+        volatile int* volatile nowhere = nullptr;
+        if (kind == "segv") {
+            *nowhere = 1;
+        } else if (kind == "fpe") {
+            seven = seven / zero;
+        } else if (kind == "ill") {
+            __builtin_trap();
+        }
+        std::raise(kind == "bus" ? SIGBUS : SIGTRAP);
+    }
+}
+
+#else
+
+void crash(const std::string&) {}
+
+#endif
+
+/// Crashes as RIVLINK_FAKE_CRASH says at the line RIVLINK_FAKE_CRASH_AT, once the journal has the line
+/// RIVLINK_FAKE_CRASH_AFTER.
+void crashAt(const std::string& line)
+{
+    const char* const at = std::getenv("RIVLINK_FAKE_CRASH_AT");
+    if (!at || line != at) {
+        return;
+    }
+    for (std::string found; found != std::getenv("RIVLINK_FAKE_CRASH_AFTER");) {
+        std::ifstream stream(std::getenv("RIVLINK_FAKE_JOURNAL"));
+        while (std::getline(stream, found) && found != std::getenv("RIVLINK_FAKE_CRASH_AFTER")) {
+        }
+        std::this_thread::sleep_for(std::chrono::milliseconds(2));
+    }
+    crash(std::getenv("RIVLINK_FAKE_CRASH"));
+}
+
+/// Writes a line to the journal, and waits afterwards if RIVLINK_FAKE_SLOW_AT names this line, or crashes.
 void journal(const std::string& line)
 {
     if (const char* const file = std::getenv("RIVLINK_FAKE_JOURNAL")) {
@@ -69,6 +133,7 @@ void journal(const std::string& line)
         std::this_thread::sleep_for(
             std::chrono::milliseconds(std::atoi(std::getenv("RIVLINK_FAKE_SLOW_FOR_MS"))));
     }
+    crashAt(line);
 }
 
 std::string text(double value)

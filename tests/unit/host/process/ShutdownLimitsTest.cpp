@@ -17,6 +17,7 @@ TEST(ShutdownLimitsTest, EachLimitIsScaled)
     EXPECT_EQ(milliseconds(200), limits.output);
     EXPECT_EQ(milliseconds(30), limits.emergencyDisable);
     EXPECT_EQ(milliseconds(200), limits.emergencyDisconnect);
+    EXPECT_EQ(milliseconds(200), limits.crash);
     EXPECT_EQ(milliseconds(1000), limits.terminateAction);
     EXPECT_EQ(milliseconds(30), limits.terminateMessage);
 }

@@ -1,0 +1,9 @@
+#include "runtime/AlternateStack.h"
+
+namespace Rvl {
+
+CAlternateStack::CAlternateStack() noexcept = default;
+
+CAlternateStack::~CAlternateStack() = default;
+
+} // namespace Rvl
