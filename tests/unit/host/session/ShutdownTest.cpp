@@ -72,23 +72,23 @@ TEST(ShutdownTest, OneFailureDoesNotKeepTheOthersFromBeingDisabled)
 
 TEST(ShutdownTest, CallThatHangsIsReportedAndNothingIsDestroyed)
 {
-    SRig rig;
+    SRig rig; // whose objects keep their names for as long as the process lives
     const auto released = std::make_shared<std::promise<void>>();
     const auto gate = released->get_future().share();
-    CCountedController& first = addCounted(rig, "First");
+    CCountedController& first = addCounted(rig, "Kept first");
     first.onEnable = [gate](bool enable) {
         if (!enable) {
             gate.wait();
         }
     };
-    CCountedController& second = addCounted(rig, "Second");
+    CCountedController& second = addCounted(rig, "Kept second");
     CSession session(std::move(rig), withThreads(CDeadlineTasks::OwnThreads));
     session.start();
     const SShutdownReport report = session.shutDown();
     EXPECT_TRUE(report.hung);
     EXPECT_THAT(
         report.failures,
-        ElementsAre("disabling First: did not end within 500 ms; what it drives may still be driven"));
+        ElementsAre("disabling Kept first: did not end within 500 ms; what it drives may still be driven"));
     EXPECT_FALSE(second.enabled);
     EXPECT_EQ(2u, session.controllers().size());
     EXPECT_TRUE(session.calls().isGivenUp());
