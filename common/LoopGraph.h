@@ -105,7 +105,9 @@ public:
         Waiting,     ///< has not calculated since it was enabled: no good actual value yet
         Calculating, ///< controls
         Acting,      ///< does what is to be done about a bad actual value
-        Idle         ///< disabled or in manual mode: its actual value is of no account
+        Idle,        ///< disabled or in manual mode: its actual value is of no account
+        Failed       ///< has calculated a control value that is not a number, or another loop of the graph
+                     ///< has: writes its disabled value until it is disabled
     };
 
     virtual ~ILoopSupervision() = default;

@@ -3,30 +3,46 @@
 #include "driver/local/controller/common/ControlLoop.h"
 #include "driver/local/controller/common/ControlParameters.h"
 #include "driver/local/controller/common/LoopStepGuard.h"
+#include "driver/local/controller/common/LoopStepObserver.h"
 #include "driver/local/controller/controlloop/PIDControlLoop.h"
 #include "driver/local/controller/controlloop/TwoLevelControlLoop.h"
 
+#include <algorithm>
 #include <atomic>
+#include <cmath>
 #include <utility>
 
 namespace Rvl {
 
 /// One loop with what happened to it. The loop's own lock guards all but the state.
-class CLoopSupervisor::CSupervisedLoop : public ILoopStepGuard
+class CLoopSupervisor::CSupervisedLoop : public ILoopStepGuard, public ILoopStepObserver
 {
 public:
     CSupervisedLoop(const CLoopSupervisor& supervisor, std::size_t index, std::shared_ptr<IControlLoop> loop)
         : supervisor_(supervisor), index_(index), loop_(std::move(loop))
     {}
 
-    void begin() { loop_->setStepGuard(this); }
+    void begin()
+    {
+        loop_->setStepGuard(this);
+        loop_->addStepObserver(this);
+    }
     /// Returns once no step uses it any more.
-    void end() { loop_->setStepGuard(nullptr); }
+    void end()
+    {
+        loop_->removeStepObserver(this);
+        loop_->setStepGuard(nullptr);
+    }
 
     void beforeReading() override { inputsAreGood_ = supervisor_.inputsAreGood(index_, calculated_); }
 
     bool mayCalculate(double actualValue) override
     {
+        if (supervisor_.hasFailed()) {
+            loop_->driveControlValue(loop_->controlParameters().getDisabledU());
+            state_ = Failed;
+            return false;
+        }
         if (!inputsAreGood_ || !supervisor_.check_.isGoodValue(actualValue)) {
             const bool begun = supervisor_.hasBegun(index_);
             if (begun) {
@@ -55,10 +71,20 @@ public:
 
     void passedStep() override { state_ = Idle; }
 
+    void onStep(bool automatic) override
+    {
+        if (automatic && state_ == Calculating && std::isnan(loop_->readControlValue())) {
+            failed_ = true;
+            loop_->driveControlValue(loop_->controlParameters().getDisabledU());
+            state_ = Failed;
+        }
+    }
+
     void wroteFixedValue() override { fixedValueStands_ = true; }
 
     void switched() override
     {
+        failed_ = false;
         calculated_ = false;
         fixedValueStands_ = false;
         acting_ = false;
@@ -68,6 +94,7 @@ public:
     IControlLoop& loop() const { return *loop_; }
     eState state() const { return state_; }
     bool hasCalculated() const { return calculated_; }
+    bool hasFailed() const { return failed_; }
 
 private:
     void act()
@@ -100,6 +127,7 @@ private:
     bool inputsAreGood_ =
         false; ///< before the actual value was read: a stale one may be followed by a good one
     std::atomic<bool> calculated_{false}; ///< since the loop was enabled
+    std::atomic<bool> failed_{false};     ///< its control value was not a number, since it was enabled
     bool fixedValueStands_ = false;       ///< manual mode drove since then, and nothing else
     bool acting_ = false;
     double controlValueBefore_ = 0.0;
@@ -141,6 +169,11 @@ bool CLoopSupervisor::hasBegun(std::size_t loop) const
         }
     }
     return false;
+}
+
+bool CLoopSupervisor::hasFailed() const
+{
+    return std::any_of(loops_.begin(), loops_.end(), [](const auto& loop) { return loop->hasFailed(); });
 }
 
 bool CLoopSupervisor::inputsAreGood(std::size_t loop, bool calculated) const

@@ -22,6 +22,8 @@ class IControlLoop;
 /// - A loop resumes with its first step that finds its inputs good: a PID loop without a bump
 ///   (CPIDControlLoop::resume()), a two-level loop with the control value in force, or that from before where
 ///   it would be inert (CTwoLevelControlLoop::resume()).
+/// - A step that calculates a control value that is not a number ends the control: its loop writes its
+///   disabled value within the step, the others do so at their next steps, until the channel is disabled.
 ///
 /// The supervisor must be destroyed before the check.
 class CLoopSupervisor : public ILoopSupervision
@@ -42,6 +44,8 @@ private:
     /// Whether a loop has something to act on when its input is bad: otherwise it waits.
     bool hasBegun(std::size_t loop) const;
     bool inputsAreGood(std::size_t loop, bool calculated) const;
+    /// Whether a loop has calculated a control value that is not a number since it was enabled.
+    bool hasFailed() const;
 
     const IInputCheck& check_;
     const SBadInputReaction reaction_;

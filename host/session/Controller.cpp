@@ -98,6 +98,12 @@ SControllerState CController::read() const
 SHealth CController::healthOf(SControllerState& state) const
 {
     if (state.enabled && supervision_) {
+        if (supervision_->hasFailed()) {
+            state.enabled = false;
+            return {EHealth::Fault, "fault: " + name_ +
+                                        ": calculated a control value that is not a number; disabled until "
+                                        "it is enabled again"};
+        }
         const std::optional<SHealth> health = supervision_->health();
         state.enabled = !supervision_->disables();
         if (health) {
@@ -146,6 +152,9 @@ std::chrono::milliseconds CController::longestSampleTime() const
 void CController::setEnabled(bool enabled)
 {
     try {
+        if (enabled && supervision_ && supervision_->hasFailed()) {
+            channel_.setEnabled(false); // ends what the supervision does about it
+        }
         channel_.setEnabled(enabled);
     } catch (...) {
         if (enabled) {

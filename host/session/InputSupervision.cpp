@@ -21,9 +21,9 @@ SBadInputPolicy SBadInputPolicy::from(const boost::property_tree::ptree& tree)
     }
     policy.refuseNotFinite = tree.get<std::string>("<xmlattr>.NaN", "refused") == "refused";
     const auto action = tree.get<std::string>("<xmlattr>.Action", "");
-    policy.reaction.action = action == "write"     ? SBadInputReaction::Write
-                             : action == "disable" ? SBadInputReaction::Disable
-                                                   : SBadInputReaction::Hold;
+    policy.reaction.action = action == "write"  ? SBadInputReaction::Write
+                             : action == "hold" ? SBadInputReaction::Hold
+                                                : SBadInputReaction::Disable;
     const auto text = tree.get_optional<std::string>("<xmlattr>.Value");
     const bool writes = policy.reaction.action == SBadInputReaction::Write;
     if (writes && !text) {
@@ -42,10 +42,19 @@ SBadInputPolicy SBadInputPolicy::from(const boost::property_tree::ptree& tree)
         }
         policy.reaction.value = *value;
     }
-    if (!policy.maximumAge && !policy.refuseNotFinite) {
-        throw CHostException(ExitBadConfiguration,
-                             "nothing counts as bad; expected MaximumAge_ms, or NaN to be refused");
+    if (policy.allowsEverything() && !action.empty()) {
+        throw CHostException(
+            ExitBadConfiguration,
+            "nothing counts as bad; expected MaximumAge_ms, or NaN to be refused, or no Action");
     }
+    return policy;
+}
+
+SBadInputPolicy SBadInputPolicy::byDefault()
+{
+    SBadInputPolicy policy;
+    policy.onlyValues = true;
+    policy.reaction.action = SBadInputReaction::Disable;
     return policy;
 }
 
@@ -79,6 +88,9 @@ void CInputSupervision::CWatch::noteFaultAfter(std::uint64_t announcements) cons
 
 CInputSupervision::CWatch::eVerdict CInputSupervision::CWatch::verdict(const SBadInputPolicy& policy) const
 {
+    if (policy.onlyValues) {
+        return std::isfinite(channel_.readValue()) ? Good : NotFinite;
+    }
     const std::uint64_t announcements = announcements_; // before the fault, which may be over the next moment
     if (announcements == 0) {
         return NoValue;
@@ -205,8 +217,21 @@ std::optional<SHealth> CInputSupervision::health() const
     return std::nullopt;
 }
 
+bool CInputSupervision::hasFailed() const
+{
+    for (std::size_t loop = 0; loop < watches_.size(); ++loop) {
+        if (loops_->state(loop) == ILoopSupervision::Failed) {
+            return true;
+        }
+    }
+    return false;
+}
+
 bool CInputSupervision::disables() const
 {
+    if (hasFailed()) {
+        return true;
+    }
     if (policy_.reaction.action != SBadInputReaction::Disable) {
         return false;
     }

@@ -24,9 +24,15 @@ struct SBadInputPolicy
     /// From the element's attributes. Throws CHostException (ExitBadConfiguration) if they do not go
     /// together.
     static SBadInputPolicy from(const boost::property_tree::ptree& tree);
+    /// Of a controller without the element: a value that is not finite is bad, nothing else is, and the loops
+    /// are disabled meanwhile.
+    static SBadInputPolicy byDefault();
+    /// Whether nothing counts as bad: the loops are not to be supervised at all.
+    bool allowsEverything() const { return !maximumAge && !refuseNotFinite; }
 
     std::optional<std::chrono::milliseconds> maximumAge;
     bool refuseNotFinite = true;
+    bool onlyValues = false; ///< faults and missing announcements do not count
     SBadInputReaction reaction;
 };
 
@@ -53,6 +59,9 @@ public:
     std::optional<SHealth> health() const;
     /// Whether the loops' outputs were taken to their disabled values.
     bool disables() const;
+    /// Whether a loop has calculated a control value that is not a number; its controller is at its disabled
+    /// value until it is disabled and enabled again.
+    bool hasFailed() const;
 
 private:
     /// One loop's input.

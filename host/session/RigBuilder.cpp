@@ -273,10 +273,12 @@ void CRigBuilder::superviseInputs(const pugi::xml_node& node, const ptree& tree,
 {
     const auto badInput = tree.get_child_optional("BadInput");
     if (!badInput) {
+        controller.supervise(SBadInputPolicy::byDefault()); // if it can be
         return;
     }
     try {
-        if (!controller.supervise(SBadInputPolicy::from(*badInput))) {
+        const SBadInputPolicy policy = SBadInputPolicy::from(*badInput);
+        if (!policy.allowsEverything() && !controller.supervise(policy)) {
             throw CHostException(ExitBadConfiguration, "cannot be carried out: no plug-in supervises the "
                                                        "loops of this channel; expected no BadInput");
         }

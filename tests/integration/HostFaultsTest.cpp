@@ -100,6 +100,12 @@ double worstPeriodError_ms(const SProgramResult& result)
     return loopColumn(result, 3);
 }
 
+/// A configuration of one controller with its loops bare: they calculate with whatever they read.
+std::string withLoopsThatTakeWhatComes(const std::string& text)
+{
+    return replaced(text, "<ControlLoop>", "<BadInput NaN=\"allowed\"/><ControlLoop>");
+}
+
 SProgramResult runFor(const std::string& duration, const std::string& text)
 {
     const CTemporaryFolder folder;
@@ -112,10 +118,10 @@ const std::string cascadeBench = "Noise=\"0.02\" Seed=\"7\"/>";
 
 TEST(HostFaults, InnerLoopThatCaughtANaNIsNotOk)
 {
-    const SProgramResult result =
-        runFor("2s", exampleWith("cascade/cascade.xml", cascadeBench,
-                                 "><Fault Kind=\"SensorNaN\" Signal=\"JacketTemperature\" From_s=\"0.3\" "
-                                 "To_s=\"0.6\"/></Device>"));
+    const SProgramResult result = runFor("2s", withLoopsThatTakeWhatComes(exampleWith(
+                                                   "cascade/cascade.xml", cascadeBench,
+                                                   "><Fault Kind=\"SensorNaN\" Signal=\"JacketTemperature\" "
+                                                   "From_s=\"0.3\" To_s=\"0.6\"/></Device>")));
     EXPECT_EQ(0, result.exitCode) << result.err;
     EXPECT_THAT(linesOf(result.out).front(), testing::EndsWith(", ok"));
     EXPECT_THAT(result.out,
@@ -272,11 +278,12 @@ TEST(HostFaults, FrozenSensorGoesUnnoticedAndTheLoopKeepsToItsLimits)
     EXPECT_LT(rows.back().controlValue, 50.0) << "the integral has not wound up meanwhile";
 }
 
-TEST(HostFaults, NaNOfASensorStaysInALoopWithoutAPolicy)
+TEST(HostFaults, NaNOfASensorStaysInALoopThatTakesWhatComes)
 {
-    const auto rows = recordOf(
-        pidWithFault("<Fault Kind=\"SensorNaN\" Signal=\"JacketTemperature\" From_s=\"0.5\" To_s=\"0.8\"/>"),
-        "2s");
+    const auto rows =
+        recordOf(withLoopsThatTakeWhatComes(pidWithFault(
+                     "<Fault Kind=\"SensorNaN\" Signal=\"JacketTemperature\" From_s=\"0.5\" To_s=\"0.8\"/>")),
+                 "2s");
     EXPECT_EQ("ok", rows.front().state);
     const auto after =
         std::find_if(rows.begin(), rows.end(), [](const SRecordRow& row) { return row.time_s > 1.2; });
@@ -286,6 +293,25 @@ TEST(HostFaults, NaNOfASensorStaysInALoopWithoutAPolicy)
         EXPECT_TRUE(std::isnan(row->controlValue));
         EXPECT_THAT(row->state, HasSubstr("Heater: the value to write is not a number; the safe value was "
                                           "written instead"));
+    }
+}
+
+TEST(HostFaults, NaNOfASensorDisablesALoopWithoutAPolicyUntilItIsOver)
+{
+    const auto rows = recordOf(
+        pidWithFault("<Fault Kind=\"SensorNaN\" Signal=\"JacketTemperature\" From_s=\"0.5\" To_s=\"0.8\"/>"),
+        "2s");
+    const std::string bad = "bad input: Jacket temperature: not a finite number; disabled";
+    EXPECT_GT(rowsWith(rows, bad), 3);
+    for (const SRecordRow& row : rows) {
+        EXPECT_FALSE(std::isnan(row.controlValue)) << row.time_s;
+        if (row.time_s > 0.65 && row.state == bad) { // each step that finds it comes within 100 ms
+            EXPECT_EQ(0.0, row.controlValue) << row.time_s;
+            EXPECT_FALSE(row.enabled) << row.time_s;
+        } else if (row.time_s > 1.2 && row.enabled) {
+            EXPECT_EQ("ok", row.state) << row.time_s;
+            EXPECT_GT(row.controlValue, 0.0) << row.time_s;
+        }
     }
 }
 

@@ -149,6 +149,36 @@ TEST_F(LoopSupervisor, GoodInputMakesNoDifference)
     EXPECT_EQ(ILoopSupervision::Calculating, supervisor->state(0));
 }
 
+TEST_F(LoopSupervisor, ControlValueThatIsNotANumberDisablesUntilTheLoopIsEnabledAgain)
+{
+    supervise();
+    EXPECT_EQ(4.0, control(8));
+    loop->writeSetpoint(notANumber);
+    EXPECT_EQ(-5.0, control(8)) << "within the step";
+    EXPECT_EQ(ILoopSupervision::Failed, supervisor->state(0));
+    loop->writeSetpoint(10);
+    EXPECT_EQ(-5.0, control(8));
+    EXPECT_EQ(ILoopSupervision::Failed, supervisor->state(0));
+    loop->setEnabled(false);
+    loop->setEnabled(true);
+    EXPECT_EQ(4.0, control(8));
+    EXPECT_EQ(ILoopSupervision::Calculating, supervisor->state(0));
+}
+
+TEST_F(CascadeSupervisor, ControlValueThatIsNotANumberDisablesAllLoops)
+{
+    supervise(SBadInputReaction::Hold);
+    step();
+    inner->writeSetpoint(notANumber);
+    inner->process();
+    EXPECT_EQ(-7.0, output->written.back());
+    step();
+    EXPECT_EQ(-5.0, outer->readControlValue());
+    EXPECT_EQ(-7.0, output->written.back());
+    EXPECT_EQ(ILoopSupervision::Failed, supervisor->state(0));
+    EXPECT_EQ(ILoopSupervision::Failed, supervisor->state(1));
+}
+
 TEST_F(LoopSupervisor, ValueThatComesWhileItsChannelIsCheckedIsTheOneToCalculateWith)
 {
     supervise();

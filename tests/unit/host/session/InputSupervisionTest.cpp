@@ -261,12 +261,50 @@ TEST_F(InputSupervisionTest, EndedSupervisionListensNoLonger)
     publishBoth(1.0); // a listener left behind would be called here
 }
 
+TEST(BadInputPolicyTest, WithoutAnActionTheLoopsAreDisabled)
+{
+    boost::property_tree::ptree tree;
+    EXPECT_EQ(SBadInputReaction::Disable, SBadInputPolicy::from(tree).reaction.action);
+    EXPECT_FALSE(SBadInputPolicy::from(tree).allowsEverything());
+    tree.put("<xmlattr>.NaN", "allowed");
+    EXPECT_TRUE(SBadInputPolicy::from(tree).allowsEverything());
+}
+
+TEST_F(InputSupervisionTest, ByDefaultOnlyAValueThatIsNotFiniteIsBad)
+{
+    publishBoth(1.0); // and nothing since the beginning
+    policy = SBadInputPolicy::byDefault();
+    begin();
+    EXPECT_EQ(SBadInputReaction::Disable, graph.reaction.action);
+    clock.now += std::chrono::hours(1);
+    EXPECT_TRUE(isGood(0));
+    EXPECT_EQ(std::nullopt, supervision->health());
+    for (const double bad : {std::nan(""), infinity, -infinity}) {
+        outer.publishValue(bad);
+        EXPECT_FALSE(isGood(0));
+        EXPECT_TRUE(isGood(1));
+        EXPECT_FALSE(graph.check->isGoodValue(bad));
+        outer.publishValue(1.0);
+        EXPECT_TRUE(isGood(0));
+    }
+}
+
+TEST_F(InputSupervisionTest, LoopThatCalculatedNoNumberIsDisabledAndHasFailed)
+{
+    begin();
+    EXPECT_FALSE(supervision->hasFailed());
+    graph.states[1] = ILoopSupervision::Failed;
+    EXPECT_TRUE(supervision->hasFailed());
+    EXPECT_TRUE(supervision->disables());
+}
+
 TEST(BadInputPolicyTest, AttributesThatDoNotGoTogetherAreRefused)
 {
     EXPECT_EQ("none", policyFault({{"Action", "hold"}}));
+    EXPECT_EQ("none", policyFault({{"NaN", "allowed"}}));
     EXPECT_EQ("none", policyFault({{"Action", "write"}, {"Value", "1.5"}}));
     EXPECT_EQ("none", policyFault({{"Action", "hold"}, {"NaN", "allowed"}, {"MaximumAge_ms", "10"}}));
-    EXPECT_EQ("nothing counts as bad; expected MaximumAge_ms, or NaN to be refused",
+    EXPECT_EQ("nothing counts as bad; expected MaximumAge_ms, or NaN to be refused, or no Action",
               policyFault({{"Action", "hold"}, {"NaN", "allowed"}}));
     EXPECT_EQ("Value is missing; expected the control value that the action write writes",
               policyFault({{"Action", "write"}}));
