@@ -105,7 +105,7 @@ struct CCrashHandler::Private
     {
         // after those of the plug-ins that are loaded by now, and so carried out before them
         [[maybe_unused]] static const int atExit = std::atexit(&Private::onExit);
-        [[maybe_unused]] static const int atQuickExit = std::at_quick_exit(&Private::onExit);
+        [[maybe_unused]] static const bool atQuickExit = handleQuickExit(&Private::onExit);
     }
 
     static inline std::atomic<eState> state{Disarmed};

@@ -17,7 +17,7 @@ namespace Rvl {
 /// the process ends with the status ExitFailure, without destructors or further functions of std::atexit().
 /// A stack that is used up is covered on threads that have a CAlternateStack.
 ///
-/// On Windows only exit() and quick_exit() are covered.
+/// On Windows only exit() is covered.
 class CCrashHandler
 {
 public:

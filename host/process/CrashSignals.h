@@ -10,6 +10,9 @@ namespace Rvl {
 void handleCrashSignals(void (*action)(int signal));
 /// Undoes handleCrashSignals().
 void restoreCrashSignals();
+/// Has `action` called by std::quick_exit(). False if that is not possible, as with Windows' run-time
+/// library.
+bool handleQuickExit(void (*action)());
 /// Sleeps; also in a signal's handler.
 void sleepInHandler(std::chrono::milliseconds duration);
 

@@ -5,6 +5,7 @@
 #include <cerrno>
 #include <csignal>
 #include <cstddef>
+#include <cstdlib>
 #include <ctime>
 
 namespace Rvl {
@@ -63,6 +64,11 @@ void restoreCrashSignals()
         restore(signal);
     }
     crashAction = nullptr;
+}
+
+bool handleQuickExit(void (*action)())
+{
+    return std::at_quick_exit(action) == 0;
 }
 
 void sleepInHandler(std::chrono::milliseconds duration)

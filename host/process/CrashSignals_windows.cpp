@@ -8,6 +8,11 @@ void handleCrashSignals(void (*)(int signal)) {}
 
 void restoreCrashSignals() {}
 
+bool handleQuickExit(void (*)())
+{
+    return false;
+}
+
 void sleepInHandler(std::chrono::milliseconds duration)
 {
     Sleep(static_cast<DWORD>(duration.count()));

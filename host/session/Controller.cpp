@@ -49,10 +49,7 @@ CController::CController(IIoChannelInterface& io, IControllerChannel& channel,
                          const std::vector<const SLoops*>& plugins)
     : name_(io.getName()), io_(io), channel_(channel), referred_(std::move(referred)), start_(start),
       loops_(graphOf(io, plugins))
-{
-    std::vector<SLoopStatus> status; // for the sample times
-    readLoops(status);
-}
+{}
 
 CController::~CController() = default;
 
@@ -64,12 +61,9 @@ bool CController::supervise(const SBadInputPolicy& policy)
 
 void CController::readLoops(std::vector<SLoopStatus>& status) const
 {
-    int longest_ms = 0;
     for (std::size_t index = 0; loops_ && index < loops_->loopCount(); ++index) {
         status.push_back(loops_->status(index));
-        longest_ms = std::max(longest_ms, status.back().sampleTime_ms);
     }
-    longestSampleTime_ms_ = longest_ms;
 }
 
 SControllerState CController::read() const
@@ -142,11 +136,6 @@ bool CController::hasStepped() const
         }
     }
     return false;
-}
-
-std::chrono::milliseconds CController::longestSampleTime() const
-{
-    return std::chrono::milliseconds(longestSampleTime_ms_);
 }
 
 void CController::setEnabled(bool enabled)

@@ -56,8 +56,6 @@ public:
     ILoopGraph* loops() const { return loops_.get(); }
     /// Whether one of the loops has calculated since the start.
     bool hasStepped() const;
-    /// The longest sample time of its loops as of the last read(), or of construction; 0 without loops.
-    std::chrono::milliseconds longestSampleTime() const;
 
     /// A channel whose enabling fails is disabled, as it may have switched on a part of what it drives; the
     /// first exception passes.
@@ -79,7 +77,6 @@ private:
     const SStart start_;
     std::atomic<bool> manual_{false};
     CMutex commandMutex_;
-    mutable std::atomic<int> longestSampleTime_ms_{0};
     std::unique_ptr<ILoopGraph> loops_;
     std::unique_ptr<CInputSupervision> supervision_;
 };

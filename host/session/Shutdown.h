@@ -86,7 +86,7 @@ private:
     SRig& rig_;
     CCallWatch& calls_;
     const SShutdownLimits limits_;
-    SShutdownLimits stopLimits_; ///< of what waits for a loop's step
+    SShutdownLimits stopLimits_; ///< of what stops the loops of all controllers
     CDeadlineTasks::eThreads threads_;
     std::shared_ptr<CFailures> failures_; ///< shared with the tasks, which may outlive the shut-down
 };

@@ -574,13 +574,17 @@ TEST(HostFaults, WriteThatTakesLongOnlyMakesTheEndWait)
     }
 }
 
-TEST(HostFaults, LimitOfStoppingALoopIncludesItsSampleTime)
+TEST(HostFaults, EndWaitsForNoSampleTime)
 {
     const CTemporaryFolder folder;
     const std::string file =
-        folder.write("c.xml", exampleWith("pid/pid.xml", "SampleTime_ms=\"100\"", "SampleTime_ms=\"2000\""));
-    const SProgramResult result =
-        runProgram(host, withShortLimits({"run", "--log", "off", file, "--for", "200ms"}));
+        folder.write("c.xml", exampleWith("pid/pid.xml", "SampleTime_ms=\"100\"", "SampleTime_ms=\"15000\""));
+    CProgramRun run(host, withShortLimits({"run", "--log", "off", file}));
+    ASSERT_TRUE(eventually([&] { return run.outSoFar().find("Jacket: auto") != std::string::npos; }));
+    const auto begin = std::chrono::steady_clock::now();
+    run.end(eEnd::Terminate);
+    const SProgramResult result = run.wait();
+    EXPECT_LT(secondsSince(begin), 5.0) << "less than a second on a computer that is not busy";
     EXPECT_EQ(0, result.exitCode);
     EXPECT_EQ("", result.err);
 }
