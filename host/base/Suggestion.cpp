@@ -1,8 +1,10 @@
 #include "host/base/Suggestion.h"
 
 #include <algorithm>
+#include <array>
 #include <cctype>
 #include <cstddef>
+#include <numeric>
 
 namespace Rvl {
 
@@ -15,25 +17,40 @@ std::string lower(std::string text)
     return text;
 }
 
+constexpr std::size_t longestCompared = 64;
+constexpr std::size_t mostListed = 40;
+constexpr std::size_t listedOfMore = 20;
+
 /// The number of letters to change, insert, drop or swap with their neighbour to get from one word to the
-/// other (optimal string alignment).
-std::size_t distance(const std::string& from, const std::string& to)
+/// other (optimal string alignment); `limit` if it is not below that. Both are of at most longestCompared
+/// letters.
+std::size_t distance(const std::string& from, const std::string& to, std::size_t limit)
 {
-    std::vector<std::vector<std::size_t>> steps(from.size() + 1, std::vector<std::size_t>(to.size() + 1));
-    for (std::size_t i = 0; i <= from.size(); ++i) {
-        for (std::size_t j = 0; j <= to.size(); ++j) {
-            if (i == 0 || j == 0) {
-                steps[i][j] = i + j;
-                continue;
-            }
+    if (std::max(from.size(), to.size()) - std::min(from.size(), to.size()) >= limit) {
+        return limit;
+    }
+    std::array<std::array<std::size_t, longestCompared + 1>, 3> rows{};
+    std::iota(rows[0].begin(), rows[0].end(), std::size_t{0});
+    for (std::size_t i = 1; i <= from.size(); ++i) {
+        auto& row = rows[i % 3];
+        const auto& above = rows[(i - 1) % 3];
+        const auto& twoAbove = rows[(i + 1) % 3];
+        row[0] = i;
+        std::size_t least = i;
+        for (std::size_t j = 1; j <= to.size(); ++j) {
             const std::size_t change = from[i - 1] == to[j - 1] ? 0 : 1;
-            steps[i][j] = std::min({steps[i - 1][j] + 1, steps[i][j - 1] + 1, steps[i - 1][j - 1] + change});
+            row[j] = std::min({above[j] + 1, row[j - 1] + 1, above[j - 1] + change});
             if (i > 1 && j > 1 && from[i - 1] == to[j - 2] && from[i - 2] == to[j - 1]) {
-                steps[i][j] = std::min(steps[i][j], steps[i - 2][j - 2] + 1);
+                row[j] = std::min(row[j], twoAbove[j - 2] + 1);
             }
+            least = std::min(least, row[j]);
+        }
+        // a swap reaches back two rows, and costs one
+        if (least > limit) {
+            return limit;
         }
     }
-    return steps[from.size()][to.size()];
+    return std::min(rows[from.size() % 3][to.size()], limit);
 }
 
 } // namespace
@@ -41,12 +58,16 @@ std::size_t distance(const std::string& from, const std::string& to)
 std::string nearestChoice(const std::string& word, const std::vector<std::string>& choices)
 {
     std::string nearest;
-    if (word.empty()) {
+    if (word.empty() || word.size() > longestCompared) {
         return nearest;
     }
+    const std::string wanted = lower(word);
     std::size_t best = std::max<std::size_t>(1, word.size() / 3) + 1;
     for (const std::string& choice : choices) {
-        const std::size_t letters = distance(lower(word), lower(choice));
+        if (choice.size() > longestCompared) {
+            continue;
+        }
+        const std::size_t letters = distance(wanted, lower(choice), best);
         if (letters < best) {
             best = letters;
             nearest = choice;
@@ -76,8 +97,12 @@ std::string expectedChoices(const std::string& word, const std::vector<std::stri
         return "\"" + choices.front() + "\"";
     }
     std::string result = "one of ";
-    for (std::size_t i = 0; i < choices.size(); ++i) {
+    const std::size_t listed = choices.size() > mostListed ? listedOfMore : choices.size();
+    for (std::size_t i = 0; i < listed; ++i) {
         result += (i > 0 ? ", " : "") + choices[i];
+    }
+    if (listed < choices.size()) {
+        result += " and " + std::to_string(choices.size() - listed) + " others";
     }
     const std::string nearest = nearestChoice(word, choices);
     if (!nearest.empty()) {

@@ -40,6 +40,7 @@ struct SArguments
     std::vector<std::string> plugins;
     std::string typeName;
     bool json = false;
+    bool strict = false;
 };
 
 std::string checkDuration(const std::string& text)
@@ -116,8 +117,11 @@ void describeCommandLine(CLI::App& app, SArguments& arguments)
     // for tests, which need not wait for what never ends as long as people do
     run->add_option("--limit-scale", arguments.limitScale)->check(CLI::Range(0.01, 100.0))->group("");
 
-    withConfiguration(
+    CLI::App* const check = withConfiguration(
         app.add_subcommand("check", "Tell everything that is wrong with a configuration; drives nothing"));
+    for (CLI::App* const command : {run, check}) {
+        command->add_flag("--strict", arguments.strict, "Take warnings for faults");
+    }
     withConfiguration(
         app.add_subcommand("print", "Print the effective configuration, with every default written out"));
 
@@ -143,12 +147,19 @@ void describeCommandLine(CLI::App& app, SArguments& arguments)
 int check(const SArguments& arguments, const CPluginPath& pluginPath, std::ostream& out)
 {
     const CLoadedConfiguration loaded(pathOf(arguments.configuration), pluginPath);
-    if (loaded.faults().empty()) {
-        out << loaded.configuration().name() << ": no faults" << std::endl;
-        return ExitDone;
+    const CFaultList& faults = loaded.faults();
+    const std::string& name = loaded.configuration().name();
+    out << faults.report(name, arguments.strict);
+    if (faults.refuses(arguments.strict)) {
+        out << std::flush;
+        return ExitBadConfiguration;
     }
-    out << loaded.faults().report(loaded.configuration().name()) << std::flush;
-    return ExitBadConfiguration;
+    out << name << ": no faults";
+    if (const std::size_t warnings = faults.warnings()) {
+        out << ", " << warnings << (warnings == 1 ? " warning" : " warnings");
+    }
+    out << std::endl;
+    return ExitDone;
 }
 
 int print(const SArguments& arguments, const CPluginPath& pluginPath, std::ostream& out, std::ostream& err)
@@ -223,6 +234,7 @@ int run(const SArguments& arguments, const CPluginPath& pluginPath,
     options.replaceRecord = arguments.force;
     options.quiet = arguments.quiet;
     options.realtime = arguments.realtime;
+    options.strict = arguments.strict;
     options.isVirtual = arguments.isVirtual;
     options.programStart = programStart;
     options.limits = options.limits.scaled(arguments.limitScale);

@@ -127,8 +127,8 @@ int runConfiguration(const SRunOptions& options, const CPluginPath& pluginPath, 
         }
         settings.limits = options.limits;
         auto loaded = std::make_unique<CLoadedConfiguration>(options.configuration, pluginPath, settings);
-        if (!loaded->faults().empty()) {
-            errors.write(loaded->faults().report(loaded->configuration().name()));
+        errors.write(loaded->faults().report(loaded->configuration().name(), options.strict));
+        if (loaded->faults().refuses(options.strict)) {
             flush();
             return loaded->faults().hasRuntimeFault() ? ExitFailure : ExitBadConfiguration;
         }

@@ -20,6 +20,7 @@ struct SRunOptions
     bool replaceRecord = false;
     bool quiet = false;
     bool isVirtual = false; ///< as fast as it goes; needs a duration
+    bool strict = false;    ///< warnings about the configuration keep it from being run
     bool realtime = false;  ///< what the system refuses is reported, and the run goes on
     std::chrono::steady_clock::time_point programStart;
     SShutdownLimits limits;

@@ -3,6 +3,7 @@
 #include "common/Numbers.h"
 #include "host/base/HostException.h"
 #include "host/base/SystemText.h"
+#include "host/configuration/TextEncoding.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -150,29 +151,37 @@ CConfiguration CConfiguration::parse(const std::string& text, const std::string&
     return result;
 }
 
-void CConfiguration::parseBuffer(const std::string& text)
+void CConfiguration::parseBuffer(std::string text)
 {
+    document_ = std::make_unique<pugi::xml_document>();
+    const TextEncoding::eEncoding encoding = TextEncoding::of(text);
+    if (encoding != TextEncoding::Utf8) {
+        // the parser would work on a converted copy, in which the places of faults are no places of the file
+        text = TextEncoding::inUtf8(text, encoding);
+    }
     lineStarts_.push_back(0);
     for (std::size_t i = 0; i < text.size(); ++i) {
-        if (text[i] == '\n') {
+        if (text[i] == '\n' || (text[i] == '\r' && (i + 1 == text.size() || text[i + 1] != '\n'))) {
             lineStarts_.push_back(i + 1);
         }
     }
+    const std::size_t length = text.size();
+    // the parser drops the last character: with a line end there, none that stands behind the root is lost
+    text += '\n';
     buffer_ = std::make_unique<std::string>(text);
-    document_ = std::make_unique<pugi::xml_document>();
     // The parser accepts some texts that are not XML. References are left unexpanded and text outside of the
     // root is kept, so that both can be checked.
-    const auto result = document_->load_buffer_inplace(buffer_->data(), buffer_->size(),
-                                                       pugi::parse_cdata | pugi::parse_fragment);
-    if (result.encoding == pugi::encoding_utf8) {
-        const std::size_t mark = text.starts_with("\xEF\xBB\xBF") ? 3 : 0;
-        const std::size_t place = mark + firstForeignByte(std::string_view(text).substr(mark));
-        if (place < text.size()) {
-            refuse(place, "a byte that is no character of XML in UTF-8");
-        }
+    const auto result = document_->load_buffer_inplace(
+        buffer_->data(), buffer_->size(), pugi::parse_cdata | pugi::parse_fragment, pugi::encoding_utf8);
+    const std::size_t mark = text.starts_with("\xEF\xBB\xBF") ? 3 : 0;
+    const std::size_t foreign = mark + firstForeignByte(std::string_view(text).substr(mark));
+    if (foreign < text.size()) {
+        refuse(foreign, encoding == TextEncoding::Utf8 ? "a byte that is no character of XML in UTF-8"
+                                                       : "what is no character of XML");
     }
     if (!result) {
-        refuse(static_cast<std::size_t>(std::max<std::ptrdiff_t>(result.offset, 0)), result.description());
+        const auto place = static_cast<std::size_t>(std::max<std::ptrdiff_t>(result.offset, 0));
+        refuse(std::min(place, length), result.description());
     }
     if (!root()) {
         pugi::xml_parse_result empty;
@@ -182,7 +191,7 @@ void CConfiguration::parseBuffer(const std::string& text)
     if (checkNodes()) {
         buffer_->assign(text);
         document_->load_buffer_inplace(buffer_->data(), buffer_->size(),
-                                       pugi::parse_cdata | pugi::parse_escapes);
+                                       pugi::parse_cdata | pugi::parse_escapes, pugi::encoding_utf8);
     }
 }
 
@@ -248,7 +257,7 @@ std::size_t CConfiguration::offset(const pugi::xml_node& node) const
 std::size_t CConfiguration::offset(const char* text, const pugi::xml_node& owner) const
 {
     const char* const begin = buffer_->data();
-    // in another encoding than UTF-8 the parser works on a converted copy of the buffer
+    // the parser keeps empty names and values outside of the buffer
     const std::less<const char*> before;
     const bool inBuffer = !before(text, begin) && before(text, begin + buffer_->size());
     return inBuffer ? static_cast<std::size_t>(text - begin) : offset(owner);
@@ -263,14 +272,15 @@ std::size_t CConfiguration::lineOfOffset(std::size_t offset) const
 SFault CConfiguration::fault(const pugi::xml_node& node, const std::string& text) const
 {
     const std::size_t place = offset(node);
-    return {place, lineOfOffset(place), path(node), text, false};
+    return {place, lineOfOffset(place), path(node), text, false, SFault::Fault};
 }
 
 SFault CConfiguration::fault(const pugi::xml_node& node, const pugi::xml_attribute& attribute,
                              const std::string& text) const
 {
     const std::size_t place = offset(attribute.name(), node);
-    return {place, lineOfOffset(place), path(node) + "[@" + attribute.name() + "]", text, false};
+    return {place, lineOfOffset(place), path(node) + "[@" + attribute.name() + "]", text,
+            false, SFault::Fault};
 }
 
 std::size_t CConfiguration::line(const pugi::xml_node& node) const
@@ -278,20 +288,32 @@ std::size_t CConfiguration::line(const pugi::xml_node& node) const
     return lineOfOffset(offset(node));
 }
 
-std::string CConfiguration::path(const pugi::xml_node& node)
+const std::string& CConfiguration::index(const pugi::xml_node& node) const
+{
+    const auto known = indices_.find(node.hash_value());
+    if (known != indices_.end()) {
+        return known->second;
+    }
+    // for all siblings at once: one by one takes a time that grows with the square of their number
+    std::unordered_map<std::string_view, std::size_t> counts;
+    for (const pugi::xml_node& sibling : node.parent().children()) {
+        ++counts[sibling.name()];
+    }
+    std::unordered_map<std::string_view, std::size_t> positions;
+    for (const pugi::xml_node& sibling : node.parent().children()) {
+        const std::size_t position = ++positions[sibling.name()];
+        indices_[sibling.hash_value()] =
+            counts[sibling.name()] > 1 ? "[" + std::to_string(position) + "]" : std::string();
+    }
+    return indices_.at(node.hash_value());
+}
+
+std::string CConfiguration::path(const pugi::xml_node& node) const
 {
     if (node.type() != pugi::node_element) {
         return {};
     }
-    std::size_t index = 1;
-    std::size_t count = 0;
-    for (const pugi::xml_node& sibling : node.parent().children(node.name())) {
-        ++count;
-        if (sibling == node) {
-            index = count;
-        }
-    }
-    return path(node.parent()) + "/" + node.name() + (count > 1 ? "[" + std::to_string(index) + "]" : "");
+    return path(node.parent()) + "/" + node.name() + index(node);
 }
 
 std::string CConfiguration::text(const pugi::xml_node& node)

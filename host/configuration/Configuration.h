@@ -9,6 +9,7 @@
 #include <filesystem>
 #include <memory>
 #include <string>
+#include <unordered_map>
 #include <vector>
 
 namespace Rvl {
@@ -37,7 +38,7 @@ public:
     std::size_t offset(const pugi::xml_node& node) const;
 
     /// The element's path from the root, with an index, counted from 1, where siblings share its name.
-    static std::string path(const pugi::xml_node& node);
+    std::string path(const pugi::xml_node& node) const;
     /// The element's own text: its pieces trimmed, blanks within reduced to single spaces, and joined.
     static std::string text(const pugi::xml_node& node);
     /// The element's content in the shape that boost::property_tree::read_xml with trim_whitespace and
@@ -46,13 +47,15 @@ public:
 
 private:
     CConfiguration() = default;
-    void parseBuffer(const std::string& text);
+    void parseBuffer(std::string text);
     /// Reports errors that the parser accepts; returns whether any text contains a reference.
     bool checkNodes() const;
     [[noreturn]] void refuse(std::size_t place, const std::string& what) const;
     /// The position of a name or value of the document; that of its owner if it is unknown.
     std::size_t offset(const char* text, const pugi::xml_node& owner) const;
     std::size_t lineOfOffset(std::size_t offset) const;
+    /// "[2]", or nothing for an element whose name no sibling shares.
+    const std::string& index(const pugi::xml_node& node) const;
 
     std::string name_;
     std::filesystem::path folder_;
@@ -60,6 +63,8 @@ private:
     std::unique_ptr<std::string> buffer_;
     std::vector<std::size_t> lineStarts_;
     std::unique_ptr<pugi::xml_document> document_;
+    /// The indices of the elements that were asked for and of their siblings, by the node's hash.
+    mutable std::unordered_map<std::size_t, std::string> indices_;
 };
 
 } // namespace Rvl

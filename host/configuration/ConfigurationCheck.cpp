@@ -5,6 +5,7 @@
 #include "host/base/Suggestion.h"
 #include "host/configuration/ConfigurationFrame.h"
 #include "host/configuration/KeyCheck.h"
+#include "host/configuration/LoopCheck.h"
 #include "host/types/KeyText.h"
 
 #include <algorithm>
@@ -42,7 +43,8 @@ CConfigurationCheck::CConfigurationCheck(const CConfiguration& configuration, co
                                          bool complete, const std::vector<std::string>& busNames,
                                          CFaultList& faults)
     : configuration_(configuration), catalogue_(catalogue), complete_(complete), faults_(faults),
-      signals_(catalogue, bearers_["device"]), busesBroughtAlong_(busNames.begin(), busNames.end())
+      signals_(configuration, catalogue, bearers_["device"]),
+      busesBroughtAlong_(busNames.begin(), busNames.end())
 {
     names_["bus"] = busNames;
 }
@@ -56,6 +58,7 @@ void CConfigurationCheck::run()
     }
     collectNames();
     checkNode(root, configurationFrame(), root);
+    CLoopCheck(configuration_, catalogue_, signals_, bearers_, faults_).run();
 }
 
 void CConfigurationCheck::collectNames()
@@ -97,7 +100,7 @@ void CConfigurationCheck::collectName(const pugi::xml_node& node, const std::vec
             taken = true;
             faults_.add(configuration_.fault(node, attribute,
                                              "\"" + name + "\" is already the name of " +
-                                                 CConfiguration::path(bearer->second) + " in line " +
+                                                 configuration_.path(bearer->second) + " in line " +
                                                  std::to_string(configuration_.line(bearer->second)) +
                                                  "; expected a name of its own"));
         }
@@ -125,19 +128,14 @@ void CConfigurationCheck::checkAttributes(const pugi::xml_node& node, const SKey
             continue;
         }
         const SKeyDescription* const key = keys.attribute(name);
-        std::string wrong;
         if (!key) {
-            wrong = "unknown attribute; expected " + expectedChoices(name, keys.attributeNames());
+            faults_.add(configuration_.fault(node, attribute,
+                                             "unknown attribute; expected " +
+                                                 expectedChoices(suggestable(name), keys.attributeNames())));
         } else if (!seen.insert(name).second) {
-            wrong = "is given twice; expected it once";
+            faults_.add(configuration_.fault(node, attribute, "is given twice; expected it once"));
         } else {
-            wrong = checkText(*key, attribute.value());
-            if (wrong.empty()) {
-                wrong = checkAgainstOthers(*key, attribute.value(), node, typeNode);
-            }
-        }
-        if (!wrong.empty()) {
-            faults_.add(configuration_.fault(node, attribute, wrong));
+            checkPlain(*key, attribute.value(), node, typeNode, node, attribute);
         }
     }
     for (const auto& [name, key] : keys.attributes) {
@@ -162,8 +160,8 @@ void CConfigurationCheck::checkChildren(const pugi::xml_node& node, const SKeyNo
         const std::string name = child.name();
         const SKeyNode* const childKeys = keys.child(name);
         if (!childKeys) {
-            faults_.add(configuration_.fault(child, "unknown element; expected " +
-                                                        expectedChoices(name, keys.childNames())));
+            faults_.add(configuration_.fault(
+                child, "unknown element; expected " + expectedChoices(suggestable(name), keys.childNames())));
             continue;
         }
         const SKeyDescription* const key = childKeys->key;
@@ -182,14 +180,7 @@ void CConfigurationCheck::checkChildren(const pugi::xml_node& node, const SKeyNo
         }
         checkNode(child, *childKeys, typeNode);
         if (isPlain(*childKeys)) {
-            const std::string text = CConfiguration::text(child);
-            std::string wrong = checkText(*key, text);
-            if (wrong.empty()) {
-                wrong = checkAgainstOthers(*key, text, node, typeNode);
-            }
-            if (!wrong.empty()) {
-                faults_.add(configuration_.fault(child, wrong));
-            }
+            checkPlain(*key, CConfiguration::text(child), node, typeNode, child, {});
         }
     }
     for (const auto& [name, childKeys] : keys.children) {
@@ -229,12 +220,49 @@ void CConfigurationCheck::checkTyped(const pugi::xml_node& node, const SKeyDescr
             "\"" + *typeName + "\" is " +
             (known ? withArticle(type->kind) : std::string("a type of no loaded plug-in")) +
             (narrowed ? " while " + key.narrowedWhile + " is true; expected " : "; expected ") +
-            expectedChoices(known ? std::string() : *typeName, choices);
+            expectedChoices(known ? std::string() : suggestable(*typeName), choices);
         faults_.add(isObject ? configuration_.fault(node, node.attribute("Type"), wrong)
                              : configuration_.fault(node.child("Type"), wrong));
         return;
     }
     checkNode(node, catalogue_.keys(*type), node);
+}
+
+void CConfigurationCheck::checkPlain(const SKeyDescription& key, const std::string& text,
+                                     const pugi::xml_node& node, const pugi::xml_node& typeNode,
+                                     const pugi::xml_node& place, const pugi::xml_attribute& attribute)
+{
+    const auto add = [&](const std::string& wrong, SFault::eGrade grade) {
+        SFault fault =
+            attribute ? configuration_.fault(place, attribute, wrong) : configuration_.fault(place, wrong);
+        fault.grade = grade;
+        faults_.add(std::move(fault));
+    };
+    const std::string wrong = checkText(key, text);
+    if (!wrong.empty()) {
+        add(wrong, SFault::Fault);
+        return;
+    }
+    if (!key.onlyWith.empty() && !isTrueAt(typeNode, key.onlyWith)) {
+        add("is not read unless " + lastPart(key.onlyWith) + " is true; expected it to be true, or neither",
+            SFault::Fault);
+        return;
+    }
+    const auto hardlyMeant = key.lenient ? checkLenientMinimum(key, text) : std::nullopt;
+    const std::string contradiction = hardlyMeant ? *hardlyMeant : checkRelations(key, text, node, typeNode);
+    if (!contradiction.empty()) {
+        add(contradiction, key.lenient ? SFault::Warning : SFault::Fault);
+    } else if (key.signal) {
+        const std::string unsuitable = signals_.check(*key.signal, text, node, typeNode);
+        if (!unsuitable.empty()) {
+            add(unsuitable, SFault::Fault);
+        }
+    }
+}
+
+std::string CConfigurationCheck::suggestable(const std::string& word) const
+{
+    return faults_.isShort() ? word : std::string();
 }
 
 std::string CConfigurationCheck::checkText(const SKeyDescription& key, const std::string& text) const
@@ -246,14 +274,10 @@ std::string CConfigurationCheck::checkText(const SKeyDescription& key, const std
     return key.type == SKeyDescription::Reference ? checkReference(key, text) : std::string();
 }
 
-std::string CConfigurationCheck::checkAgainstOthers(const SKeyDescription& key, const std::string& text,
-                                                    const pugi::xml_node& node,
-                                                    const pugi::xml_node& typeNode)
+std::string CConfigurationCheck::checkRelations(const SKeyDescription& key, const std::string& text,
+                                                const pugi::xml_node& node,
+                                                const pugi::xml_node& typeNode) const
 {
-    if (!key.onlyWith.empty() && !isTrueAt(typeNode, key.onlyWith)) {
-        return "is not read unless " + lastPart(key.onlyWith) +
-               " is true; expected it to be true, or neither";
-    }
     const auto asIfAbsent = key.defaultText ? parseReal(*key.defaultText) : std::nullopt;
     if (!asIfAbsent || parseReal(text) != asIfAbsent) {
         for (const SKeyRelation& relation : key.relations) {
@@ -263,7 +287,7 @@ std::string CConfigurationCheck::checkAgainstOthers(const SKeyDescription& key, 
             }
         }
     }
-    return key.signal ? signals_.check(*key.signal, text, node, typeNode) : std::string();
+    return {};
 }
 
 std::string CConfigurationCheck::checkRelation(const SKeyDescription& key, const SKeyRelation& relation,
@@ -274,10 +298,12 @@ std::string CConfigurationCheck::checkRelation(const SKeyDescription& key, const
     const auto given = beside ? textAt(node, "<xmlattr>" + relation.path) : textAt(typeNode, relation.path);
     const std::string path =
         beside ? key.path.substr(0, key.path.find_last_of('.')) + relation.path : relation.path;
-    const auto limitText = given ? given : defaultOf(path, typeNode);
+    const SKeyDescription* const otherKey = keyAt(path, typeNode);
+    const auto byDefault = otherKey ? otherKey->defaultText : std::nullopt;
+    const auto limitText = given ? given : byDefault;
     const auto value = parseReal(text);
     const auto other = limitText ? parseReal(*limitText) : std::nullopt;
-    if (!value || !other) {
+    if (!value || !other || (otherKey && otherKey->unlimited && other == parseReal(*byDefault))) {
         return {};
     }
     const double limit = *other * relation.factor;
@@ -295,22 +321,15 @@ std::string CConfigurationCheck::checkRelation(const SKeyDescription& key, const
     return {};
 }
 
-std::optional<std::string> CConfigurationCheck::defaultOf(const std::string& path,
-                                                          const pugi::xml_node& typeNode) const
+const SKeyDescription* CConfigurationCheck::keyAt(const std::string& path,
+                                                  const pugi::xml_node& typeNode) const
 {
     const STypeDescription* type = nullptr;
     for (const auto kind : {SKeyDescription::Object, SKeyDescription::Element}) {
         const auto typeName = typeNameOf(typeNode, kind);
         type = type ? type : catalogue_.find(typeName.value_or(""));
     }
-    if (type) {
-        for (const SKeyDescription& key : type->keys) {
-            if (key.path == path) {
-                return key.defaultText;
-            }
-        }
-    }
-    return std::nullopt;
+    return type ? type->key(path) : nullptr;
 }
 
 std::string CConfigurationCheck::checkReference(const SKeyDescription& key, const std::string& name) const
@@ -323,13 +342,14 @@ std::string CConfigurationCheck::checkReference(const SKeyDescription& key, cons
         return checkType(key, name);
     }
     const auto known = names_.find(key.nameServer);
-    const std::vector<std::string> names = known == names_.end() ? std::vector<std::string>() : known->second;
-    if (std::find(names.begin(), names.end(), name) != names.end()) {
-        return checkType(key, name); // the name of an object of a plug-in
+    static const std::vector<std::string> none;
+    const std::vector<std::string>& names = known == names_.end() ? none : known->second;
+    if (key.nameServer == "bus" && busesBroughtAlong_.count(name)) {
+        return {};
     }
     return "\"" + name + "\" is not " + expectation(key) + "; expected " +
            (names.empty() ? std::string("one, but the configuration has none")
-                          : expectedChoices(name, names));
+                          : expectedChoices(suggestable(name), names));
 }
 
 std::string CConfigurationCheck::checkType(const SKeyDescription& key, const std::string& name) const
@@ -346,14 +366,18 @@ std::string CConfigurationCheck::checkType(const SKeyDescription& key, const std
     if (isOfType(bearers.at(name))) {
         return {};
     }
+    const std::string wrong = "\"" + name + "\" is of the type " +
+                              bearers.at(name).attribute("Type").value() + ", which is no " + key.ofType;
+    if (!faults_.isShort()) {
+        return wrong;
+    }
     std::vector<std::string> names;
     for (const std::string& candidate : names_.at(key.nameServer)) {
         if (isOfType(bearers.at(candidate))) {
             names.push_back(candidate);
         }
     }
-    return "\"" + name + "\" is of the type " + bearers.at(name).attribute("Type").value() +
-           ", which is no " + key.ofType + "; expected " +
+    return wrong + "; expected " +
            (names.empty() ? std::string("one that is, but the configuration has none")
                           : expectedChoices({}, names));
 }

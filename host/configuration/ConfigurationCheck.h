@@ -13,7 +13,8 @@
 namespace Rvl {
 
 /// Checks a configuration against the type descriptions of the loaded plug-ins and collects every fault: keys
-/// that are missing, unknown, given twice, not convertible, out of range or refer to nothing. Builds nothing.
+/// that are missing, unknown, given twice, not convertible, out of range or refer to nothing; and warnings
+/// where what stands there is defined, but hardly meant. Builds nothing.
 class CConfigurationCheck
 {
 public:
@@ -32,13 +33,21 @@ private:
     void checkAttributes(const pugi::xml_node& node, const SKeyNode& keys, const pugi::xml_node& typeNode);
     void checkChildren(const pugi::xml_node& node, const SKeyNode& keys, const pugi::xml_node& typeNode);
     void checkTyped(const pugi::xml_node& node, const SKeyDescription& key, const pugi::xml_node& typeNode);
+    /// Checks the text of a key and adds the fault or warning, if there is one, at the attribute
+    /// of `place`, or at `place` itself without one.
+    void checkPlain(const SKeyDescription& key, const std::string& text, const pugi::xml_node& node,
+                    const pugi::xml_node& typeNode, const pugi::xml_node& place,
+                    const pugi::xml_attribute& attribute);
     std::string checkText(const SKeyDescription& key, const std::string& text) const;
-    std::string checkAgainstOthers(const SKeyDescription& key, const std::string& text,
-                                   const pugi::xml_node& node, const pugi::xml_node& typeNode);
+    std::string checkRelations(const SKeyDescription& key, const std::string& text,
+                               const pugi::xml_node& node, const pugi::xml_node& typeNode) const;
+    /// The word, if a suggestion for it is still worth the time; otherwise none.
+    std::string suggestable(const std::string& word) const;
     std::string checkRelation(const SKeyDescription& key, const SKeyRelation& relation,
                               const std::string& text, const pugi::xml_node& node,
                               const pugi::xml_node& typeNode) const;
-    std::optional<std::string> defaultOf(const std::string& path, const pugi::xml_node& typeNode) const;
+    /// The description of a key of the type of `typeNode`; null if there is none.
+    const SKeyDescription* keyAt(const std::string& path, const pugi::xml_node& typeNode) const;
     std::string checkReference(const SKeyDescription& key, const std::string& name) const;
     /// Whether the object of the name has the type that the key requires.
     std::string checkType(const SKeyDescription& key, const std::string& name) const;

@@ -1,53 +1,91 @@
 #include "host/configuration/Fault.h"
 
 #include <algorithm>
+#include <array>
+#include <utility>
 
 namespace Rvl {
 
 void CFaultList::add(SFault fault)
 {
-    const auto after =
-        std::upper_bound(faults_.begin(), faults_.end(), fault.offset,
-                         [](std::size_t offset, const SFault& other) { return offset < other.offset; });
-    faults_.insert(after, std::move(fault));
+    if (fault.grade == SFault::Warning) {
+        ++warnings_;
+    } else {
+        faultyPaths_.insert(fault.path);
+        runtime_ = runtime_ || fault.runtime;
+    }
+    sorted_ = sorted_ && (entries_.empty() || entries_.back().offset <= fault.offset);
+    entries_.push_back(std::move(fault));
 }
 
 bool CFaultList::empty() const
 {
-    return faults_.empty();
+    return size() == 0;
 }
 
 std::size_t CFaultList::size() const
 {
-    return faults_.size();
+    return entries_.size() - warnings_;
+}
+
+std::size_t CFaultList::warnings() const
+{
+    return warnings_;
+}
+
+bool CFaultList::refuses(bool strict) const
+{
+    return !empty() || (strict && warnings_ > 0);
 }
 
 bool CFaultList::concerns(const std::string& elementPath) const
 {
-    return std::any_of(faults_.begin(), faults_.end(), [&](const SFault& fault) {
-        if (fault.path.compare(0, elementPath.size(), elementPath) != 0) {
-            return false;
-        }
-        const std::string rest = fault.path.substr(elementPath.size());
-        return rest.empty() || rest.front() == '/' || rest.compare(0, 2, "[@") == 0;
-    });
+    const auto anyBeginsWith = [this](const std::string& start) {
+        const auto place = faultyPaths_.lower_bound(start);
+        return place != faultyPaths_.end() && place->compare(0, start.size(), start) == 0;
+    };
+    return faultyPaths_.count(elementPath) > 0 || anyBeginsWith(elementPath + "/") ||
+           anyBeginsWith(elementPath + "[@");
 }
 
 bool CFaultList::hasRuntimeFault() const
 {
-    return std::any_of(faults_.begin(), faults_.end(), [](const SFault& fault) { return fault.runtime; });
+    return runtime_;
+}
+
+bool CFaultList::isShort() const
+{
+    return entries_.size() < 2 * Shown;
 }
 
 const std::vector<SFault>& CFaultList::inFileOrder() const
 {
-    return faults_;
+    if (!sorted_) {
+        std::stable_sort(entries_.begin(), entries_.end(),
+                         [](const SFault& left, const SFault& right) { return left.offset < right.offset; });
+        sorted_ = true;
+    }
+    return entries_;
 }
 
-std::string CFaultList::report(const std::string& fileName) const
+std::string CFaultList::report(const std::string& fileName, bool strict) const
 {
     std::string result;
-    for (const SFault& fault : faults_) {
-        result += fileName + ":" + std::to_string(fault.line) + ": " + fault.path + ": " + fault.text + "\n";
+    std::array<std::size_t, 2> counts{};
+    for (const SFault& fault : inFileOrder()) {
+        const bool warning = fault.grade == SFault::Warning && !strict;
+        if (++counts[warning ? 1 : 0] <= Shown) {
+            result += fileName + ":" + std::to_string(fault.line) + ": " + (warning ? "warning: " : "") +
+                      fault.path + ": " + fault.text + "\n";
+        }
+    }
+    for (const bool warning : {false, true}) {
+        const std::size_t count = counts[warning ? 1 : 0];
+        if (count > Shown) {
+            const std::size_t others = count - Shown;
+            result += fileName + ": and " + std::to_string(others) +
+                      (warning ? " other warning" : " other fault") + (others == 1 ? "\n" : "s\n");
+        }
     }
     return result;
 }

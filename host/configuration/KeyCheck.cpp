@@ -65,13 +65,15 @@ std::string withExpectation(const SKeyDescription& key, const std::string& wrong
 
 std::optional<std::string> checkRange(const SKeyDescription& key, const std::string& text, double value)
 {
-    if (key.minimum && (value < *key.minimum || (key.exclusiveMinimum && value == *key.minimum))) {
+    if (key.minimum && !key.lenient &&
+        (value < *key.minimum || (key.exclusiveMinimum && value == *key.minimum))) {
         return withExpectation(key, quoted(text) + (value < *key.minimum ? " is too low" : " is the limit"));
     }
     if (key.maximum && value > *key.maximum) {
         return withExpectation(key, quoted(text) + " is too high");
     }
-    if (key.excluded && value == *key.excluded) {
+    // what is next to 0 makes an infinite number of what is divided by it
+    if (key.excluded && (value == *key.excluded || (*key.excluded == 0 && std::fabs(value) < 1e-100))) {
         return withExpectation(key, quoted(text) + " is refused");
     }
     return std::nullopt;
@@ -136,6 +138,15 @@ std::string expectation(const SKeyDescription& key)
         return "an element of the kind " + enumeration(key.kinds);
     }
     return {};
+}
+
+std::optional<std::string> checkLenientMinimum(const SKeyDescription& key, const std::string& text)
+{
+    const auto value = parseReal(text);
+    if (key.minimum && value && *value < *key.minimum) {
+        return withExpectation(key, quoted(text) + " is too low");
+    }
+    return std::nullopt;
 }
 
 std::optional<std::string> checkValue(const SKeyDescription& key, const std::string& text)

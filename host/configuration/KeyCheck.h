@@ -12,7 +12,11 @@ namespace Rvl {
 std::string expectation(const SKeyDescription& key);
 
 /// Checks the text given for a key of a plain type. Returns the error and what was expected, or nothing if
-/// the text is valid. At least as strict as the code that reads it. A reference only must not be empty.
+/// the text is valid. At least as strict as the code that reads it. A reference only must not be empty. The
+/// minimum of a key that is lenient is not checked.
 std::optional<std::string> checkValue(const SKeyDescription& key, const std::string& text);
+
+/// What is hardly meant with a number below the minimum of a key that is lenient; nothing if it is not below.
+std::optional<std::string> checkLenientMinimum(const SKeyDescription& key, const std::string& text);
 
 } // namespace Rvl

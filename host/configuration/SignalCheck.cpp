@@ -32,9 +32,9 @@ const std::vector<std::string>* kindsAt(const SSignalReference& signal, const pu
 
 } // namespace
 
-CSignalCheck::CSignalCheck(const CTypeCatalogue& catalogue,
+CSignalCheck::CSignalCheck(const CConfiguration& configuration, const CTypeCatalogue& catalogue,
                            const std::map<std::string, pugi::xml_node>& devices)
-    : catalogue_(catalogue), devices_(devices)
+    : configuration_(configuration), catalogue_(catalogue), devices_(devices)
 {}
 
 std::string CSignalCheck::check(const SSignalReference& signal, const std::string& text,
@@ -63,7 +63,7 @@ std::string CSignalCheck::check(const SSignalReference& signal, const std::strin
         const auto [taker, fresh] = taken_.emplace(std::pair(device, text), object);
         if (!fresh) {
             return "\"" + text + "\" of device \"" + device + "\" is already driven by " +
-                   CConfiguration::path(taker->second) + "; expected one that is not driven";
+                   configuration_.path(taker->second) + "; expected one that is not driven";
         }
     }
     return {};
@@ -78,6 +78,19 @@ std::string CSignalCheck::expectedWhereMissing(const SSignalReference& signal, c
     }
     const STypeDescription* const type = deviceType(deviceName(signal, object));
     return type ? expectedChoices({}, type->signalsOfKinds(*kinds)) : "a text";
+}
+
+const SSignalDescription* CSignalCheck::signalOf(const std::string& device, const std::string& signal) const
+{
+    const STypeDescription* const type = deviceType(device);
+    if (type) {
+        for (const SSignalDescription& description : type->signals) {
+            if (description.name == signal) {
+                return &description;
+            }
+        }
+    }
+    return nullptr;
 }
 
 std::string CSignalCheck::deviceName(const SSignalReference& signal, const pugi::xml_node& object) const

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "host/configuration/Configuration.h"
 #include "host/types/TypeCatalogue.h"
 
 #include <pugixml.hpp>
@@ -17,7 +18,8 @@ class CSignalCheck
 {
 public:
     /// `devices` are the nodes of the devices by name; they are referred to, not copied.
-    CSignalCheck(const CTypeCatalogue& catalogue, const std::map<std::string, pugi::xml_node>& devices);
+    CSignalCheck(const CConfiguration& configuration, const CTypeCatalogue& catalogue,
+                 const std::map<std::string, pugi::xml_node>& devices);
 
     /// The error of the text of a key; empty if it is valid. The key stands in `node` and belongs to the
     /// object of the configuration at `object`.
@@ -28,10 +30,14 @@ public:
     std::string expectedWhereMissing(const SSignalReference& signal, const pugi::xml_node& node,
                                      const pugi::xml_node& object) const;
 
+    /// The description of the signal of a device; null if device, type or signal are not known.
+    const SSignalDescription* signalOf(const std::string& device, const std::string& signal) const;
+
 private:
     std::string deviceName(const SSignalReference& signal, const pugi::xml_node& object) const;
     const STypeDescription* deviceType(const std::string& name) const;
 
+    const CConfiguration& configuration_;
     const CTypeCatalogue& catalogue_;
     const std::map<std::string, pugi::xml_node>& devices_;
     /// The objects that drive a signal exclusively, by device and signal.

@@ -347,7 +347,7 @@ private:
         const auto limit = [&](const char* facet, double value) {
             restriction.append_child(facet).append_attribute("value").set_value(keyLimit(key, value).c_str());
         };
-        if (key.minimum) {
+        if (key.minimum && !key.lenient) {
             limit(key.exclusiveMinimum ? "xs:minExclusive" : "xs:minInclusive", *key.minimum);
         } else if (integer) {
             limit("xs:minInclusive", std::numeric_limits<std::int32_t>::min());

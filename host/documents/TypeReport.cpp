@@ -87,6 +87,14 @@ Json asJson(const SKeyDescription& key)
     if (key.repeated) {
         json["repeated"] = true;
     }
+    for (const auto& [name, value] :
+         {std::pair("unlimited", key.unlimited), std::pair("lenient", key.lenient)}) {
+        if (value) {
+            json[name] = true;
+        }
+    }
+    addText("role", key.role);
+    addText("drives", key.drives);
     addText("example", key.example);
     json["meaning"] = key.meaning;
     return json;
@@ -148,6 +156,15 @@ std::string typeReportAsJson(const std::vector<const STypeDescription*>& types)
                 described["unit"] = signal.unit;
             }
             described["meaning"] = signal.meaning;
+            if (signal.minimum) {
+                described["minimum"] = *signal.minimum;
+            }
+            if (signal.maximum) {
+                described["maximum"] = *signal.maximum;
+            }
+            if (signal.lines > 0) {
+                described["lines"] = signal.lines;
+            }
             entry["signals"].push_back(described);
         }
         entry["keys"] = keys;

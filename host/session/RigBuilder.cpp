@@ -41,9 +41,8 @@ const STypeDescription* CRigBuilder::typeOf(const pugi::xml_node& node) const
 bool CRigBuilder::isBuildable(const pugi::xml_node& node, const STypeDescription* type,
                               const CFaultList& faults)
 {
-    // a path is looked for among all siblings: not for nothing
     bool buildable =
-        type && !outOfDescriptors_ && (faults.empty() || !faults.concerns(CConfiguration::path(node)));
+        type && !outOfDescriptors_ && (faults.empty() || !faults.concerns(configuration_.path(node)));
     if (buildable && !notBuilt_.empty()) {
         const auto references = referencesOf(catalogue_, *type, node);
         buildable = std::none_of(references.begin(), references.end(), [this](const SReference& reference) {

@@ -30,6 +30,9 @@ std::string keyRange(const SKeyDescription& key)
 
 std::string keyDefault(const SKeyDescription& key)
 {
+    if (key.unlimited) {
+        return "unlimited";
+    }
     return key.defaultText && key.defaultText->empty() ? "\"\"" : key.defaultText.value_or("");
 }
 

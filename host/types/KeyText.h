@@ -10,7 +10,8 @@ namespace Rvl {
 /// element, the name server of a reference. Empty if it is not limited.
 std::string keyRange(const SKeyDescription& key);
 
-/// The key's default, for tables: an empty text as `""`; empty if it has no default.
+/// The key's default, for tables: an empty text as `""`, "unlimited" for one that stands for no limit; empty
+/// if it has no default.
 std::string keyDefault(const SKeyDescription& key);
 
 /// Whether the key is required, for tables: "yes", "no", or "unless" and the key that makes it optional.

@@ -96,11 +96,32 @@ SKeyDescription keyFromJson(const Json& json)
         key.signal = signalFromJson(json.at("signal"));
     }
     key.onlyWith = json.value("onlyWith", std::string());
+    key.unlimited = json.value("unlimited", false);
+    key.lenient = json.value("lenient", false);
+    key.role = json.value("role", std::string());
+    key.drives = json.value("drives", std::string());
     if (json.contains("example")) {
         key.example = asConfigurationText(json.at("example"));
     }
     key.meaning = json.value("meaning", std::string());
     return key;
+}
+
+SSignalDescription signalDescription(const Json& json)
+{
+    SSignalDescription signal;
+    signal.name = json.at("name").get<std::string>();
+    signal.kind = json.at("kind").get<std::string>();
+    signal.unit = json.value("unit", std::string());
+    signal.meaning = json.at("meaning").get<std::string>();
+    if (json.contains("minimum")) {
+        signal.minimum = json.at("minimum").get<double>();
+    }
+    if (json.contains("maximum")) {
+        signal.maximum = json.at("maximum").get<double>();
+    }
+    signal.lines = json.value("lines", 0U);
+    return signal;
 }
 
 std::unique_ptr<STypeDescription> typeFromJson(const Json& json, const std::string& plugin)
@@ -116,9 +137,7 @@ std::unique_ptr<STypeDescription> typeFromJson(const Json& json, const std::stri
     type->plugin = plugin;
     if (json.contains("signals")) {
         for (const Json& signal : json.at("signals")) {
-            type->signals.push_back(
-                {signal.at("name").get<std::string>(), signal.at("kind").get<std::string>(),
-                 signal.value("unit", std::string()), signal.at("meaning").get<std::string>()});
+            type->signals.push_back(signalDescription(signal));
         }
     }
     if (json.contains("keys")) {
@@ -176,6 +195,20 @@ std::vector<std::string> STypeDescription::signalsOfKinds(const std::vector<std:
         }
     }
     return names;
+}
+
+const SKeyDescription* STypeDescription::key(const std::string& path) const
+{
+    const auto found = std::find_if(keys.begin(), keys.end(),
+                                    [&](const SKeyDescription& candidate) { return candidate.path == path; });
+    return found == keys.end() ? nullptr : &*found;
+}
+
+const SKeyDescription* STypeDescription::keyOfRole(const std::string& role) const
+{
+    const auto found = std::find_if(keys.begin(), keys.end(),
+                                    [&](const SKeyDescription& candidate) { return candidate.role == role; });
+    return found == keys.end() ? nullptr : &*found;
 }
 
 const char* keyTypeName(SKeyDescription::eType type)

@@ -71,8 +71,12 @@ struct SKeyDescription
     std::optional<double> excluded; ///< a number within the range that is not allowed
     std::string ofType; ///< for a reference: the type, or base of the type, of what is referred to
     std::optional<SSignalReference> signal;
-    std::string onlyWith; ///< path of a boolean key; not read unless that one is true
-    std::string example;  ///< a value for short configurations; empty if none is given
+    std::string onlyWith;   ///< path of a boolean key; not read unless that one is true
+    bool unlimited = false; ///< the default stands for no limit
+    bool lenient = false;   ///< a value below the minimum or past another key is a warning
+    std::string role;       ///< what the value is to a loop or controller, such as "minimum"; may be empty
+    std::string drives;  ///< how the object that is referred to is driven, such as "dutyCycle"; may be empty
+    std::string example; ///< a value for short configurations; empty if none is given
     std::string meaning;
 };
 
@@ -86,6 +90,9 @@ struct SSignalDescription
     std::string kind;
     std::string unit;
     std::string meaning;
+    std::optional<double> minimum; ///< of an actuator, where it is fixed
+    std::optional<double> maximum;
+    unsigned lines = 0; ///< of a port: their number; 0 if it is not known
 };
 
 /// One type of a plug-in, or an abstract base.
@@ -104,6 +111,10 @@ struct STypeDescription
 
     /// The names of its signals of one of these kinds.
     std::vector<std::string> signalsOfKinds(const std::vector<std::string>& kinds) const;
+    /// The key of that path, or null.
+    const SKeyDescription* key(const std::string& path) const;
+    /// The first key of that role, or null.
+    const SKeyDescription* keyOfRole(const std::string& role) const;
 };
 
 /// The keys of one node of a configuration, by attribute and child element.

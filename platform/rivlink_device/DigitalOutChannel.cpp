@@ -4,6 +4,7 @@
 #include "platform/rivlink_common/DeviceAccessException.h"
 
 #include <algorithm>
+#include <limits>
 #include <optional>
 
 namespace Rvl {
@@ -66,7 +67,9 @@ void CDigitalOutChannel::setPWMMode(bool on)
 void CDigitalOutChannel::safeWritePWMDutyCycle(unsigned percent)
 {
     Kor::CGuard guard(private_->mutex);
-    const unsigned limited = std::min(percent, MaximumDutyCycle);
+    // a negative number taken as unsigned asks for less than nothing, not for full power
+    constexpr unsigned largestPositive = std::numeric_limits<int>::max();
+    const unsigned limited = percent > largestPositive ? 0 : std::min(percent, MaximumDutyCycle);
     private_->requestedDutyCycle = limited;
     if (!private_->pwmMode) {
         setPWMMode(true);

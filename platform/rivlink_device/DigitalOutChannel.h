@@ -28,8 +28,9 @@ public:
     virtual void writeOutput(bool on);
     /// Selects on/off or pulse-width mode. Failures as with writeOutput().
     virtual void setPWMMode(bool on);
-    /// Sets the duty cycle in percent, limited to MaximumDutyCycle. A channel in on/off mode is switched to
-    /// pulse-width mode first. Failures as with writeOutput().
+    /// Sets the duty cycle in percent, limited to MaximumDutyCycle; a negative number taken as unsigned,
+    /// which is above 2147483647, counts as 0. A channel in on/off mode is switched to pulse-width mode
+    /// first. Failures as with writeOutput().
     void safeWritePWMDutyCycle(unsigned percent);
 
     /// Called by the device when it is online again: sends the mode and the state last written, if any, as

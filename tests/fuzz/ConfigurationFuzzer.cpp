@@ -40,7 +40,8 @@ std::string checked(const CConfiguration& configuration, std::size_t lines)
 
 std::size_t linesOf(const std::string& text)
 {
-    return 1 + static_cast<std::size_t>(std::count(text.begin(), text.end(), '\n'));
+    return 1 + static_cast<std::size_t>(
+                   std::count_if(text.begin(), text.end(), [](char c) { return c == '\n' || c == '\r'; }));
 }
 
 } // namespace

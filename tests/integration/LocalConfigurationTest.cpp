@@ -87,10 +87,11 @@ TEST(LocalConfiguration, SetPointOutsideItsRangeIsAFault)
     EXPECT_EQ(78, result.exitCode);
 }
 
-TEST(LocalConfiguration, LimitsTheWrongWayRoundAreFaults)
+TEST(LocalConfiguration, LimitsTheWrongWayRoundAreReported)
 {
-    EXPECT_EQ(":28: /Configuration/Channels/Channel[3]/ControlLoop/PIDParam[@MinU]: \"101\" is above MaxU; "
-              "expected at most 100\n",
+    EXPECT_EQ(":28: warning: /Configuration/Channels/Channel[3]/ControlLoop/PIDParam[@MinU]: \"101\" is "
+              "above MaxU; "
+              "expected at most 100\n: no faults, 1 warning\n",
               check(pidExampleWith("MinU=\"0\"", "MinU=\"101\"")).out);
     EXPECT_EQ(":39: /Configuration/Channels/Channel[3]/SetpointRange[@Minimum]: \"81\" is above Maximum; "
               "expected at most 80\n",

@@ -306,6 +306,9 @@ SWrong withValue(const CSample& sample, pugi::xml_node node, pugi::xml_attribute
 /// wherever the key stands. Nothing if one of them is not limited.
 std::optional<double> commonLimit(const CTypeCatalogue& catalogue, const SKeyDescription& key, bool maximum)
 {
+    if (!maximum && key.lenient) {
+        return std::nullopt; // what is below is only a warning
+    }
     std::optional<double> limit = maximum ? key.maximum : key.minimum;
     for (const STypeDescription* type : catalogue.types()) {
         for (const SKeyDescription& other : type->keys) {

@@ -26,4 +26,28 @@ TEST(SuggestionTest, ChoicesAreListed)
     EXPECT_EQ(expectedChoices("omega", {"alp", "bet"}), "one of alp, bet");
 }
 
+TEST(SuggestionTest, LongWordsAreNotCompared)
+{
+    const std::string longWord(65, 'a');
+    EXPECT_EQ(nearestChoice(longWord, {longWord + "b"}), "");
+    EXPECT_EQ(nearestChoice(longWord.substr(1), {longWord, longWord.substr(2)}), longWord.substr(2));
+    EXPECT_EQ(nearestChoice(std::string(1000000, 'a'), {std::string(1000000, 'b')}), "");
+}
+
+TEST(SuggestionTest, ManyChoicesAreListedInPart)
+{
+    std::vector<std::string> choices(40, "x");
+    EXPECT_EQ(expectedChoices("", choices).find("others"), std::string::npos);
+    choices.emplace_back("last");
+    EXPECT_EQ(expectedChoices("lasr", choices),
+              "one of x, x, x, x, x, x, x, x, x, x, x, x, x, x, x, x, x, x, x, x and 21 others (did you mean "
+              "\"last\"?)");
+}
+
+TEST(SuggestionTest, SwapAtTheEndOfAWordIsOneStep)
+{
+    EXPECT_EQ(nearestChoice("ba", {"ab"}), "ab");
+    EXPECT_EQ(nearestChoice("abdc", {"abcx", "abcd"}), "abcd");
+}
+
 } // namespace Rvl::Test

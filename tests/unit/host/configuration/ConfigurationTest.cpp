@@ -6,6 +6,8 @@
 #include <boost/property_tree/xml_parser.hpp>
 #include <gtest/gtest.h>
 
+#include <chrono>
+
 #include <sstream>
 
 namespace Rvl::Test {
@@ -173,9 +175,9 @@ TEST(ConfigurationTest, PathHasAnIndexOnlyWhereSiblingsShareAName)
 {
     const auto configuration = CConfiguration::parse("<A><B/><C/><C><D/></C></A>", "test.xml");
     const pugi::xml_node second = configuration.root().last_child();
-    EXPECT_EQ(CConfiguration::path(configuration.root()), "/A");
-    EXPECT_EQ(CConfiguration::path(configuration.root().child("B")), "/A/B");
-    EXPECT_EQ(CConfiguration::path(second.child("D")), "/A/C[2]/D");
+    EXPECT_EQ(configuration.path(configuration.root()), "/A");
+    EXPECT_EQ(configuration.path(configuration.root().child("B")), "/A/B");
+    EXPECT_EQ(configuration.path(second.child("D")), "/A/C[2]/D");
 }
 
 TEST(ConfigurationTest, FaultStandsInTheLineOfItsElementOrAttribute)
@@ -216,6 +218,63 @@ TEST(ConfigurationTest, FolderIsNoConfiguration)
     } catch (const CHostException& exception) {
         EXPECT_EQ(exception.what(), "cannot read " + folder.file("") + ": Is a directory");
     }
+}
+
+TEST(ConfigurationTest, LinesAreThoseOfTheFileInEveryEncoding)
+{
+    const std::string text =
+        "<?xml version='1.0' encoding='ISO-8859-1'?>\n<!-- \xe4\xe4\xe4\xe4\xe4\xe4 -->\n"
+        "<A>\n\n<B c='\xe4'/>\n</A>";
+    const auto wide = [&](std::size_t size, bool bigEndian) {
+        std::string result;
+        for (const char c : text) {
+            std::string unit(size, '\0');
+            unit[bigEndian ? size - 1 : 0] = c;
+            result += unit;
+        }
+        return result;
+    };
+    for (const std::string& encoded : {text, wide(2, false), wide(2, true), wide(4, false), wide(4, true)}) {
+        const CConfiguration configuration = CConfiguration::parse(encoded, "x.xml");
+        const pugi::xml_node node = configuration.root().child("B");
+        EXPECT_EQ(configuration.fault(node, "x").line, 5U) << encoded.size();
+        EXPECT_EQ(configuration.fault(node, node.attribute("c"), "x").line, 5U) << encoded.size();
+        EXPECT_STREQ(node.attribute("c").value(), "\xc3\xa4") << encoded.size();
+    }
+}
+
+TEST(ConfigurationTest, CarriageReturnsEndLinesToo)
+{
+    for (const std::string end : {"\n", "\r", "\r\n"}) {
+        const CConfiguration configuration =
+            CConfiguration::parse("<A>" + end + end + "<B/>" + end + "</A>", "x");
+        EXPECT_EQ(configuration.fault(configuration.root().child("B"), "x").line, 3U) << end.size();
+    }
+}
+
+TEST(ConfigurationTest, CharacterBehindTheRootIsRefused)
+{
+    for (const char* const text : {"<A/>x", "<A></A>x", "<A/>\nx", "<A/>xy"}) {
+        EXPECT_THROW(CConfiguration::parse(text, "x"), CHostException) << text;
+    }
+    EXPECT_NO_THROW(CConfiguration::parse("<A/>", "x"));
+    EXPECT_NO_THROW(CConfiguration::parse("<A/>\n", "x"));
+}
+
+TEST(ConfigurationTest, PathsOfManySiblingsTakeATimeThatGrowsWithTheirNumber)
+{
+    std::string text = "<A>";
+    for (int i = 0; i < 50000; ++i) {
+        text += "<B/>";
+    }
+    const CConfiguration configuration = CConfiguration::parse(text + "</A>", "x");
+    const auto start = std::chrono::steady_clock::now();
+    std::size_t length = 0;
+    for (const pugi::xml_node& node : configuration.root().children()) {
+        length += configuration.path(node).size();
+    }
+    EXPECT_GT(length, 50000U);
+    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(5)) << "square: half a minute";
 }
 
 } // namespace Rvl::Test

@@ -4,6 +4,8 @@
 
 #include <gmock/gmock.h>
 
+#include <limits>
+
 using namespace Rvl;
 using testing::ElementsAre;
 
@@ -52,10 +54,21 @@ TEST(DigitalOutChannel, DutyCycleIsLimitedToAlwaysOn)
 {
     CDigitalTestOut out;
     out.setPWMMode(true);
-    for (const unsigned percent : {0u, 100u, 101u, 4294967295u}) {
+    for (const unsigned percent : {0u, 100u, 101u, 2147483647u}) {
         out.safeWritePWMDutyCycle(percent);
     }
     EXPECT_THAT(out.driven, ElementsAre("pwm on", "0 %", "100 %", "100 %", "100 %"));
+}
+
+TEST(DigitalOutChannel, NegativeDutyCycleIsOff)
+{
+    CDigitalTestOut out;
+    out.safeWritePWMDutyCycle(100);
+    for (const int percent : {-1, -100, std::numeric_limits<int>::min()}) {
+        out.safeWritePWMDutyCycle(static_cast<unsigned>(percent));
+        EXPECT_EQ(0u, out.dutyCycle()) << percent;
+    }
+    EXPECT_THAT(out.driven, ElementsAre("pwm on", "100 %", "0 %", "0 %", "0 %"));
 }
 
 TEST(DigitalOutChannel, DutyCycleTakesAnOnOffChannelIntoPWMMode)
