@@ -46,9 +46,12 @@ std::string pidWithControllers(int count, std::string text = readFile(examples +
 {
     const std::size_t begin = text.find("    <Channel Name=\"Jacket\"");
     const std::size_t end = text.find("  </Channels>");
-    const std::string controller = text.substr(begin, end - begin);
+    const std::string controller =
+        replaced(text.substr(begin, end - begin), "\"Jacket\"", "\"Jacket\" SharedOutput=\"true\"");
+    text.replace(begin, end - begin, controller);
     for (int i = 2; i <= count; ++i) {
-        text.insert(end, replaced(controller, "\"Jacket\"", "\"Jacket " + std::to_string(i) + "\""));
+        text.insert(begin + controller.size(),
+                    replaced(controller, "\"Jacket\"", "\"Jacket " + std::to_string(i) + "\""));
     }
     return text;
 }
@@ -577,8 +580,9 @@ TEST(HostFaults, WriteThatTakesLongOnlyMakesTheEndWait)
 TEST(HostFaults, EndWaitsForNoSampleTime)
 {
     const CTemporaryFolder folder;
-    const std::string file =
-        folder.write("c.xml", exampleWith("pid/pid.xml", "SampleTime_ms=\"100\"", "SampleTime_ms=\"15000\""));
+    const std::string file = folder.write(
+        "c.xml", replaced(exampleWith("pid/pid.xml", "SampleTime_ms=\"100\"", "SampleTime_ms=\"15000\""),
+                          "Ti=\"5\"", "Ti=\"60\""));
     CProgramRun run(host, withShortLimits({"run", "--log", "off", file}));
     ASSERT_TRUE(eventually([&] { return run.outSoFar().find("Jacket: auto") != std::string::npos; }));
     const auto begin = std::chrono::steady_clock::now();

@@ -127,11 +127,15 @@ std::vector<std::string> faultsOf(const json& descriptions)
         for (const json& key : type.at("keys")) {
             const std::string path = key.at("path");
             const std::string where = name + " " + path;
-            onlyKnown(key,
-                      {"path",       "type",     "required",         "requiredUnless", "default",    "unit",
-                       "minimum",    "maximum",  "exclusiveMinimum", "choices",        "nameServer", "kinds",
-                       "kindsWhile", "notAbove", "notBelow",         "above",          "excluded",   "ofType",
-                       "signal",     "onlyWith", "repeated",         "example",        "meaning"},
+            onlyKnown(key, {"path",           "type",       "required",
+                            "requiredUnless", "default",    "unit",
+                            "minimum",        "maximum",    "exclusiveMinimum",
+                            "choices",        "nameServer", "kinds",
+                            "kindsWhile",     "notAbove",   "notBelow",
+                            "above",          "excluded",   "ofType",
+                            "signal",         "onlyWith",   "repeated",
+                            "example",        "meaning",    "role",
+                            "lenient",        "unlimited",  "drives"},
                       where);
             static const std::set<std::string> keyTypes{"text",      "boolean",     "integer",
                                                         "real",      "hexadecimal", "choice",

@@ -393,10 +393,11 @@ TEST(TypeDescriptionsFile, DescribesExactlyTheTypesThatAreRegistered)
 TEST(TypeDescriptionsFile, IsWellFormed)
 {
     const std::set<std::string> typeFields{"name", "kind", "bases", "provides", "example", "meaning", "keys"};
-    const std::set<std::string> keyFields{"path",    "type",       "required", "requiredUnless",
-                                          "default", "unit",       "minimum",  "nameServer",
-                                          "kinds",   "kindsWhile", "example",  "meaning",
-                                          "maximum", "notAbove",   "onlyWith", "exclusiveMinimum"};
+    const std::set<std::string> keyFields{
+        "path",      "type",       "required", "requiredUnless",   "default", "unit",
+        "minimum",   "nameServer", "kinds",    "kindsWhile",       "example", "meaning",
+        "maximum",   "notAbove",   "onlyWith", "exclusiveMinimum", "role",    "lenient",
+        "unlimited", "drives",     "excluded"};
     const std::set<std::string> valueTypes{"text",        "boolean",   "integer", "real",
                                            "hexadecimal", "reference", "section", "element"};
     const std::set<std::string> nameServers{"analogIn", "analogOut", "digitalOut", "digitalPort", "pump"};

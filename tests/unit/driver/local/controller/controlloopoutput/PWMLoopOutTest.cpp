@@ -39,12 +39,12 @@ TEST_F(PWMLoopOut, WritesTheTruncatedValue)
     EXPECT_THAT(journal.entries(), ElementsAre("Fan PWM on", "Fan duty 50", "Fan duty 0", "Fan duty 99"));
 }
 
-TEST_F(PWMLoopOut, NegativeValueWrapsAndTheChannelLimitsIt)
+TEST_F(PWMLoopOut, NegativeValueWrapsAndTheChannelTakesItForZero)
 {
     CPWMLoopOut output(&channel);
     output.init();
     output.write(-1.0);
-    EXPECT_THAT(journal.entries(), ElementsAre("Fan PWM on", "Fan duty 100"));
+    EXPECT_THAT(journal.entries(), ElementsAre("Fan PWM on", "Fan duty 0"));
 }
 
 TEST_F(PWMLoopOut, RepeatedValueReachesTheDeviceOnce)
