@@ -4,6 +4,7 @@
 #include "host/base/NumberText.h"
 #include "host/base/Suggestion.h"
 #include "host/configuration/ConfigurationFrame.h"
+#include "host/configuration/FaultText.h"
 #include "host/configuration/KeyCheck.h"
 #include "host/configuration/LoopCheck.h"
 #include "host/types/KeyText.h"
@@ -17,12 +18,6 @@ namespace {
 bool isPlain(const SKeyNode& keys)
 {
     return keys.key && isValue(*keys.key);
-}
-
-/// The name of the attribute or element at the end of a path.
-std::string lastPart(const std::string& path)
-{
-    return path.substr(path.find_last_of('.') + 1);
 }
 
 std::string withArticle(const std::string& noun)

@@ -3,6 +3,7 @@
 #include "common/Numbers.h"
 #include "host/base/NumberText.h"
 #include "host/base/Suggestion.h"
+#include "host/configuration/FaultText.h"
 
 #include <algorithm>
 #include <cmath>
@@ -12,11 +13,6 @@
 namespace Rvl {
 
 namespace {
-
-std::string quoted(const std::string& text)
-{
-    return "\"" + text + "\"";
-}
 
 std::string rangeText(const SKeyDescription& key)
 {

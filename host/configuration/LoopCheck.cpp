@@ -3,6 +3,7 @@
 #include "common/Numbers.h"
 #include "host/base/NumberText.h"
 #include "host/configuration/ConfigurationFrame.h"
+#include "host/configuration/FaultText.h"
 
 #include <algorithm>
 #include <cmath>
@@ -13,20 +14,10 @@ namespace Rvl {
 
 namespace {
 
-std::string quoted(const std::string& text)
-{
-    return "\"" + text + "\"";
-}
-
 /// The pattern of a port that a text gives; 0 if it is none.
 std::uint32_t pattern(const std::optional<std::string>& text)
 {
     return text ? parseHexadecimal(*text).value_or(0) : 0;
-}
-
-std::string lastPart(const std::string& path)
-{
-    return path.substr(path.find_last_of('.') + 1);
 }
 
 } // namespace
