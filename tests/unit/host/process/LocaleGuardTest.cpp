@@ -33,7 +33,9 @@ TEST(LocaleGuardTest, PutsTheLocalesBack)
     {
         const CLocaleGuard guard;
         std::locale::global(std::locale(std::locale::classic(), new CPointForThousands));
+#if !defined(_WIN32) // where no other one is sure to be there
         ASSERT_TRUE(std::setlocale(LC_ALL, c == "C" ? "C.UTF-8" : "C"));
+#endif
         EXPECT_EQ(40250.0, number("40.250"));
     }
     EXPECT_EQ(40.25, number("40.250"));
