@@ -36,7 +36,7 @@ void PrintTo(const SExample& printed, std::ostream* stream)
 }
 
 const std::vector<SExample> simulatedExamples{
-    {"bad-input/bad-input.xml", 0.3},
+    {"bad-input/bad-input.xml", 1.0}, // full power for a step more before a fault
     {"cascade/cascade.xml", 0.3},
     {"chip/chip.xml", 0.3},
     {"conditional/conditional.xml", 0.5},
