@@ -100,9 +100,12 @@ TEST_F(SystemTimelineTest, TasksWithoutADelayTakeTurns)
 TEST_F(SystemTimelineTest, CancelledTaskIsNotCarriedOut)
 {
     std::atomic<bool> done{false};
+    std::promise<void> cancelled;
     std::promise<void> later;
+    worker->post([&] { cancelled.get_future().wait(); });
     const auto ticket = worker->after(5ms, [&] { done = true; });
     worker->cancel(ticket);
+    cancelled.set_value();
     worker->after(10ms, [&] { later.set_value(); });
     later.get_future().wait();
     EXPECT_FALSE(done);
@@ -111,10 +114,19 @@ TEST_F(SystemTimelineTest, CancelledTaskIsNotCarriedOut)
 TEST_F(SystemTimelineTest, StopCarriesOutWhatWasPostedAndDropsWhatIsDelayed)
 {
     std::atomic<int> done{0};
-    worker->post([] { std::this_thread::sleep_for(5ms); });
+    std::promise<void> stopping;
+    worker->post([&] { stopping.get_future().wait(); });
     worker->after(1ms, [&] { done += 100; });
     worker->post([&] { ++done; });
-    worker->stopAndJoin();
+    std::thread stop([&] { worker->stopAndJoin(); });
+    const auto kept = std::make_shared<int>();
+    for (long holders = 0; kept.use_count() > holders;) { // until the worker takes nothing more
+        holders = kept.use_count();
+        worker->post([kept] {});
+        std::this_thread::sleep_for(1ms);
+    }
+    stopping.set_value();
+    stop.join();
     EXPECT_EQ(1, done);
     worker->post([&] { ++done; });
     worker->stopAndJoin();

@@ -33,9 +33,9 @@ struct VirtualTimelineTest : testing::Test
     }
 
     CVirtualTimeline timeline{start};
+    std::vector<std::string> done; ///< before the workers, whose end carries out what is posted
     std::unique_ptr<IWorker> first = timeline.makeWorker("first");
     std::unique_ptr<IWorker> second = timeline.makeWorker("second");
-    std::vector<std::string> done;
 };
 
 } // namespace
