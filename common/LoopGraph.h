@@ -146,6 +146,12 @@ public:
     /// every other state the control value stays as it is. Throws std::invalid_argument, and changes nothing,
     /// if the memory is of another type or not all of it is finite.
     virtual void restore(std::size_t loop, const SLoopMemory& memory) = 0;
+    /// Switches the channel between manual and automatic mode and keeps the control value in force: manual
+    /// mode begins with the present one as its manual control value; automatic mode goes on from the manual
+    /// one, as far as the outermost loop can (a PID loop with an integral action: exactly, within its limits;
+    /// a two-level loop that is at neither level: from the nearer one). Nothing happens in the mode that is
+    /// in force. What an output throws passes.
+    virtual void handOver(bool manual) = 0;
 
     /// Begins a supervision, of which a channel has one at a time; null if the loops cannot be supervised.
     /// The channel must not be enabled yet.
@@ -159,7 +165,7 @@ public:
 /// other. A plug-in that offers another version is refused.
 struct SLoops
 {
-    static constexpr int currentVersion = 1;
+    static constexpr int currentVersion = 2;
 
     int version; ///< of this structure and of the interfaces above; read before anything else
     /// The loops behind the channel, which belong to the caller; null for a channel that is not made of the

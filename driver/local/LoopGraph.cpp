@@ -1,6 +1,8 @@
 #include "driver/local/LoopGraph.h"
 
 #include "driver/local/controller/common/ControlLoop.h"
+#include "driver/local/controller/controlloop/PIDControlLoop.h"
+#include "driver/local/controller/controlloop/TwoLevelControlLoop.h"
 #include "driver/local/controller/controlloopinput/AnalogChannelLoopIn.h"
 #include "driver/local/LocalControllerChannel.h"
 #include "driver/local/LoopCascade.h"
@@ -9,6 +11,8 @@
 #include "driver/local/LoopSupervisor.h"
 #include "driver/local/LoopTimeline.h"
 #include "platform/rivlink_device/AnalogInChannel.h"
+
+#include <cmath>
 
 namespace Rvl {
 
@@ -20,10 +24,27 @@ ILoopGraph* graphOf(IIoChannelInterface& channel)
     return local ? new CLoopGraph(*local) : nullptr;
 }
 
+/// Has a loop that has just been switched to automatic mode begin with the control value in force. With the
+/// loop's lock held.
+void goOnFromManual(IControlLoop& loop)
+{
+    if (auto* const pid = dynamic_cast<CPIDControlLoop*>(&loop)) {
+        if (std::isfinite(loop.lastActualValue())) { // otherwise there has been no step yet
+            pid->resume(loop.lastActualValue());
+        }
+    } else if (auto* const twoLevel = dynamic_cast<CTwoLevelControlLoop*>(&loop)) {
+        const CTwoLevelParameters parameters = twoLevel->parameters();
+        const double up = parameters.getControlValueUp();
+        const double down = parameters.getControlValueDown();
+        const double value = loop.readControlValue();
+        twoLevel->resume(std::fabs(value - up) < std::fabs(value - down) ? up : down);
+    }
+}
+
 } // namespace
 
 CLoopGraph::CLoopGraph(CLocalControllerChannel& channel)
-    : loops_(loopsFrom(channel.controlLoop())), monitor_(channel)
+    : channel_(channel), loops_(loopsFrom(channel.controlLoop())), monitor_(channel)
 {}
 
 std::size_t CLoopGraph::loopCount() const
@@ -61,6 +82,23 @@ SLoopMemory CLoopGraph::save(std::size_t loop) const
 void CLoopGraph::restore(std::size_t loop, const SLoopMemory& memory)
 {
     restoreLoopMemory(*loops_.at(loop), memory);
+}
+
+void CLoopGraph::handOver(bool manual)
+{
+    IControlLoop& loop = *loops_.front();
+    // no step comes between: one in automatic mode would begin with terms that manual mode has zeroed
+    const CControlLoopElementGuard guard(&loop);
+    if (loop.isManualMode() == manual) {
+        return;
+    }
+    if (manual) {
+        channel_.writeManualControlValueUnscaled(loop.readControlValue());
+    }
+    channel_.setManualMode(manual);
+    if (!manual && loop.isEnabled()) {
+        goOnFromManual(loop);
+    }
 }
 
 std::unique_ptr<ILoopSupervision> CLoopGraph::supervise(const IInputCheck& check,

@@ -26,11 +26,13 @@ public:
     void setParameters(std::size_t loop, const std::vector<SLoopParameters::SValue>& values) override;
     SLoopMemory save(std::size_t loop) const override;
     void restore(std::size_t loop, const SLoopMemory& memory) override;
+    void handOver(bool manual) override;
     /// Never null.
     std::unique_ptr<ILoopSupervision> supervise(const IInputCheck& check,
                                                 const SBadInputReaction& reaction) override;
 
 private:
+    CLocalControllerChannel& channel_;
     const std::vector<std::shared_ptr<IControlLoop>> loops_;
     const CLoopMonitor monitor_;
 };

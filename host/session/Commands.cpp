@@ -19,24 +19,29 @@ namespace Rvl {
 namespace {
 
 constexpr std::size_t recordsKept = 1000;
+constexpr std::size_t changesKept = 20; ///< of each loop's parameters
 
 std::string text(bool value)
 {
     return value ? "true" : "false";
 }
 
-void checkFinite(const std::string& what, double value)
+void checkFinite(const std::string& what, double value, const std::string& field)
 {
     if (!std::isfinite(value)) {
-        throw CCommandRefused("the " + what + " " + shortText(value) + " is not a finite number");
+        throw CCommandRefused(CCommandRefused::OutOfRange,
+                              "the " + what + " " + shortText(value) + " is not a finite number", field);
     }
 }
 
-void checkRange(const std::string& what, double value, double minimum, double maximum)
+void checkRange(const std::string& what, double value, const std::pair<double, double>& range,
+                const std::string& field)
 {
-    if (value < minimum || value > maximum) {
-        throw CCommandRefused("the " + what + " " + shortText(value) + " lies outside the range; expected " +
-                              shortText(minimum) + " to " + shortText(maximum));
+    if (value < range.first || value > range.second) {
+        throw CCommandRefused(CCommandRefused::OutOfRange,
+                              "the " + what + " " + shortText(value) + " lies outside the range; expected " +
+                                  shortText(range.first) + " to " + shortText(range.second),
+                              field);
     }
 }
 
@@ -87,17 +92,93 @@ void checkDescribed(const STypeDescription& type, const SLoopParameters& paramet
             continue;
         }
         if (const auto fault = checkValue(key, exactText(*value))) {
-            throw CCommandRefused(name + ": " + *fault);
+            throw CCommandRefused(CCommandRefused::OutOfRange, name + ": " + *fault, name);
         }
         for (const SKeyRelation& relation : key.relations) {
             const std::string otherName = attributeOf(relation.path);
             const auto other = valueOf(parameters, otherName);
             if (other && !keeps(relation, *value, *other)) {
-                throw CCommandRefused(name + " " + shortText(*value) + " does not go together with " +
-                                      otherName + " " + shortText(*other));
+                throw CCommandRefused(CCommandRefused::OutOfRange,
+                                      name + " " + shortText(*value) + " does not go together with " +
+                                          otherName + " " + shortText(*other),
+                                      name);
             }
         }
     }
+}
+
+/// The most and the least control value of manual mode, scaled; nothing if the loops have no limits.
+std::optional<std::pair<double, double>> controlLimits(const CController& controller)
+{
+    if (!controller.loops()) {
+        return std::nullopt;
+    }
+    const SLoopParameters parameters = controller.loops()->parameters(0);
+    const auto minimum = valueOf(parameters, "MinU");
+    const auto maximum = valueOf(parameters, "MaxU");
+    if (!minimum || !maximum) {
+        return std::nullopt;
+    }
+    const IControllerChannel& channel = controller.channel();
+    // a scaling may turn them round
+    return std::minmax({channel.getScaledValue(*minimum), channel.getScaledValue(*maximum)});
+}
+
+void checkManualControlValue(const CController& controller, bool manual, double value)
+{
+    if (!manual) {
+        throw CCommandRefused(CCommandRefused::WrongState,
+                              controller.name() + " is not in manual mode; expected that before its control "
+                                                  "value is set",
+                              "controlValue");
+    }
+    checkFinite("manual control value", value, "controlValue");
+    if (const auto limits = controlLimits(controller)) {
+        checkRange("manual control value", value, *limits, "controlValue");
+    }
+}
+
+/// One record for each value.
+std::vector<SCommandRecord> recordsOf(const std::string& source, const std::string& controller,
+                                      std::size_t loop, const std::vector<SLoopParameters::SValue>& values)
+{
+    std::vector<SCommandRecord> records;
+    for (const SLoopParameters::SValue& value : values) {
+        records.push_back({{},
+                           source,
+                           controller,
+                           "loop " + std::to_string(loop) + ": " + value.key,
+                           "",
+                           exactText(value.value),
+                           ""});
+    }
+    return records;
+}
+
+ILoopGraph& loopsOf(const CController& controller, std::size_t loop)
+{
+    ILoopGraph* const loops = controller.loops();
+    if (!loops || loop >= loops->loopCount()) {
+        throw CCommandRefused(CCommandRefused::NotFound, controller.name() + " has no loop " +
+                                                             std::to_string(loop) +
+                                                             " whose parameters can be set");
+    }
+    return *loops;
+}
+
+/// The values before of the same keys, which become those of the records.
+std::vector<SLoopParameters::SValue> noteOldValues(const SLoopParameters& before,
+                                                   const std::vector<SLoopParameters::SValue>& values,
+                                                   std::vector<SCommandRecord>& records)
+{
+    std::vector<SLoopParameters::SValue> result;
+    for (std::size_t index = 0; index < values.size(); ++index) {
+        if (const auto value = valueOf(before, values[index].key)) {
+            records[index].oldValue = exactText(*value);
+            result.push_back({values[index].key, *value});
+        }
+    }
+    return result;
 }
 
 } // namespace
@@ -116,7 +197,7 @@ public:
     {
         const CMutexLock lock(commands_.mutex_);
         if (commands_.closed_) {
-            throw CCommandRefused("the session is ending");
+            throw CCommandRefused(CCommandRefused::WrongState, "the session is ending");
         }
         ++commands_.underWay_;
     }
@@ -137,88 +218,129 @@ CCommands::CCommands(CSession& session, const CTypeCatalogue& catalogue)
     : session_(session), catalogue_(catalogue)
 {}
 
-void CCommands::setSetPoint(const std::string& source, const std::string& controller, double setPoint)
+CCommands::Records CCommands::setSetPoint(const std::string& source, const std::string& controller,
+                                          double setPoint)
 {
-    carryOut({{}, source, controller, "set point", "", exactText(setPoint), ""},
-             [&](CController& target, std::vector<SCommandRecord>& records) {
-                 IControllerChannel& channel = target.channel();
-                 records[0].oldValue = exactText(channel.getSetPoint());
-                 checkFinite("set point", setPoint);
-                 checkRange("set point", setPoint, channel.setpointMinimum(), channel.setpointMaximum());
-                 channel.writeSetPoint(setPoint);
-             });
-}
-
-void CCommands::setEnabled(const std::string& source, const std::string& controller, bool enabled)
-{
-    carryOut({{}, source, controller, "enabled", "", Rvl::text(enabled), ""},
-             [&](CController& target, std::vector<SCommandRecord>& records) {
-                 records[0].oldValue = Rvl::text(target.channel().isControlLoopEnabled());
-                 target.setEnabled(enabled);
-             });
-}
-
-void CCommands::setManual(const std::string& source, const std::string& controller, bool manual)
-{
-    carryOut({{}, source, controller, "manual mode", "", Rvl::text(manual), ""},
-             [&](CController& target, std::vector<SCommandRecord>& records) {
-                 records[0].oldValue = Rvl::text(target.isManual());
-                 target.setManual(manual);
-             });
-}
-
-void CCommands::setManualControlValue(const std::string& source, const std::string& controller, double value)
-{
-    carryOut({{}, source, controller, "manual control value", "", exactText(value), ""},
-             [&](CController& target, std::vector<SCommandRecord>& records) {
-                 IControllerChannel& channel = target.channel();
-                 records[0].oldValue = exactText(channel.readControlValue());
-                 checkFinite("manual control value", value);
-                 if (const ILoopGraph* const loops = target.loops()) {
-                     const SLoopParameters parameters = loops->parameters(0);
-                     const auto minimum = valueOf(parameters, "MinU");
-                     const auto maximum = valueOf(parameters, "MaxU");
-                     if (minimum && maximum) {
-                         const auto [low, high] = // a scaling may turn them round
-                             std::minmax(
-                                 {channel.getScaledValue(*minimum), channel.getScaledValue(*maximum)});
-                         checkRange("manual control value", value, low, high);
-                     }
-                 }
-                 channel.writeManualControlValue(value);
-             });
-}
-
-void CCommands::setParameters(const std::string& source, const std::string& controller, std::size_t loop,
-                              const std::vector<SLoopParameters::SValue>& values)
-{
-    if (values.empty()) {
-        return;
-    }
-    std::vector<SCommandRecord> commands;
-    for (const SLoopParameters::SValue& value : values) {
-        commands.push_back({{},
-                            source,
-                            controller,
-                            "loop " + std::to_string(loop) + ": " + value.key,
-                            "",
-                            exactText(value.value),
-                            ""});
-    }
-    carryOut(std::move(commands), [&](CController& target, std::vector<SCommandRecord>& records) {
-        ILoopGraph* const loops = target.loops();
-        if (!loops || loop >= loops->loopCount()) {
-            throw CCommandRefused(target.name() + " has no loop " + std::to_string(loop) +
-                                  " whose parameters can be set");
-        }
-        const SLoopParameters before = loops->parameters(loop);
-        for (std::size_t index = 0; index < values.size(); ++index) {
-            const auto value = valueOf(before, values[index].key);
-            records[index].oldValue = value ? exactText(*value) : "";
-        }
-        checkParameters(*loops, loop, values);
-        loops->setParameters(loop, values);
+    return carryOut({{{}, source, controller, "set point", "", exactText(setPoint), ""}}, [&](CController&
+                                                                                                  target,
+                                                                                              Records&
+                                                                                                  records) {
+        IControllerChannel& channel = target.channel();
+        records[0].oldValue = exactText(channel.getSetPoint());
+        checkFinite("set point", setPoint, "value");
+        checkRange("set point", setPoint, {channel.setpointMinimum(), channel.setpointMaximum()}, "value");
+        channel.writeSetPoint(setPoint);
     });
+}
+
+CCommands::Records CCommands::setEnabled(const std::string& source, const std::string& controller,
+                                         bool enabled)
+{
+    return carryOut({{{}, source, controller, "enabled", "", Rvl::text(enabled), ""}},
+                    [&](CController& target, Records& records) {
+                        records[0].oldValue = Rvl::text(target.channel().isControlLoopEnabled());
+                        target.setEnabled(enabled);
+                    });
+}
+
+CCommands::Records CCommands::setManual(const std::string& source, const std::string& controller,
+                                        std::optional<bool> manual, std::optional<double> controlValue)
+{
+    Records commands;
+    if (manual) {
+        commands.push_back({{}, source, controller, "manual mode", "", Rvl::text(*manual), ""});
+    }
+    if (controlValue) {
+        commands.push_back(
+            {{}, source, controller, "manual control value", "", exactText(*controlValue), ""});
+    }
+    if (commands.empty()) {
+        return {};
+    }
+    return carryOut(std::move(commands), [&](CController& target, Records& records) {
+        if (manual) {
+            records.front().oldValue = Rvl::text(target.isManual());
+        }
+        if (controlValue) {
+            records.back().oldValue = exactText(target.channel().readControlValue());
+            checkManualControlValue(target, manual.value_or(target.isManual()), *controlValue);
+        }
+        if (manual) {
+            target.handOver(*manual);
+        }
+        if (controlValue) {
+            target.channel().writeManualControlValue(*controlValue);
+        }
+    });
+}
+
+CCommands::Records CCommands::setParameters(const std::string& source, const std::string& controller,
+                                            std::size_t loop, const Values& values)
+{
+    Values before;
+    Records records =
+        carryOut(recordsOf(source, controller, loop, values), [&](CController& target, Records& commands) {
+            before = changeParameters(target, loop, values, commands);
+            const CMutexLock lock(mutex_);
+            std::deque<Values>& replaced = replaced_[{controller, loop}];
+            replaced.push_back(before);
+            if (replaced.size() > changesKept) {
+                replaced.pop_front();
+            }
+        });
+    return records;
+}
+
+CCommands::Records CCommands::previewParameters(const std::string& source, const std::string& controller,
+                                                std::size_t loop, const Values& values) const
+{
+    Records records = recordsOf(source, controller, loop, values);
+    const ILoopGraph& graph = loopsOf(running(controller), loop);
+    noteOldValues(graph.parameters(loop), values, records);
+    checkParameters(graph, loop, values);
+    return records;
+}
+
+CCommands::Records CCommands::undoParameters(const std::string& source, const std::string& controller,
+                                             std::size_t loop)
+{
+    const SCommandRecord unknown{{}, source, controller, "loop " + std::to_string(loop) + ": undo",
+                                 "", "",     ""};
+    return carryOut({unknown}, [&](CController& target, Records& commands) {
+        const Values values = lastReplaced({controller, loop});
+        commands = recordsOf(source, controller, loop, values);
+        changeParameters(target, loop, values, commands);
+        const CMutexLock lock(mutex_);
+        replaced_[{controller, loop}].pop_back();
+    });
+}
+
+CCommands::Values CCommands::lastReplaced(const LoopId& loop) const
+{
+    const CMutexLock lock(mutex_);
+    const auto found = replaced_.find(loop);
+    if (found == replaced_.end() || found->second.empty()) {
+        throw CCommandRefused(CCommandRefused::WrongState, "there is no change of these parameters to undo");
+    }
+    return found->second.back();
+}
+
+std::size_t CCommands::undoCount(const std::string& controller, std::size_t loop) const
+{
+    const CMutexLock lock(mutex_);
+    const auto found = replaced_.find({controller, loop});
+    return found == replaced_.end() ? 0 : found->second.size();
+}
+
+/// Returns the values before.
+CCommands::Values CCommands::changeParameters(CController& controller, std::size_t loop, const Values& values,
+                                              Records& records)
+{
+    ILoopGraph& graph = loopsOf(controller, loop);
+    Values before = noteOldValues(graph.parameters(loop), values, records);
+    checkParameters(graph, loop, values);
+    graph.setParameters(loop, values);
+    return before;
 }
 
 void CCommands::checkParameters(const ILoopGraph& graph, std::size_t loop,
@@ -226,21 +348,26 @@ void CCommands::checkParameters(const ILoopGraph& graph, std::size_t loop,
 {
     SLoopParameters changed = graph.parameters(loop);
     if (changed.isProtected) {
-        throw CCommandRefused("the parameter set " + changed.name + " is protected");
+        throw CCommandRefused(CCommandRefused::WrongState,
+                              "the parameter set " + changed.name + " is protected");
     }
     for (const SLoopParameters::SValue& value : values) {
         const auto found =
             std::find_if(changed.values.begin(), changed.values.end(),
                          [&](const SLoopParameters::SValue& entry) { return entry.key == value.key; });
         if (found == changed.values.end()) {
-            throw CCommandRefused("the loop has no parameter \"" + value.key + "\"; expected " +
-                                  expectedChoices(value.key, keysOf(changed)));
+            throw CCommandRefused(CCommandRefused::OutOfRange,
+                                  "the loop has no parameter \"" + value.key + "\"; expected " +
+                                      expectedChoices(value.key, keysOf(changed)),
+                                  value.key);
         }
         if (value.key == "Setpoint") {
-            throw CCommandRefused("Setpoint is the set point at the start; expected a command for the set "
-                                  "point itself");
+            throw CCommandRefused(CCommandRefused::OutOfRange,
+                                  "Setpoint is the set point at the start; expected a command for the set "
+                                  "point itself",
+                                  value.key);
         }
-        checkFinite("parameter " + value.key, value.value);
+        checkFinite("parameter " + value.key, value.value, value.key);
         found->value = value.value;
     }
     if (const STypeDescription* const type = catalogue_.find(graph.status(loop).typeName)) {
@@ -251,7 +378,7 @@ void CCommands::checkParameters(const ILoopGraph& graph, std::size_t loop,
 CController& CCommands::running(const std::string& name) const
 {
     if (!session_.isRunning()) {
-        throw CCommandRefused("the session is not running");
+        throw CCommandRefused(CCommandRefused::WrongState, "the session is not running");
     }
     if (CController* const controller = session_.findController(name)) {
         return *controller;
@@ -260,7 +387,8 @@ CController& CCommands::running(const std::string& name) const
     for (const CController* const controller : session_.controllers()) {
         names.push_back(controller->name());
     }
-    throw CCommandRefused("\"" + name + "\" is no controller; expected " + expectedChoices(name, names));
+    throw CCommandRefused(CCommandRefused::NotFound,
+                          "\"" + name + "\" is no controller; expected " + expectedChoices(name, names));
 }
 
 /// The shut-down may have disabled the controller before the command enabled it.
@@ -273,46 +401,53 @@ bool CCommands::disableAtTheEnd(CController& controller) const
     return false;
 }
 
-void CCommands::carryOut(const SCommandRecord& command, const Action& action)
+CCommands::Records CCommands::carryOut(Records commands, const Action& action)
 {
-    carryOut(std::vector<SCommandRecord>{command}, action);
-}
-
-void CCommands::carryOut(std::vector<SCommandRecord> commands, const Action& action)
-{
-    std::string refusal;
+    std::optional<CCommandRefused> refusal;
     try {
-        const CUse use(*this);
-        CController& controller = running(commands.front().controller);
-        const CMutexLock lock(controller.commandMutex());
-        const CCallWatch::CCall call(session_.calls(), controller.name(), CCallWatch::Other);
-        if (!session_.isRunning()) { // any more: the lock may have taken long
-            throw CCommandRefused(session_.isDisabling() ? "the session is ending"
-                                                         : "the session is not running");
-        }
-        try {
-            action(controller, commands);
-        } catch (...) {
-            disableAtTheEnd(controller);
-            throw;
-        }
-        if (disableAtTheEnd(controller)) {
-            throw CCommandRefused("the session is ending");
-        }
+        attempt(commands, action);
+    } catch (const CCommandRefused& refused) {
+        refusal = refused;
     } catch (const std::exception& exception) {
-        refusal = exception.what();
-        refusal = refusal.empty() ? "an exception without a text" : refusal;
+        const std::string text = exception.what();
+        refusal.emplace(CCommandRefused::Failed, text.empty() ? "an exception without a text" : text);
     } catch (...) {
-        refusal = "an exception of unknown kind";
+        refusal.emplace(CCommandRefused::Failed, "an exception of unknown kind");
     }
     const auto now = session_.timeline().utc();
     for (SCommandRecord& command : commands) {
         command.utc = now;
-        command.refusal = refusal;
+        command.refusal = refusal ? refusal->what() : "";
         log(command);
     }
-    if (!refusal.empty()) {
-        throw CCommandRefused(refusal);
+    if (refusal) {
+        throw *refusal;
+    }
+    return commands;
+}
+
+void CCommands::attempt(Records& commands, const Action& action)
+{
+    if (commands.empty()) {
+        return;
+    }
+    const CUse use(*this);
+    CController& controller = running(commands.front().controller);
+    const CMutexLock lock(controller.commandMutex());
+    const CCallWatch::CCall call(session_.calls(), controller.name(), CCallWatch::Other);
+    if (!session_.isRunning()) { // any more: the lock may have taken long
+        throw CCommandRefused(CCommandRefused::WrongState, session_.isDisabling()
+                                                               ? "the session is ending"
+                                                               : "the session is not running");
+    }
+    try {
+        action(controller, commands);
+    } catch (...) {
+        disableAtTheEnd(controller);
+        throw;
+    }
+    if (disableAtTheEnd(controller)) {
+        throw CCommandRefused(CCommandRefused::WrongState, "the session is ending");
     }
 }
 

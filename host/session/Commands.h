@@ -10,8 +10,11 @@
 #include <cstddef>
 #include <deque>
 #include <functional>
+#include <map>
+#include <optional>
 #include <stdexcept>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace Rvl {
@@ -20,7 +23,25 @@ namespace Rvl {
 class CCommandRefused : public std::runtime_error
 {
 public:
-    using std::runtime_error::runtime_error;
+    enum eReason
+    {
+        NotFound,   ///< no such controller or loop
+        WrongState, ///< not while the session or the controller is as it is
+        OutOfRange, ///< a value, by itself or together with others
+        Failed      ///< what a channel threw
+    };
+
+    /// `field` is the value at fault: "value", "controlValue", or a parameter's key; may be empty.
+    CCommandRefused(eReason reason, const std::string& text, std::string field = {})
+        : std::runtime_error(text), reason_(reason), field_(std::move(field))
+    {}
+
+    eReason reason() const { return reason_; }
+    const std::string& field() const { return field_; }
+
+private:
+    eReason reason_;
+    std::string field_;
 };
 
 /// What became of one command.
@@ -46,27 +67,42 @@ struct SCommandRecord
 ///
 ///     commands.setSetPoint("page", "Vessel", 40.0);
 ///
+/// Each returns the records of what was carried out.
+///
 /// All operations may be called from any thread. Commands to one controller are carried out one after
 /// another; a command takes as long as its channel does.
 class CCommands
 {
 public:
+    using Records = std::vector<SCommandRecord>;
+    using Values = std::vector<SLoopParameters::SValue>;
+
     /// Both must outlive the object. The catalogue has the ranges of the loops' parameters.
     CCommands(CSession& session, const CTypeCatalogue& catalogue);
     CCommands(const CCommands&) = delete;
     CCommands& operator=(const CCommands&) = delete;
 
     /// In scaled units, within the controller's set-point range.
-    void setSetPoint(const std::string& source, const std::string& controller, double setPoint);
-    void setEnabled(const std::string& source, const std::string& controller, bool enabled);
-    void setManual(const std::string& source, const std::string& controller, bool manual);
-    /// In scaled units, within the limits of the outermost loop where it has any. Takes effect in manual
-    /// mode.
-    void setManualControlValue(const std::string& source, const std::string& controller, double value);
+    Records setSetPoint(const std::string& source, const std::string& controller, double setPoint);
+    Records setEnabled(const std::string& source, const std::string& controller, bool enabled);
+    /// Hands over between manual and automatic mode without a bump of the control value, as far as the loops
+    /// can. In manual mode, the one that is in force or begins, `controlValue` is the control value to come
+    /// instead: in scaled units, within the limits of the outermost loop where it has any. What is left out
+    /// stays as it is.
+    Records setManual(const std::string& source, const std::string& controller, std::optional<bool> manual,
+                      std::optional<double> controlValue = {});
     /// Parameters of a loop (0: the outermost) by the keys of the configuration, all or none, in the ranges
     /// of the type descriptions. "Setpoint" is none of them, as it is the set point at the start.
-    void setParameters(const std::string& source, const std::string& controller, std::size_t loop,
-                       const std::vector<SLoopParameters::SValue>& values);
+    Records setParameters(const std::string& source, const std::string& controller, std::size_t loop,
+                          const Values& values);
+    /// What setParameters() would do, as records without a time. Changes nothing and logs nothing.
+    Records previewParameters(const std::string& source, const std::string& controller, std::size_t loop,
+                              const Values& values) const;
+    /// Puts back what the last change of these parameters replaced that was not undone yet; the last 20 can
+    /// be.
+    Records undoParameters(const std::string& source, const std::string& controller, std::size_t loop);
+    /// How many changes of a loop's parameters can be undone.
+    std::size_t undoCount(const std::string& controller, std::size_t loop) const;
 
     /// Refuses all further commands. False if one is still under way after the limit: it uses a controller
     /// then. To be called between disabling the controllers and destroying them.
@@ -79,14 +115,17 @@ public:
 
 private:
     class CUse;
-    using Action = std::function<void(CController& controller, std::vector<SCommandRecord>& records)>;
+    using Action = std::function<void(CController& controller, Records& records)>;
+    using LoopId = std::pair<std::string, std::size_t>;
 
     bool disableAtTheEnd(CController& controller) const;
-    void carryOut(const SCommandRecord& command, const Action& action);
-    void carryOut(std::vector<SCommandRecord> commands, const Action& action);
+    Records carryOut(Records commands, const Action& action);
+    void attempt(Records& commands, const Action& action);
     CController& running(const std::string& name) const;
-    void checkParameters(const ILoopGraph& graph, std::size_t loop,
-                         const std::vector<SLoopParameters::SValue>& values) const;
+    Values changeParameters(CController& controller, std::size_t loop, const Values& values,
+                            Records& records);
+    Values lastReplaced(const LoopId& loop) const;
+    void checkParameters(const ILoopGraph& graph, std::size_t loop, const Values& values) const;
     void log(const SCommandRecord& record);
 
     CSession& session_;
@@ -95,6 +134,7 @@ private:
     mutable CMutex mutex_;
     std::condition_variable changed_;
     std::deque<SCommandRecord> records_ RVL_GUARDED_BY(mutex_);
+    std::map<LoopId, std::deque<Values>> replaced_ RVL_GUARDED_BY(mutex_); ///< the latest last
     std::size_t underWay_ RVL_GUARDED_BY(mutex_) = 0;
     bool closed_ RVL_GUARDED_BY(mutex_) = false;
 };

@@ -163,4 +163,14 @@ void CController::setManual(bool manual)
     manual_ = manual;
 }
 
+void CController::handOver(bool manual)
+{
+    if (!loops_) {
+        setManual(manual);
+        return;
+    }
+    loops_->handOver(manual);
+    manual_ = manual;
+}
+
 } // namespace Rvl

@@ -61,6 +61,8 @@ public:
     /// first exception passes.
     void setEnabled(bool enabled);
     void setManual(bool manual);
+    /// As setManual(), but without a bump of the control value, as far as the loops can.
+    void handOver(bool manual);
     bool isManual() const { return manual_; }
 
     /// Held by commands, which so are carried out one after another.

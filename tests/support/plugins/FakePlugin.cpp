@@ -532,6 +532,7 @@ public:
     }
     SLoopMemory save(std::size_t) const override { return {controller_.status().typeName, {}}; }
     void restore(std::size_t, const SLoopMemory&) override {}
+    void handOver(bool) override {}
     std::unique_ptr<ILoopSupervision> supervise(const IInputCheck&, const SBadInputReaction&) override
     {
         return nullptr;

@@ -499,6 +499,66 @@ TEST(LoopGraph, SupervisionKeepsLoopsFromCalculatingForAsLongAsItLives)
     EXPECT_NE(0.0, pid.step(38.0));
 }
 
+/// Control values of the steps before and after a hand-over to manual mode and back, all at one actual value.
+struct SHandOver
+{
+    double before, manual, after;
+};
+
+template <class Loop> SHandOver handOver(SLoopUnderTest<Loop>& loop, double actualValue, double manualValue)
+{
+    loop.loop->setEnabled(true);
+    for (int step = 0; step < 30; ++step) {
+        loop.step(actualValue);
+    }
+    SHandOver result{};
+    result.before = loop.loop->readControlValue();
+    loop.graph.handOver(true);
+    loop.step(actualValue);
+    result.manual = loop.loop->readControlValue();
+    loop.loop->writeFixedControlValue(manualValue);
+    loop.graph.handOver(false);
+    result.after = loop.step(actualValue);
+    return result;
+}
+
+TEST(LoopGraph, HandOverOfAPIDLoopKeepsTheControlValueInBothDirections)
+{
+    SLoopUnderTest pid(makePid(), "PID");
+    const SHandOver values = handOver(pid, 38.0, 12.5);
+    EXPECT_NE(0.0, values.before);
+    EXPECT_EQ(values.before, values.manual);
+    EXPECT_DOUBLE_EQ(12.5, values.after);
+    EXPECT_FALSE(pid.loop->isManualMode());
+}
+
+TEST(LoopGraph, HandOverBeyondTheLimitsGoesOnFromTheLimit)
+{
+    SLoopUnderTest pid(makePid(), "PID");
+    EXPECT_DOUBLE_EQ(35.0, handOver(pid, 38.0, 50.0).after);
+}
+
+TEST(LoopGraph, HandOverToTheModeInForceChangesNothing)
+{
+    SLoopUnderTest pid(makePid(), "PID");
+    pid.loop->setEnabled(true);
+    pid.step(38.0);
+    const auto before = pid.graph.save(0).values;
+    pid.graph.handOver(false);
+    EXPECT_EQ(before, pid.graph.save(0).values);
+}
+
+TEST(LoopGraph, TwoLevelLoopGoesOnFromTheLevelNextToTheManualValue)
+{
+    SLoopUnderTest twoLevel(makeTwoLevel(), "Two-level");
+    const auto parameters = dynamic_cast<CTwoLevelControlLoop&>(*twoLevel.loop).parameters();
+    const double up = parameters.getControlValueUp();
+    const double down = parameters.getControlValueDown();
+    ASSERT_NE(up, down);
+    EXPECT_EQ(up, handOver(twoLevel, 40.0, up + 0.25 * (down - up)).after);
+    EXPECT_EQ(down, handOver(twoLevel, 40.0, up + 0.75 * (down - up)).after);
+}
+
 TEST(LoopGraph, ExportedEntryMakesGraphsOfLocalControllerChannelsOnly)
 {
     EXPECT_STREQ("rivlinkLoops", loopsFunctionName);

@@ -78,7 +78,7 @@ TEST(PluginLoaderTest, BrokenPluginIsNamed)
         "that connects to registerFactories when it is loaded");
     EXPECT_EQ(
         loadFailure("broken_loops_version", true),
-        "plug-in \"broken_loops_version\" offers its loops in version 2; expected version 1, as a plug-in "
+        "plug-in \"broken_loops_version\" offers its loops in version 3; expected version 2, as a plug-in "
         "has that is built with this program");
     EXPECT_EQ(loadFailure("broken_undescribed", true),
               "plug-in \"broken_undescribed\" does not describe its types; expected "

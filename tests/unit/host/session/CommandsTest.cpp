@@ -77,7 +77,7 @@ TEST_F(CommandsTest, EachCommandIsCarriedOutAndLogged)
     time_.runFor(std::chrono::seconds(2));
     commands_.setSetPoint("page", "Vessel", 40.5);
     commands_.setManual("page", "Vessel", true);
-    commands_.setManualControlValue("page", "Vessel", 50.0);
+    commands_.setManual("page", "Vessel", {}, 50.0);
     commands_.setParameters("tuning", "Vessel", 0, {{"K", 12.0}, {"MaxU", 90.0}});
     commands_.setEnabled("page", "Vessel", false);
     EXPECT_EQ(40.5, vessel_->setPoint);
@@ -115,10 +115,68 @@ TEST_F(CommandsTest, SetPointOutOfRangeIsRefusedAndLogged)
 TEST_F(CommandsTest, ManualControlValueIsWithinTheLoopsLimits)
 {
     EXPECT_EQ("the manual control value 100.5 lies outside the range; expected 0 to 100",
-              refusalOf([&] { commands_.setManualControlValue("page", "Vessel", 100.5); }));
+              refusalOf([&] { commands_.setManual("page", "Vessel", true, 100.5); }));
     EXPECT_EQ("the manual control value nan is not a finite number",
-              refusalOf([&] { commands_.setManualControlValue("page", "Vessel", std::nan("")); }));
+              refusalOf([&] { commands_.setManual("page", "Vessel", true, std::nan("")); }));
     EXPECT_EQ(0.0, vessel_->manualControlValue);
+    EXPECT_FALSE(vessel_->manual) << "refused together";
+    commands_.setManual("page", "Vessel", true, 100.0);
+    EXPECT_EQ(100.0, vessel_->manualControlValue);
+    EXPECT_TRUE(vessel_->manual);
+}
+
+TEST_F(CommandsTest, ManualModeBeginsWithThePresentControlValue)
+{
+    commands_.setManual("page", "Vessel", true);
+    EXPECT_EQ(10.0, vessel_->manualControlValue);
+}
+
+TEST_F(CommandsTest, ControlValueOfAutomaticModeIsTheLoops)
+{
+    EXPECT_EQ("Vessel is not in manual mode; expected that before its control value is set",
+              refusalOf([&] { commands_.setManual("page", "Vessel", {}, 50.0); }));
+    EXPECT_EQ("Vessel is not in manual mode; expected that before its control value is set",
+              refusalOf([&] { commands_.setManual("page", "Vessel", false, 50.0); }));
+    EXPECT_EQ(0.0, vessel_->manualControlValue);
+}
+
+TEST_F(CommandsTest, ChangesOfParametersAreUndoneFromTheLastOneOn)
+{
+    commands_.setParameters("page", "Vessel", 0, {{"K", 12.0}, {"MaxU", 90.0}});
+    commands_.setParameters("page", "Vessel", 0, {{"K", 13.0}});
+    EXPECT_NE("", refusalOf([&] { commands_.setParameters("page", "Vessel", 0, {{"K", -1.0}}); }));
+    EXPECT_EQ(2u, commands_.undoCount("Vessel", 0)) << "without the refused one";
+    EXPECT_EQ("page: Vessel: loop 0: K 13 -> 12", commands_.undoParameters("page", "Vessel", 0)[0].text());
+    commands_.undoParameters("page", "Vessel", 0);
+    EXPECT_EQ(10.0, vessel_->parameters.values[0].value);
+    EXPECT_EQ(100.0, vessel_->parameters.values[2].value);
+    EXPECT_EQ("there is no change of these parameters to undo",
+              refusalOf([&] { commands_.undoParameters("page", "Vessel", 0); }));
+}
+
+TEST_F(CommandsTest, TwentyChangesOfParametersCanBeUndone)
+{
+    for (int change = 1; change <= 21; ++change) {
+        commands_.setParameters("page", "Vessel", 0, {{"K", 10.0 + change}});
+    }
+    EXPECT_EQ(20u, commands_.undoCount("Vessel", 0));
+    while (commands_.undoCount("Vessel", 0) > 0) {
+        commands_.undoParameters("page", "Vessel", 0);
+    }
+    EXPECT_EQ(11.0, vessel_->parameters.values[0].value);
+}
+
+TEST_F(CommandsTest, PreviewSaysWhatWouldChangeAndChangesNothing)
+{
+    const auto records = commands_.previewParameters("page", "Vessel", 0, {{"K", 12.0}});
+    ASSERT_EQ(1u, records.size());
+    EXPECT_EQ("page: Vessel: loop 0: K 10 -> 12", records[0].text());
+    EXPECT_EQ("K: \"-1\" is too low; expected a real number of 0 or more", refusalOf([&] {
+                  commands_.previewParameters("page", "Vessel", 0, {{"K", -1.0}});
+              }));
+    EXPECT_EQ(10.0, vessel_->parameters.values[0].value);
+    EXPECT_THAT(log(), IsEmpty());
+    EXPECT_EQ(0u, commands_.undoCount("Vessel", 0));
 }
 
 TEST_F(CommandsTest, ControllerThatDoesNotExistIsRefused)

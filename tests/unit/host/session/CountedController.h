@@ -94,6 +94,13 @@ public:
     }
     SLoopMemory save(std::size_t) const override { return {}; }
     void restore(std::size_t, const SLoopMemory&) override {}
+    void handOver(bool manual) override
+    {
+        if (manual) {
+            controller_.writeManualControlValueUnscaled(controller_.controlValue);
+        }
+        controller_.setManualMode(manual);
+    }
     std::unique_ptr<ILoopSupervision> supervise(const IInputCheck&, const SBadInputReaction&) override
     {
         return nullptr;

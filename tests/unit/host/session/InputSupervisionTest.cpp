@@ -61,6 +61,7 @@ public:
     void setParameters(std::size_t, const std::vector<SLoopParameters::SValue>&) override {}
     SLoopMemory save(std::size_t) const override { return {}; }
     void restore(std::size_t, const SLoopMemory&) override {}
+    void handOver(bool) override {}
     std::unique_ptr<ILoopSupervision> supervise(const IInputCheck& inputCheck,
                                                 const SBadInputReaction& badInput) override
     {
