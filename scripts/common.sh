@@ -10,6 +10,7 @@ packages=(
     libboost-filesystem-dev
     liblog4cplus-dev libpugixml-dev libcli11-dev nlohmann-json3-dev
     libgtest-dev libgmock-dev libxml2-utils
+    esbuild libjs-dygraphs
 )
 
 say() {

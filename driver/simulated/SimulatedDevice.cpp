@@ -194,6 +194,32 @@ void CSimulatedDevice::checkFault(eFault kind, const std::string& signal) const
     }
 }
 
+std::vector<IFaultSimulation::SFault> CSimulatedDevice::simulatedFaults() const
+{
+    std::vector<SFault> faults{{nameOfFault(DeviceAway), "", false}};
+    for (const eFault kind : {SensorStuck, SensorNaN, SensorSilent}) {
+        for (const std::string& sensor : sensors()) {
+            faults.push_back({nameOfFault(kind), sensor, false});
+        }
+    }
+    for (const std::string& actuator : actuators()) {
+        faults.push_back({nameOfFault(ActuatorDead), actuator, false});
+    }
+    withUpdateLock([&] {
+        private_->findFaultsInForce();
+        for (SFault& fault : faults) {
+            const eFault kind = faultOfName(fault.kind);
+            fault.isActive = private_->isInForce(kind, indexOfSignal(kind, fault.signal));
+        }
+    });
+    return faults;
+}
+
+void CSimulatedDevice::simulateFault(const std::string& kind, const std::string& signal, bool on)
+{
+    setFault(faultOfName(kind), signal, on);
+}
+
 void CSimulatedDevice::step(double duration_s)
 {
     withUpdateLock([this, duration_s] {

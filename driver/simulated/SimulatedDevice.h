@@ -2,6 +2,7 @@
 
 #include "driver/common/SignalChannels.h"
 #include "driver/common/SignalDevice.h"
+#include "platform/rivlink_core/FaultSimulation.h"
 
 #include <cstddef>
 #include <memory>
@@ -32,7 +33,7 @@ namespace Rvl {
 ///   is sent again.
 ///
 /// Of several faults of one sensor silent comes first, then NaN, then stuck.
-class CSimulatedDevice : public CSignalDevice
+class CSimulatedDevice : public CSignalDevice, public IFaultSimulation
 {
 public:
     enum eFault
@@ -59,6 +60,9 @@ public:
     void setFault(eFault kind, const std::string& signal, bool on);
     /// Throws what setFault() would throw, and changes nothing.
     void checkFault(eFault kind, const std::string& signal) const;
+    std::vector<SFault> simulatedFaults() const override;
+    /// As setFault(), with the kind's name.
+    void simulateFault(const std::string& kind, const std::string& signal, bool on) override;
 
     /// Takes what was written to the actuators, advances by `duration_s` (finite, not negative) at once and
     /// publishes: the physics without a thread. The time for configured faults runs from the construction.

@@ -12,6 +12,7 @@
 #include "host/plugins/PluginLoader.h"
 #include "host/process/LogSetup.h"
 #include "host/session/LoadedConfiguration.h"
+#include "host/web/HttpAccess.h"
 
 #include <CLI/CLI.hpp>
 
@@ -36,6 +37,9 @@ struct SArguments
     bool quiet = false;
     bool realtime = false;
     bool isVirtual = false;
+    std::string http;
+    std::string tokenFile;
+    std::vector<std::string> httpNames;
     double limitScale = 1.0;
     std::vector<std::string> plugins;
     std::string typeName;
@@ -61,6 +65,14 @@ std::string checkInterval(const std::string& text)
     return interval && interval->count() > 0
                ? ""
                : "\"" + text + "\" is no interval; expected a duration of 1ms or more";
+}
+
+std::string checkListenAddress(const std::string& text)
+{
+    SWebOptions ignored;
+    return parseListenAddress(text, ignored)
+               ? ""
+               : "\"" + text + "\" is no address to listen on; expected [ADDRESS:]PORT, such as 8080";
 }
 
 void describeCommandLine(CLI::App& app, SArguments& arguments)
@@ -114,6 +126,24 @@ void describeCommandLine(CLI::App& app, SArguments& arguments)
                   "configurations of simulated devices")
         ->needs(duration)
         ->excludes(realtime);
+    CLI::Option* const http =
+        run->add_option("--http", arguments.http,
+                        "Serve the operator's page and the interface over HTTP there, on 127.0.0.1 unless an "
+                        "address is given; port 0: a free one, \"auto\": 8080 or a free one")
+            ->type_name("[ADDRESS:]PORT")
+            ->check(CLI::Validator(checkListenAddress, "", "address"))
+            ->excludes("--virtual");
+    run->add_option(
+           "--http-token-file", arguments.tokenFile,
+           "File with the access token that every request needs; the variable RIVLINK_HTTP_TOKEN may "
+           "hold it instead")
+        ->type_name("FILE")
+        ->needs(http);
+    run->add_option("--http-name", arguments.httpNames,
+                    "A name by which other computers address this one; may be given several times")
+        ->type_name("NAME")
+        ->needs(http)
+        ->allow_extra_args(false);
     // for tests, which need not wait for what never ends as long as people do
     run->add_option("--limit-scale", arguments.limitScale)->check(CLI::Range(0.01, 100.0))->group("");
 
@@ -221,6 +251,19 @@ int docs(const SArguments& arguments, const CPluginPath& pluginPath, std::ostrea
     return ExitDone;
 }
 
+SWebOptions webOptions(const SArguments& arguments)
+{
+    SWebOptions options;
+    parseListenAddress(arguments.http, options);
+    options.names = arguments.httpNames;
+    if (!arguments.tokenFile.empty()) {
+        options.token = readTokenFile(pathOf(arguments.tokenFile));
+    } else if (const auto token = environmentVariable("RIVLINK_HTTP_TOKEN")) {
+        options.token = checkedToken(*token, "RIVLINK_HTTP_TOKEN");
+    }
+    return options;
+}
+
 int run(const SArguments& arguments, const CPluginPath& pluginPath,
         std::chrono::steady_clock::time_point programStart, std::ostream& out, std::ostream& err)
 {
@@ -237,6 +280,10 @@ int run(const SArguments& arguments, const CPluginPath& pluginPath,
     options.strict = arguments.strict;
     options.isVirtual = arguments.isVirtual;
     options.programStart = programStart;
+    options.version = RIVLINK_VERSION;
+    if (!arguments.http.empty()) {
+        options.web = webOptions(arguments);
+    }
     options.limits = options.limits.scaled(arguments.limitScale);
     return runConfiguration(options, pluginPath, out, err);
 }

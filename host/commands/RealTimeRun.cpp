@@ -11,10 +11,11 @@
 namespace Rvl {
 
 CRealTimeRun::CRealTimeRun(const SRunOptions& options, CSession& session, ITimeline& timeline,
-                           CBackgroundOutput& output, CBackgroundOutput& errors)
+                           CBackgroundOutput& output, CBackgroundOutput& errors,
+                           const std::vector<ISnapshotSink*>& furtherSinks)
     : options_(options), session_(session), errors_(errors), worker_(timeline.makeWorker("observer")),
-      run_(std::make_unique<CRun>(options, session, timeline, *worker_, output, errors,
-                                  [this] { context_.stop(); })),
+      run_(std::make_unique<CRun>(
+          options, session, timeline, *worker_, output, errors, [this] { context_.stop(); }, furtherSinks)),
       terminationSignals_(
           context_, [this] { context_.stop(); }, [this] { worker_->post([this] { stopProcess(); }); })
 {}

@@ -13,6 +13,7 @@
 #include <future>
 #include <memory>
 #include <string>
+#include <vector>
 
 namespace Rvl {
 
@@ -25,7 +26,8 @@ public:
     /// From construction on a signal ends the run and not the process, also while devices are being
     /// connected. Throws what CRun's constructor throws.
     CRealTimeRun(const SRunOptions& options, CSession& session, ITimeline& timeline,
-                 CBackgroundOutput& output, CBackgroundOutput& errors);
+                 CBackgroundOutput& output, CBackgroundOutput& errors,
+                 const std::vector<ISnapshotSink*>& furtherSinks = {});
     ~CRealTimeRun();
     CRealTimeRun(const CRealTimeRun&) = delete;
     CRealTimeRun& operator=(const CRealTimeRun&) = delete;

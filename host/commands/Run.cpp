@@ -10,9 +10,10 @@
 namespace Rvl {
 
 CRun::CRun(const SRunOptions& options, CSession& session, ITimeline& timeline, IWorker& worker,
-           CBackgroundOutput& output, CBackgroundOutput& errors, std::function<void()> onFailure)
+           CBackgroundOutput& output, CBackgroundOutput& errors, std::function<void()> onFailure,
+           std::vector<ISnapshotSink*> furtherSinks)
     : options_(options), session_(session), timeline_(timeline), worker_(worker), output_(output),
-      errors_(errors), onFailure_(std::move(onFailure)),
+      errors_(errors), onFailure_(std::move(onFailure)), furtherSinks_(std::move(furtherSinks)),
       observer_(session, timeline, worker, [this](const std::exception_ptr& exception) { fail(exception); })
 {
     if (options_.record) {
@@ -49,6 +50,9 @@ void CRun::addSinks()
     if (!options_.quiet && !options_.isVirtual) { // which has a progress bar
         consoleSink_ = std::make_unique<CConsoleSink>(output_, setUpTerminal());
         observer_.add(*consoleSink_);
+    }
+    for (ISnapshotSink* const sink : furtherSinks_) {
+        observer_.add(*sink);
     }
 }
 

@@ -16,6 +16,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <vector>
 
 namespace Rvl {
 
@@ -25,9 +26,11 @@ namespace Rvl {
 class CRun
 {
 public:
-    /// Creates the record. `onFailure` is called, as a task of the worker, when the run cannot go on.
+    /// Creates the record. `onFailure` is called, as a task of the worker, when the run cannot go on. The
+    /// further sinks, besides record and console, must outlive the run.
     CRun(const SRunOptions& options, CSession& session, ITimeline& timeline, IWorker& worker,
-         CBackgroundOutput& output, CBackgroundOutput& errors, std::function<void()> onFailure);
+         CBackgroundOutput& output, CBackgroundOutput& errors, std::function<void()> onFailure,
+         std::vector<ISnapshotSink*> furtherSinks = {});
     CRun(const CRun&) = delete;
     CRun& operator=(const CRun&) = delete;
 
@@ -61,6 +64,7 @@ private:
     CBackgroundOutput& output_;
     CBackgroundOutput& errors_;
     const std::function<void()> onFailure_;
+    const std::vector<ISnapshotSink*> furtherSinks_;
     std::unique_ptr<CRecorder> recorder_;
     std::unique_ptr<CRecordSink> recordSink_;
     std::unique_ptr<CConsoleSink> consoleSink_;

@@ -11,7 +11,9 @@
 #include "host/process/LogSetup.h"
 #include "host/process/TerminateHandler.h"
 #include "host/process/TerminationSignals.h"
+#include "host/session/Commands.h"
 #include "host/session/LoadedConfiguration.h"
+#include "host/web/WebServer.h"
 #include "runtime/Timelines.h"
 #include "runtime/VirtualTimeline.h"
 
@@ -20,6 +22,7 @@
 #include <memory>
 #include <optional>
 #include <system_error>
+#include <vector>
 
 namespace Rvl {
 
@@ -39,7 +42,7 @@ constexpr std::chrono::sys_days virtualStart{std::chrono::year(2000) / 1 / 1};
 /// Performs the run of what was built and takes it down again. Returns the exit status.
 template <class Run>
 int perform(Run& run, const SRunOptions& options, CSession& session, CBackgroundOutput& output,
-            CBackgroundOutput& errors)
+            CBackgroundOutput& errors, CWebServer* server = nullptr)
 {
     int result = ExitDone;
     std::optional<CTerminateHandler> terminateHandler;
@@ -59,6 +62,12 @@ int perform(Run& run, const SRunOptions& options, CSession& session, CBackground
     }
     const auto onStopped = [&] {
         if (!run.end()) {
+            session.calls().giveUp();
+            result = ExitFailure;
+        }
+        if (server && !server->stop(options.limits.progress)) {
+            errors.write("hung call: a command did not return within " + limitText(options.limits.progress) +
+                         "\n");
             session.calls().giveUp();
             result = ExitFailure;
         }
@@ -86,15 +95,25 @@ int perform(Run& run, const SRunOptions& options, CSession& session, CBackground
     return result;
 }
 
-int runLoaded(const SRunOptions& options, CSession& session, CVirtualTimeline& virtualTimeline,
+int runLoaded(const SRunOptions& options, CLoadedConfiguration& loaded, CVirtualTimeline& virtualTimeline,
               CBackgroundOutput& output, CBackgroundOutput& errors)
 {
+    CSession& session = loaded.session();
     if (options.isVirtual) {
         CVirtualRun run(options, session, virtualTimeline, output, errors);
         return perform(run, options, session, output, errors);
     }
-    CRealTimeRun run(options, session, currentTimeline(), output, errors);
-    return perform(run, options, session, output, errors);
+    CCommands commands(session, loaded.catalogue());
+    std::optional<CWebServer> server;
+    std::vector<ISnapshotSink*> sinks;
+    if (options.web) {
+        server.emplace(*options.web, loaded, commands, options.limits, options.version);
+        sinks = server->sinks();
+        output.write(server->url() + "\n");
+        server->start();
+    }
+    CRealTimeRun run(options, session, currentTimeline(), output, errors, sinks);
+    return perform(run, options, session, output, errors, server ? &*server : nullptr);
 }
 
 } // namespace
@@ -132,7 +151,7 @@ int runConfiguration(const SRunOptions& options, const CPluginPath& pluginPath, 
             flush();
             return loaded->faults().hasRuntimeFault() ? ExitFailure : ExitBadConfiguration;
         }
-        result = runLoaded(options, loaded->session(), virtualTimeline, output, errors);
+        result = runLoaded(options, *loaded, virtualTimeline, output, errors);
         CDeadlineTasks unloading;
         unloading.add("unloading the plug-ins", [&loaded] { loaded.reset(); });
         for (const std::string& name : unloading.run(options.limits)) {

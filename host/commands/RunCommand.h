@@ -2,11 +2,13 @@
 
 #include "host/plugins/PluginPath.h"
 #include "host/process/ShutdownLimits.h"
+#include "host/web/WebServer.h"
 
 #include <chrono>
 #include <filesystem>
 #include <optional>
 #include <ostream>
+#include <string>
 
 namespace Rvl {
 
@@ -19,9 +21,11 @@ struct SRunOptions
     std::chrono::milliseconds recordInterval{100};
     bool replaceRecord = false;
     bool quiet = false;
-    bool isVirtual = false; ///< as fast as it goes; needs a duration
-    bool strict = false;    ///< warnings about the configuration keep it from being run
-    bool realtime = false;  ///< what the system refuses is reported, and the run goes on
+    bool isVirtual = false;         ///< as fast as it goes; needs a duration
+    bool strict = false;            ///< warnings about the configuration keep it from being run
+    bool realtime = false;          ///< what the system refuses is reported, and the run goes on
+    std::optional<SWebOptions> web; ///< serve the operator's page; not on virtual time
+    std::string version;            ///< of the program
     std::chrono::steady_clock::time_point programStart;
     SShutdownLimits limits;
 };

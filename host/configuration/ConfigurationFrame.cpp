@@ -29,6 +29,8 @@ std::vector<SKeyDescription> frameKeys()
         return result;
     };
     return {
+        key("<xmlattr>.Title", SKeyDescription::Text, false,
+            "what the configuration controls, as the operator's page shows it; absent: the file's name"),
         key("Plugins", SKeyDescription::Section, true, "the plug-ins whose types the configuration uses"),
         repeated("Plugins.Plugin", SKeyDescription::Section, "", "one plug-in"),
         key("Plugins.Plugin.<xmlattr>.Name", SKeyDescription::Text, true,

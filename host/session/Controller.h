@@ -10,6 +10,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace Rvl {
@@ -31,6 +32,14 @@ public:
         std::optional<double> manualControlValue; ///< scaled
     };
 
+    /// What the operator's page shows about it.
+    struct SPresentation
+    {
+        std::string description;
+        std::string group;
+        std::optional<std::pair<double, double>> scale; ///< least and greatest scaled value of its bars
+    };
+
     /// Both of the channel's interfaces are the same object. `referred` are the channels that the controller
     /// reads and drives, `plugins` what the loaded plug-ins offer for their loops.
     CController(IIoChannelInterface& io, IControllerChannel& channel,
@@ -48,6 +57,9 @@ public:
     IControllerChannel& channel() const { return channel_; }
     const std::vector<const IIoChannelInterface*>& referred() const { return referred_; }
     const SStart& startMode() const { return start_; }
+    const SPresentation& presentation() const { return presentation_; }
+    /// Before other threads use the controller.
+    void setPresentation(SPresentation presentation) { presentation_ = std::move(presentation); }
 
     /// Reads everything once: the values of the loops' last steps, without reading their inputs. What a
     /// channel throws passes.
@@ -77,6 +89,7 @@ private:
     IControllerChannel& channel_;
     const std::vector<const IIoChannelInterface*> referred_;
     const SStart start_;
+    SPresentation presentation_;
     std::atomic<bool> manual_{false};
     CMutex commandMutex_;
     std::unique_ptr<ILoopGraph> loops_;

@@ -31,6 +31,7 @@ struct SRig
     struct SDevice
     {
         std::string name;
+        std::string type;    ///< as the configuration names it
         std::string busName; ///< empty if it is on no bus
         std::unique_ptr<IDeviceInterface> device;
     };

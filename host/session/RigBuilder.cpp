@@ -175,6 +175,7 @@ void CRigBuilder::buildDevice(const pugi::xml_node& node, const STypeDescription
         return;
     }
     entry->busName = bus.value();
+    entry->type = type.name;
     entry->device.reset(environment.getDeviceFactoryRegistry().get(type.name)->createObject(tree));
     entry->device->setProperties(tree);
     entry->name = entry->device->getName();
@@ -224,6 +225,17 @@ void CRigBuilder::buildChannel(const pugi::xml_node& node, const STypeDescriptio
     });
 }
 
+CController::SPresentation CRigBuilder::presentationOf(const ptree& tree)
+{
+    CController::SPresentation result;
+    result.description = tree.get("<xmlattr>.Description", "");
+    result.group = tree.get("<xmlattr>.Group", "");
+    if (const auto scale = tree.get_child_optional("Scale")) {
+        result.scale = {scale->get<double>("<xmlattr>.Minimum"), scale->get<double>("<xmlattr>.Maximum")};
+    }
+    return result;
+}
+
 std::unique_ptr<CController> CRigBuilder::controllerOf(const pugi::xml_node& node,
                                                        const STypeDescription& type, const ptree& tree,
                                                        IIoChannelInterface& channel, CFaultList& faults) const
@@ -247,6 +259,7 @@ std::unique_ptr<CController> CRigBuilder::controllerOf(const pugi::xml_node& nod
                                             "\" is not made of loops that go by virtual time; expected only "
                                             "controllers that are with --virtual"));
     }
+    controller->setPresentation(presentationOf(tree));
     superviseInputs(node, tree, *controller, faults);
     return controller;
 }

@@ -56,6 +56,7 @@ private:
     std::unique_ptr<CController> controllerOf(const pugi::xml_node& node, const STypeDescription& type,
                                               const boost::property_tree::ptree& tree,
                                               IIoChannelInterface& channel, CFaultList& faults) const;
+    static CController::SPresentation presentationOf(const boost::property_tree::ptree& tree);
     std::vector<const IIoChannelInterface*> referredBy(const std::vector<SReference>& references) const;
     void superviseInputs(const pugi::xml_node& node, const boost::property_tree::ptree& tree,
                          CController& controller, CFaultList& faults) const;

@@ -87,6 +87,9 @@ public:
     const ITimeline& timeline() const { return *settings_.timeline; }
     /// In the order of the file; none after shutDown().
     const std::vector<CController*>& controllers() const { return rig_.controllers; }
+    /// In the order of building; none after shutDown().
+    const std::vector<std::unique_ptr<SRig::SDevice>>& devices() const { return rig_.devices; }
+    const std::vector<std::unique_ptr<SRig::SChannel>>& channels() const { return rig_.channels; }
     /// The controller of that name; null if there is none.
     CController* findController(const std::string& name) const;
     /// Reads each controller once. What a channel throws passes.

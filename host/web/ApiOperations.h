@@ -1,0 +1,50 @@
+#pragma once
+
+#include "host/session/Commands.h"
+#include "host/session/LoadedConfiguration.h"
+#include "host/web/Api.h"
+#include "host/web/ChannelAges.h"
+#include "host/web/HttpAccess.h"
+#include "host/web/LiveState.h"
+
+#include <chrono>
+#include <functional>
+#include <string>
+#include <vector>
+
+namespace Rvl {
+
+/// What operations work with. All must outlive them.
+struct SApiContext
+{
+    CLoadedConfiguration& loaded;
+    CCommands& commands;
+    const CLiveState& live;
+    const CTrendMemory& trend;
+    const CChannelAges& ages;
+    const CHttpAccess& access;
+    std::function<std::size_t()> eventClients; ///< how many there are now
+    std::string version;
+
+    CSession& session() const { return loaded.session(); }
+    /// The latest snapshot. Throws CHttpError (503) before the first one.
+    CLiveState::Snapshot snapshot() const;
+    /// Throws CHttpError (404) with a suggestion.
+    CController& controller(const std::string& name) const;
+};
+
+/// GET /api/channels and /api/channels/{channel}.
+std::vector<SOperation> channelOperations(const SApiContext& context);
+/// What changes a controller: set point, mode, parameters; and the records of that.
+std::vector<SOperation> commandOperations(const SApiContext& context);
+/// Devices with their channels and simulated faults; controllers that are not normal.
+std::vector<SOperation> deviceOperations(const SApiContext& context);
+/// Trend and history.
+std::vector<SOperation> trendOperations(const SApiContext& context);
+/// Metrics, health, session.
+std::vector<SOperation> serverOperations(const SApiContext& context);
+
+/// A command's record as replies and events give it.
+Json recordJson(const SCommandRecord& record);
+
+} // namespace Rvl

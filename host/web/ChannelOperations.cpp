@@ -1,0 +1,327 @@
+#include "host/base/Suggestion.h"
+#include "host/base/SystemText.h"
+#include "host/base/UtcText.h"
+#include "host/web/ApiOperations.h"
+#include "host/web/JsonSchema.h"
+#include "platform/rivlink_core/IoChannelInterface.h"
+#include "platform/rivlink_device/AnalogInChannel.h"
+#include "platform/rivlink_device/ControllerChannel.h"
+#include "platform/rivlink_device/Scalable.h"
+
+#include <cstddef>
+#include <filesystem>
+#include <utility>
+
+namespace Rvl {
+
+namespace {
+
+Json rangeJson(double minimum, double maximum)
+{
+    return {{"minimum", numberJson(minimum)}, {"maximum", numberJson(maximum)}};
+}
+
+std::string unitOf(const IIoChannelInterface* channel)
+{
+    const auto* const scalable = dynamic_cast<const IScalable*>(channel);
+    return scalable ? scalable->unit() : "";
+}
+
+/// The limits of a loop's control value, unscaled.
+Json controlRange(const SLoopParameters& parameters)
+{
+    Json range = rangeJson(std::numeric_limits<double>::infinity(), std::numeric_limits<double>::infinity());
+    for (const SLoopParameters::SValue& value : parameters.values) {
+        if (value.key == "MinU" || value.key == "MaxU") {
+            range[value.key == "MinU" ? "minimum" : "maximum"] = numberJson(value.value);
+        }
+    }
+    return range;
+}
+
+Json loopsJson(const CController& controller)
+{
+    Json result = Json::array();
+    const ILoopGraph* const graph = controller.loops();
+    for (std::size_t index = 0; graph && index < graph->loopCount(); ++index) {
+        const SLoopStatus status = graph->status(index);
+        const SLoopParameters parameters = graph->parameters(index);
+        const IIoChannelInterface* const input = graph->inputChannel(index);
+        result.push_back({{"index", index},
+                          {"type", status.typeName},
+                          {"name", parameters.name},
+                          {"sampleTime_ms", status.sampleTime_ms},
+                          {"input", input ? Json(input->getName()) : Json()},
+                          {"inputUnit", unitOf(input)},
+                          {"controlRange", controlRange(parameters)}});
+    }
+    return result;
+}
+
+/// The channels that the controller drives.
+std::vector<const IIoChannelInterface*> outputsOf(const CController& controller)
+{
+    std::vector<const IIoChannelInterface*> result;
+    for (const IIoChannelInterface* const channel : controller.referred()) {
+        if (!dynamic_cast<const CAnalogInChannel*>(channel)) {
+            result.push_back(channel);
+        }
+    }
+    return result;
+}
+
+Json outputsJson(const CController& controller)
+{
+    Json result = Json::array();
+    for (const IIoChannelInterface* const channel : outputsOf(controller)) {
+        result.push_back({{"name", channel->getName()}, {"unit", unitOf(channel)}});
+    }
+    return result;
+}
+
+Json scaleJson(const CController& controller)
+{
+    if (const auto& scale = controller.presentation().scale) {
+        return rangeJson(scale->first, scale->second);
+    }
+    return rangeJson(controller.channel().setpointMinimum(), controller.channel().setpointMaximum());
+}
+
+Json controlRangeOf(const CController& controller, const Json& loops)
+{
+    if (loops.empty()) {
+        return rangeJson(std::numeric_limits<double>::infinity(), std::numeric_limits<double>::infinity());
+    }
+    Json range = loops[0].at("controlRange");
+    const IControllerChannel& channel = controller.channel();
+    for (const char* const end : {"minimum", "maximum"}) {
+        if (!range[end].is_null()) {
+            range[end] = numberJson(channel.getScaledValue(range[end].get<double>()));
+        }
+    }
+    if (!range["minimum"].is_null() && !range["maximum"].is_null() &&
+        range["minimum"].get<double>() > range["maximum"].get<double>()) {
+        std::swap(range["minimum"], range["maximum"]); // a scaling may turn them round
+    }
+    return range;
+}
+
+Json graphJson(const Json& channel)
+{
+    Json nodes = Json::array();
+    Json arrows = Json::array();
+    const Json& loops = channel.at("loops");
+    for (const Json& loop : loops) {
+        const std::string index = std::to_string(loop.at("index").get<std::size_t>());
+        if (!loop.at("input").is_null()) {
+            nodes.push_back({{"id", "i" + index},
+                             {"kind", "input"},
+                             {"name", loop.at("input")},
+                             {"unit", loop.at("inputUnit")}});
+            arrows.push_back({{"from", "i" + index},
+                              {"to", "l" + index},
+                              {"value", "actualValue"},
+                              {"loop", loop.at("index")}});
+        }
+        nodes.push_back(
+            {{"id", "l" + index}, {"kind", "loop"}, {"name", loop.at("name")}, {"loop", loop.at("index")}});
+        if (&loop != &loops.front()) {
+            const std::size_t above = loop.at("index").get<std::size_t>() - 1;
+            arrows.push_back({{"from", "l" + std::to_string(above)},
+                              {"to", "l" + index},
+                              {"value", "controlValue"},
+                              {"loop", above}});
+        }
+    }
+    for (const Json& output : channel.at("outputs")) {
+        const std::string id = "o" + std::to_string(nodes.size());
+        nodes.push_back(
+            {{"id", id}, {"kind", "output"}, {"name", output.at("name")}, {"unit", output.at("unit")}});
+        if (!loops.empty()) {
+            const std::size_t innermost = loops.size() - 1;
+            arrows.push_back({{"from", "l" + std::to_string(innermost)},
+                              {"to", id},
+                              {"value", "controlValue"},
+                              {"loop", innermost}});
+        }
+    }
+    return {{"nodes", std::move(nodes)}, {"arrows", std::move(arrows)}};
+}
+
+Json stateOf(const SApiContext& context, const std::string& name)
+{
+    const CLiveState::Snapshot snapshot = context.snapshot();
+    for (const SControllerState& state : snapshot->controllers) {
+        if (state.name == name) {
+            return stateJson(state);
+        }
+    }
+    return {};
+}
+
+Json channelJson(const CController& controller, Json state)
+{
+    Json loops = loopsJson(controller);
+    Json range = controlRangeOf(controller, loops);
+    const IControllerChannel& channel = controller.channel();
+    return {{"name", controller.name()},
+            {"description", controller.presentation().description},
+            {"group", controller.presentation().group},
+            {"unit", channel.unit()},
+            {"setPointRange", rangeJson(channel.setpointMinimum(), channel.setpointMaximum())},
+            {"controlRange", std::move(range)},
+            {"scale", scaleJson(controller)},
+            {"loops", std::move(loops)},
+            {"outputs", outputsJson(controller)},
+            {"state", std::move(state)}};
+}
+
+std::string titleOf(const CConfiguration& configuration)
+{
+    const std::string title = configuration.root().attribute("Title").value();
+    return title.empty() ? textOf(pathOf(configuration.name()).filename()) : title;
+}
+
+SHttpReply channels(const SApiContext& context)
+{
+    const CLiveState::Snapshot snapshot = context.snapshot();
+    Json list = Json::array();
+    const auto& controllers = context.session().controllers();
+    for (std::size_t index = 0; index < controllers.size(); ++index) {
+        list.push_back(channelJson(*controllers[index], stateJson(snapshot->controllers.at(index))));
+    }
+    return jsonReply({{"title", titleOf(context.loaded.configuration())},
+                      {"virtual", false},
+                      {"time", utcText(snapshot->utc)},
+                      {"interval_ms", CLiveState::liveInterval.count()},
+                      {"channels", std::move(list)}});
+}
+
+SHttpReply channel(const SApiContext& context, const std::string& name)
+{
+    const CController& controller = context.controller(name);
+    Json result = channelJson(controller, stateOf(context, name));
+    result["graph"] = graphJson(result);
+    return jsonReply(result);
+}
+
+Json rangeSchema()
+{
+    return object({{"minimum", nullable("number")}, {"maximum", nullable("number")}}, {"minimum", "maximum"});
+}
+
+Json loopStateSchema()
+{
+    return object({{"setPoint", nullable("number")},
+                   {"actualValue", nullable("number")},
+                   {"controlValue", nullable("number")},
+                   {"enabled", schemaOf("boolean")},
+                   {"manual", schemaOf("boolean")},
+                   {"p", nullable("number")},
+                   {"i", nullable("number")},
+                   {"d", nullable("number")},
+                   {"saturation", schemaOf("string")},
+                   {"steps", schemaOf("integer")},
+                   {"sinceStep_ms", nullable("number")},
+                   {"meanPeriodError_ms", nullable("number")},
+                   {"worstPeriodError_ms", nullable("number")},
+                   {"overruns", schemaOf("integer")}},
+                  {"setPoint", "actualValue", "controlValue", "enabled", "manual", "saturation"});
+}
+
+Json stateSchema()
+{
+    return object(
+        {{"setPoint", nullable("number")},
+         {"actualValue", nullable("number")},
+         {"controlValue", nullable("number")},
+         {"enabled", schemaOf("boolean")},
+         {"manual", schemaOf("boolean")},
+         {"mode", schemaOf("string")},
+         {"health", object({{"kind", schemaOf("string")}, {"text", schemaOf("string")}}, {"kind", "text"})},
+         {"loops", arrayOf(loopStateSchema())}},
+        {"setPoint", "actualValue", "controlValue", "enabled", "manual", "mode", "health", "loops"});
+}
+
+std::vector<std::pair<std::string, Json>> channelMembers()
+{
+    const Json loop = object({{"index", schemaOf("integer")},
+                              {"type", schemaOf("string")},
+                              {"name", schemaOf("string")},
+                              {"sampleTime_ms", schemaOf("integer")},
+                              {"input", nullable("string")},
+                              {"inputUnit", schemaOf("string")},
+                              {"controlRange", rangeSchema()}},
+                             {"index", "type", "name"});
+    const Json output =
+        object({{"name", schemaOf("string")}, {"unit", schemaOf("string")}}, {"name", "unit"});
+    return {{"name", schemaOf("string")},     {"description", schemaOf("string")},
+            {"group", schemaOf("string")},    {"unit", schemaOf("string")},
+            {"setPointRange", rangeSchema()}, {"controlRange", rangeSchema()},
+            {"scale", rangeSchema()},         {"loops", arrayOf(loop)},
+            {"outputs", arrayOf(output)},     {"state", stateSchema()}};
+}
+
+} // namespace
+
+CLiveState::Snapshot SApiContext::snapshot() const
+{
+    if (auto latest = live.latest()) {
+        return latest;
+    }
+    throw CHttpError(503, "the session has not begun yet");
+}
+
+CController& SApiContext::controller(const std::string& name) const
+{
+    if (CController* const found = session().findController(name)) {
+        return *found;
+    }
+    std::vector<std::string> names;
+    for (const CController* const known : session().controllers()) {
+        names.push_back(known->name());
+    }
+    throw CHttpError(404, "\"" + name + "\" is no controller; expected " + expectedChoices(name, names));
+}
+
+std::vector<SOperation> channelOperations(const SApiContext& context)
+{
+    const Json node = object({{"id", schemaOf("string")},
+                              {"kind", schemaOf("string")},
+                              {"name", schemaOf("string")},
+                              {"unit", schemaOf("string")},
+                              {"loop", schemaOf("integer")}},
+                             {"id", "kind", "name"});
+    const Json arrow = object({{"from", schemaOf("string")},
+                               {"to", schemaOf("string")},
+                               {"value", schemaOf("string")},
+                               {"loop", schemaOf("integer")}},
+                              {"from", "to", "value", "loop"});
+    auto detailed = channelMembers();
+    detailed.emplace_back(
+        "graph", object({{"nodes", arrayOf(node)}, {"arrows", arrayOf(arrow)}}, {"nodes", "arrows"}));
+    SOperation all;
+    all.method = "GET";
+    all.path = "/api/channels";
+    all.summary = "every controller: what does not change, and its state";
+    all.replySchema = object({{"title", schemaOf("string")},
+                              {"virtual", schemaOf("boolean")},
+                              {"time", schemaOf("string")},
+                              {"interval_ms", schemaOf("integer")},
+                              {"channels", arrayOf(object(channelMembers(), {"name", "state"}))}},
+                             {"title", "virtual", "time", "interval_ms", "channels"});
+    all.mayBlock = true;
+    all.carryOut = [context](const SApiRequest&) { return channels(context); };
+    SOperation one;
+    one.method = "GET";
+    one.path = "/api/channels/{channel}";
+    one.summary = "one controller, with the graph of its loops";
+    one.replySchema = object(detailed, {"name", "state", "graph"});
+    one.mayBlock = true;
+    one.carryOut = [context](const SApiRequest& request) {
+        return channel(context, request.path.at("channel"));
+    };
+    return {all, one};
+}
+
+} // namespace Rvl

@@ -1,0 +1,267 @@
+#include "host/web/HttpSession.h"
+
+#include <boost/asio/buffer.hpp>
+#include <boost/asio/write.hpp>
+#include <boost/beast/core/buffers_to_string.hpp>
+#include <boost/beast/http/read.hpp>
+#include <boost/beast/http/write.hpp>
+
+#include <algorithm>
+
+namespace Rvl {
+
+namespace {
+
+namespace http = boost::beast::http;
+using boost::system::error_code;
+
+constexpr std::size_t longestSource = 32;
+
+/// No page may load or run anything but the server's own files, or be shown within another one.
+constexpr const char* contentSecurityPolicy =
+    "default-src 'none'; script-src 'self'; style-src 'self'; img-src 'self'; font-src 'self'; "
+    "connect-src 'self'; base-uri 'none'; form-action 'none'; frame-ancestors 'none'";
+
+std::string textOf(boost::beast::string_view view)
+{
+    return {view.data(), view.size()};
+}
+
+/// What the header says about the kind of client, as far as it is a name.
+std::string sourceOf(const std::string& header, const std::string& address)
+{
+    const bool isName =
+        !header.empty() && header.size() <= longestSource &&
+        std::all_of(header.begin(), header.end(), [](unsigned char character) {
+            return (character >= 'a' && character <= 'z') || (character >= 'A' && character <= 'Z') ||
+                   (character >= '0' && character <= '9') || character == '-' || character == '_';
+        });
+    return (isName ? header : "http") + " " + address;
+}
+
+unsigned statusOf(const error_code& error)
+{
+    return error == http::error::body_limit ? 413 : error == http::error::header_limit ? 431 : 400;
+}
+
+std::string messageOf(unsigned status)
+{
+    return status == 413   ? "the body is too large; expected 64 KiB at most"
+           : status == 431 ? "the header is too large; expected 16 KiB at most"
+                           : "the request is not well-formed HTTP";
+}
+
+} // namespace
+
+CHttpSession::CHttpSession(Socket socket, IHttpService& service, const SHttpLimits& limits)
+    : socket_(std::move(socket)), service_(service), limits_(limits), timer_(socket_.get_executor())
+{}
+
+CHttpSession::~CHttpSession() = default;
+
+void CHttpSession::start()
+{
+    error_code ignored;
+    socket_.set_option(boost::asio::ip::tcp::no_delay(true), ignored);
+    awaitRequest();
+}
+
+void CHttpSession::close()
+{
+    error_code ignored;
+    timer_.cancel();
+    socket_.shutdown(Socket::shutdown_both, ignored);
+    socket_.close(ignored);
+}
+
+/// Carries out `onTime` unless limit() is called again, or the timer cancelled, before the time is over.
+void CHttpSession::limit(std::chrono::milliseconds time, std::function<void()> onTime)
+{
+    timer_.expires_after(time);
+    timer_.async_wait([self = shared_from_this(), onTime = std::move(onTime)](const error_code& error) {
+        if (!error) {
+            onTime();
+        }
+    });
+}
+
+void CHttpSession::awaitRequest()
+{
+    if (buffer_.size() > 0) { // of a client that sends requests without waiting for replies
+        readRequest();
+        return;
+    }
+    limit(limits_.idle, [this] { close(); });
+    constexpr std::size_t first = 4096;
+    socket_.async_read_some(buffer_.prepare(first),
+                            [self = shared_from_this()](const error_code& error, std::size_t size) {
+                                if (error) {
+                                    self->close();
+                                    return;
+                                }
+                                self->buffer_.commit(size);
+                                self->readRequest();
+                            });
+}
+
+void CHttpSession::readRequest()
+{
+    parser_.emplace();
+    parser_->header_limit(static_cast<std::uint32_t>(limits_.header));
+    parser_->body_limit(limits_.body);
+    isTimedOut_ = false;
+    limit(limits_.request, [this] {
+        isTimedOut_ = true;
+        error_code ignored;
+        socket_.cancel(ignored);
+    });
+    http::async_read(
+        socket_, buffer_, *parser_,
+        [self = shared_from_this()](const error_code& error, std::size_t) { self->onRequest(error); });
+}
+
+void CHttpSession::onRequest(const error_code& error)
+{
+    timer_.cancel();
+    if (isTimedOut_) {
+        refuse(errorReply(408, "the request did not arrive within its time"));
+    } else if (error == http::error::end_of_stream || error == boost::asio::error::operation_aborted ||
+               error == boost::asio::error::connection_reset || error == boost::asio::error::eof) {
+        close();
+    } else if (error) {
+        refuse(errorReply(statusOf(error), messageOf(statusOf(error))));
+    } else if (parser_->get().target().size() > limits_.target) {
+        refuse(errorReply(414, "the target is too long; expected 8 KiB at most"));
+    } else {
+        serve();
+    }
+}
+
+SHttpRequest CHttpSession::requestOf() const
+{
+    const auto& message = parser_->get();
+    SHttpRequest request;
+    request.method = textOf(message.method_string());
+    request.contentType = textOf(message[http::field::content_type]);
+    request.body = message.body();
+    error_code ignored;
+    const auto peer = socket_.remote_endpoint(ignored);
+    request.source = sourceOf(textOf(message["X-Rivlink-Source"]), peer.address().to_string());
+    parseTarget(textOf(message.target()), request);
+    return request;
+}
+
+SHttpCredentials CHttpSession::credentials() const
+{
+    const auto& message = parser_->get();
+    return {textOf(message[http::field::host]), textOf(message[http::field::origin]),
+            textOf(message[http::field::authorization]), textOf(message[http::field::cookie])};
+}
+
+void CHttpSession::serve()
+{
+    try {
+        const SHttpRequest request = requestOf();
+        service_.authorize(request, credentials());
+        if (const auto interval = service_.eventInterval(request)) {
+            beginEvents(*interval);
+            return;
+        }
+        service_.serve(request,
+                       [self = shared_from_this()](SHttpReply reply) { self->reply(std::move(reply)); });
+    } catch (const CHttpError& error) {
+        reply(errorReply(error.status(), error.what(), error.field()));
+    }
+}
+
+/// Replies to a request that was not understood, and ends the connection.
+void CHttpSession::refuse(const SHttpReply& error)
+{
+    parser_.reset();
+    reply(error);
+}
+
+void CHttpSession::reply(SHttpReply reply)
+{
+    const bool keepsAlive = parser_ && parser_->get().keep_alive();
+    response_ = std::make_shared<Response>();
+    response_->version(11);
+    response_->result(reply.status);
+    response_->set(http::field::content_type, reply.contentType);
+    response_->set(http::field::cache_control, "no-store");
+    response_->set("X-Content-Type-Options", "nosniff");
+    response_->set("Referrer-Policy", "no-referrer");
+    response_->set("Content-Security-Policy", contentSecurityPolicy);
+    for (const auto& [name, value] : reply.headers) {
+        response_->set(name, value);
+    }
+    response_->body() = std::move(reply.body);
+    response_->prepare_payload();
+    response_->keep_alive(keepsAlive);
+    limit(limits_.write, [this] { close(); });
+    http::async_write(socket_, *response_,
+                      [self = shared_from_this(), keepsAlive](const error_code& error, std::size_t) {
+                          self->response_.reset();
+                          if (error || !keepsAlive) {
+                              self->close();
+                              return;
+                          }
+                          self->awaitRequest();
+                      });
+}
+
+void CHttpSession::beginEvents(std::chrono::milliseconds interval)
+{
+    timer_.cancel();
+    events_.push_back(std::make_shared<const std::string>("HTTP/1.1 200 OK\r\n"
+                                                          "Content-Type: text/event-stream\r\n"
+                                                          "Cache-Control: no-store\r\n"
+                                                          "X-Content-Type-Options: nosniff\r\n"
+                                                          "Connection: close\r\n\r\n"));
+    sendNextEvent();
+    service_.subscribe(shared_from_this(), interval);
+    awaitEndOfClient();
+}
+
+/// A client of events sends nothing more; reading finds out when it has gone.
+void CHttpSession::awaitEndOfClient()
+{
+    socket_.async_read_some(boost::asio::buffer(&ignored_, 1),
+                            [self = shared_from_this()](const error_code& error, std::size_t) {
+                                if (error) {
+                                    self->close();
+                                } else {
+                                    self->awaitEndOfClient();
+                                }
+                            });
+}
+
+void CHttpSession::send(std::shared_ptr<const std::string> event)
+{
+    events_.push_back(std::move(event));
+    if (!isWriting_) {
+        sendNextEvent();
+    }
+}
+
+void CHttpSession::sendNextEvent()
+{
+    if (events_.empty() || !socket_.is_open()) {
+        return;
+    }
+    isWriting_ = true;
+    limit(limits_.write, [this] { close(); });
+    boost::asio::async_write(socket_, boost::asio::buffer(*events_.front()),
+                             [self = shared_from_this()](const error_code& error, std::size_t) {
+                                 self->timer_.cancel();
+                                 self->isWriting_ = false;
+                                 self->events_.pop_front();
+                                 if (error) {
+                                     self->close();
+                                     return;
+                                 }
+                                 self->sendNextEvent();
+                             });
+}
+
+} // namespace Rvl

@@ -1,0 +1,104 @@
+#pragma once
+
+#include <utility> // before asio: Boost 1.74 does not include it where C++20 needs it
+
+#include "host/web/EventFeed.h"
+#include "host/web/HttpAccess.h"
+#include "host/web/HttpMessage.h"
+
+#include <boost/asio/ip/tcp.hpp>
+#include <boost/asio/steady_timer.hpp>
+#include <boost/beast/core/flat_buffer.hpp>
+#include <boost/beast/http/message.hpp>
+#include <boost/beast/http/parser.hpp>
+#include <boost/beast/http/string_body.hpp>
+
+#include <chrono>
+#include <deque>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+
+namespace Rvl {
+
+/// Bounds of what a connection may take.
+struct SHttpLimits
+{
+    std::size_t header = 16 * 1024;
+    std::size_t target = 8 * 1024;
+    std::size_t body = 64 * 1024;
+    std::chrono::milliseconds request{10000}; ///< from a request's first byte to its last
+    std::chrono::milliseconds idle{60000};    ///< between two requests
+    std::chrono::milliseconds write{10000};   ///< without progress
+    std::size_t connections = 512;
+};
+
+/// What a connection needs of its server. All of it is called on the server's thread.
+class IHttpService
+{
+public:
+    using Done = std::function<void(SHttpReply reply)>;
+
+    virtual ~IHttpService() = default;
+
+    /// Decides about origin and token; throws CHttpError.
+    virtual void authorize(const SHttpRequest& request, const SHttpCredentials& credentials) = 0;
+    /// Calls `done` once, now or later, on the server's thread.
+    virtual void serve(const SHttpRequest& request, Done done) = 0;
+    /// The interval if the request asks for events, nothing otherwise. Throws CHttpError.
+    virtual std::optional<std::chrono::milliseconds> eventInterval(const SHttpRequest& request) = 0;
+    virtual void subscribe(const std::shared_ptr<IEventClient>& client,
+                           std::chrono::milliseconds interval) = 0;
+};
+
+/// One connection: reads a request, has it served, writes the reply, and so on; or sends events. Everything
+/// happens on the server's thread. It lives as long as an operation of it is under way.
+class CHttpSession : public IEventClient, public std::enable_shared_from_this<CHttpSession>
+{
+public:
+    using Socket = boost::asio::ip::tcp::socket;
+
+    CHttpSession(Socket socket, IHttpService& service, const SHttpLimits& limits);
+    ~CHttpSession() override;
+    CHttpSession(const CHttpSession&) = delete;
+    CHttpSession& operator=(const CHttpSession&) = delete;
+
+    void start();
+    /// Ends every operation.
+    void close();
+
+    std::size_t backlog() const override { return events_.size(); }
+    void send(std::shared_ptr<const std::string> event) override;
+
+private:
+    using Parser = boost::beast::http::request_parser<boost::beast::http::string_body>;
+    using Response = boost::beast::http::response<boost::beast::http::string_body>;
+
+    void awaitRequest();
+    void readRequest();
+    void onRequest(const boost::system::error_code& error);
+    void serve();
+    void reply(SHttpReply reply);
+    void refuse(const SHttpReply& error);
+    void beginEvents(std::chrono::milliseconds interval);
+    void awaitEndOfClient();
+    void sendNextEvent();
+    void limit(std::chrono::milliseconds time, std::function<void()> onTime);
+    SHttpRequest requestOf() const;
+    SHttpCredentials credentials() const;
+
+    Socket socket_;
+    IHttpService& service_;
+    const SHttpLimits limits_;
+    boost::asio::steady_timer timer_;
+    boost::beast::flat_buffer buffer_;
+    std::optional<Parser> parser_;
+    std::shared_ptr<Response> response_;
+    std::deque<std::shared_ptr<const std::string>> events_;
+    bool isWriting_ = false;
+    bool isTimedOut_ = false;
+    char ignored_ = 0;
+};
+
+} // namespace Rvl
