@@ -134,6 +134,15 @@ struct CWebServer::Private : IHttpService
         }
     }
 
+    /// Shorter where the others are.
+    static SHttpLimits httpLimitsFor(const SShutdownLimits& limits)
+    {
+        SHttpLimits result;
+        result.request = limits.call * 5;
+        result.write = limits.call * 5;
+        return result;
+    }
+
     error_code bind(const tcp::endpoint& endpoint)
     {
         error_code error;
@@ -348,7 +357,7 @@ struct CWebServer::Private : IHttpService
 
     CCommands& commands;
     const SShutdownLimits limits;
-    const SHttpLimits httpLimits{};
+    const SHttpLimits httpLimits = httpLimitsFor(limits);
     boost::asio::io_context io{1};
     boost::asio::io_context calls;
     std::optional<boost::asio::executor_work_guard<boost::asio::io_context::executor_type>> ioWork{

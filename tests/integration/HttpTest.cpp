@@ -1,0 +1,513 @@
+// The interface over HTTP as programs meet it: over real sockets, of a host that runs the cascade.
+
+#include "tests/integration/HostProgram.h"
+#include "tests/integration/JournalledRun.h"
+#include "tests/support/HttpClient.h"
+#include "tests/support/ProgramRun.h"
+
+#include <gmock/gmock.h>
+#include <nlohmann/json.hpp>
+
+#include <chrono>
+#include <cmath>
+#include <filesystem>
+#include <map>
+#include <memory>
+#include <string>
+#include <thread>
+#include <vector>
+
+using namespace Rvl::Test;
+using nlohmann::json;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::Not;
+using testing::StartsWith;
+
+namespace {
+
+const std::string cascade = examples + "/cascade/cascade.xml";
+
+/// A host that serves a configuration over HTTP.
+class CServedRun
+{
+public:
+    explicit CServedRun(const std::string& configuration = cascade, std::vector<std::string> options = {},
+                        const std::map<std::string, std::string>& environment = {})
+        : run_(host, arguments(configuration, std::move(options)), "", environment), client_(url(run_))
+    {
+        // the first snapshot
+        EXPECT_TRUE(eventually([this] { return client_.get("/healthz").status != 503; }, 20.0));
+    }
+    const CHttpClient& client() const { return client_; }
+    CProgramRun& run() { return run_; }
+
+    json get(const std::string& target) const
+    {
+        const SHttpAnswer answer = client_.get(target);
+        EXPECT_EQ(200u, answer.status) << target << ": " << answer.body;
+        return json::parse(answer.body);
+    }
+    /// The state of the cascade's only controller.
+    json state() const { return get("/api/channels/Vessel").at("state"); }
+    SHttpAnswer put(const std::string& target, const std::string& body) const
+    {
+        return client_.send("PUT", target, body);
+    }
+
+private:
+    static std::vector<std::string> arguments(const std::string& configuration,
+                                              std::vector<std::string> options)
+    {
+        std::vector<std::string> result{"run", configuration, "--quiet", "--log", "off", "--http", "0"};
+        result.insert(result.end(), options.begin(), options.end());
+        return result;
+    }
+    static std::string url(CProgramRun& run)
+    {
+        std::string line;
+        eventually(
+            [&] {
+                const std::string text = run.outSoFar();
+                line = text.substr(0, text.find('\n'));
+                return text.find('\n') != std::string::npos || !run.isRunning();
+            },
+            20.0);
+        return line;
+    }
+
+    CProgramRun run_;
+    CHttpClient client_;
+};
+
+/// The cascade's host, shared by the tests that leave it as it was.
+CServedRun& sharedRun()
+{
+    static CServedRun run;
+    return run;
+}
+
+std::string errorOf(const SHttpAnswer& answer)
+{
+    return json::parse(answer.body).at("error").at("message").get<std::string>();
+}
+
+/// The names of a document's schema against a reply, as far as OpenAPI 3.0's types and members go. Returns
+/// what does not agree.
+std::string disagreement(const json& schema, const json& document, const std::string& path = "$")
+{
+    if (document.is_null()) {
+        return schema.value("nullable", false) ? "" : path + " is null";
+    }
+    const std::string type = schema.value("type", "");
+    const std::map<std::string, bool> types{
+        {"object", document.is_object()}, {"array", document.is_array()},
+        {"string", document.is_string()}, {"boolean", document.is_boolean()},
+        {"number", document.is_number()}, {"integer", document.is_number_integer()}};
+    if (!type.empty() && !types.at(type)) {
+        return path + " is no " + type;
+    }
+    const auto forEach = [&](const json& members, const auto& check) {
+        for (const auto& [key, value] : members.items()) {
+            if (const std::string found = check(key, value); !found.empty()) {
+                return found;
+            }
+        }
+        return std::string();
+    };
+    if (document.is_array()) {
+        return forEach(document, [&](const std::string& key, const json& value) {
+            return disagreement(schema.value("items", json::object()), value, path + "[" + key + "]");
+        });
+    }
+    if (!document.is_object()) {
+        return {};
+    }
+    for (const json& key : schema.value("required", json::array())) {
+        if (!document.contains(key.get<std::string>())) {
+            return path + " lacks " + key.get<std::string>();
+        }
+    }
+    const json properties = schema.value("properties", json::object());
+    const json others = schema.value("additionalProperties", json(true));
+    return forEach(document, [&](const std::string& key, const json& value) -> std::string {
+        if (properties.contains(key)) {
+            return disagreement(properties.at(key), value, path + "." + key);
+        }
+        if (others.is_object()) {
+            return disagreement(others, value, path + "." + key);
+        }
+        return others.get<bool>() ? "" : path + " has a member " + key;
+    });
+}
+
+} // namespace
+
+TEST(Http, AddressIsTheFirstLineAndThePageIsThere)
+{
+    const SHttpAnswer page = sharedRun().client().get("/");
+    EXPECT_EQ(200u, page.status);
+    EXPECT_EQ("text/html; charset=utf-8", page.headers.at("content-type"));
+    EXPECT_THAT(page.headers.at("content-security-policy"),
+                StartsWith("default-src 'none'; script-src 'self'"));
+    EXPECT_EQ("nosniff", page.headers.at("x-content-type-options"));
+    EXPECT_THAT(page.body, HasSubstr("app.js"));
+    EXPECT_THAT(page.body, Not(HasSubstr("https://")));
+}
+
+TEST(Http, RepliesAreAsTheServersOwnDescriptionSays)
+{
+    const json document = sharedRun().get("/api/openapi.json");
+    const std::map<std::string, std::string> parts{{"{channel}", "Vessel"},
+                                                   {"{loop}", "1"},
+                                                   {"{device}", "Bench"},
+                                                   {"{fault}", "SensorNaN.VesselTemperature"}};
+    int replies = 0;
+    for (const auto& [path, methods] : document.at("paths").items()) {
+        std::string target = path;
+        for (const auto& [part, value] : parts) {
+            if (const std::size_t at = target.find(part); at != std::string::npos) {
+                target.replace(at, part.size(), value);
+            }
+        }
+        if (!methods.contains("get") || path == "/api/events") {
+            continue;
+        }
+        const SHttpAnswer answer = sharedRun().client().get(target);
+        const json& content = methods.at("get").at("responses").at("200").at("content");
+        EXPECT_EQ(200u, answer.status) << target;
+        const std::string type = content.begin().key();
+        EXPECT_THAT(answer.headers.at("content-type"), StartsWith(type)) << target;
+        if (type == "application/json") {
+            EXPECT_EQ("", disagreement(content.begin().value().at("schema"), json::parse(answer.body)))
+                << target;
+        }
+        ++replies;
+    }
+    EXPECT_GE(replies, 10);
+}
+
+TEST(Http, CommandsRepliesAreAsDescribed)
+{
+    const CServedRun run;
+    const json paths = run.get("/api/openapi.json").at("paths");
+    const auto disagrees = [&](const std::string& path, const std::string& method,
+                               const SHttpAnswer& answer) {
+        EXPECT_EQ(200u, answer.status) << answer.body;
+        return disagreement(paths.at(path)
+                                .at(method)
+                                .at("responses")
+                                .at("200")
+                                .at("content")
+                                .at("application/json")
+                                .at("schema"),
+                            json::parse(answer.body));
+    };
+    const std::string channel = "/api/channels/{channel}";
+    EXPECT_EQ("", disagrees(channel + "/set-point", "put",
+                            run.put("/api/channels/Vessel/set-point", R"({"value":40})")));
+    EXPECT_EQ("", disagrees(channel + "/enabled", "put",
+                            run.put("/api/channels/Vessel/enabled", R"({"value":true})")));
+    EXPECT_EQ("", disagrees(channel + "/manual", "put",
+                            run.put("/api/channels/Vessel/manual", R"({"value":true})")));
+    const std::string parameters = "/api/channels/Vessel/loops/0/parameters";
+    const std::string described = channel + "/loops/{loop}/parameters";
+    const std::string body = R"({"values":{"K":5}})";
+    EXPECT_EQ("", disagrees(described + "/preview", "post",
+                            run.client().send("POST", parameters + "/preview", body)));
+    EXPECT_EQ("", disagrees(described, "put", run.put(parameters, body)));
+    EXPECT_EQ("",
+              disagrees(described + "/undo", "post", run.client().send("POST", parameters + "/undo", "")));
+    EXPECT_EQ("", disagrees("/api/devices/{device}/faults/{fault}", "put",
+                            run.put("/api/devices/Bench/faults/DeviceAway", R"({"value":false})")));
+    EXPECT_EQ(
+        "", disagrees("/api/session", "post", run.client().send("POST", "/api/session", R"({"token":""})")));
+}
+
+TEST(Http, SetPointIsInForceLoggedAndLimited)
+{
+    const CServedRun run;
+    const SHttpAnswer done = run.client().send("PUT", "/api/channels/Vessel/set-point", R"({"value":50})",
+                                               {{"X-Rivlink-Source", "script"}});
+    EXPECT_EQ(200u, done.status);
+    EXPECT_TRUE(eventually([&] { return run.state().at("setPoint") == 50.0; }));
+    const SHttpAnswer refused = run.put("/api/channels/Vessel/set-point", R"({"value":61})");
+    EXPECT_EQ(422u, refused.status);
+    EXPECT_EQ("the set point 61 lies outside the range; expected 20 to 60", errorOf(refused));
+    EXPECT_EQ("value", json::parse(refused.body).at("error").at("field"));
+    const json records = run.get("/api/commands?channel=Vessel").at("records");
+    ASSERT_EQ(2u, records.size());
+    EXPECT_EQ("script 127.0.0.1", records[0].at("source"));
+    EXPECT_EQ("45", records[0].at("old"));
+    EXPECT_EQ("50", records[0].at("new"));
+    EXPECT_EQ(json(), records[0].at("refusal"));
+    EXPECT_EQ("http 127.0.0.1", records[1].at("source"));
+    EXPECT_EQ("the set point 61 lies outside the range; expected 20 to 60", records[1].at("refusal"));
+}
+
+TEST(Http, ManualModeIsHandedOverWithoutABump)
+{
+    const CServedRun run;
+    // at its limit at first; then the control value moves
+    ASSERT_TRUE(eventually(
+        [&] { return run.put("/api/channels/Vessel/set-point", R"({"value":25})").status == 200; }));
+    const auto controlValue = [&] { return run.state().at("controlValue").get<double>(); };
+    ASSERT_TRUE(eventually([&] { return controlValue() > 22.5 && controlValue() < 79.5; }));
+    ASSERT_EQ(200u, run.put("/api/channels/Vessel/manual", R"({"value":true})").status);
+    ASSERT_TRUE(eventually([&] { return run.state().at("mode") == "manual"; }));
+    const double held = controlValue();
+    EXPECT_GT(held, 22.0);
+    ASSERT_EQ(200u, run.put("/api/channels/Vessel/manual", R"({"controlValue":40})").status);
+    ASSERT_TRUE(eventually([&] { return controlValue() == 40.0; }));
+    EXPECT_EQ(422u, run.put("/api/channels/Vessel/manual", R"({"controlValue":81})").status);
+    std::vector<double> after;
+    ASSERT_EQ(200u, run.put("/api/channels/Vessel/manual", R"({"value":false})").status);
+    // without the hand-over the next step would begin with K times the error alone
+    const json event = json::parse([&] {
+        const std::string text =
+            run.client().events("/api/events?interval_ms=100", [](const std::string& all) {
+                return all.find("\n\nevent: snapshot") != std::string::npos ||
+                       all.find("event: changes") != std::string::npos;
+            });
+        const std::size_t begin = text.find("data: ") + 6;
+        return text.substr(begin, text.find('\n', begin) - begin);
+    }());
+    const json state = event.at("states").at("Vessel");
+    EXPECT_EQ("auto", state.at("mode"));
+    EXPECT_NEAR(40.0, state.at("controlValue").get<double>(), 3.0);
+    EXPECT_EQ(409u, run.put("/api/channels/Vessel/manual", R"({"controlValue":30})").status)
+        << "not in manual mode";
+}
+
+TEST(Http, ParametersArePreviewedChangedAndUndone)
+{
+    const CServedRun run;
+    const std::string target = "/api/channels/Vessel/loops/1/parameters";
+    const auto value = [&](const std::string& key) {
+        const json parameters = run.get(target).at("parameters");
+        for (const json& parameter : parameters) {
+            if (parameter.at("key") == key) {
+                return parameter.at("value").get<double>();
+            }
+        }
+        return std::nan("");
+    };
+    EXPECT_EQ(5.0, value("K"));
+    const std::string body = R"({"values":{"K":4,"Ti":5}})";
+    const SHttpAnswer preview = run.client().send("POST", target + "/preview", body);
+    EXPECT_EQ("5", json::parse(preview.body).at("records").at(0).at("old"));
+    EXPECT_EQ(5.0, value("K"));
+    EXPECT_EQ(200u, run.put(target, body).status);
+    EXPECT_EQ(4.0, value("K"));
+    EXPECT_EQ(5.0, value("Ti"));
+    EXPECT_EQ(1, run.get(target).at("undo"));
+    EXPECT_EQ(422u, run.put(target, R"({"values":{"K":3,"MinU":200}})").status);
+    EXPECT_EQ(4.0, value("K")) << "all or none";
+    EXPECT_EQ(200u, run.client().send("POST", target + "/undo", "").status);
+    EXPECT_EQ(5.0, value("K"));
+    EXPECT_EQ(4.0, value("Ti"));
+    const SHttpAnswer nothing = run.client().send("POST", target + "/undo", "");
+    EXPECT_EQ(409u, nothing.status);
+    EXPECT_EQ("there is no change of these parameters to undo", errorOf(nothing));
+}
+
+TEST(Http, FaultOfASimulatedDeviceIsSwitchedAndSeen)
+{
+    const CServedRun run;
+    const auto put = [&](const std::string& fault, bool on) {
+        return run.put("/api/devices/Bench/faults/" + fault, on ? R"({"value":true})" : R"({"value":false})");
+    };
+    EXPECT_EQ(200u, put("SensorNaN.VesselTemperature", true).status);
+    EXPECT_TRUE(eventually([&] { return run.get("/api/faults").at("faults").size() == 1; }));
+    EXPECT_EQ("Vessel", run.get("/api/faults").at("faults").at(0).at("channel"));
+    bool active = false;
+    const json faults = run.get("/api/devices").at("devices").at(0).at("faults");
+    for (const json& fault : faults) {
+        active = active || (fault.at("id") == "SensorNaN.VesselTemperature" && fault.at("active") == true);
+    }
+    EXPECT_TRUE(active);
+    EXPECT_EQ(200u, put("SensorNaN.VesselTemperature", false).status);
+    EXPECT_TRUE(eventually([&] { return run.get("/api/faults").at("faults").empty(); }));
+    EXPECT_EQ(404u, put("SensorNaN.Pressure", true).status);
+    EXPECT_EQ(404u, run.put("/api/devices/Benh/faults/DeviceAway", R"({"value":true})").status);
+}
+
+TEST(Http, EventsBeginWithEverythingAndCarryCommands)
+{
+    const CServedRun run;
+    std::thread command([&] {
+        std::this_thread::sleep_for(std::chrono::milliseconds(300));
+        run.put("/api/channels/Vessel/set-point", R"({"value":41})");
+    });
+    const std::string text = run.client().events("/api/events?interval_ms=100", [](const std::string& all) {
+        return all.find("event: command\n") != std::string::npos &&
+               all.find("\"setPoint\":41.0") != std::string::npos;
+    });
+    command.join();
+    EXPECT_THAT(text, StartsWith("HTTP/1.1 200 OK\r\nContent-Type: text/event-stream\r\n"));
+    const std::size_t snapshot = text.find("event: snapshot\n");
+    ASSERT_NE(std::string::npos, snapshot);
+    EXPECT_LT(snapshot, text.find("event: changes\n"));
+    EXPECT_THAT(text, HasSubstr("\"what\":\"set point\",\"old\":\"45\",\"new\":\"41\""));
+    EXPECT_EQ(422u, run.client().get("/api/events?interval_ms=99").status);
+    EXPECT_EQ(400u, run.client().get("/api/events?interval=100").status);
+}
+
+TEST(Http, TrendAndMetricsGrowWithTheRun)
+{
+    const CServedRun& run = sharedRun();
+    ASSERT_TRUE(eventually([&] {
+        return run.get("/api/trend?seconds=600&points=600").at("channels").at("Vessel").at("rows").size() >=
+               2;
+    }));
+    const SHttpAnswer metrics = run.client().get("/metrics");
+    EXPECT_EQ("text/plain; version=0.0.4; charset=utf-8", metrics.headers.at("content-type"));
+    EXPECT_THAT(metrics.body, HasSubstr("rivlink_set_point{channel=\"Vessel\"} 45\n"));
+    EXPECT_THAT(metrics.body, HasSubstr("rivlink_loop_steps_total{channel=\"Vessel\",loop=\"1\"} "));
+}
+
+TEST(Http, RequestsThatAreNotWellFormedAreRefusedAndTheServerGoesOn)
+{
+    const CHttpClient& client = sharedRun().client();
+    const std::string hostLine = "Host: 127.0.0.1:" + std::to_string(client.port()) + "\r\n";
+    const auto statusOf = [&](const std::string& bytes) {
+        const std::string reply = client.raw(bytes);
+        return reply.substr(0, reply.find("\r\n"));
+    };
+    EXPECT_EQ("HTTP/1.1 400 Bad Request", statusOf("nonsense\r\n\r\n"));
+    EXPECT_EQ("HTTP/1.1 400 Bad Request", statusOf(std::string("\0\1\2\3\r\n\r\n", 8)));
+    EXPECT_EQ("HTTP/1.1 400 Bad Request",
+              statusOf("GET /%zz HTTP/1.1\r\n" + hostLine + "Connection: close\r\n\r\n"));
+    EXPECT_EQ("HTTP/1.1 400 Bad Request",
+              statusOf("GET /../../etc/passwd HTTP/1.1\r\n" + hostLine + "Connection: close\r\n\r\n"));
+    EXPECT_EQ("HTTP/1.1 403 Forbidden", statusOf("GET / HTTP/1.1\r\nConnection: close\r\n\r\n")) << "no host";
+    EXPECT_EQ("HTTP/1.1 431 Request Header Fields Too Large",
+              statusOf("GET / HTTP/1.1\r\n" + hostLine + "X: " + std::string(20000, 'x') + "\r\n\r\n"));
+    EXPECT_EQ("HTTP/1.1 414 URI Too Long", statusOf("GET /" + std::string(9000, 'x') + " HTTP/1.1\r\n" +
+                                                    hostLine + "Connection: close\r\n\r\n"));
+    EXPECT_EQ("HTTP/1.1 413 Payload Too Large",
+              statusOf("PUT /api/channels/Vessel/set-point HTTP/1.1\r\n" + hostLine +
+                       "Content-Type: application/json\r\nContent-Length: 70000\r\n\r\n" +
+                       std::string(70000, ' ')));
+    EXPECT_EQ("HTTP/1.1 413 Payload Too Large", statusOf("PUT /api/channels/Vessel/set-point HTTP/1.1\r\n" +
+                                                         hostLine + "Content-Length: 999999999999\r\n\r\n"));
+    EXPECT_EQ("HTTP/1.1 400 Bad Request", statusOf("PUT /api/channels/Vessel/set-point HTTP/1.1\r\n" +
+                                                   hostLine + "Content-Length: -1\r\n\r\n"));
+    EXPECT_EQ(404u, client.get("/api/nothing").status);
+    EXPECT_EQ(404u, client.get("/etc/passwd").status);
+    EXPECT_EQ(404u, client.get("/app.js/..%2f").status);
+    EXPECT_EQ(405u, client.send("DELETE", "/api/channels/Vessel", "").status);
+    EXPECT_EQ(404u, client.get("/api/channels/Vesel").status);
+    EXPECT_THAT(errorOf(client.get("/api/channels/Vesel")),
+                HasSubstr("is no controller; expected \"Vessel\""));
+    EXPECT_EQ(200u, client.get("/healthz").status);
+}
+
+TEST(Http, SeveralRequestsMayUseOneConnection)
+{
+    const CHttpClient& client = sharedRun().client();
+    const std::string hostLine = "Host: 127.0.0.1:" + std::to_string(client.port()) + "\r\n";
+    const std::string replies =
+        client.raw("GET /healthz HTTP/1.1\r\n" + hostLine + "\r\nGET /api/faults HTTP/1.1\r\n" + hostLine +
+                   "Connection: close\r\n\r\n");
+    EXPECT_THAT(replies, HasSubstr("{\"status\":\"ok\"}"));
+    EXPECT_THAT(replies, HasSubstr("{\"faults\":"));
+}
+
+TEST(Http, SlowAndHalfOpenConnectionsKeepNoOtherWaiting)
+{
+    const CServedRun run(cascade, {"--limit-scale", "0.1"});
+    const CHttpClient& client = run.client();
+    std::vector<std::unique_ptr<CSilentConnection>> silent;
+    for (int i = 0; i < 50; ++i) {
+        silent.push_back(std::make_unique<CSilentConnection>(client.port(), i % 2 ? "" : "GET / HT"));
+    }
+    EXPECT_EQ(200u, client.get("/healthz").status);
+    EXPECT_THAT(client.raw("PUT /api/channels/Vessel/set-point HTTP/1.1\r\nContent-Length: 100\r\n\r\n{"),
+                StartsWith("HTTP/1.1 408 Request Timeout"));
+}
+
+TEST(Http, RequestsOfOtherPagesAndForOtherHostsAreRefused)
+{
+    const CHttpClient& client = sharedRun().client();
+    const std::string body = R"({"value":30})";
+    const std::string target = "/api/channels/Vessel/set-point";
+    EXPECT_EQ(403u, client.send("PUT", target, body, {{"Origin", "http://evil.example"}}).status);
+    EXPECT_EQ(403u, client.send("PUT", target, body, {{"Host", "evil.example"}}).status);
+    EXPECT_EQ(415u, client.send("PUT", target, body, {{"Content-Type", "text/plain"}}).status)
+        << "what a form of another page may send";
+    EXPECT_EQ(45.0, sharedRun().state().at("setPoint"));
+}
+
+TEST(Http, WithATokenEveryRequestNeedsIt)
+{
+    const std::string token = "0123456789abcdef";
+    const CServedRun run(cascade, {}, {{"RIVLINK_HTTP_TOKEN", token}});
+    const CHttpClient& client = run.client();
+    EXPECT_EQ(200u, client.get("/").status) << "the page itself, which asks for it";
+    EXPECT_EQ(401u, client.get("/api/channels").status);
+    EXPECT_EQ(401u, client.get("/api/events").status);
+    EXPECT_EQ(401u, client.get("/metrics").status);
+    EXPECT_EQ(401u, client.send("PUT", "/api/channels/Vessel/set-point", R"({"value":30})").status);
+    EXPECT_EQ(200u, client.get("/api/channels", {{"Authorization", "Bearer " + token}}).status);
+    EXPECT_EQ(401u, client.send("POST", "/api/session", R"({"token":"0123456789abcdeX"})").status);
+    const SHttpAnswer session = client.send("POST", "/api/session", "{\"token\":\"" + token + "\"}");
+    ASSERT_EQ(200u, session.status);
+    const std::string cookie = session.headers.at("set-cookie");
+    EXPECT_EQ(200u, client.get("/api/channels", {{"Cookie", cookie.substr(0, cookie.find(';'))}}).status);
+}
+
+TEST(Http, OtherComputersNeedAToken)
+{
+    const SProgramResult result = runProgram(host, {"run", cascade, "--for", "1s", "--http", "0.0.0.0:0"});
+    EXPECT_EQ(64, result.exitCode);
+    EXPECT_EQ(
+        "listening on 0.0.0.0 lets other computers operate the controllers; expected an access token, or a "
+        "loopback address\n",
+        result.err);
+    EXPECT_EQ(64, runProgram(host, {"run", cascade, "--for", "1s", "--virtual", "--http", "0"}).exitCode);
+}
+
+TEST(Http, PortThatIsTakenIsReported)
+{
+    const std::string port = std::to_string(sharedRun().client().port());
+    const SProgramResult result = runProgram(host, {"run", cascade, "--for", "1s", "--http", port});
+    EXPECT_EQ(1, result.exitCode);
+    EXPECT_THAT(result.err, StartsWith("cannot listen on 127.0.0.1:" + port + ": "));
+}
+
+TEST(Http, OutputIsDisabledAtTheEndWhateverIsConnected)
+{
+    const CJournal journal;
+    CProgramRun run(host, journal.arguments({"--http", "0"}), "", journal.environment());
+    ASSERT_TRUE(journal.gets("output Sound output = 20"));
+    ASSERT_TRUE(eventually([&] { return run.outSoFar().find('\n') != std::string::npos; }));
+    const std::string out = run.outSoFar();
+    const CHttpClient client(out.substr(0, out.find('\n')));
+    const CSilentConnection silent(client.port(), "GET /api/events HTTP/1.1\r\nHost: 127.0.0.1:" +
+                                                      std::to_string(client.port()) + "\r\n\r\n");
+    ASSERT_EQ(200u, client.get("/api/channels").status);
+    run.end(eEnd::Terminate);
+    EXPECT_EQ(0, run.wait().exitCode);
+    EXPECT_THAT(journal.lines(),
+                testing::IsSupersetOf({"output Sound output = 7", "output Other output = 7"}));
+}
+
+TEST(Http, CommandThatHangsIsReportedAndTheRestGoesOn)
+{
+    const CJournal journal;
+    CProgramRun run(host, journal.arguments({"--http", "0", "--limit-scale", "0.2"}), "",
+                    journal.slowAt("output Sound output = 7", 3600000));
+    ASSERT_TRUE(journal.gets("output Sound output = 20"));
+    const std::string out = run.outSoFar();
+    const CHttpClient client(out.substr(0, out.find('\n')));
+    const SHttpAnswer answer = client.send("PUT", "/api/channels/Sound/enabled", R"({"value":false})");
+    EXPECT_EQ(504u, answer.status);
+    EXPECT_EQ("the device did not return within the limit", errorOf(answer));
+    EXPECT_EQ(200u, client.get("/api/commands").status);
+    run.end(eEnd::Terminate);
+    const SProgramResult result = run.wait();
+    EXPECT_EQ(1, result.exitCode);
+    EXPECT_THAT(result.err, HasSubstr("hung call: "));
+    EXPECT_THAT(journal.lines(), testing::Contains("output Other output = 7"));
+}
