@@ -7,7 +7,6 @@
 #include "host/web/HttpAccess.h"
 #include "host/web/LiveState.h"
 
-#include <chrono>
 #include <functional>
 #include <string>
 #include <vector>
@@ -27,6 +26,11 @@ struct SApiContext
     std::string version;
 
     CSession& session() const { return loaded.session(); }
+    /// Of the scaled value, or of the device's signal if the channel has no scaling; empty for null, and where
+    /// it is not known.
+    std::string unitOf(const IIoChannelInterface* channel) const;
+    /// The device to which the channel's configuration binds it; null if to none.
+    const SRig::SDevice* deviceOf(const IIoChannelInterface& channel) const;
     /// The latest snapshot. Throws CHttpError (503) before the first one.
     CLiveState::Snapshot snapshot() const;
     /// Throws CHttpError (404) with a suggestion.

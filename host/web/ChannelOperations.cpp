@@ -8,8 +8,11 @@
 #include "platform/rivlink_device/ControllerChannel.h"
 #include "platform/rivlink_device/Scalable.h"
 
+#include <boost/property_tree/ptree.hpp>
+
 #include <cstddef>
 #include <filesystem>
+#include <limits>
 #include <utility>
 
 namespace Rvl {
@@ -19,12 +22,6 @@ namespace {
 Json rangeJson(double minimum, double maximum)
 {
     return {{"minimum", numberJson(minimum)}, {"maximum", numberJson(maximum)}};
-}
-
-std::string unitOf(const IIoChannelInterface* channel)
-{
-    const auto* const scalable = dynamic_cast<const IScalable*>(channel);
-    return scalable ? scalable->unit() : "";
 }
 
 /// The limits of a loop's control value, unscaled.
@@ -39,7 +36,7 @@ Json controlRange(const SLoopParameters& parameters)
     return range;
 }
 
-Json loopsJson(const CController& controller)
+Json loopsJson(const SApiContext& context, const CController& controller)
 {
     Json result = Json::array();
     const ILoopGraph* const graph = controller.loops();
@@ -52,7 +49,7 @@ Json loopsJson(const CController& controller)
                           {"name", parameters.name},
                           {"sampleTime_ms", status.sampleTime_ms},
                           {"input", input ? Json(input->getName()) : Json()},
-                          {"inputUnit", unitOf(input)},
+                          {"inputUnit", context.unitOf(input)},
                           {"controlRange", controlRange(parameters)}});
     }
     return result;
@@ -70,11 +67,11 @@ std::vector<const IIoChannelInterface*> outputsOf(const CController& controller)
     return result;
 }
 
-Json outputsJson(const CController& controller)
+Json outputsJson(const SApiContext& context, const CController& controller)
 {
     Json result = Json::array();
     for (const IIoChannelInterface* const channel : outputsOf(controller)) {
-        result.push_back({{"name", channel->getName()}, {"unit", unitOf(channel)}});
+        result.push_back({{"name", channel->getName()}, {"unit", context.unitOf(channel)}});
     }
     return result;
 }
@@ -159,20 +156,22 @@ Json stateOf(const SApiContext& context, const std::string& name)
     return {};
 }
 
-Json channelJson(const CController& controller, Json state)
+Json channelJson(const SApiContext& context, const CController& controller, Json state)
 {
-    Json loops = loopsJson(controller);
+    Json loops = loopsJson(context, controller);
     Json range = controlRangeOf(controller, loops);
     const IControllerChannel& channel = controller.channel();
+    const std::string unit = channel.unit();
     return {{"name", controller.name()},
             {"description", controller.presentation().description},
             {"group", controller.presentation().group},
-            {"unit", channel.unit()},
+            // without a scaling the values are those of the outermost loop's input
+            {"unit", unit.empty() && !loops.empty() ? loops[0].at("inputUnit") : Json(unit)},
             {"setPointRange", rangeJson(channel.setpointMinimum(), channel.setpointMaximum())},
             {"controlRange", std::move(range)},
             {"scale", scaleJson(controller)},
             {"loops", std::move(loops)},
-            {"outputs", outputsJson(controller)},
+            {"outputs", outputsJson(context, controller)},
             {"state", std::move(state)}};
 }
 
@@ -188,7 +187,7 @@ SHttpReply channels(const SApiContext& context)
     Json list = Json::array();
     const auto& controllers = context.session().controllers();
     for (std::size_t index = 0; index < controllers.size(); ++index) {
-        list.push_back(channelJson(*controllers[index], stateJson(snapshot->controllers.at(index))));
+        list.push_back(channelJson(context, *controllers[index], stateJson(snapshot->controllers.at(index))));
     }
     return jsonReply({{"title", titleOf(context.loaded.configuration())},
                       {"virtual", false},
@@ -200,7 +199,7 @@ SHttpReply channels(const SApiContext& context)
 SHttpReply channel(const SApiContext& context, const std::string& name)
 {
     const CController& controller = context.controller(name);
-    Json result = channelJson(controller, stateOf(context, name));
+    Json result = channelJson(context, controller, stateOf(context, name));
     result["graph"] = graphJson(result);
     return jsonReply(result);
 }
@@ -263,6 +262,35 @@ std::vector<std::pair<std::string, Json>> channelMembers()
 }
 
 } // namespace
+
+const SRig::SDevice* SApiContext::deviceOf(const IIoChannelInterface& channel) const
+{
+    const auto& properties = channel.properties();
+    const std::string name = properties.get("Device", properties.get("<xmlattr>.Device", ""));
+    for (const auto& device : session().devices()) {
+        if (device->name == name) {
+            return device.get();
+        }
+    }
+    return nullptr;
+}
+
+std::string SApiContext::unitOf(const IIoChannelInterface* channel) const
+{
+    if (const auto* const scalable = dynamic_cast<const IScalable*>(channel);
+        scalable && !scalable->unit().empty()) {
+        return scalable->unit();
+    }
+    const SRig::SDevice* const device = channel ? deviceOf(*channel) : nullptr;
+    const STypeDescription* const type = device ? loaded.catalogue().find(device->type) : nullptr;
+    const std::string name = device ? channel->properties().get("Signal", "") : "";
+    for (std::size_t index = 0; type && index < type->signals.size(); ++index) {
+        if (type->signals[index].name == name) {
+            return type->signals[index].unit;
+        }
+    }
+    return {};
+}
 
 CLiveState::Snapshot SApiContext::snapshot() const
 {

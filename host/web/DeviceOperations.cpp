@@ -5,8 +5,6 @@
 #include "platform/rivlink_core/FaultSimulation.h"
 #include "platform/rivlink_device/AnalogInChannel.h"
 
-#include <boost/property_tree/ptree.hpp>
-
 #include <log4cplus/logger.h>
 #include <log4cplus/loggingmacros.h>
 
@@ -36,10 +34,6 @@ const SRig::SDevice& deviceOf(const SApiContext& context, const std::string& nam
 Json channelJson(const SApiContext& context, IIoChannelInterface& channel)
 {
     Json value;
-    std::string unit;
-    if (const auto* const scalable = dynamic_cast<const IScalable*>(&channel)) {
-        unit = scalable->unit();
-    }
     if (auto* const sensor = dynamic_cast<CAnalogInChannel*>(&channel)) {
         value = numberJson(sensor->readValue()); // what the device published last: nothing waits for it
     }
@@ -48,20 +42,14 @@ Json channelJson(const SApiContext& context, IIoChannelInterface& channel)
             {"fault", channel.fault()},
             {"age_ms", age ? Json(age->count()) : Json()},
             {"value", std::move(value)},
-            {"unit", unit}};
-}
-
-/// The device that the channel's configuration names.
-std::string deviceNameOf(const IIoChannelInterface& channel)
-{
-    return channel.properties().get("Device", channel.properties().get("<xmlattr>.Device", ""));
+            {"unit", context.unitOf(&channel)}};
 }
 
 Json deviceJson(const SApiContext& context, const SRig::SDevice& device)
 {
     Json channels = Json::array();
     for (const auto& entry : context.session().channels()) {
-        if (!entry->controller && deviceNameOf(*entry->channel) == device.name) {
+        if (!entry->controller && context.deviceOf(*entry->channel) == &device) {
             channels.push_back(channelJson(context, *entry->channel));
         }
     }

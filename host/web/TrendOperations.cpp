@@ -1,8 +1,12 @@
+#include "host/base/NumberText.h"
 #include "host/base/UtcText.h"
 #include "host/web/ApiOperations.h"
 #include "host/web/JsonSchema.h"
 
+#include <algorithm>
+#include <array>
 #include <chrono>
+#include <cmath>
 #include <utility>
 
 namespace Rvl {
@@ -36,6 +40,128 @@ SHttpReply trend(const SApiContext& context, const SApiRequest& request)
     return jsonReply({{"channels", std::move(channels)}});
 }
 
+system_clock::time_point timeOf(const std::string& text, const std::string& field)
+{
+    if (const auto time = parseUtc(text)) {
+        return *time;
+    }
+    throw CHttpError(400, "\"" + text + "\" is no time; expected one such as 2026-03-01T14:02:31.250Z",
+                     field);
+}
+
+/// The time that a history is requested for.
+struct SRequestedTime
+{
+    system_clock::time_point from;
+    system_clock::time_point to;
+};
+
+SRequestedTime requestedTime(const SApiContext& context, const SApiRequest& request)
+{
+    const auto from = request.query("from");
+    const auto to = request.query("to");
+    SRequestedTime result;
+    result.to = to ? timeOf(*to, "to") : context.snapshot()->utc;
+    result.from = from ? timeOf(*from, "from") : result.to - std::chrono::hours(1);
+    if (result.from > result.to) {
+        throw CHttpError(422, "the time begins after its end", "from");
+    }
+    return result;
+}
+
+std::size_t indexOf(const SApiContext& context, const std::string& name)
+{
+    const auto& controllers = context.session().controllers();
+    const CController* const controller = &context.controller(name);
+    return static_cast<std::size_t>(std::find(controllers.begin(), controllers.end(), controller) -
+                                    controllers.begin());
+}
+
+constexpr std::array<const char*, 8> historyColumns{"time_ms",     "setPoint",      "actualMinimum",
+                                                    "actualMean",  "actualMaximum", "controlMinimum",
+                                                    "controlMean", "controlMaximum"};
+using Row = std::array<double, historyColumns.size()>;
+
+struct STrend
+{
+    std::vector<Row> rows;
+    long long resolution_ms = 0;
+    std::string source;
+    Json events = Json::array();
+};
+
+STrend fromMemory(const SApiContext& context, const std::string& name, const SRequestedTime& time,
+                  std::size_t points)
+{
+    STrend trend;
+    trend.source = "memory";
+    for (const CTrendMemory::SRow& row : context.trend.rows(indexOf(context, name), time.from, points)) {
+        if (row.utc <= time.to) {
+            trend.rows.push_back({static_cast<double>(milliseconds(row.utc)), row.setPoint, row.actualValue,
+                                  row.actualValue, row.actualValue, row.controlValue, row.controlValue,
+                                  row.controlValue});
+        }
+    }
+    for (const SCommandRecord& record : context.commands.records()) {
+        if (record.controller == name && time.from <= record.utc && record.utc <= time.to) {
+            trend.events.push_back(
+                {{"time", utcText(record.utc)}, {"kind", "command"}, {"text", record.text()}});
+        }
+    }
+    return trend;
+}
+
+SHttpReply csvReply(const STrend& trend)
+{
+    SHttpReply reply;
+    reply.contentType = "text/csv; charset=utf-8";
+    reply.headers.emplace_back("Content-Disposition", "attachment; filename=\"history.csv\"");
+    for (const char* const column : historyColumns) {
+        reply.body += (reply.body.empty() ? "" : ",") + std::string(column);
+    }
+    reply.body += "\n";
+    for (const Row& row : trend.rows) {
+        for (std::size_t column = 0; column < row.size(); ++column) {
+            reply.body += (column == 0 ? "" : ",") +
+                          (std::isfinite(row[column]) ? exactText(row[column]) : std::string());
+        }
+        reply.body += "\n";
+    }
+    return reply;
+}
+
+SHttpReply history(const SApiContext& context, const SApiRequest& request)
+{
+    const auto name = request.query("channel");
+    if (!name) {
+        throw CHttpError(400, "the parameter \"channel\" is missing", "channel");
+    }
+    const std::string format = request.query("format").value_or("json");
+    if (format != "json" && format != "csv") {
+        throw CHttpError(400, "\"" + format + "\" is no format; expected json or csv", "format");
+    }
+    const SRequestedTime time = requestedTime(context, request);
+    const auto points = static_cast<std::size_t>(request.integer("points", 1, 5000, 1000));
+    STrend trend = fromMemory(context, *name, time, points);
+    if (format == "csv") {
+        return csvReply(trend);
+    }
+    Json rows = Json::array();
+    for (const Row& row : trend.rows) {
+        Json cells = Json::array();
+        for (const double value : row) {
+            cells.push_back(numberJson(value));
+        }
+        rows.push_back(std::move(cells));
+    }
+    return jsonReply({{"channel", *name},
+                      {"resolution_ms", trend.resolution_ms},
+                      {"source", trend.source},
+                      {"columns", historyColumns},
+                      {"rows", std::move(rows)},
+                      {"events", std::move(trend.events)}});
+}
+
 } // namespace
 
 std::vector<SOperation> trendOperations(const SApiContext& context)
@@ -52,7 +178,29 @@ std::vector<SOperation> trendOperations(const SApiContext& context)
         {"points", schemaOf("integer"), "rows of each controller at most, 1 to 600; default 60"}};
     shortTrend.replySchema = object({{"channels", mapOf(table)}}, {"channels"});
     shortTrend.carryOut = [context](const SApiRequest& request) { return trend(context, request); };
-    return {shortTrend};
+    SOperation longTrend;
+    longTrend.method = "GET";
+    longTrend.path = "/api/history";
+    longTrend.summary = "a controller's values over a time, and what happened then";
+    longTrend.query = {
+        {"channel", schemaOf("string"), "the controller; required"},
+        {"from", schemaOf("string"), "begin, such as 2026-03-01T14:02:31Z; default: an hour before the end"},
+        {"to", schemaOf("string"), "end; default: now"},
+        {"points", schemaOf("integer"), "rows at most, about, 1 to 5000; default 1000"},
+        {"format", schemaOf("string"), "json (the default) or csv"}};
+    const Json event =
+        object({{"time", schemaOf("string")}, {"kind", schemaOf("string")}, {"text", schemaOf("string")}},
+               {"time", "kind", "text"});
+    longTrend.replySchema = object({{"channel", schemaOf("string")},
+                                    {"resolution_ms", schemaOf("integer")},
+                                    {"source", schemaOf("string")},
+                                    {"columns", arrayOf(schemaOf("string"))},
+                                    {"rows", arrayOf(arrayOf(nullable("number")))},
+                                    {"events", arrayOf(event)}},
+                                   {"channel", "resolution_ms", "source", "columns", "rows", "events"});
+    longTrend.mayBlock = true; // a disk may
+    longTrend.carryOut = [context](const SApiRequest& request) { return history(context, request); };
+    return {shortTrend, longTrend};
 }
 
 } // namespace Rvl

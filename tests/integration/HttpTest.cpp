@@ -173,6 +173,9 @@ TEST(Http, RepliesAreAsTheServersOwnDescriptionSays)
         if (!methods.contains("get") || path == "/api/events") {
             continue;
         }
+        if (path == "/api/history") {
+            target += "?channel=Vessel";
+        }
         const SHttpAnswer answer = sharedRun().client().get(target);
         const json& content = methods.at("get").at("responses").at("200").at("content");
         EXPECT_EQ(200u, answer.status) << target;
@@ -360,6 +363,19 @@ TEST(Http, TrendAndMetricsGrowWithTheRun)
         return run.get("/api/trend?seconds=600&points=600").at("channels").at("Vessel").at("rows").size() >=
                2;
     }));
+    const std::string history = "/api/history?channel=Vessel";
+    EXPECT_EQ("memory", run.get(history).at("source"));
+    EXPECT_GE(run.get(history).at("rows").size(), 2u);
+    EXPECT_TRUE(run.get(history + "&from=2026-01-01T00:00:00Z&to=2026-01-01T01:00:00Z").at("rows").empty());
+    EXPECT_THAT(
+        run.client().get(history + "&format=csv").body,
+        StartsWith("time_ms,setPoint,actualMinimum,actualMean,actualMaximum,controlMinimum,controlMean,"
+                   "controlMaximum\n"));
+    EXPECT_EQ(400u, run.client().get("/api/history").status);
+    EXPECT_EQ(400u, run.client().get(history + "&from=yesterday").status);
+    EXPECT_EQ(422u, run.client().get(history + "&from=2026-01-02T00:00:00Z&to=2026-01-01T00:00:00Z").status);
+    EXPECT_EQ(422u, run.client().get(history + "&points=5001").status);
+    EXPECT_EQ(404u, run.client().get("/api/history?channel=Vesel").status);
     const SHttpAnswer metrics = run.client().get("/metrics");
     EXPECT_EQ("text/plain; version=0.0.4; charset=utf-8", metrics.headers.at("content-type"));
     EXPECT_THAT(metrics.body, HasSubstr("rivlink_set_point{channel=\"Vessel\"} 45\n"));
