@@ -38,7 +38,7 @@ export class Card {
     private readonly noteIcon = new Cell(h("b", { class: "icon none", "aria-hidden": "true" }));
     private readonly number = new Cell(h("span", { class: "number" }));
     private readonly numberState = new Cell(unseen());
-    private readonly message = new Cell(h("p", { class: "message none", role: "alert" }));
+    private readonly message = new Cell(h("p", { class: "message none" }));
     private readonly canvas = h("canvas", { class: "spark", "aria-hidden": "true" });
     private drawn = 0;
     private stops: HTMLElement[] = [];

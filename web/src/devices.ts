@@ -12,7 +12,7 @@ const OLD_MS = 5000;
 
 /** "SensorNaN" as "Sensor NaN", "DeviceAway" as "Device away". */
 const spaced = (text: string): string =>
-    text.replace(/([a-z0-9])([A-Z])/g, "$1 $2").replace(/ ([A-Z])(?=[a-z]{2})/g, (_, letter: string) => ` ${letter.toLowerCase()}`);
+    text.replace(/([a-z0-9])([A-Z][a-z])/g, "$1 $2").replace(/ ([A-Z])(?=[a-z]{2})/g, (_, letter: string) => ` ${letter.toLowerCase()}`);
 
 class DeviceView {
     readonly element: HTMLElement;

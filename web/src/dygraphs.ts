@@ -11,11 +11,9 @@ export interface Area {
 
 export interface Dygraph {
     xAxisRange(): [number, number];
-    xAxisExtremes(): [number, number];
+    yAxisRange(axis: number): [number, number];
     toDomXCoord(x: number): number;
     updateOptions(options: object, blockRedraw?: boolean): void;
-    resetZoom(): void;
-    isZoomed(axis: "x" | "y"): boolean;
     resize(): void;
     destroy(): void;
 }

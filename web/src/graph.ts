@@ -3,11 +3,11 @@ import { Cell, h, svg } from "./dom";
 import { decimalsOf, quantity } from "./format";
 import { ChannelDescription, ChannelState, Graph, GraphArrow, GraphNode } from "./types";
 
-const BOX_WIDTH = 148;
+const BOX_WIDTH = 168;
 const BOX_HEIGHT = 44;
 const GAP_X = 104;
 const GAP_Y = 28;
-const LETTERS = 19;
+const LETTERS = 20;
 
 interface Place {
     node: GraphNode;

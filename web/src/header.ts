@@ -6,7 +6,7 @@ import { healthWords } from "./plates";
 import { showKeys } from "./dialog";
 import { nextTheme, onThemeChange, theme } from "./theme";
 
-const kinds = ["fault", "badInput", "waiting", "off"];
+const kinds = ["fault", "badInput", "waiting", "stale", "off"];
 const themeWords = { system: "Theme: system", light: "Theme: light", dark: "Theme: dark" };
 
 /** Called with the name of a channel to bring into view and focus. */
@@ -71,7 +71,7 @@ export class Header {
 
         const found = new Map<string, string[]>();
         for (const channel of model.channels) {
-            const health = model.state(channel.name)?.health.kind ?? "waiting";
+            const health = model.healthOf(channel.name);
             const list = found.get(health) ?? [];
             list.push(channel.name);
             found.set(health, list);

@@ -6,7 +6,7 @@ import { Item, Pending } from "./pending";
 import { Plate, platesOf, Reading, readingOf } from "./plates";
 import { Recent } from "./recent";
 import { Stream } from "./events";
-import { ChannelDescription, ChannelList, ChannelState, Changes, CommandRecord, StateEvent, TrendTable } from "./types";
+import { ChannelDescription, ChannelList, ChannelState, Changes, CommandRecord, HealthKind, StateEvent, TrendTable } from "./types";
 
 type Topic = {
     /** Channels, their order or their descriptions are others than before. */
@@ -84,6 +84,14 @@ export class Model {
     reading(plate: Plate): Reading | null {
         const state = this.states.get(plate.channel);
         return state ? readingOf(plate, state, this.interval_ms) : null;
+    }
+
+    /** Kind of health of a channel; "stale" if it is ok but its values, or those of an inner loop, are too old. */
+    healthOf(channel: string): HealthKind | "stale" {
+        const kind = this.states.get(channel)?.health.kind ?? "waiting";
+        if (kind !== "ok") return kind;
+        const own = this.plates.filter((plate) => plate.channel === channel);
+        return own.some((plate) => (this.reading(plate)?.age ?? null) !== null) ? "stale" : "ok";
     }
 
     message(channel: string): string | null {

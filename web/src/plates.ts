@@ -120,4 +120,5 @@ export const healthWords: { [kind: string]: string } = {
     waiting: "waiting",
     badInput: "bad input",
     fault: "fault",
+    stale: "with old values",
 };

@@ -14,6 +14,8 @@ const POINTS = 1000;
 const DRAW_MS = 1000;
 const REFINE_MS = 300;
 const MINUTE = 60000;
+/** While there is no more than this, it is what is shown at first. */
+const SHORT_MS = 10 * MINUTE;
 
 const spans: [string, number][] = [
     ["10 min", 10 * MINUTE],
@@ -34,6 +36,7 @@ export class TrendView {
     private readonly box = h("div", { class: "trend-box" });
     private readonly status = h("p", { class: "status", role: "status" }, "Loading …");
     private readonly legend = h("p", { class: "legend" });
+    private readonly select = h("select", { "aria-label": "Time shown" });
     private readonly data: TrendData;
     private graph: Dygraph | null = null;
     private span = 60 * MINUTE;
@@ -51,7 +54,7 @@ export class TrendView {
         private readonly events: (events: HistoryEvent[]) => void,
     ) {
         this.data = new TrendData(plate.channel);
-        const select = h("select", { "aria-label": "Time shown" });
+        const select = this.select;
         for (const [name, span] of spans) select.append(h("option", { value: span, selected: span === this.span }, name));
         select.addEventListener("change", () => {
             this.span = Number(select.value);
@@ -102,6 +105,7 @@ export class TrendView {
             const now = this.model.now;
             const [dygraphs, events] = await Promise.all([loadDygraphs(), this.data.load(now, this.span, POINTS)]);
             if (this.closed) return;
+            if (!this.graph && this.data.length() < SHORT_MS) this.shorten();
             const state = this.model.state(this.plate.channel);
             if (state && this.data.rows().length === 0) this.append();
             if (!this.graph) this.graph = new dygraphs(this.box, this.data.rows(), this.options());
@@ -113,6 +117,12 @@ export class TrendView {
         }
     }
 
+    /** A run that has only begun would be a stroke at the edge of an hour. */
+    private shorten(): void {
+        this.span = SHORT_MS;
+        this.select.value = String(SHORT_MS);
+    }
+
     private options(): object {
         const axis = { axisLabelFontSize: 12 };
         return {
@@ -120,13 +130,13 @@ export class TrendView {
             customBars: true,
             series: {
                 "set point": { stepPlot: true, strokePattern: [6, 3], strokeWidth: 1.25 },
-                "actual value": { strokeWidth: 2 },
+                "actual value": { strokeWidth: 2, showInRangeSelector: true },
                 output: { axis: "y2", strokeWidth: 1 },
             },
             axes: {
                 x: { ...axis, axisLabelFormatter: (value: Date | number) => this.timeLabel(Number(value)) },
-                y: { ...axis, axisLabelWidth: 56, axisLabelFormatter: (value: number) => numberText(value, this.tickDecimals(value)) },
-                y2: { ...axis, axisLabelWidth: 56, independentTicks: false, axisLabelFormatter: (value: number) => numberText(value, 1) },
+                y: { ...axis, axisLabelWidth: 56, axisLabelFormatter: (value: number) => this.tick(value, 0) },
+                y2: { ...axis, axisLabelWidth: 56, independentTicks: true, drawGrid: false, axisLabelFormatter: (value: number) => this.tick(value, 1) },
             },
             connectSeparatedPoints: false,
             fillAlpha: 0.18,
@@ -144,8 +154,11 @@ export class TrendView {
         };
     }
 
-    private tickDecimals(value: number): number {
-        return Number.isInteger(value) ? 0 : Math.min(this.plate.decimals, 2);
+    /** Label of a vertical axis, with as many decimals as the steps of what is shown need. */
+    private tick(value: number, axis: number): string {
+        const [low, high] = this.graph?.yAxisRange(axis) ?? [0, 100];
+        const step = (high - low) / 10;
+        return numberText(value, step > 0 ? Math.max(0, Math.min(4, Math.ceil(-Math.log10(step)))) : 0);
     }
 
     private timeLabel(time: number): string {
