@@ -211,8 +211,7 @@ public:
             commands_.setEnabled(source, controller, true);
             break;
         case 3:
-            commands_.setManual(source, controller, true);
-            commands_.setManualControlValue(source, controller, static_cast<double>(below(2)));
+            commands_.setManual(source, controller, true, static_cast<double>(below(2)));
             break;
         case 4:
         case 5:
