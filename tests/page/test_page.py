@@ -115,11 +115,10 @@ class Overview(PageTest):
 
     def test_set_point_is_pending_until_the_stream_confirms_it(self):
         page.open(cascade)
-        # the stream brings nothing new, the reply to the command comes all the same
         page.run("""
             const field = document.querySelector(arguments[0]);
             window.states = [];
-            new MutationObserver(() => window.states.push(field.className)).observe(field, {attributes: true});
+            new MutationObserver(() => window.states.push(field.className)).observe(field, {attributeFilter: ["class"]});
         """, VESSEL + " .quantity")
         old = cascade.state("Vessel")["setPoint"]
         page.one(VESSEL + " button.quantity").click()
