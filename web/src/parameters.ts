@@ -12,6 +12,13 @@ const valueText = (value: ParameterValue): string => {
     return typeof value === "boolean" ? (value ? "yes" : "no") : value;
 };
 
+/** The first clause of a meaning; what follows unfolds. */
+function explanation(text: string): Node | string {
+    const end = text.search(/[;.] /);
+    if (end < 0 || text.length < 80) return text;
+    return h("details", {}, h("summary", {}, text.slice(0, end)), text.slice(end + 2));
+}
+
 /** The value that stands in a field, or a sentence on what is wrong with it. */
 function parse(parameter: Parameter, text: string): ParameterValue | Error {
     if (typeof parameter.value === "string") return text;
@@ -110,7 +117,7 @@ export class ParametersView {
             h("th", { scope: "row" }, parameter.key),
             h("td", { class: "value" }, value, " ", unit),
             h("td", { class: "range" }, range === "any number" ? "" : range),
-            h("td", { class: "meaning" }, parameter.meaning),
+            h("td", { class: "meaning" }, explanation(parameter.meaning)),
         );
     }
 

@@ -41,8 +41,6 @@ export class Ends {
     }
 }
 
-const icon = (name: string): HTMLElement => h("b", { class: `icon ${name}`, "aria-hidden": "true" });
-
 /** Scale of actual value and set point. */
 export class ValueScale {
     readonly element: HTMLElement;
@@ -118,7 +116,7 @@ export class OutputBar {
         this.ends = new Ends(range);
         this.element = h("div", { class: "track bar", role: "meter", "aria-label": label }, this.fill.element);
         this.meter = new Cell(this.element);
-        this.limit = h("span", { class: "limit none" }, icon("bound"), unseen("output "), this.limitText.element);
+        this.limit = h("span", { class: "limit none" }, unseen("output "), this.limitText.element);
         this.limitCell = new Cell(this.limit);
     }
 

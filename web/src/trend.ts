@@ -105,7 +105,7 @@ export class TrendView {
             const now = this.model.now;
             const [dygraphs, events] = await Promise.all([loadDygraphs(), this.data.load(now, this.span, POINTS)]);
             if (this.closed) return;
-            if (!this.graph && this.data.length() < SHORT_MS) this.shorten();
+            if (!this.graph && this.data.length() < 1.5 * SHORT_MS) this.shorten();
             const state = this.model.state(this.plate.channel);
             if (state && this.data.rows().length === 0) this.append();
             if (!this.graph) this.graph = new dygraphs(this.box, this.data.rows(), this.options());

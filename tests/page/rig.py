@@ -1,0 +1,191 @@
+"""The host and the browser that the tests of the page work with.
+
+RIVLINK_HOST_PROGRAM names the host's program; RIVLINK_SCREENSHOTS, if given, a folder for pictures of the page. The
+tests need Debian's packages python3-selenium, chromium and chromium-driver.
+"""
+
+import atexit
+import base64
+import json
+import os
+import signal
+import subprocess
+import time
+import urllib.error
+import urllib.request
+from pathlib import Path
+
+from selenium import webdriver
+from selenium.common.exceptions import StaleElementReferenceException
+from selenium.webdriver.chrome.options import Options
+from selenium.webdriver.chrome.service import Service
+from selenium.webdriver.common.by import By
+
+ROOT = Path(__file__).resolve().parents[2]
+CASCADE = ROOT / "examples" / "cascade" / "cascade.xml"
+LIMIT = 20  # s, after which a condition counts as not met
+
+
+def wait_for(condition, what, limit=LIMIT):
+    """Calls `condition` until it returns something true, which is returned. Fails after `limit` seconds."""
+    end = time.monotonic() + limit
+    while True:
+        try:
+            result = condition()
+        except StaleElementReferenceException:
+            result = None
+        if result:
+            return result
+        if time.monotonic() > end:
+            raise AssertionError(f"not within {limit} s: {what}")
+        time.sleep(0.02)
+
+
+class Host:
+    """A running host that serves its page on a loopback address."""
+
+    def __init__(self, configuration, port=0):
+        program = os.environ["RIVLINK_HOST_PROGRAM"]
+        arguments = [program, "run", str(configuration), "--quiet", "--http", str(port)]
+        self.process = subprocess.Popen(arguments, stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, text=True)
+        atexit.register(self.stop)
+        self.address = self.process.stdout.readline().strip()
+        if not self.address.startswith("http://127.0.0.1:"):
+            raise AssertionError(f"no address in the first line of the host: {self.address!r}")
+        self.port = int(self.address.rstrip("/").rsplit(":", 1)[1])
+
+    def stop(self, how=signal.SIGTERM):
+        if self.process.poll() is None:
+            self.process.send_signal(how)
+        self.process.wait(30)
+        self.process.stdout.close()
+
+    def request(self, method, path, body=None):
+        """Status and JSON of the reply to one request, as a program sends it."""
+        data = None if body is None else json.dumps(body).encode()
+        headers = {"Content-Type": "application/json", "X-Rivlink-Source": "test"}
+        request = urllib.request.Request(self.address + path, data, headers, method=method)
+        try:
+            with urllib.request.urlopen(request, timeout=LIMIT) as reply:
+                return reply.status, json.load(reply)
+        except urllib.error.HTTPError as error:
+            return error.code, json.load(error)
+
+    def state(self, channel):
+        return self.request("GET", f"api/channels/{channel}")[1]["state"]
+
+
+def open_browser():
+    options = Options()
+    options.binary_location = "/usr/bin/chromium"
+    for argument in ("--headless=new", "--no-sandbox", "--disable-dev-shm-usage", "--disable-gpu", "--hide-scrollbars"):
+        options.add_argument(argument)
+    options.set_capability("goog:loggingPrefs", {"browser": "ALL", "performance": "ALL"})
+    browser = webdriver.Chrome(service=Service("/usr/bin/chromedriver"), options=options)
+    atexit.register(browser.quit)
+    return browser
+
+
+class Page:
+    """The page in the browser, by what a person finds on it."""
+
+    def __init__(self, browser):
+        self.browser = browser
+        self.address = ""
+
+    def open(self, host, hash_="#/", width=1280, height=900):
+        """Opens the page afresh and waits until it shows live values."""
+        self.browser.execute_cdp_cmd(
+            "Emulation.setDeviceMetricsOverride",
+            {"width": width, "height": height, "deviceScaleFactor": 1, "mobile": False},
+        )
+        self.address = host.address
+        self.browser.get("about:blank")
+        self.browser.get(host.address + hash_)
+        self.wait_live()
+
+    def wait_live(self):
+        wait_for(lambda: self.run("return document.documentElement.dataset.connection") == "live", "the page is live")
+
+    def run(self, script, *arguments):
+        return self.browser.execute_script(script, *arguments)
+
+    def one(self, css):
+        """The first visible element, waited for."""
+        return wait_for(lambda: next((e for e in self.all(css) if e.is_displayed()), None), css)
+
+    def all(self, css):
+        return self.browser.find_elements(By.CSS_SELECTOR, css)
+
+    def text(self, css):
+        return self.run("return document.querySelector(arguments[0])?.innerText ?? null", css)
+
+    def number(self, css):
+        """The number that an element shows, None for the dash that stands for none."""
+        text = (self.text(css) or "").replace("\u2212", "-").split("\u2009")[0].strip()
+        try:
+            return float(text)
+        except ValueError:
+            return None
+
+    def press(self, *keys):
+        """Presses keys one after the other, wherever the focus is."""
+        self.browser.switch_to.active_element.send_keys(*keys)
+
+    def focused(self, script="return document.activeElement.outerHTML"):
+        return self.run(script)
+
+    def console(self):
+        """What the console was given since the last call."""
+        return [entry for entry in self.browser.get_log("browser") if entry["level"] in ("SEVERE", "WARNING")]
+
+    def requested(self):
+        """Addresses that the browser asked for since the last call."""
+        addresses = []
+        for entry in self.browser.get_log("performance"):
+            message = json.loads(entry["message"])["message"]
+            if message["method"] in ("Network.requestWillBeSent", "Network.webSocketCreated"):
+                addresses.append(message["params"].get("request", message["params"])["url"])
+        return addresses
+
+    def named_controls(self):
+        """(role, name) of everything that can be operated or is a live number, as a screen reader gets it."""
+        roles = {"button", "switch", "textbox", "searchbox", "link", "meter", "checkbox", "tab", "combobox", "dialog"}
+        tree = self.browser.execute_cdp_cmd("Accessibility.getFullAXTree", {})["nodes"]
+        nodes = [node for node in tree if not node.get("ignored")]
+        return [
+            (node["role"]["value"], node.get("name", {}).get("value", ""))
+            for node in nodes
+            if node.get("role", {}).get("value") in roles
+        ]
+
+    def picture(self, name):
+        """Saves a picture of the page where pictures are wanted."""
+        folder = os.environ.get("RIVLINK_SCREENSHOTS")
+        if not folder:
+            return
+        Path(folder).mkdir(parents=True, exist_ok=True)
+        data = self.browser.execute_cdp_cmd("Page.captureScreenshot", {"format": "png"})["data"]
+        (Path(folder) / f"{name}.png").write_bytes(base64.b64decode(data))
+
+
+def many_controllers(count):
+    """A configuration of `count` controllers, each with a lag of its own instead of a device."""
+    channel = """
+    <Channel Name="Process {0:03}" Type="Rvl::CLocalControllerChannel" Enabled="true">
+      <ControlLoop>
+        <Type>Rvl::CPIDControlLoop</Type>
+        <Enabled>true</Enabled>
+        <PIDParam Name="process {0:03}" K="2" Ti="2" Td="0" DerivativeGainLimit="0" MinU="-200" MaxU="200"
+                  DisabledU="0" Setpoint="{1}" SampleTime_ms="200"/>
+        <Input><Type>Rvl::CPT1Element</Type><TimeConstant_s>2</TimeConstant_s></Input>
+        <InputSameAsOutput>true</InputSameAsOutput>
+      </ControlLoop>
+      <SetpointRange Minimum="0" Maximum="100"/>
+    </Channel>"""
+    channels = "".join(channel.format(index, index % 100) for index in range(count))
+    return (
+        '<?xml version="1.0" encoding="utf-8"?>\n<Configuration>\n'
+        '  <Plugins><Plugin Name="rivlink_local"/></Plugins>\n'
+        f"  <Channels>{channels}\n  </Channels>\n</Configuration>\n"
+    )
