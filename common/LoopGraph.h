@@ -151,6 +151,11 @@ public:
     /// The channel must not be enabled yet.
     virtual std::unique_ptr<ILoopSupervision> supervise(const IInputCheck& check,
                                                         const SBadInputReaction& reaction) = 0;
+
+    /// Has the loops begin no further step, without waiting for one under way. A host calls it for every
+    /// channel before it emits aboutToDisconnect: the channels' slots, which stop one after another, then
+    /// find the loops ended or ending side by side. Until such a stop the channel counts as running.
+    virtual void beginStop() = 0;
 };
 
 /// What a plug-in whose channels are made of loops offers to a host, beyond what the framework requires: it
@@ -159,7 +164,7 @@ public:
 /// other. A plug-in that offers another version is refused.
 struct SLoops
 {
-    static constexpr int currentVersion = 1;
+    static constexpr int currentVersion = 2;
 
     int version; ///< of this structure and of the interfaces above; read before anything else
     /// The loops behind the channel, which belong to the caller; null for a channel that is not made of the

@@ -23,7 +23,7 @@ ILoopGraph* graphOf(IIoChannelInterface& channel)
 } // namespace
 
 CLoopGraph::CLoopGraph(CLocalControllerChannel& channel)
-    : loops_(loopsFrom(channel.controlLoop())), monitor_(channel)
+    : channel_(channel), loops_(loopsFrom(channel.controlLoop())), monitor_(channel)
 {}
 
 std::size_t CLoopGraph::loopCount() const
@@ -67,6 +67,11 @@ std::unique_ptr<ILoopSupervision> CLoopGraph::supervise(const IInputCheck& check
                                                         const SBadInputReaction& reaction)
 {
     return std::make_unique<CLoopSupervisor>(loops_, check, reaction);
+}
+
+void CLoopGraph::beginStop()
+{
+    channel_.beginStop();
 }
 
 } // namespace Rvl

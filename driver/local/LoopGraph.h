@@ -29,8 +29,10 @@ public:
     /// Never null.
     std::unique_ptr<ILoopSupervision> supervise(const IInputCheck& check,
                                                 const SBadInputReaction& reaction) override;
+    void beginStop() override;
 
 private:
+    CLocalControllerChannel& channel_;
     const std::vector<std::shared_ptr<IControlLoop>> loops_;
     const CLoopMonitor monitor_;
 };

@@ -186,6 +186,33 @@ TEST_F(TimedLoopProcessorOnSystemTimeline, StopWaitsForTheStepUnderWay)
     EXPECT_EQ(1, steps) << "and for no other";
 }
 
+TEST_F(TimedLoopProcessorOnSystemTimeline, BeginOfAStopWaitsForNoStepAndNoFurtherOneIsBegun)
+{
+    std::promise<void> begun;
+    std::promise<void> mayEnd;
+    std::atomic<int> steps{0};
+    processor.addControlLoop(std::make_shared<NotingLoop>(1, [&] {
+        if (++steps == 1) {
+            begun.set_value();
+            mayEnd.get_future().wait();
+        }
+    }));
+    processor.beginStop(); // of one that does not run: nothing
+    processor.runControlLoops();
+    begun.get_future().wait();
+    processor.beginStop();
+    EXPECT_TRUE(processor.processorActive()) << "until it is stopped";
+    mayEnd.set_value();
+    std::this_thread::sleep_for(20ms); // in which it would calculate further steps
+    EXPECT_EQ(1, steps);
+    processor.stopControlLoops();
+    EXPECT_FALSE(processor.processorActive());
+    processor.runControlLoops();
+    while (steps < 3) {
+        std::this_thread::yield();
+    }
+}
+
 TEST_F(TimedLoopProcessorOnSystemTimeline, StepBelongsToTheRunInWhichItIsCalculated)
 {
     std::promise<std::uint64_t> run;
