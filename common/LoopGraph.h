@@ -157,6 +157,11 @@ public:
     /// The channel must not be enabled yet.
     virtual std::unique_ptr<ILoopSupervision> supervise(const IInputCheck& check,
                                                         const SBadInputReaction& reaction) = 0;
+
+    /// Has the loops begin no further step, without waiting for one under way. A host calls it for every
+    /// channel before it emits aboutToDisconnect: the channels' slots, which stop one after another, then
+    /// find the loops ended or ending side by side. Until such a stop the channel counts as running.
+    virtual void beginStop() = 0;
 };
 
 /// What a plug-in whose channels are made of loops offers to a host, beyond what the framework requires: it

@@ -37,6 +37,9 @@ public:
     /// Carries out what has been posted, drops what is not due yet, and returns when no task is under way any
     /// more. A second call does nothing. Throws std::logic_error from one of the worker's own tasks.
     virtual void stopAndJoin() = 0;
+    /// Has the worker end as stopAndJoin() does, without waiting for it: many workers so end side by side.
+    /// stopAndJoin() must still follow. Also from one of the worker's own tasks.
+    virtual void beginStop() = 0;
     /// Whether the caller is one of the worker's tasks.
     virtual bool isCurrent() const = 0;
 };

@@ -66,16 +66,21 @@ public:
         if (isCurrent()) {
             throw std::logic_error("a worker cannot wait for the end of its own task");
         }
-        {
-            const std::lock_guard<std::mutex> lock(mutex_);
-            stopping_ = true;
-        }
-        changed_.notify_all();
+        CSystemWorker::beginStop();
         // one caller joins, the others wait for that
         const std::lock_guard<std::mutex> joining(joinMutex_);
         if (thread_.joinable()) {
             thread_.join();
         }
+    }
+
+    void beginStop() override
+    {
+        {
+            const std::lock_guard<std::mutex> lock(mutex_);
+            stopping_ = true;
+        }
+        changed_.notify_all();
     }
 
     bool isCurrent() const override { return running_ == this; }

@@ -50,10 +50,20 @@ public:
         if (running_) {
             throw std::logic_error("a worker cannot wait for the end of its own task");
         }
-        stopped_ = true;
-        const std::vector<Task> cancelled = timeline_.queue_.cancelAll(this);
+        CVirtualWorker::beginStop();
+        const std::vector<Task> carriedOutNow = timeline_.queue_.cancelAll(this);
         while (!posted_.empty()) {
             run([this] { runPosted(); });
+        }
+    }
+
+    /// What was posted stays in the queue.
+    void beginStop() override
+    {
+        stopped_ = true;
+        const std::vector<Task> cancelled = timeline_.queue_.cancelAll(this);
+        for (std::size_t i = 0; i < posted_.size(); ++i) {
+            timeline_.queue_.add(timeline_.now_, this, [this] { runPosted(); });
         }
     }
 

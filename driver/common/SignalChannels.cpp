@@ -1,6 +1,8 @@
 #include "driver/common/SignalChannels.h"
 
 #include "common/LoggedThrow.h"
+#include "common/Numbers.h"
+#include "driver/common/DeviceProperties.h"
 #include "platform/rivlink_common/ConfigurationException.h"
 #include "platform/rivlink_common/DeviceAccessException.h"
 
@@ -8,6 +10,7 @@
 
 #include <algorithm>
 #include <iterator>
+#include <limits>
 #include <utility>
 #include <vector>
 
@@ -57,18 +60,18 @@ void CSignalBinding::bindSensor(CAnalogInChannel& channel)
     device_ = &device;
 }
 
-void CSignalBinding::bindActuator(std::function<void()> restore)
+void CSignalBinding::bindActuator(CSignalTable::SActuatorUse use)
 {
     unbind();
     CSignalDevice& device = findDevice(channel_.getName(), deviceName_, family_);
-    actuator_ = device.bindActuator(signal_, channel_, std::move(restore));
+    actuator_ = device.bindActuator(signal_, channel_, std::move(use));
     device_ = &device;
 }
 
-void CSignalBinding::bindPort(std::function<void()> restore)
+void CSignalBinding::bindPort(CSignalTable::SActuatorUse use)
 {
-    bindActuator(std::move(restore));
-    if (lines() == 0) {
+    bindActuator(std::move(use));
+    if (limits().lines == 0) {
         const std::string device = device_->getName();
         unbind();
         RVL_THROW(CConfigurationException, "Channel " + channel_.getName() + ": actuator " + signal_ +
@@ -84,22 +87,17 @@ void CSignalBinding::write(double value)
 void CSignalBinding::writePercent(double percent)
 {
     CSignalDevice& device = boundDevice();
-    device.writeActuator(actuator_, device.actuatorMaximum(actuator_) * percent / 100.0);
+    device.writeActuator(actuator_, device.actuatorLimits(actuator_).atPercent(percent));
 }
 
-double CSignalBinding::maximum() const
+CSignalTable::SActuatorLimits CSignalBinding::limits() const
 {
-    return device_ ? device_->actuatorMaximum(actuator_) : 0.0;
+    return device_ ? device_->actuatorLimits(actuator_) : CSignalTable::SActuatorLimits{0.0, 0.0, 0};
 }
 
-std::uint32_t CSignalBinding::lines() const
+std::uint64_t CSignalBinding::timesTakenToSafeValues() const
 {
-    return device_ ? device_->actuatorLines(actuator_) : 0;
-}
-
-std::uint64_t CSignalBinding::timesTakenToZero() const
-{
-    return device_ ? device_->timesTakenToZero() : 0;
+    return device_ ? device_->timesTakenToSafeValues() : 0;
 }
 
 CSignalDevice& CSignalBinding::boundDevice() const
@@ -145,7 +143,8 @@ void CSignalAnalogOutChannel::setProperties(const boost::property_tree::ptree& t
 
 void CSignalAnalogOutChannel::connectToDevice()
 {
-    binding_.bindActuator([this] { restoreOutput(); });
+    binding_.bindActuator(
+        {[this](const auto&) { return getUnscaledValue(safeValue()); }, [this] { restoreOutput(); }});
 }
 
 void CSignalAnalogOutChannel::driveOutput(double unscaledValue)
@@ -165,7 +164,8 @@ void CSignalDigitalOutChannel::setProperties(const boost::property_tree::ptree& 
 
 void CSignalDigitalOutChannel::connectToDevice()
 {
-    binding_.bindActuator([this] { restoreOutput(); });
+    binding_.bindActuator({[this](const auto& limits) { return limits.atPercent(safeDutyCycle()); },
+                           [this] { restoreOutput(); }});
 }
 
 void CSignalDigitalOutChannel::driveOutput(bool on)
@@ -189,23 +189,23 @@ void CSignalDigitalOutChannel::driveDutyCycle(unsigned percent)
     drive(state);
 }
 
-/// A device that has set its outputs to 0 in between no longer has the on/off state and the duty cycle:
-/// selecting the mode again must not restore the previous ones.
+/// A device that has taken its outputs to their safe values in between no longer has the on/off state and the
+/// duty cycle: selecting the mode again must not restore the previous ones.
 CSignalDigitalOutChannel::SState CSignalDigitalOutChannel::stateOfDevice()
 {
-    const std::uint64_t times = binding_.timesTakenToZero();
-    if (times != timesTakenToZero_) {
-        timesTakenToZero_ = times;
-        state_.on = false;
-        state_.dutyCycle = 0;
+    const std::uint64_t times = binding_.timesTakenToSafeValues();
+    if (times != timesTakenToSafeValues_) {
+        timesTakenToSafeValues_ = times;
+        state_.on.reset();
+        state_.dutyCycle.reset();
     }
     return state_;
 }
 
 void CSignalDigitalOutChannel::drive(const SState& state)
 {
-    const double onOff = state.on ? 100.0 : 0.0;
-    binding_.writePercent(state.pwmMode ? static_cast<double>(state.dutyCycle) : onOff);
+    const unsigned onOff = !state.on ? safeDutyCycle() : *state.on ? MaximumDutyCycle : 0;
+    binding_.writePercent(state.pwmMode ? state.dutyCycle.value_or(safeDutyCycle()) : onOff);
     state_ = state;
 }
 
@@ -217,12 +217,20 @@ CSignalDigitalPortChannel::CSignalDigitalPortChannel(const std::string& name, co
 void CSignalDigitalPortChannel::setProperties(const boost::property_tree::ptree& tree)
 {
     IIoChannelInterface::setProperties(tree);
+    const auto safeLines = tree.get_optional<std::string>("<xmlattr>.SafeValue");
+    const auto pattern = parseHexadecimal(safeLines.value_or("0"));
+    if (!pattern) {
+        RVL_THROW(CConfigurationException, "Channel " + getName() + ": the safe value \"" + *safeLines +
+                                               "\" is no hexadecimal number");
+    }
+    safeLines_ = *pattern;
     binding_.setProperties(tree);
 }
 
 void CSignalDigitalPortChannel::connectToDevice()
 {
-    binding_.bindPort([this] { restoreOutput(); });
+    binding_.bindPort(
+        {[this](const auto&) { return static_cast<double>(safeLines_); }, [this] { restoreOutput(); }});
 }
 
 void CSignalDigitalPortChannel::writeMasked(std::uint32_t mask, std::uint32_t value)
@@ -243,15 +251,18 @@ void CSignalDigitalPortChannel::restoreOutput()
 
 void CSignalDigitalPortChannel::drive(std::uint32_t mask, std::uint32_t value)
 {
-    // a device that has set its outputs to 0 in between no longer has the state of the other lines
-    const std::uint64_t times = binding_.timesTakenToZero();
-    const std::uint32_t others = times == timesTakenToZero_ ? lines_ & ~mask : 0;
-    const std::uint32_t lines = (others | (value & mask)) & binding_.lines();
+    // a device that has taken its outputs to their safe values in between no longer has the other lines'
+    // state
+    const std::uint64_t times = binding_.timesTakenToSafeValues();
+    const std::uint32_t others =
+        (times == timesTakenToSafeValues_ ? lines_.value_or(safeLines_) : safeLines_) & ~mask;
+    const std::uint32_t portLines = binding_.limits().lines;
+    const std::uint32_t lines = (others | (value & mask)) & portLines;
     try {
         binding_.write(lines);
         lines_ = lines;
-        timesTakenToZero_ = times;
-        setFault((mask & ~binding_.lines()) == 0
+        timesTakenToSafeValues_ = times;
+        setFault((mask & ~portLines) == 0
                      ? ""
                      : "Channel " + getName() + ": the port does not have all lines that were written");
     } catch (const CDeviceAccessException& exception) {
@@ -267,17 +278,20 @@ CSignalPumpChannel::CSignalPumpChannel(const std::string& name, const SDeviceFam
 void CSignalPumpChannel::setProperties(const boost::property_tree::ptree& tree)
 {
     IIoChannelInterface::setProperties(tree);
+    const double unlimited = std::numeric_limits<double>::max();
+    safeFlow_ =
+        CDeviceProperties("Channel " + getName(), tree).real("SafeValue", 0.0, {-unlimited, unlimited, ""});
     binding_.setProperties(tree);
 }
 
 void CSignalPumpChannel::connectToDevice()
 {
-    binding_.bindActuator([this] { restoreOutput(); });
+    binding_.bindActuator({[this](const auto&) { return safeFlow_; }, [this] { restoreOutput(); }});
 }
 
 double CSignalPumpChannel::maximumFlow()
 {
-    return binding_.maximum();
+    return binding_.limits().maximum;
 }
 
 void CSignalPumpChannel::generateFlow(double flow)

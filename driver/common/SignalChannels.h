@@ -47,18 +47,17 @@ public:
     /// Throws the property tree's bad-path error if a key is missing.
     void setProperties(const boost::property_tree::ptree& tree);
     void bindSensor(CAnalogInChannel& channel);
-    void bindActuator(std::function<void()> restore);
+    void bindActuator(CSignalTable::SActuatorUse use);
     /// As bindActuator(). Throws CConfigurationException if the actuator is no digital port.
-    void bindPort(std::function<void()> restore);
+    void bindPort(CSignalTable::SActuatorUse use);
     /// Sets the actuator's value. Throws CDeviceAccessException if there is no device yet.
     void write(double value);
     /// Sets the actuator to a share of its maximum, in percent.
     void writePercent(double percent);
-    /// The actuator's maximum and the port's lines, or 0 without a device.
-    double maximum() const;
-    std::uint32_t lines() const;
-    /// CSignalDevice::timesTakenToZero(), or 0 without a device.
-    std::uint64_t timesTakenToZero() const;
+    /// The actuator's limits; all are 0 without a device.
+    CSignalTable::SActuatorLimits limits() const;
+    /// CSignalDevice::timesTakenToSafeValues(), or 0 without a device.
+    std::uint64_t timesTakenToSafeValues() const;
 
 private:
     CSignalDevice& boundDevice() const;
@@ -100,7 +99,8 @@ private:
 };
 
 /// Digital output on an actuator. On is the actuator's maximum, off is 0; in PWM mode the actuator gets the
-/// duty cycle's share of its maximum instead, and on and off have no effect.
+/// duty cycle's share of its maximum instead, and on and off have no effect. Until the state of the present
+/// mode is written, the actuator has the safe duty cycle's share.
 class CSignalDigitalOutChannel final : public CDigitalOutChannel
 {
 public:
@@ -116,20 +116,23 @@ protected:
 private:
     struct SState
     {
-        bool on = false;
+        // empty while the actuator has its safe value
+        std::optional<bool> on;
+        std::optional<unsigned> dutyCycle;
         bool pwmMode = false;
-        unsigned dutyCycle = 0;
     };
     SState stateOfDevice();
     void drive(const SState& state);
 
     SState state_; ///< as last sent to the device
-    std::uint64_t timesTakenToZero_ = 0;
+    std::uint64_t timesTakenToSafeValues_ = 0;
     CSignalBinding binding_;
 };
 
-/// Digital port on an actuator that is one (CSignalDevice::addPort()). A write to lines that the port does
-/// not have sets the other lines and makes the channel faulty. Events are raised on the thread that writes.
+/// Digital port on an actuator that is one (CSignalDevice::addPort()). Reads the optional pattern
+/// "<xmlattr>.SafeValue" of the lines that are on while the port is not driven, by default none. A write to
+/// lines that the port does not have sets the other lines and makes the channel faulty. Events are raised on
+/// the thread that writes.
 class CSignalDigitalPortChannel final
     : public IIoChannelInterface,
       public IDigitalOutInterface,
@@ -145,15 +148,17 @@ private:
     void restoreOutput();
     void drive(std::uint32_t mask, std::uint32_t value);
 
+    std::uint32_t safeLines_ = 0; ///< which lines are on while the port is not driven
     std::recursive_mutex mutex_;
     std::uint32_t writtenMask_ = 0; ///< the lines that were ever written, and the values last written
     std::uint32_t written_ = 0;
-    std::uint32_t lines_ = 0; ///< as last sent to the device
-    std::uint64_t timesTakenToZero_ = 0;
+    std::optional<std::uint32_t> lines_; ///< as last sent to the device
+    std::uint64_t timesTakenToSafeValues_ = 0;
     CSignalBinding binding_;
 };
 
-/// Pump on an actuator: its value is the flow, and its maximum the largest flow in either direction.
+/// Pump on an actuator: its value is the flow, and its maximum the largest flow in either direction. Reads
+/// the optional "<xmlattr>.SafeValue", the flow while the pump is not driven, by default 0.
 class CSignalPumpChannel final : public IIoChannelInterface,
                                  public IPumpInterface,
                                  private CNameServerRegistrator<IPumpInterface*, CNameServer<IPumpInterface*>>
@@ -164,12 +169,13 @@ public:
     void connectToDevice() override;
     /// 0 before connectToDevice().
     double maximumFlow() override;
-    /// NaN is refused and makes the channel faulty; the pump keeps its flow.
+    /// NaN is refused and makes the channel faulty; the pump takes its safe value.
     void generateFlow(double flow) override;
 
 private:
     void restoreOutput();
 
+    double safeFlow_ = 0.0;
     std::recursive_mutex mutex_;
     std::optional<double> writtenFlow_;
     CSignalBinding binding_;

@@ -94,7 +94,7 @@ void CSignalDevice::disconnect()
     private_->worker->stopAndJoin();
     private_->worker.reset();
     private_->connected = false;
-    takeActuatorsToZero();
+    takeActuatorsToSafeValues();
     stopped();
 }
 

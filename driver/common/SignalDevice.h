@@ -12,7 +12,7 @@ namespace Rvl {
 /// (runtime/Timelines.h), which calls update() every update interval while the device is connected.
 ///
 /// What is written to an actuator while the device is not connected is kept and carried out once it is.
-/// disconnect() carries out what was last written, then takes every actuator to 0.
+/// disconnect() carries out what was last written, then takes every actuator to its safe value.
 ///
 /// A subclass declares its signals in its constructor and calls disconnect() first thing in its destructor,
 /// because the worker calls its operations.
@@ -42,7 +42,8 @@ protected:
     /// Whether connect() need not wait any longer, evaluated after each update until it is true. By default
     /// the first update is enough; a device whose sensors need longer for their first value says so.
     virtual bool ready() const;
-    /// Called by disconnect() when the worker has ended and every actuator was taken to 0.
+    /// Called by disconnect() when the worker has ended and every actuator was taken to its
+    /// safe value.
     virtual void stopped();
 
 private:

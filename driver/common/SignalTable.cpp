@@ -6,7 +6,9 @@
 #include "platform/rivlink_device/AnalogInChannel.h"
 
 #include <algorithm>
+#include <array>
 #include <atomic>
+#include <charconv>
 #include <cmath>
 #include <limits>
 #include <mutex>
@@ -18,9 +20,9 @@ namespace {
 
 struct SActuator
 {
-    double minimum;
-    double maximum;
-    std::uint32_t lines;
+    CSignalTable::SActuatorLimits limits;
+    double safeValue;
+    bool written; ///< since it has had its safe value
 };
 
 struct SActuatorBinding
@@ -29,6 +31,12 @@ struct SActuatorBinding
     IIoChannelInterface* channel;
     std::function<void()> restore;
 };
+
+std::string realText(double value)
+{
+    std::array<char, 32> text{};
+    return {text.data(), std::to_chars(text.data(), text.data() + text.size(), value).ptr};
+}
 
 } // namespace
 
@@ -52,7 +60,7 @@ struct CSignalTable::Private
     /// Written with the state lock, which readers need not take.
     std::atomic<bool> offline{false};
     std::atomic<bool> wentOffline{false};
-    std::atomic<std::uint64_t> timesTakenToZero{0};
+    std::atomic<std::uint64_t> timesTakenToSafeValues{0};
 };
 
 CSignalTable::CSignalTable(const std::string& deviceName) : private_(std::make_unique<Private>())
@@ -72,6 +80,11 @@ const std::vector<std::string>& CSignalTable::actuators() const
     return private_->actuatorNames;
 }
 
+double CSignalTable::SActuatorLimits::atPercent(double percent) const
+{
+    return std::clamp(maximum * percent / 100.0, minimum, maximum);
+}
+
 void CSignalTable::bindSensor(const std::string& sensor, CAnalogInChannel& channel)
 {
     const auto found = std::find(private_->sensors.begin(), private_->sensors.end(), sensor);
@@ -89,7 +102,7 @@ void CSignalTable::bindSensor(const std::string& sensor, CAnalogInChannel& chann
 }
 
 std::size_t CSignalTable::bindActuator(const std::string& actuator, IIoChannelInterface& channel,
-                                       std::function<void()> restore)
+                                       SActuatorUse use)
 {
     const std::vector<std::string>& names = actuators();
     const auto found = std::find(names.begin(), names.end(), actuator);
@@ -109,7 +122,8 @@ std::size_t CSignalTable::bindActuator(const std::string& actuator, IIoChannelIn
                                                    binding.channel->getName());
         }
     }
-    private_->actuatorBindings.push_back({index, &channel, std::move(restore)});
+    setSafeValue(index, channel, use.safeValue(actuatorLimits(index)));
+    private_->actuatorBindings.push_back({index, &channel, std::move(use.restore)});
     if (private_->offlineReported) {
         channel.setFault(offlineText());
     }
@@ -128,40 +142,46 @@ void CSignalTable::unbind(const IIoChannelInterface& channel)
 
 void CSignalTable::writeActuator(std::size_t actuator, double value)
 {
-    if (std::isnan(value)) {
-        RVL_THROW(CDeviceAccessException,
-                  "Device " + private_->deviceName + " refuses a value that is not a number");
-    }
+    const bool isNumber = !std::isnan(value);
     bool offline = false;
     {
         const std::lock_guard lock(private_->stateMutex);
+        SActuator& written = private_->actuators.at(actuator);
         offline = private_->offline;
-        if (!offline) {
-            const SActuator& written = private_->actuators.at(actuator);
-            private_->commands[actuator] = std::clamp(value, written.minimum, written.maximum);
+        if (!offline && isNumber) {
+            written.written = true;
+            private_->commands[actuator] = std::clamp(value, written.limits.minimum, written.limits.maximum);
             ++private_->commandChanges;
             actuatorWritten(actuator, private_->commands[actuator]);
+        } else if (!offline) {
+            takeToSafeValue(actuator);
         }
     }
     if (offline) {
         RVL_THROW(CDeviceAccessException, offlineText());
     }
+    if (!isNumber) {
+        RVL_THROW(CDeviceAccessException, "Device " + private_->deviceName +
+                                              " refuses a value that is not a number; the safe value was "
+                                              "taken instead");
+    }
 }
 
-double CSignalTable::actuatorMaximum(std::size_t actuator) const
+CSignalTable::SActuatorLimits CSignalTable::actuatorLimits(std::size_t actuator) const
 {
     const std::lock_guard lock(private_->stateMutex);
-    return private_->actuators.at(actuator).maximum;
+    return private_->actuators.at(actuator).limits;
 }
 
-std::uint32_t CSignalTable::actuatorLines(std::size_t actuator) const
+double CSignalTable::actuatorSafeValue(std::size_t actuator) const
 {
-    return private_->actuators.at(actuator).lines;
+    const std::lock_guard lock(private_->stateMutex);
+    return private_->actuators.at(actuator).safeValue;
 }
 
-std::uint64_t CSignalTable::timesTakenToZero() const
+std::uint64_t CSignalTable::timesTakenToSafeValues() const
 {
-    return private_->timesTakenToZero;
+    return private_->timesTakenToSafeValues;
 }
 
 double CSignalTable::actuatorCommand(const std::string& actuator) const
@@ -186,8 +206,9 @@ std::size_t CSignalTable::addSensor(const std::string& name)
 std::size_t CSignalTable::addActuator(const std::string& name, double minimum, double maximum)
 {
     private_->actuatorNames.push_back(name);
-    private_->actuators.push_back({minimum, maximum, 0});
-    private_->commands.push_back(0.0);
+    const double safeValue = std::clamp(0.0, minimum, maximum);
+    private_->actuators.push_back({{minimum, maximum, 0}, safeValue, false});
+    private_->commands.push_back(safeValue);
     return private_->actuators.size() - 1;
 }
 
@@ -195,7 +216,7 @@ std::size_t CSignalTable::addPort(const std::string& name, unsigned lineCount)
 {
     const std::uint32_t lines = std::numeric_limits<std::uint32_t>::max() >> (32U - lineCount);
     const std::size_t index = addActuator(name, 0.0, static_cast<double>(lines));
-    private_->actuators[index].lines = lines;
+    private_->actuators[index].limits.lines = lines;
     return index;
 }
 
@@ -203,8 +224,9 @@ void CSignalTable::setActuatorRange(std::size_t actuator, double minimum, double
 {
     const std::lock_guard lock(private_->stateMutex);
     SActuator& changed = private_->actuators.at(actuator);
-    changed.minimum = minimum;
-    changed.maximum = maximum;
+    changed.limits.minimum = minimum;
+    changed.limits.maximum = maximum;
+    changed.safeValue = std::clamp(changed.safeValue, minimum, maximum);
     private_->commands[actuator] = std::clamp(private_->commands[actuator], minimum, maximum);
     ++private_->commandChanges;
 }
@@ -259,7 +281,7 @@ void CSignalTable::setOffline(bool offline)
     // last of all: it is read without the lock
     if (offline) {
         private_->wentOffline = true;
-        takeToZero();
+        takeAllToSafeValues();
     }
     private_->offline = offline;
 }
@@ -304,19 +326,44 @@ void CSignalTable::reportOffline()
     }
 }
 
-void CSignalTable::takeActuatorsToZero()
+void CSignalTable::takeActuatorsToSafeValues()
 {
     const std::lock_guard lock(private_->stateMutex);
-    takeToZero();
+    takeAllToSafeValues();
 }
 
-void CSignalTable::takeToZero()
+void CSignalTable::takeAllToSafeValues()
 {
-    ++private_->timesTakenToZero;
+    ++private_->timesTakenToSafeValues;
+    for (std::size_t i = 0; i < private_->actuators.size(); ++i) {
+        takeToSafeValue(i);
+    }
+}
+
+void CSignalTable::takeToSafeValue(std::size_t actuator)
+{
+    SActuator& taken = private_->actuators[actuator];
+    taken.written = false;
+    private_->commands[actuator] = taken.safeValue;
     ++private_->commandChanges;
-    for (std::size_t i = 0; i < private_->commands.size(); ++i) {
-        private_->commands[i] = 0.0;
-        actuatorWritten(i, 0.0);
+    actuatorWritten(actuator, taken.safeValue);
+}
+
+void CSignalTable::setSafeValue(std::size_t actuator, const IIoChannelInterface& channel, double value)
+{
+    const SActuatorLimits limits = actuatorLimits(actuator);
+    if (!(limits.minimum <= value && value <= limits.maximum)) {
+        RVL_THROW(CConfigurationException, "Channel " + channel.getName() + ": the safe value " +
+                                               realText(value) + " is outside the range of actuator " +
+                                               actuators()[actuator] + " of device " + private_->deviceName +
+                                               "; expected one from " + realText(limits.minimum) + " to " +
+                                               realText(limits.maximum));
+    }
+    const std::lock_guard lock(private_->stateMutex);
+    SActuator& changed = private_->actuators[actuator];
+    changed.safeValue = value;
+    if (!changed.written && private_->commands[actuator] != value) {
+        takeToSafeValue(actuator);
     }
 }
 

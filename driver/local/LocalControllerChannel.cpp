@@ -160,6 +160,11 @@ void CLocalControllerChannel::stop()
     private_->processor.stopControlLoops();
 }
 
+void CLocalControllerChannel::beginStop()
+{
+    private_->processor.beginStop();
+}
+
 bool CLocalControllerChannel::isActive() const
 {
     return private_->processor.processorActive();

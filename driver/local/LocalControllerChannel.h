@@ -67,6 +67,9 @@ public:
     /// longest sample time without a timeline after the steps under way. Nothing happens if it is not
     /// running.
     void stop();
+    /// Has the loops begin no further step, and waits for nothing. The channel counts as running until
+    /// stop(), which must follow.
+    void beginStop();
     /// Whether the processor runs.
     bool isActive() const;
     /// How often the processor was started. The steps before and after a start belong to different runs.

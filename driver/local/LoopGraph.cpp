@@ -107,6 +107,11 @@ std::unique_ptr<ILoopSupervision> CLoopGraph::supervise(const IInputCheck& check
     return std::make_unique<CLoopSupervisor>(loops_, check, reaction);
 }
 
+void CLoopGraph::beginStop()
+{
+    channel_.beginStop();
+}
+
 } // namespace Rvl
 
 const Rvl::SLoops* rivlinkLoops()

@@ -30,6 +30,7 @@ public:
     /// Never null.
     std::unique_ptr<ILoopSupervision> supervise(const IInputCheck& check,
                                                 const SBadInputReaction& reaction) override;
+    void beginStop() override;
 
 private:
     CLocalControllerChannel& channel_;

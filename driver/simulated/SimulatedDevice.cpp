@@ -255,7 +255,7 @@ void CSimulatedDevice::update(double elapsed_s)
 
 void CSimulatedDevice::stopped()
 {
-    // every actuator was taken to 0; there is no worker any more to carry that out
+    // every actuator was taken to its safe value; there is no worker any more to carry that out
     withUpdateLock([this] { takeActuators(); });
 }
 

@@ -29,8 +29,8 @@ namespace Rvl {
 /// - ActuatorDead, of an actuator: accepts values without an error, but gives 0.
 /// - DeviceAway, of no signal: the device does not respond. No sensor publishes, every output access throws
 ///   CDeviceAccessException, every bound channel is marked as faulty, and the device's own watchdog has taken
-///   every actuator to 0. When the device is back, the marks go and the last value requested of each output
-///   is sent again.
+///   every actuator to its safe value. When the device is back, the marks go and the last value requested of
+///   each output is sent again.
 ///
 /// Of several faults of one sensor silent comes first, then NaN, then stuck.
 class CSimulatedDevice : public CSignalDevice, public IFaultSimulation

@@ -11,7 +11,7 @@ CSimulatedFaultSwitch::CSimulatedFaultSwitch(const std::string& name) : CDigital
 
 void CSimulatedFaultSwitch::setProperties(const boost::property_tree::ptree& tree)
 {
-    CDigitalOutChannel::setProperties(tree);
+    IIoChannelInterface::setProperties(tree); // no actuator: it has no safe value
     deviceName_ = tree.get<std::string>("Device");
     kind_ = CSimulatedDevice::faultOfName(tree.get<std::string>("Kind"));
     signal_ = tree.get<std::string>("Signal", std::string());

@@ -25,6 +25,13 @@ std::string withArticle(const std::string& noun)
     return (std::string("aeiou").find(noun.front()) == std::string::npos ? "a " : "an ") + noun;
 }
 
+/// The number that the valid text of a safe value is.
+double safeValueOf(const SKeyDescription& key, const std::string& text)
+{
+    return key.type == SKeyDescription::Hexadecimal ? parseHexadecimal(text).value_or(0)
+                                                    : parseReal(text).value_or(0.0);
+}
+
 /// The attribute that gives editors the schema of the file.
 bool isForEditors(const pugi::xml_node& node, const std::string& attribute)
 {
@@ -247,6 +254,13 @@ void CConfigurationCheck::checkPlain(const SKeyDescription& key, const std::stri
     const std::string contradiction = hardlyMeant ? *hardlyMeant : checkRelations(key, text, node, typeNode);
     if (!contradiction.empty()) {
         add(contradiction, key.lenient ? SFault::Warning : SFault::Fault);
+    } else if (key.role == "safeValue") {
+        const CSignalCheck::SActuatorRange range = signals_.actuatorRange(typeNode);
+        if (!range.contains(safeValueOf(key, text))) {
+            add("\"" + text + "\" is outside the range of actuator \"" + range.actuator + "\"; expected " +
+                    range.expected(),
+                SFault::Fault);
+        }
     } else if (key.signal) {
         const std::string unsuitable = signals_.check(*key.signal, text, node, typeNode);
         if (!unsuitable.empty()) {
@@ -388,6 +402,13 @@ std::string CConfigurationCheck::whatIsMissing(const SKeyDescription& key, const
     if (isRequired(key, typeNode)) {
         return key.requiredUnless.empty() ? expectation(key)
                                           : expectation(key) + ", or " + key.requiredUnless + " to be true";
+    }
+    if (key.role == "safeValue" && key.defaultText) {
+        const CSignalCheck::SActuatorRange range = signals_.actuatorRange(typeNode);
+        return range.contains(safeValueOf(key, *key.defaultText))
+                   ? std::string()
+                   : range.expected() + ", as the default, " + *key.defaultText +
+                         ", is outside the range of actuator \"" + range.actuator + "\"";
     }
     return key.signal ? signals_.expectedWhereMissing(*key.signal, node, typeNode) : std::string();
 }

@@ -1,11 +1,14 @@
 #include "host/configuration/SignalCheck.h"
 
+#include "common/Numbers.h"
+#include "host/base/NumberText.h"
 #include "host/base/Suggestion.h"
 #include "host/configuration/Configuration.h"
 #include "host/configuration/ConfigurationFrame.h"
 
 #include <algorithm>
-#include <optional>
+#include <cstdint>
+#include <utility>
 #include <vector>
 
 namespace Rvl {
@@ -78,6 +81,48 @@ std::string CSignalCheck::expectedWhereMissing(const SSignalReference& signal, c
     }
     const STypeDescription* const type = deviceType(deviceName(signal, object));
     return type ? expectedChoices({}, type->signalsOfKinds(*kinds)) : "a text";
+}
+
+bool CSignalCheck::SActuatorRange::contains(double value) const
+{
+    return !(minimum && value < *minimum) && !(maximum && value > *maximum);
+}
+
+std::string CSignalCheck::SActuatorRange::expected() const
+{
+    if (minimum && maximum) {
+        return "one from " + exactText(*minimum) + " to " + exactText(*maximum);
+    }
+    return minimum ? exactText(*minimum) + " or more" : maximum ? exactText(*maximum) + " or less" : "any";
+}
+
+CSignalCheck::SActuatorRange CSignalCheck::actuatorRange(const pugi::xml_node& object) const
+{
+    SActuatorRange range{textAt(object, "Signal").value_or(""), {}, {}};
+    const SSignalDescription* const signal = signalOf(textAt(object, "Device").value_or(""), range.actuator);
+    if (!signal) {
+        return range;
+    }
+    if (signal->lines > 0 && signal->lines <= 32) {
+        range.minimum = 0.0;
+        range.maximum = static_cast<double>((std::uint64_t{1} << signal->lines) - 1);
+        return range;
+    }
+    const auto scale = [&](const char* path, double otherwise) {
+        const auto text = textAt(object, path);
+        return (text ? parseReal(*text) : std::nullopt).value_or(otherwise);
+    };
+    const double factor = scale("Scaling.<xmlattr>.Factor", 1.0);
+    const double offset = scale("Scaling.<xmlattr>.Offset", 0.0);
+    const auto scaled = [&](const std::optional<double>& limit) {
+        return limit ? std::optional(factor * *limit + offset) : limit;
+    };
+    range.minimum = scaled(signal->minimum);
+    range.maximum = scaled(signal->maximum);
+    if (factor < 0) {
+        std::swap(range.minimum, range.maximum);
+    }
+    return range;
 }
 
 const SSignalDescription* CSignalCheck::signalOf(const std::string& device, const std::string& signal) const

@@ -6,6 +6,7 @@
 #include <pugixml.hpp>
 
 #include <map>
+#include <optional>
 #include <string>
 #include <utility>
 
@@ -29,6 +30,21 @@ public:
     /// What is expected where no signal is named; empty if none has to be.
     std::string expectedWhereMissing(const SSignalReference& signal, const pugi::xml_node& node,
                                      const pugi::xml_node& object) const;
+
+    /// The values that an actuator takes, in the units of the channel that is bound to it.
+    struct SActuatorRange
+    {
+        std::string actuator;
+        std::optional<double> minimum;
+        std::optional<double> maximum;
+
+        bool contains(double value) const;
+        /// "one from 0 to 100".
+        std::string expected() const;
+    };
+    /// The range of the actuator or port that the channel at `object` is bound to by its keys "Device" and
+    /// "Signal"; without limits where it is not known.
+    SActuatorRange actuatorRange(const pugi::xml_node& object) const;
 
     /// The description of the signal of a device; null if device, type or signal are not known.
     const SSignalDescription* signalOf(const std::string& device, const std::string& signal) const;

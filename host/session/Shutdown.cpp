@@ -144,8 +144,17 @@ void CShutdown::disableControllers()
 
 void CShutdown::stopDrivers()
 {
-    const SStep step{"stopping what drives devices",
-                     [] { CEnvironment::getInstance()->aboutToDisconnect()(); }};
+    // what the signal stops it stops one after another, each up to the end of the step under way and of the
+    // thread: they end side by side if all have been begun before
+    const SStep step{"stopping what drives devices", [&rig = rig_, failures = failures_] {
+                         for (const CController* const controller : rig.controllers) {
+                             if (ILoopGraph* const loops = controller->loops()) {
+                                 failures->attempt("stopping " + controller->name(),
+                                                   [loops] { loops->beginStop(); });
+                             }
+                         }
+                         CEnvironment::getInstance()->aboutToDisconnect()();
+                     }};
     if (!calls_.isGivenUp()) {
         carryOut({step}, stopLimits_);
         return;

@@ -38,10 +38,11 @@ struct SShutdownReport
     bool hung = false;
 };
 
-/// Takes a rig down, in this order: disables every controller, emits aboutToDisconnect, destroys the
-/// controllers, disconnects the devices, destroys the other channels and the devices, disconnects and shuts
-/// down the buses. One failure does not keep the rest from being done. A step that does not end within the
-/// limits is given up and what comes after it is done all the same, but then nothing is destroyed.
+/// Takes a rig down, in this order: disables every controller, has all loops begin to stop, emits
+/// aboutToDisconnect, destroys the controllers, disconnects the devices, destroys the other channels and the
+/// devices, disconnects and shuts down the buses. One failure does not keep the rest from being done. A step
+/// that does not end within the limits is given up and what comes after it is done all the same, but then
+/// nothing is destroyed.
 ///
 /// A rig that was never started is only destroyed.
 class CShutdown

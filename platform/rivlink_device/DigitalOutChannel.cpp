@@ -1,7 +1,11 @@
 #include "platform/rivlink_device/DigitalOutChannel.h"
 
+#include "common/LoggedThrow.h"
 #include "platform/kor/Mutex.h"
+#include "platform/rivlink_common/ConfigurationException.h"
 #include "platform/rivlink_common/DeviceAccessException.h"
+
+#include <boost/property_tree/ptree.hpp>
 
 #include <algorithm>
 #include <limits>
@@ -20,6 +24,7 @@ struct CDigitalOutChannel::Private
     bool on = false;
     bool pwmMode = false;
     unsigned dutyCycle = 0;
+    unsigned safeDutyCycle = 0;
 };
 
 namespace {
@@ -43,6 +48,21 @@ CDigitalOutChannel::CDigitalOutChannel(const std::string& name)
 {}
 
 CDigitalOutChannel::~CDigitalOutChannel() = default;
+
+void CDigitalOutChannel::setProperties(const boost::property_tree::ptree& tree)
+{
+    const char* const path = "<xmlattr>.SafeValue";
+    const int safe = tree.get_child_optional(path) ? tree.get<int>(path) : 0;
+    if (safe < 0 || safe > static_cast<int>(MaximumDutyCycle)) {
+        RVL_THROW(CConfigurationException,
+                  "SafeValue of channel " + getName() + " does not lie between 0 and 100 percent");
+    }
+    {
+        Kor::CGuard guard(private_->mutex);
+        private_->safeDutyCycle = static_cast<unsigned>(safe);
+    }
+    IIoChannelInterface::setProperties(tree);
+}
 
 void CDigitalOutChannel::writeOutput(bool on)
 {
@@ -92,6 +112,12 @@ void CDigitalOutChannel::restoreOutput()
     if (private_->requestedDutyCycle) {
         safeWritePWMDutyCycle(*private_->requestedDutyCycle);
     }
+}
+
+unsigned CDigitalOutChannel::safeDutyCycle() const
+{
+    Kor::CGuard guard(private_->mutex);
+    return private_->safeDutyCycle;
 }
 
 bool CDigitalOutChannel::isOn() const

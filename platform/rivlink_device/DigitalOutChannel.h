@@ -23,6 +23,10 @@ public:
     explicit CDigitalOutChannel(const std::string& name);
     ~CDigitalOutChannel() override;
 
+    /// Reads the optional "<xmlattr>.SafeValue". Throws the property tree's bad-data error for what is no
+    /// whole number, CConfigurationException for one outside 0 to MaximumDutyCycle.
+    void setProperties(const boost::property_tree::ptree& tree) override;
+
     /// Switches the output on or off. If the device fails or is offline, the channel becomes faulty,
     /// until the next write that succeeds; no exception is thrown.
     virtual void writeOutput(bool on);
@@ -36,6 +40,10 @@ public:
     /// Called by the device when it is online again: sends the mode and the state last written, if any, as
     /// their writer does not repeat them.
     void restoreOutput();
+
+    /// The share of the time, in percent, for which the output is on while it is not driven: 0, as without
+    /// setProperties(), is off and MaximumDutyCycle is on, in either mode.
+    unsigned safeDutyCycle() const;
 
     /// The state last sent to the device: on or off, mode and duty cycle in percent.
     bool isOn() const;

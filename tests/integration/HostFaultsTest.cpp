@@ -369,6 +369,49 @@ TEST(HostFaults, FailedWriteOfAnActuatorIsReportedAndRepeatedOnceItCanBe)
     EXPECT_GT(rowsOf(rows, "Watch").back().actualValue, 25.0) << "and yet the far heater has it now";
 }
 
+TEST(HostFaults, ActuatorHasItsSafeValueUntilItIsDrivenAndAtTheEnd)
+{
+    const std::string output = "<Channel Name=\"Sound output\" Type=\"Rvl::CFakeOutput\" Device=\"Bench\"/>";
+    const std::string device = "<Device Name=\"Loop\" Type=\"Rvl::CFakeCurrentLoop\"/></Devices>";
+    const std::string plugin = "<Plugin Name=\"rivlink_current\" Path=\"" +
+                               replaced(RIVLINK_FAKE_PLUGIN, "rivlink_fake", "rivlink_current") +
+                               "\"/></Plugins>";
+    const std::string current = "<Channel Name=\"Sound output\" Type=\"Rvl::CFakeCurrentOutput\" SAFE>"
+                                "<Device>Loop</Device><Signal>Current</Signal>RANGE</Channel>";
+    const auto configuration = [&](const std::string& safeValue, const std::string& range) {
+        const std::string channel = replaced(replaced(current, "SAFE", safeValue), "RANGE", range);
+        const std::string text =
+            replaced(replaced(journalledConfiguration(), output, channel), "</Devices>", device);
+        return replaced(text, "</Plugins>", plugin);
+    };
+    const std::string range = "<Range Minimum=\"4\" Maximum=\"20\"/>";
+    const CJournal journal(configuration("SafeValue=\"4.5\"", range));
+    const SProgramResult run =
+        runProgram(host, journal.arguments({"--for", "300ms"}), "", journal.environment());
+    EXPECT_EQ(0, run.exitCode) << run.err;
+    std::vector<std::string> lines = journal.lines();
+    std::erase_if(
+        lines, [](const std::string& line) { return line.find("current") != 0 && line != "connect Loop"; });
+    EXPECT_THAT(lines, testing::ElementsAre("current = 4.5", "connect Loop", "current = 20", "current = 7",
+                                            "current = 4.5"));
+
+    const CTemporaryFolder folder;
+    const auto check = [&](const std::string& safeValue, const std::string& limits) {
+        const std::string file = folder.write("c.xml", configuration(safeValue, limits));
+        const SProgramResult result = runProgram(host, {"check", "--log", "off", file});
+        EXPECT_EQ(78, result.exitCode);
+        return result.out;
+    };
+    EXPECT_THAT(check("SafeValue=\"3\"", ""),
+                HasSubstr("Channel[2][@SafeValue]: \"3\" is outside the range of actuator \"Current\"; "
+                          "expected one from 4 to 20\n"));
+    EXPECT_THAT(check("", ""),
+                HasSubstr("Channel[2][@SafeValue]: is missing; expected one from 4 to 20, as the "
+                          "default, 0, is outside the range of actuator \"Current\"\n"));
+    EXPECT_THAT(check("SafeValue=\"4.5\"", "<Range Minimum=\"5\" Maximum=\"20\"/>"),
+                HasSubstr("Range[@Minimum]: \"5\" is above SafeValue; expected at most 4.5\n"));
+}
+
 TEST(HostFaults, PlugInThatThrowsWhileBuildingStartsNothing)
 {
     for (const auto& [device, fault] :

@@ -41,7 +41,7 @@ std::string wrongSignals(const nlohmann::json& descriptions, const std::string& 
     const std::vector<std::string> actuators = device.actuators();
     std::vector<std::string> ports;
     for (std::size_t i = 0; i < actuators.size(); ++i) {
-        if (device.actuatorLines(i) > 0) {
+        if (device.actuatorLimits(i).lines > 0) {
             ports.push_back(actuators[i]);
         }
     }

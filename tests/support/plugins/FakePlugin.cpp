@@ -537,6 +537,7 @@ public:
     {
         return nullptr;
     }
+    void beginStop() override { journal("controller " + name_ + " begins to stop"); }
 
 private:
     const CFakeController& controller_;

@@ -133,6 +133,26 @@ TEST_F(SystemTimelineTest, StopCarriesOutWhatWasPostedAndDropsWhatIsDelayed)
     EXPECT_EQ(1, done) << "nothing is carried out any more";
 }
 
+TEST_F(SystemTimelineTest, BeginOfAStopWaitsForNoTaskAndNoFurtherOneIsBegun)
+{
+    std::promise<void> begun;
+    std::promise<void> mayEnd;
+    std::atomic<int> done{0};
+    worker->after(0ms, [&] {
+        begun.set_value();
+        mayEnd.get_future().wait();
+        worker->beginStop(); // also from its own task
+        ++done;
+    });
+    worker->after(0ms, [&] { done += 100; });
+    begun.get_future().wait();
+    worker->beginStop();
+    worker->post([&] { done += 100; });
+    mayEnd.set_value();
+    worker->stopAndJoin();
+    EXPECT_EQ(1, done);
+}
+
 TEST_F(SystemTimelineTest, StopFromItsOwnTaskThrows)
 {
     std::promise<std::string> message;

@@ -104,6 +104,21 @@ TEST_F(VirtualTimelineTest, StopCarriesOutWhatWasPostedAndDropsWhatIsDelayed)
     EXPECT_THAT(done, ElementsAre("posted at 0", "of another worker at 0"));
 }
 
+TEST_F(VirtualTimelineTest, BeginOfAStopDropsWhatIsDelayedAndLeavesWhatWasPosted)
+{
+    first->after(0ms, [&] { note("delayed"); });
+    first->post([&] { note("posted"); });
+    first->post([&] { note("posted next"); });
+    first->beginStop();
+    first->beginStop();
+    EXPECT_THAT(done, testing::IsEmpty());
+    first->post([&] { note("too late"); });
+    timeline.runFor(1ms);
+    EXPECT_THAT(done, ElementsAre("posted at 0", "posted next at 0"));
+    first->stopAndJoin();
+    EXPECT_EQ(2U, done.size());
+}
+
 TEST_F(VirtualTimelineTest, StopFromItsOwnTaskThrows)
 {
     first->post([&] { first->stopAndJoin(); });

@@ -300,6 +300,15 @@ void CTimedLoopProcessor::runControlLoops()
     }
 }
 
+void CTimedLoopProcessor::beginStop()
+{
+    const CMutexLock lock(d_->mutex);
+    d_->cancelAll();
+    if (d_->timelineWorker) {
+        d_->timelineWorker->beginStop();
+    }
+}
+
 void CTimedLoopProcessor::stopControlLoops()
 {
     CMutexLock lock(d_->mutex);

@@ -83,6 +83,9 @@ public:
     /// boost::thread_interrupted; the loops end with their next expiry all the same, and stopControlLoops()
     /// on another thread, or once more, then finishes the stop.
     void stopControlLoops() override;
+    /// The part of stopControlLoops() that waits for nothing: no further step begins. The processor is active
+    /// until stopControlLoops(), which must follow.
+    void beginStop();
     bool processorActive() override;
     /// How often the processor was started. A step belongs to the run whose number it finds.
     std::uint64_t runs() const;

@@ -50,12 +50,38 @@ const SDeviceFamily portDevices{
     "a port device", "port devices",
     [](IDeviceInterface* device) -> CSignalDevice* { return dynamic_cast<CPortDevice*>(device); }};
 
+/// A device with an actuator of 4 to 20, as a current loop has.
+class CCurrentDevice final : public CSignalDevice
+{
+public:
+    explicit CCurrentDevice(const std::string& name) : CSignalDevice(name, 1)
+    {
+        addActuator("Current", 4.0, 20.0);
+    }
+    ~CCurrentDevice() override { disconnect(); }
+    using CSignalDevice::setOffline;
+    void updateOnce()
+    {
+        withUpdateLock([this] { update(0.0); });
+    }
+
+protected:
+    void update(double) override { reportOffline(); }
+};
+
+const SDeviceFamily currentDevices{
+    "a current device", "current devices",
+    [](IDeviceInterface* device) -> CSignalDevice* { return dynamic_cast<CCurrentDevice*>(device); }};
+
 template <class Channel>
 std::unique_ptr<Channel> bound(const std::string& name, const std::string& device, const std::string& signal,
-                               const SDeviceFamily& family = testDevices)
+                               const SDeviceFamily& family = testDevices, const std::string& safeValue = "")
 {
     auto channel = std::make_unique<Channel>(name, family);
     boost::property_tree::ptree node;
+    if (!safeValue.empty()) {
+        node.put("<xmlattr>.SafeValue", safeValue);
+    }
     node.put("Device", device);
     node.put("Signal", signal);
     channel->setProperties(node);
@@ -298,14 +324,17 @@ TEST(SignalChannels, PumpGeneratesASignedFlowUpToItsMaximum)
     EXPECT_EQ("", channel->fault());
 }
 
-TEST(SignalChannels, PumpKeepsItsFlowForWhatIsNotANumber)
+TEST(SignalChannels, PumpTakesItsSafeValueForWhatIsNotANumber)
 {
     CTestDevice device("Rig");
     const auto pump = bound<CSignalPumpChannel>("Feed", "Rig", "Pump");
     pump->generateFlow(3.5);
     pump->generateFlow(std::nan(""));
-    EXPECT_EQ(3.5, device.actuatorCommand("Pump"));
-    EXPECT_EQ("Device Rig refuses a value that is not a number", pump->fault());
+    EXPECT_EQ(0.0, device.actuatorCommand("Pump"));
+    EXPECT_EQ("Device Rig refuses a value that is not a number; the safe value was taken instead",
+              pump->fault());
+    pump->generateFlow(2.0);
+    EXPECT_EQ("", pump->fault());
 }
 
 TEST(SignalChannels, ReturnRestoresThePumpsFlow)
@@ -377,4 +406,149 @@ TEST(SignalChannels, ChannelsMayGoWhileTheirDeviceRuns)
     device.setOffline(false);
     device.writeActuator(0, 7.0);
     EXPECT_EQ(7.0, device.actuatorCommand("Valve")) << "the actuator outlives its channels";
+}
+
+TEST(SignalChannels, ActuatorHasItsChannelsSafeValueWheneverItIsNotDriven)
+{
+    CCurrentDevice device("Rig");
+    EXPECT_EQ(4.0, device.actuatorCommand("Current")) << "without a channel the end nearest to 0";
+    const auto current = bound<CSignalAnalogOutChannel>("Current", "Rig", "Current", currentDevices, "5");
+    EXPECT_EQ(5.0, device.actuatorCommand("Current")) << "before anything is written";
+    device.connect();
+    EXPECT_EQ(5.0, device.actuatorCommand("Current")) << "connected and not yet written";
+    current->safeWriteOutput(12.0);
+    EXPECT_EQ(12.0, device.actuatorCommand("Current"));
+    current->safeWriteOutput(std::nan(""));
+    EXPECT_EQ(5.0, device.actuatorCommand("Current")) << "in the place of what is not a number";
+    current->safeWriteOutput(14.0);
+    device.setOffline(true);
+    EXPECT_EQ(5.0, device.actuatorCommand("Current")) << "lost";
+    device.setOffline(false);
+    EXPECT_EQ(5.0, device.actuatorCommand("Current")) << "back, and not written again yet";
+    device.updateOnce();
+    EXPECT_EQ(14.0, device.actuatorCommand("Current"));
+    device.disconnect();
+    EXPECT_EQ(5.0, device.actuatorCommand("Current")) << "at the end";
+}
+
+TEST(SignalChannels, SafeValueIsOnTheChannelsScale)
+{
+    CCurrentDevice device("Rig");
+    CSignalAnalogOutChannel valve("Valve", currentDevices);
+    boost::property_tree::ptree node;
+    node.put("Device", "Rig");
+    node.put("Signal", "Current");
+    node.put("<xmlattr>.SafeValue", "25");
+    valve.setProperties(node);
+    valve.setScaling(new CLinearScaling(6.25, -25.0, "%")); // 4 to 20 are 0 to 100 %
+    valve.connectToDevice();
+    EXPECT_EQ(8.0, device.actuatorCommand("Current"));
+}
+
+TEST(SignalChannels, SafeValueOutsideTheActuatorsRangeIsRefused)
+{
+    const auto error = [](const std::string& safeValue) {
+        return messageOf<CConfigurationException>(
+            [&] { bound<CSignalAnalogOutChannel>("Current", "Rig", "Current", currentDevices, safeValue); });
+    };
+    CCurrentDevice device("Rig");
+    EXPECT_EQ(
+        "Channel Current: the safe value 0 is outside the range of actuator Current of device Rig; expected "
+        "one from 4 to 20",
+        error(""))
+        << "the default";
+    EXPECT_EQ("Channel Current: the safe value 20.5 is outside the range of actuator Current of device Rig; "
+              "expected one from 4 to 20",
+              error("20.5"));
+    EXPECT_EQ(4.0, device.actuatorCommand("Current"));
+    EXPECT_EQ("nothing was thrown", error("20")) << "the refused channels do not hold the actuator";
+}
+
+TEST(SignalChannels, BindingLeavesWhatWasWritten)
+{
+    CCurrentDevice device("Rig");
+    device.writeActuator(0, 12.0);
+    const auto current = bound<CSignalAnalogOutChannel>("Current", "Rig", "Current", currentDevices, "5");
+    EXPECT_EQ(12.0, device.actuatorCommand("Current"));
+}
+
+TEST(SignalChannels, DigitalOutputHasItsSafeDutyCycleUntilItsStateIsWritten)
+{
+    CTestDevice device("Rig");
+    const auto valve = bound<CSignalDigitalOutChannel>("Valve", "Rig", "Valve", testDevices, "40");
+    EXPECT_EQ(40.0, device.actuatorCommand("Valve"));
+    device.connect();
+    valve->setPWMMode(true);
+    EXPECT_EQ(40.0, device.actuatorCommand("Valve")) << "a mode is no state";
+    valve->safeWritePWMDutyCycle(70);
+    EXPECT_EQ(70.0, device.actuatorCommand("Valve"));
+    valve->setPWMMode(false);
+    EXPECT_EQ(40.0, device.actuatorCommand("Valve")) << "on or off was never written";
+    valve->writeOutput(false);
+    EXPECT_EQ(0.0, device.actuatorCommand("Valve"));
+    valve->writeOutput(true);
+    EXPECT_EQ(100.0, device.actuatorCommand("Valve"));
+    device.disconnect();
+    EXPECT_EQ(40.0, device.actuatorCommand("Valve"));
+    device.connect();
+    valve->setPWMMode(false);
+    EXPECT_EQ(40.0, device.actuatorCommand("Valve")) << "the state from before the loss does not come back";
+}
+
+TEST(SignalChannels, DigitalOutputsSafeValueIsAPercentage)
+{
+    CTestDevice device("Rig");
+    const auto error = [](const std::string& safeValue) {
+        return messageOf<CConfigurationException>(
+            [&] { bound<CSignalDigitalOutChannel>("Valve", "Rig", "Valve", testDevices, safeValue); });
+    };
+    EXPECT_EQ("SafeValue of channel Valve does not lie between 0 and 100 percent", error("101"));
+    EXPECT_EQ("SafeValue of channel Valve does not lie between 0 and 100 percent", error("-1"));
+    EXPECT_THROW(bound<CSignalDigitalOutChannel>("Valve", "Rig", "Valve", testDevices, "on"),
+                 boost::property_tree::ptree_bad_data);
+}
+
+TEST(SignalChannels, PortHasItsSafeLinesUntilTheyAreWritten)
+{
+    CPortDevice device("Rig");
+    const auto port = bound<CSignalDigitalPortChannel>("Port", "Rig", "Lines", portDevices, "0x5");
+    EXPECT_EQ(5.0, device.actuatorCommand("Lines"));
+    device.connect();
+    port->writeMasked(2, 2);
+    EXPECT_EQ(7.0, device.actuatorCommand("Lines"));
+    port->writeMasked(5, 0);
+    EXPECT_EQ(2.0, device.actuatorCommand("Lines"));
+    device.disconnect();
+    EXPECT_EQ(5.0, device.actuatorCommand("Lines"));
+    device.connect();
+    port->writeMasked(2, 0);
+    EXPECT_EQ(5.0, device.actuatorCommand("Lines"));
+}
+
+TEST(SignalChannels, PortsSafeValueIsAPatternOfItsLines)
+{
+    CPortDevice device("Rig");
+    const auto error = [](const std::string& safeValue) {
+        return messageOf<CConfigurationException>(
+            [&] { bound<CSignalDigitalPortChannel>("Port", "Rig", "Lines", portDevices, safeValue); });
+    };
+    EXPECT_EQ("Channel Port: the safe value \"up\" is no hexadecimal number", error("up"));
+    EXPECT_EQ(
+        "Channel Port: the safe value 8 is outside the range of actuator Lines of device Rig; expected one "
+        "from 0 to 7",
+        error("8"));
+}
+
+TEST(SignalChannels, PumpHasItsSafeFlowWheneverItIsNotDriven)
+{
+    CTestDevice device("Rig");
+    const auto pump = bound<CSignalPumpChannel>("Feed", "Rig", "Pump", testDevices, "-0.5");
+    EXPECT_EQ(-0.5, device.actuatorCommand("Pump"));
+    device.connect();
+    pump->generateFlow(3.0);
+    pump->generateFlow(std::nan(""));
+    EXPECT_EQ(-0.5, device.actuatorCommand("Pump"));
+    pump->generateFlow(3.0);
+    device.disconnect();
+    EXPECT_EQ(-0.5, device.actuatorCommand("Pump"));
 }

@@ -39,7 +39,7 @@ TEST(SignalDevice, ReportsItsSignals)
     CTestDevice device("Rig");
     EXPECT_THAT(device.sensors(), ElementsAre("Level", "Flow"));
     EXPECT_THAT(device.actuators(), ElementsAre("Valve", "Pump"));
-    EXPECT_EQ(100.0, device.actuatorMaximum(0));
+    EXPECT_EQ(100.0, device.actuatorLimits(0).maximum);
     EXPECT_EQ(0.0, device.actuatorCommand("Pump")) << "never written";
     EXPECT_EQ("Device Rig has no actuator Level; its actuators are: Valve, Pump",
               messageOf<CConfigurationException>([&] { device.actuatorCommand("Level"); }));
@@ -85,7 +85,7 @@ TEST(SignalDevice, SecondConnectAndDisconnectDoNothing)
     EXPECT_THAT(device.notes(), ElementsAre("starting", "written 0 0", "written 1 0", "stopped"));
 }
 
-TEST(SignalDevice, DisconnectCarriesOutWhatWasLastWrittenThenTakesOutputsTo0)
+TEST(SignalDevice, DisconnectCarriesOutWhatWasLastWrittenThenTakesOutputsToTheirSafeValues)
 {
     for (int round = 1; round <= 20; ++round) { // whatever the thread is doing at the moment
         CTestDevice device("Rig");
@@ -109,7 +109,7 @@ TEST(SignalDevice, WhatIsWrittenBeforeConnectingIsCarriedOutOnceConnected)
     EXPECT_THAT(device.notes(), ElementsAre("written 0 30", "starting", "carried out 30"));
 }
 
-TEST(SignalDevice, CanBeConnectedAgainAndBeginsAt0)
+TEST(SignalDevice, CanBeConnectedAgainAndBeginsAtTheSafeValues)
 {
     CTestDevice device("Rig");
     device.connect();
@@ -128,12 +128,12 @@ TEST(SignalDevice, ActuatorsAreLimitedToTheirRange)
     EXPECT_EQ(5.0, device.actuatorCommand("Pump"));
     device.writeActuator(1, -std::numeric_limits<double>::infinity());
     EXPECT_EQ(-2.0, device.actuatorCommand("Pump"));
-    EXPECT_EQ("Device Rig refuses a value that is not a number",
+    EXPECT_EQ("Device Rig refuses a value that is not a number; the safe value was taken instead",
               messageOf<CDeviceAccessException>([&] { device.writeActuator(1, std::nan("")); }));
-    EXPECT_EQ(-2.0, device.actuatorCommand("Pump"));
+    EXPECT_EQ(0.0, device.actuatorCommand("Pump"));
 }
 
-TEST(SignalDevice, OfflineRefusesAccessAndTakesOutputsTo0AtOnce)
+TEST(SignalDevice, OfflineRefusesAccessAndTakesOutputsToTheirSafeValuesAtOnce)
 {
     CTestDevice device("Rig");
     device.writeActuator(0, 30.0);
@@ -209,7 +209,7 @@ TEST(SignalDevice, ChannelBoundWhileOfflineIsMarked)
     CSignalAnalogInChannel level("Level", testDevices);
     CSignalAnalogOutChannel valve("Valve", testDevices);
     device.bindSensor("Level", level);
-    device.bindActuator("Valve", valve, [] {});
+    device.bindActuator("Valve", valve, {[](const auto&) { return 0.0; }, [] {}});
     EXPECT_EQ("Device Rig is offline", level.fault());
     EXPECT_EQ("Device Rig is offline", valve.fault());
     device.unbind(level);

@@ -36,7 +36,22 @@ constexpr const char* descriptions = R"({"plugin": "p", "types": [
         {"path": "<xmlattr>.Low", "type": "real", "notAbove": "<xmlattr>.Safe"},
         {"path": "<xmlattr>.High", "type": "real", "notBelow": "<xmlattr>.Safe"},
         {"path": "<xmlattr>.Part", "type": "real", "default": 50,
-         "notAbove": {"key": "<xmlattr>.High", "times": 0.5}}]}
+         "notAbove": {"key": "<xmlattr>.High", "times": 0.5}}]},
+    {"name": "Rig", "kind": "device", "bases": ["device"], "signals": [
+        {"name": "Current", "kind": "actuator", "minimum": 4, "maximum": 20, "meaning": "m"},
+        {"name": "Lines", "kind": "port", "lines": 3, "meaning": "m"},
+        {"name": "Free", "kind": "actuator", "meaning": "m"}]},
+    {"name": "SafeOut", "kind": "channel", "keys": [
+        {"path": "Device", "type": "reference", "nameServer": "device", "required": true},
+        {"path": "Signal", "type": "text", "required": true, "signal": {"device": "Device", "kinds": ["actuator"]}},
+        {"path": "Scaling", "type": "section"},
+        {"path": "Scaling.<xmlattr>.Factor", "type": "real", "default": 1},
+        {"path": "Scaling.<xmlattr>.Offset", "type": "real", "default": 0},
+        {"path": "<xmlattr>.SafeValue", "type": "real", "default": 0, "role": "safeValue"}]},
+    {"name": "SafePort", "kind": "channel", "keys": [
+        {"path": "Device", "type": "reference", "nameServer": "device", "required": true},
+        {"path": "Signal", "type": "text", "required": true, "signal": {"device": "Device", "kinds": ["port"]}},
+        {"path": "<xmlattr>.SafeValue", "type": "hexadecimal", "default": "0", "role": "safeValue"}]}
 ]})";
 
 std::string checked(const std::string& devices, const std::string& channels, bool complete = true)
@@ -65,6 +80,18 @@ std::string out(const std::string& device, const std::string& signal, const std:
 {
     return "<Channel Name=\"O\" Type=\"Out\"" + attributes + "><Device>" + device + "</Device><Signal>" +
            signal + "</Signal></Channel>\n";
+}
+
+/// What is wrong with an output's safe value.
+std::string checkedSafeValue(const std::string& type, const std::string& signal,
+                             const std::string& attributes, const std::string& content = "")
+{
+    const std::string report =
+        checked("<Device Name=\"R\" Type=\"Rig\"/>", "<Channel Name=\"O\" Type=\"" + type + "\"" +
+                                                         attributes + "><Device>R</Device><Signal>" + signal +
+                                                         "</Signal>" + content + "</Channel>");
+    const std::string where = "c.xml:2: /Configuration/Channels/Channel[@SafeValue]: ";
+    return report.starts_with(where) ? report.substr(where.size()) : report;
 }
 
 /// What is wrong with a fault of the bench.
@@ -197,6 +224,34 @@ TEST(SignalCheckTest, OneNumberWithinTheRangeMayBeRefused)
     EXPECT_EQ("c.xml:2: /Configuration/Channels/Channel[@Factor]: \"0.0\" is refused; expected a real number "
               "other than 0\n",
               checked(bench, out("B", "Mode", " Factor=\"0.0\"")));
+}
+
+TEST(SignalCheckTest, SafeValueMustLieInTheActuatorsRange)
+{
+    EXPECT_EQ("", checkedSafeValue("SafeOut", "Current", " SafeValue=\"4\""));
+    EXPECT_EQ("\"3.9\" is outside the range of actuator \"Current\"; expected one from 4 to 20\n",
+              checkedSafeValue("SafeOut", "Current", " SafeValue=\"3.9\""));
+    EXPECT_EQ("is missing; expected one from 4 to 20, as the default, 0, is outside the range of actuator "
+              "\"Current\"\n",
+              checkedSafeValue("SafeOut", "Current", ""));
+    EXPECT_EQ("", checkedSafeValue("SafeOut", "Free", " SafeValue=\"-1e9\"")) << "its range is not known";
+}
+
+TEST(SignalCheckTest, SafeValueIsOnTheChannelsScale)
+{
+    const std::string falling = "<Scaling Factor=\"-6.25\" Offset=\"125\"/>"; // 4 to 20 are 100 to 0
+    EXPECT_EQ("", checkedSafeValue("SafeOut", "Current", "", falling)) << "0 is 20 unscaled";
+    EXPECT_EQ("", checkedSafeValue("SafeOut", "Current", " SafeValue=\"100\"", falling));
+    EXPECT_EQ("\"101\" is outside the range of actuator \"Current\"; expected one from 0 to 100\n",
+              checkedSafeValue("SafeOut", "Current", " SafeValue=\"101\"", falling));
+}
+
+TEST(SignalCheckTest, SafeValueOfAPortIsAPatternOfItsLines)
+{
+    EXPECT_EQ("", checkedSafeValue("SafePort", "Lines", ""));
+    EXPECT_EQ("", checkedSafeValue("SafePort", "Lines", " SafeValue=\"0x7\""));
+    EXPECT_EQ("\"0x10\" is outside the range of actuator \"Lines\"; expected one from 0 to 7\n",
+              checkedSafeValue("SafePort", "Lines", " SafeValue=\"0x10\""));
 }
 
 } // namespace Rvl::Test

@@ -64,7 +64,7 @@ TEST(PluginLoaderTest, BrokenPluginIsNamed)
               "plug-in \"rivlink_fke\" is not in the plug-in path; expected one of "
               "broken_loops_version, broken_no_library, broken_throwing, broken_throwing_a_number, "
               "broken_throwing_at_load, broken_without_entry, linked_plugin, linking_plugin, "
-              "rivlink_fake (did you mean \"rivlink_fake\"?)");
+              "rivlink_current, rivlink_fake (did you mean \"rivlink_fake\"?)");
     EXPECT_EQ(loadFailure("broken_throwing", true),
               "plug-in \"broken_throwing\" failed to register: the dongle is "
               "missing; expected a registration that does not throw");

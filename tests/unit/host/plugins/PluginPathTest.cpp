@@ -28,7 +28,7 @@ TEST(PluginPathTest, PluginsAreLibrariesWithADescription)
               (std::vector<std::string>{"broken_loops_version", "broken_no_library", "broken_throwing",
                                         "broken_throwing_a_number", "broken_throwing_at_load",
                                         "broken_without_entry", "linked_plugin", "linking_plugin",
-                                        "rivlink_fake"}));
+                                        "rivlink_current", "rivlink_fake"}));
 }
 
 TEST(PluginPathTest, EnvironmentComesAfterTheCommandLine)

@@ -52,6 +52,7 @@ public:
     SLoopParameters parameters{"p", false, {{"K", 10.0}, {"MinU", 0.0}, {"MaxU", 100.0}, {"Setpoint", 30.0}}};
     std::function<void()> onRead;
     std::function<void(bool)> onEnable;
+    std::function<void()> onBeginStop;
 };
 
 /// The loop of such a controller.
@@ -104,6 +105,12 @@ public:
     std::unique_ptr<ILoopSupervision> supervise(const IInputCheck&, const SBadInputReaction&) override
     {
         return nullptr;
+    }
+    void beginStop() override
+    {
+        if (controller_.onBeginStop) {
+            controller_.onBeginStop();
+        }
     }
 
 private:

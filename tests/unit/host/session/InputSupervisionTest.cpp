@@ -69,6 +69,7 @@ public:
         reaction = badInput;
         return refuses ? nullptr : std::make_unique<FakeSupervision>(*this);
     }
+    void beginStop() override {}
 };
 
 class InputSupervisionTest : public testing::Test

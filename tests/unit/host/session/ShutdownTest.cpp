@@ -1,9 +1,11 @@
 #include "host/session/Shutdown.h"
 
 #include "host/session/Session.h"
+#include "platform/rivlink_core/Environment.h"
 #include "tests/support/ProgramRun.h"
 #include "tests/unit/host/session/CountedController.h"
 
+#include <boost/signals2/connection.hpp>
 #include <gmock/gmock.h>
 
 #include <future>
@@ -68,6 +70,33 @@ TEST(ShutdownTest, OneFailureDoesNotKeepTheOthersFromBeingDisabled)
     EXPECT_TRUE(second);
     EXPECT_THAT(session.shutDown().failures, ElementsAre("disabling First: stuck"));
     EXPECT_FALSE(second);
+}
+
+TEST(ShutdownTest, AllLoopsBeginToStopBeforeAnyIsWaitedForAndAfterAllAreDisabled)
+{
+    SRig rig;
+    std::vector<std::string> done;
+    for (const std::string name : {"First", "Second", "Third"}) {
+        CCountedController& controller = addCounted(rig, name);
+        controller.onEnable = [&done, name](bool enable) {
+            if (!enable) {
+                done.push_back("disable " + name);
+            }
+        };
+        controller.onBeginStop = [&done, name] {
+            done.push_back("begin to stop " + name);
+            if (name == "Second") {
+                throw std::runtime_error("failed");
+            }
+        };
+    }
+    const boost::signals2::scoped_connection slot =
+        CEnvironment::getInstance()->aboutToDisconnect().connect([&] { done.push_back("stop"); });
+    CSession session(std::move(rig), withThreads(CDeadlineTasks::OwnThreads));
+    session.start();
+    EXPECT_THAT(session.shutDown().failures, ElementsAre("stopping Second: failed"));
+    EXPECT_THAT(done, ElementsAre("disable First", "disable Second", "disable Third", "begin to stop First",
+                                  "begin to stop Second", "begin to stop Third", "stop"));
 }
 
 TEST(ShutdownTest, CallThatHangsIsReportedAndNothingIsDestroyed)

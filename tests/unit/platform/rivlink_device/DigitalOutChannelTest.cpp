@@ -1,7 +1,9 @@
 #include "platform/rivlink_device/DigitalOutChannel.h"
 
+#include "platform/rivlink_common/ConfigurationException.h"
 #include "platform/rivlink_common/DeviceAccessException.h"
 
+#include <boost/property_tree/ptree.hpp>
 #include <gmock/gmock.h>
 
 #include <limits>
@@ -113,4 +115,23 @@ TEST(DigitalOutChannel, RestoreSendsTheLastValueWritten)
     out.driven.clear();
     out.restoreOutput();
     EXPECT_THAT(out.driven, ElementsAre("pwm on", "on", "35 %"));
+}
+
+TEST(DigitalOutChannel, ReadsItsSafeValue)
+{
+    CDigitalTestOut out;
+    boost::property_tree::ptree tree;
+    out.setProperties(tree);
+    EXPECT_EQ(0U, out.safeDutyCycle());
+    tree.put("<xmlattr>.SafeValue", "100");
+    out.setProperties(tree);
+    EXPECT_EQ(100U, out.safeDutyCycle());
+    for (const char* const outside : {"-1", "101"}) {
+        tree.put("<xmlattr>.SafeValue", outside);
+        EXPECT_THROW(out.setProperties(tree), CConfigurationException);
+    }
+    tree.put("<xmlattr>.SafeValue", "on");
+    EXPECT_THROW(out.setProperties(tree), boost::property_tree::ptree_bad_data);
+    EXPECT_EQ(100U, out.safeDutyCycle()) << "nothing is taken over from a bad node";
+    EXPECT_THAT(out.driven, ElementsAre());
 }

@@ -52,6 +52,43 @@ public:
     ~LoopsOn() override { setLoopTimeline(nullptr); }
 };
 
+/// The system's timeline, which counts the workers that begin to stop.
+class StopCountingTimeline : public CSystemTimeline
+{
+public:
+    std::unique_ptr<IWorker> makeWorker(const std::string& name) override
+    {
+        return std::make_unique<Worker>(CSystemTimeline::makeWorker(name), stopping);
+    }
+    std::atomic<int> stopping{0};
+
+private:
+    class Worker : public IWorker
+    {
+    public:
+        Worker(std::unique_ptr<IWorker> worker, std::atomic<int>& stopping)
+            : worker_(std::move(worker)), stopping_(stopping)
+        {}
+        void post(Task task) override { worker_->post(std::move(task)); }
+        Ticket after(std::chrono::nanoseconds duration, Task task) override
+        {
+            return worker_->after(duration, std::move(task));
+        }
+        void cancel(Ticket ticket) override { worker_->cancel(ticket); }
+        void stopAndJoin() override { worker_->stopAndJoin(); }
+        void beginStop() override
+        {
+            ++stopping_;
+            worker_->beginStop();
+        }
+        bool isCurrent() const override { return worker_->isCurrent(); }
+
+    private:
+        const std::unique_ptr<IWorker> worker_;
+        std::atomic<int>& stopping_;
+    };
+};
+
 class NoThreadTimeline : public CSystemTimeline
 {
 public:
@@ -184,6 +221,49 @@ TEST_F(TimedLoopProcessorOnSystemTimeline, StopWaitsForTheStepUnderWay)
     processor.stopControlLoops();
     EXPECT_TRUE(ended);
     EXPECT_EQ(1, steps) << "and for no other";
+}
+
+TEST_F(TimedLoopProcessorOnSystemTimeline, BeginOfAStopWaitsForNoStepAndNoFurtherOneIsBegun)
+{
+    std::promise<void> begun;
+    std::promise<void> mayEnd;
+    std::atomic<int> steps{0};
+    processor.addControlLoop(std::make_shared<NotingLoop>(1, [&] {
+        if (++steps == 1) {
+            begun.set_value();
+            mayEnd.get_future().wait();
+        }
+    }));
+    processor.beginStop(); // of one that does not run: nothing
+    processor.runControlLoops();
+    begun.get_future().wait();
+    processor.beginStop();
+    EXPECT_TRUE(processor.processorActive()) << "until it is stopped";
+    mayEnd.set_value();
+    std::this_thread::sleep_for(20ms); // in which it would calculate further steps
+    EXPECT_EQ(1, steps);
+    processor.stopControlLoops();
+    EXPECT_FALSE(processor.processorActive());
+    processor.runControlLoops();
+    while (steps < 3) {
+        std::this_thread::yield();
+    }
+}
+
+TEST(TimedLoopProcessorOnTimeline, BeginOfAStopEndsTheThreadsOfSeveralSideBySide)
+{
+    LoopsOn<StopCountingTimeline> timeline;
+    CTimedLoopProcessor first;
+    CTimedLoopProcessor second;
+    for (CTimedLoopProcessor* const processor : {&first, &second}) {
+        processor->addControlLoop(std::make_shared<NotingLoop>(600'000, [] {}));
+        processor->runControlLoops();
+    }
+    first.beginStop();
+    second.beginStop();
+    EXPECT_EQ(2, timeline.stopping) << "before either is waited for";
+    first.stopControlLoops();
+    second.stopControlLoops();
 }
 
 TEST_F(TimedLoopProcessorOnSystemTimeline, StepBelongsToTheRunInWhichItIsCalculated)
