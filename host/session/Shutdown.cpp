@@ -72,9 +72,10 @@ CShutdown::CShutdown(SRig& rig, CCallWatch& calls, const SShutdownLimits& limits
     : rig_(rig), calls_(calls), limits_(limits), stopLimits_(limits), threads_(threads),
       failures_(std::make_shared<CFailures>())
 {
-    // one step stops all of them, on a busy computer in up to a millisecond each; none waits for a sample
-    // time
-    stopLimits_.progress += std::chrono::milliseconds(rig_.controllers.size());
+    // One step stops all of them. Their threads end side by side, for which many of them get more time, but
+    // the step has an end whatever their number.
+    constexpr std::size_t most = 4000;
+    stopLimits_.progress += std::chrono::milliseconds(std::min(rig_.controllers.size(), most));
 }
 
 SShutdownReport CShutdown::disableAll()
