@@ -9,7 +9,7 @@ import re, subprocess, sys
 
 # the host's rooms, lowest first; those in one entry stand side by side
 rooms = [["base"], ["process"], ["types"], ["plugins", "configuration"], ["documents"], ["session"],
-         ["console", "record"], ["commands"]]
+         ["console", "record", "history"], ["commands"]]
 level = {f"host/{name}": index for index, names in enumerate(rooms) for name in names}
 below = {  # for everything else: the folders that it may include, besides itself
     "platform/kor": [],

@@ -2,6 +2,7 @@
 
 #include "host/base/Duration.h"
 #include "host/base/HostException.h"
+#include "host/base/Size.h"
 #include "host/base/Suggestion.h"
 #include "host/base/SystemText.h"
 #include "host/commands/RunCommand.h"
@@ -32,6 +33,10 @@ struct SArguments
     std::string duration;
     std::string record;
     std::string recordInterval = "100ms";
+    std::string history;
+    std::string historyInterval = "100ms";
+    std::string historyKeep = "30d";
+    std::string historySize = "2GB";
     bool force = false;
     bool quiet = false;
     bool realtime = false;
@@ -61,6 +66,39 @@ std::string checkInterval(const std::string& text)
     return interval && interval->count() > 0
                ? ""
                : "\"" + text + "\" is no interval; expected a duration of 1ms or more";
+}
+
+std::string checkSize(const std::string& text)
+{
+    const auto size = parseSize(text);
+    return size && *size >= 1'000'000
+               ? ""
+               : "\"" + text + "\" is no size of 1MB or more; expected one such as 500MB or 2GB";
+}
+
+void describeHistory(CLI::App& run, SArguments& arguments)
+{
+    CLI::Option* const history =
+        run.add_option("--history", arguments.history,
+                       "Keep every controller's values in this file (SQLite), behind those of earlier runs")
+            ->type_name("FILE")
+            ->check(CLI::Validator(checkFileName, "", "file name"));
+    run.add_option("--history-interval", arguments.historyInterval, "Time between two values of a controller")
+        ->type_name("DURATION")
+        ->check(CLI::Validator(checkInterval, "", "interval"))
+        ->needs(history)
+        ->capture_default_str();
+    run.add_option("--history-keep", arguments.historyKeep,
+                   "How long single values are kept; their means longer")
+        ->type_name("DURATION")
+        ->check(CLI::Validator(checkInterval, "", "interval"))
+        ->needs(history)
+        ->capture_default_str();
+    run.add_option("--history-size", arguments.historySize, "How large the file may become")
+        ->type_name("SIZE")
+        ->check(CLI::Validator(checkSize, "", "size"))
+        ->needs(history)
+        ->capture_default_str();
 }
 
 void describeCommandLine(CLI::App& app, SArguments& arguments)
@@ -104,6 +142,7 @@ void describeCommandLine(CLI::App& app, SArguments& arguments)
         ->needs(record)
         ->capture_default_str();
     run->add_flag("--force", arguments.force, "Replace a record that is already there")->needs(record);
+    describeHistory(*run, arguments);
     run->add_flag("--quiet", arguments.quiet, "No live output, only the summary at the end");
     CLI::Option* const realtime = run->add_flag(
         "--realtime", arguments.realtime,
@@ -232,6 +271,11 @@ int run(const SArguments& arguments, const CPluginPath& pluginPath,
     }
     options.recordInterval = *parseDuration(arguments.recordInterval);
     options.replaceRecord = arguments.force;
+    if (!arguments.history.empty()) {
+        options.history = pathOf(arguments.history);
+    }
+    options.historyInterval = *parseDuration(arguments.historyInterval);
+    options.historyRetention = {*parseDuration(arguments.historyKeep), *parseSize(arguments.historySize)};
     options.quiet = arguments.quiet;
     options.realtime = arguments.realtime;
     options.strict = arguments.strict;

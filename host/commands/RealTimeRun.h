@@ -51,6 +51,8 @@ private:
     bool hasEnded(std::chrono::milliseconds limit);
     /// Has the last rows of the record written; false if that hangs.
     bool recordEnd();
+    /// The same for the history, which has a thread of its own.
+    bool historyEnd();
 
     const SRunOptions& options_;
     CSession& session_;
@@ -66,7 +68,7 @@ private:
     std::future<void> workEnded_ = workEnd_.get_future();
     std::atomic<bool> isEnding_{false};
     bool hasEnded_ = false;
-    bool isRecordHung_ = false; ///< while its last rows are written
+    bool isRecordHung_ = false; ///< while its last rows, or those of the history, are written
 };
 
 } // namespace Rvl

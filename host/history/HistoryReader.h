@@ -43,8 +43,8 @@ struct SHistoryRow
     SHistoryValues setPoint;
     SHistoryValues actualValue;
     SHistoryValues controlValue;
-    bool enabled = false; ///< at any time of the row
-    bool manual = false;  ///< at any time of the row
+    bool enabled = false;         ///< at any time of the row
+    bool manual = false;          ///< at any time of the row
     EHealth health = EHealth::Ok; ///< the worst of the row, in the order of the enumeration
 };
 

@@ -10,6 +10,7 @@
 #include <cstddef>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 #include <thread>
 
@@ -17,8 +18,8 @@ namespace Rvl {
 
 /// Takes snapshots and commands for a history. On real time they are copied into a bounded queue, which a
 /// thread of its own empties every 500 ms: a disk that is slow, full or hangs holds up neither the observer
-/// nor a loop. While the queue is full, its oldest snapshots are dropped and counted. What cannot be written is
-/// tried again, after pauses of up to 10 s.
+/// nor a loop. While the queue is full, its oldest snapshots are dropped and counted. What cannot be written
+/// is tried again, after pauses of up to 10 s.
 class CHistorySink : public ISnapshotSink
 {
 public:
@@ -38,9 +39,9 @@ public:
         std::chrono::milliseconds flush{500};
     };
 
-    /// A write that hangs is a hung call of "the history". `report` is called, on any thread, with one text for
-    /// each change between writing and not being able to. Both must outlive the sink; with a thread of its
-    /// own also beyond the sink, if close() returns false.
+    /// A write that hangs is a hung call of "the history". `report` is called, on any thread, with one text
+    /// for each change between writing and not being able to. Both must outlive the sink; with a thread of
+    /// its own also beyond the sink, if close() returns false.
     CHistorySink(std::unique_ptr<IHistoryStore> store, const SSettings& settings, CCallWatch& calls,
                  std::function<void(const std::string&)> report);
     /// Closes, without a limit, if that has not been done.
@@ -53,9 +54,9 @@ public:
     /// To be handed to CCommands::addSink(). From any thread.
     void add(const SCommandRecord& command);
 
-    /// Writes what is queued, and that the run has ended at `moment`; nothing is taken afterwards. False if
-    /// that hangs for longer than the limit: the thread is left behind then.
-    bool close(std::chrono::system_clock::time_point moment, std::chrono::milliseconds limit);
+    /// Writes what is queued, and that the run has ended at `moment` if that is given; nothing is taken
+    /// afterwards. False if that hangs for longer than the limit: the thread is left behind then.
+    bool close(std::optional<std::chrono::system_clock::time_point> moment, std::chrono::milliseconds limit);
     /// Whether snapshots have been dropped, or could not be written until the end.
     bool hasLost() const;
 

@@ -1,5 +1,6 @@
 #include "host/record/Recorder.h"
 
+#include "host/base/CsvField.h"
 #include "host/base/HostException.h"
 #include "host/base/NumberText.h"
 #include "host/base/SystemText.h"
@@ -122,22 +123,6 @@ bool CRecorder::put(const std::string& text)
         std::filesystem::resize_file(file_, size_, ignored); // without a part of a row
     }
     return false;
-}
-
-std::string csvField(const std::string& text)
-{
-    const bool isFormula = !text.empty() && std::string("=+-@").find(text.front()) != std::string::npos;
-    if (text.find_first_of(",\"\r\n") == std::string::npos) {
-        return isFormula ? "'" + text : text;
-    }
-    std::string quoted = isFormula ? "\"'" : "\"";
-    for (const char c : text) {
-        quoted += c;
-        if (c == '"') {
-            quoted += '"';
-        }
-    }
-    return quoted + "\"";
 }
 
 } // namespace Rvl
