@@ -5,6 +5,7 @@
 #include "host/base/Size.h"
 #include "host/base/Suggestion.h"
 #include "host/base/SystemText.h"
+#include "host/commands/HistoryCommands.h"
 #include "host/commands/RunCommand.h"
 #include "host/configuration/EffectiveConfiguration.h"
 #include "host/documents/ConfigurationManual.h"
@@ -46,6 +47,9 @@ struct SArguments
     std::string typeName;
     bool json = false;
     bool strict = false;
+    SHistoryOptions historyOptions;
+    std::string historyFile;
+    std::string historyOutput;
 };
 
 std::string checkDuration(const std::string& text)
@@ -98,6 +102,56 @@ void describeHistory(CLI::App& run, SArguments& arguments)
         ->type_name("SIZE")
         ->check(CLI::Validator(checkSize, "", "size"))
         ->needs(history)
+        ->capture_default_str();
+}
+
+std::string checkHistoryTime(const std::string& text)
+{
+    return isHistoryTime(text)
+               ? ""
+               : "\"" + text +
+                     "\" is no time; expected one such as 2026-03-01T14:00:00Z, or -1h for an "
+                     "hour before the last value";
+}
+
+std::string checkBand(const std::string& text)
+{
+    return isHistoryBand(text) ? "" : "\"" + text + "\" is no band; expected one such as 2% or 0.5";
+}
+
+void describeHistoryCommands(CLI::App& app, SArguments& arguments)
+{
+    SHistoryOptions& options = arguments.historyOptions;
+    CLI::App* const exporting =
+        app.add_subcommand("export", "Write what a history has as CSV, with the columns of a record");
+    CLI::App* const reporting = app.add_subcommand(
+        "report", "Write a report of a history as one page of HTML: trends, statistics, commands, faults");
+    for (CLI::App* const command : {exporting, reporting}) {
+        command->add_option("FILE", arguments.historyFile, "The history that run --history FILE has written")
+            ->required();
+        command
+            ->add_option(
+                "--from", options.from,
+                "From when on, such as 2026-03-01T14:00:00Z, or -1h for an hour before the last value "
+                "[the first value]")
+            ->type_name("TIME")
+            ->check(CLI::Validator(checkHistoryTime, "", "time"));
+        command->add_option("--to", options.to, "Until when [the last value]")
+            ->type_name("TIME")
+            ->check(CLI::Validator(checkHistoryTime, "", "time"));
+        command->add_option("--channel", options.channels, "Only this controller; may be given several times")
+            ->type_name("NAME")
+            ->allow_extra_args(false);
+        command->add_option("--output", arguments.historyOutput, "The file to write [standard output]")
+            ->type_name("FILE")
+            ->check(CLI::Validator(checkFileName, "", "file name"));
+        command->add_flag("--force", options.replaceOutput, "Replace a file that is already there");
+    }
+    reporting
+        ->add_option("--band", options.band,
+                     "The band around the set point, in percent of it or in the controller's unit")
+        ->type_name("BAND")
+        ->check(CLI::Validator(checkBand, "", "band"))
         ->capture_default_str();
 }
 
@@ -163,6 +217,8 @@ void describeCommandLine(CLI::App& app, SArguments& arguments)
     }
     withConfiguration(
         app.add_subcommand("print", "Print the effective configuration, with every default written out"));
+
+    describeHistoryCommands(app, arguments);
 
     CLI::App* const types =
         app.add_subcommand("types", "Tell which types the plug-ins offer and which keys they read");
@@ -312,6 +368,15 @@ int runApplication(int argc, const char* const* argv, std::chrono::steady_clock:
             err << "the output could not be written" << std::endl;
             return static_cast<int>(ExitFailure);
         };
+        if (app.got_subcommand("export") || app.got_subcommand("report")) {
+            SHistoryOptions options = arguments.historyOptions;
+            options.history = pathOf(arguments.historyFile);
+            if (!arguments.historyOutput.empty()) {
+                options.output = pathOf(arguments.historyOutput);
+            }
+            return delivered(app.got_subcommand("export") ? exportHistoryFile(options, out, err)
+                                                          : reportHistoryFile(options, out, err));
+        }
         if (app.got_subcommand("check")) {
             return delivered(check(arguments, pluginPath, out));
         }

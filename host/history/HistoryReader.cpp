@@ -427,6 +427,36 @@ SHistoryTrend CHistoryReader::read(const std::string& channel, std::chrono::syst
     });
 }
 
+std::optional<std::chrono::system_clock::time_point>
+CHistoryReader::nextSample(std::chrono::system_clock::time_point time) const
+{
+    return private_->guarded([&] {
+        std::optional<std::chrono::system_clock::time_point> result;
+        SQLite::Transaction transaction(private_->database);
+        const auto consider = [&](SQLite::Statement& query) {
+            if (query.executeStep() && !query.getColumn(0).isNull()) {
+                const auto found = std::max(timeOf(query.getColumn(0).getInt64()), time);
+                result = std::min(result.value_or(found), found);
+            }
+            query.reset();
+        };
+        SQLite::Statement moments(private_->database, "SELECT min(time) FROM moment WHERE time > ?");
+        moments.bind(1, millisecondsOf(time));
+        consider(moments);
+        SQLite::Statement stretches(private_->database,
+                                    "SELECT min(begin) FROM stretch WHERE controller = ? AND begin > ? AND "
+                                    "end > ?");
+        SQLite::Statement controllers(private_->database, "SELECT id FROM controller");
+        while (controllers.executeStep()) {
+            stretches.bind(1, controllers.getColumn(0).getInt64());
+            stretches.bind(2, millisecondsOf(time) - longestStretch_ms);
+            stretches.bind(3, millisecondsOf(time));
+            consider(stretches);
+        }
+        return result;
+    });
+}
+
 void CHistoryReader::forEachSample(const std::string& channel, const SHistoryRange& range,
                                    const std::function<void(const SHistorySample&)>& take) const
 {

@@ -84,6 +84,10 @@ public:
     /// there is no such controller.
     SHistoryTrend read(const std::string& channel, std::chrono::system_clock::time_point from,
                        std::chrono::system_clock::time_point to, std::size_t points) const;
+    /// The time of the next single value of any controller after `time`, or one before that; nothing if
+    /// there is none.
+    std::optional<std::chrono::system_clock::time_point>
+    nextSample(std::chrono::system_clock::time_point time) const;
     /// Hands every single value that is kept to `take`, in the order of time.
     void forEachSample(const std::string& channel, const SHistoryRange& range,
                        const std::function<void(const SHistorySample&)>& take) const;
