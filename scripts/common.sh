@@ -8,7 +8,7 @@ packages=(
     g++ cmake ninja-build ccache
     libboost-dev libboost-thread-dev libboost-system-dev libboost-date-time-dev libboost-chrono-dev
     libboost-filesystem-dev
-    liblog4cplus-dev libpugixml-dev libcli11-dev nlohmann-json3-dev
+    liblog4cplus-dev libpugixml-dev libcli11-dev nlohmann-json3-dev libsqlitecpp-dev libsqlite3-dev
     libgtest-dev libgmock-dev libxml2-utils
     esbuild libjs-dygraphs
 )

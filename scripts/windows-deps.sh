@@ -8,13 +8,14 @@ set -euo pipefail
 source "$(dirname "${BASH_SOURCE[0]}")/common.sh"
 
 [ "${1:-}" = --where ] || install_missing "${packages[@]}" g++-mingw-w64-x86-64-posix wine64 libboost1.74-tools-dev \
-    dpkg-dev googletest
+    dpkg-dev googletest tcl
 
 cache=${XDG_CACHE_HOME:-$HOME/.cache}/rivlink_local
-sources=(boost1.74 log4cplus pugixml libxml2)
+sources=(boost1.74 log4cplus pugixml libxml2 sqlite3 sqlitecpp)
 # what the folder is made of and for: a change of any of it, or of this script, makes a new one
 versions=$(dpkg-query -W -f='${Package} ${Version}\n' \
     libboost1.74-dev liblog4cplus-dev libpugixml-dev libcli11-dev nlohmann-json3-dev libxml2-utils googletest \
+    libsqlite3-dev libsqlitecpp-dev \
     g++-mingw-w64-x86-64-posix gcc-mingw-w64-x86-64-posix-runtime mingw-w64-x86-64-dev wine64 2>/dev/null || true)
 key=$({ printf '%s\n' "$versions"; cat "${BASH_SOURCE[0]}" "$root/cmake/toolchain-windows.cmake"; } |
     sha256sum | cut -c1-16)
@@ -117,6 +118,19 @@ cmake_build() {
         cmake --build "$work/$name" -j"$(nproc)" && cmake --install "$work/$name"
 }
 
+# The one source that all of the library is joined to is made on this machine, and compiled for the other.
+build_sqlite() {
+    local source
+    source=$(source_of sqlite3)
+    mkdir -p "$work/sqlite" "$prefix/lib" "$prefix/include"
+    cd "$work/sqlite"
+    "$source/configure" --disable-tcl --disable-readline --disable-shared
+    make sqlite3.c
+    x86_64-w64-mingw32-gcc-posix -O2 -DSQLITE_ENABLE_COLUMN_METADATA -c sqlite3.c -o sqlite3.o
+    x86_64-w64-mingw32-ar rcs "$prefix/lib/libsqlite3.a" sqlite3.o
+    cp sqlite3.h "$prefix/include/"
+}
+
 # Headers and package files that hold for every system, taken from the packages installed here.
 copy_headers() {
     mkdir -p "$prefix/include" "$prefix/share/cmake"
@@ -138,6 +152,7 @@ keep_licences() {
     local package
     mkdir -p "$prefix/licences"
     for package in libboost1.74-dev liblog4cplus-dev libpugixml-dev libcli11-dev nlohmann-json3-dev \
+        libsqlite3-dev libsqlitecpp-dev \
         gcc-mingw-w64-x86-64-posix-runtime mingw-w64-x86-64-dev; do
         cp "/usr/share/doc/$package/copyright" "$prefix/licences/$package.txt"
     done
@@ -172,6 +187,10 @@ step "building log4cplus"
 logged cmake_build log4cplus "$(source_of log4cplus)" -DBUILD_SHARED_LIBS=ON -DUNICODE=OFF \
     -DLOG4CPLUS_ENABLE_DECORATED_LIBRARY_NAME=OFF -DLOG4CPLUS_BUILD_TESTING=OFF -DWITH_UNIT_TESTS=OFF \
     -DLOG4CPLUS_BUILD_LOGGINGSERVER=OFF -DLOG4CPLUS_ENABLE_THREAD_POOL=OFF
+step "building SQLite and SQLiteCpp"
+logged build_sqlite
+logged cmake_build sqlitecpp "$(source_of sqlitecpp)" -DBUILD_SHARED_LIBS=OFF -DSQLITECPP_INTERNAL_SQLITE=OFF \
+    -DSQLITECPP_RUN_CPPLINT=OFF -DSQLITECPP_RUN_CPPCHECK=OFF -DSQLITECPP_USE_STACK_PROTECTION=OFF
 step "building pugixml, GoogleTest and xmllint"
 logged cmake_build pugixml "$(source_of pugixml)" -DBUILD_SHARED_LIBS=OFF
 logged cmake_build libxml2 "$(source_of libxml2)" -DBUILD_SHARED_LIBS=OFF -DLIBXML2_WITH_PYTHON=OFF \

@@ -12,8 +12,8 @@ namespace Rvl {
 std::optional<std::chrono::milliseconds> parseDuration(const std::string& text)
 {
     // "min" and "ms" before "s": the longer unit must not be taken for the shorter one
-    constexpr std::array<std::pair<std::string_view, double>, 4> units{
-        {{"ms", 1.0}, {"min", 60'000.0}, {"s", 1'000.0}, {"h", 3'600'000.0}}};
+    constexpr std::array<std::pair<std::string_view, double>, 5> units{
+        {{"ms", 1.0}, {"min", 60'000.0}, {"s", 1'000.0}, {"h", 3'600'000.0}, {"d", 86'400'000.0}}};
     constexpr double longest_ms = 100.0 * 365.0 * 24.0 * 3'600'000.0;
 
     const std::string_view trimmed = withoutOuterBlanks(text);

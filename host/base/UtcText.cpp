@@ -49,7 +49,10 @@ public:
         }
         return result;
     }
-    std::size_t leadingDigits() const { return std::min(rest_.find_first_not_of("0123456789"), rest_.size()); }
+    std::size_t leadingDigits() const
+    {
+        return std::min(rest_.find_first_not_of("0123456789"), rest_.size());
+    }
     bool atEnd() const { return rest_.empty(); }
 
 private:

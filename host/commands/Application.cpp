@@ -2,8 +2,10 @@
 
 #include "host/base/Duration.h"
 #include "host/base/HostException.h"
+#include "host/base/Size.h"
 #include "host/base/Suggestion.h"
 #include "host/base/SystemText.h"
+#include "host/commands/HistoryCommands.h"
 #include "host/commands/RunCommand.h"
 #include "host/configuration/EffectiveConfiguration.h"
 #include "host/documents/ConfigurationManual.h"
@@ -33,6 +35,10 @@ struct SArguments
     std::string duration;
     std::string record;
     std::string recordInterval = "100ms";
+    std::string history;
+    std::string historyInterval = "100ms";
+    std::string historyKeep = "30d";
+    std::string historySize = "2GB";
     bool force = false;
     bool quiet = false;
     bool realtime = false;
@@ -45,6 +51,9 @@ struct SArguments
     std::string typeName;
     bool json = false;
     bool strict = false;
+    SHistoryOptions historyOptions;
+    std::string historyFile;
+    std::string historyOutput;
 };
 
 std::string checkDuration(const std::string& text)
@@ -73,6 +82,89 @@ std::string checkListenAddress(const std::string& text)
     return parseListenAddress(text, ignored)
                ? ""
                : "\"" + text + "\" is no address to listen on; expected [ADDRESS:]PORT, such as 8080";
+}
+
+std::string checkSize(const std::string& text)
+{
+    const auto size = parseSize(text);
+    return size && *size >= 1'000'000
+               ? ""
+               : "\"" + text + "\" is no size of 1MB or more; expected one such as 500MB or 2GB";
+}
+
+void describeHistory(CLI::App& run, SArguments& arguments)
+{
+    CLI::Option* const history =
+        run.add_option("--history", arguments.history,
+                       "Keep every controller's values in this file (SQLite), behind those of earlier runs")
+            ->type_name("FILE")
+            ->check(CLI::Validator(checkFileName, "", "file name"));
+    run.add_option("--history-interval", arguments.historyInterval, "Time between two values of a controller")
+        ->type_name("DURATION")
+        ->check(CLI::Validator(checkInterval, "", "interval"))
+        ->needs(history)
+        ->capture_default_str();
+    run.add_option("--history-keep", arguments.historyKeep,
+                   "How long single values are kept; their means longer")
+        ->type_name("DURATION")
+        ->check(CLI::Validator(checkInterval, "", "interval"))
+        ->needs(history)
+        ->capture_default_str();
+    run.add_option("--history-size", arguments.historySize, "How large the file may become")
+        ->type_name("SIZE")
+        ->check(CLI::Validator(checkSize, "", "size"))
+        ->needs(history)
+        ->capture_default_str();
+}
+
+std::string checkHistoryTime(const std::string& text)
+{
+    return isHistoryTime(text)
+               ? ""
+               : "\"" + text +
+                     "\" is no time; expected one such as 2026-03-01T14:00:00Z, or -1h for an "
+                     "hour before the last value";
+}
+
+std::string checkBand(const std::string& text)
+{
+    return isHistoryBand(text) ? "" : "\"" + text + "\" is no band; expected one such as 2% or 0.5";
+}
+
+void describeHistoryCommands(CLI::App& app, SArguments& arguments)
+{
+    SHistoryOptions& options = arguments.historyOptions;
+    CLI::App* const exporting =
+        app.add_subcommand("export", "Write what a history has as CSV, with the columns of a record");
+    CLI::App* const reporting = app.add_subcommand(
+        "report", "Write a report of a history as one page of HTML: trends, statistics, commands, faults");
+    for (CLI::App* const command : {exporting, reporting}) {
+        command->add_option("FILE", arguments.historyFile, "The history that run --history FILE has written")
+            ->required();
+        command
+            ->add_option(
+                "--from", options.from,
+                "From when on, such as 2026-03-01T14:00:00Z, or -1h for an hour before the last value "
+                "[the first value]")
+            ->type_name("TIME")
+            ->check(CLI::Validator(checkHistoryTime, "", "time"));
+        command->add_option("--to", options.to, "Until when [the last value]")
+            ->type_name("TIME")
+            ->check(CLI::Validator(checkHistoryTime, "", "time"));
+        command->add_option("--channel", options.channels, "Only this controller; may be given several times")
+            ->type_name("NAME")
+            ->allow_extra_args(false);
+        command->add_option("--output", arguments.historyOutput, "The file to write [standard output]")
+            ->type_name("FILE")
+            ->check(CLI::Validator(checkFileName, "", "file name"));
+        command->add_flag("--force", options.replaceOutput, "Replace a file that is already there");
+    }
+    reporting
+        ->add_option("--band", options.band,
+                     "The band around the set point, in percent of it or in the controller's unit")
+        ->type_name("BAND")
+        ->check(CLI::Validator(checkBand, "", "band"))
+        ->capture_default_str();
 }
 
 void describeCommandLine(CLI::App& app, SArguments& arguments)
@@ -116,6 +208,7 @@ void describeCommandLine(CLI::App& app, SArguments& arguments)
         ->needs(record)
         ->capture_default_str();
     run->add_flag("--force", arguments.force, "Replace a record that is already there")->needs(record);
+    describeHistory(*run, arguments);
     run->add_flag("--quiet", arguments.quiet, "No live output, only the summary at the end");
     CLI::Option* const realtime = run->add_flag(
         "--realtime", arguments.realtime,
@@ -154,6 +247,8 @@ void describeCommandLine(CLI::App& app, SArguments& arguments)
     }
     withConfiguration(
         app.add_subcommand("print", "Print the effective configuration, with every default written out"));
+
+    describeHistoryCommands(app, arguments);
 
     CLI::App* const types =
         app.add_subcommand("types", "Tell which types the plug-ins offer and which keys they read");
@@ -275,6 +370,11 @@ int run(const SArguments& arguments, const CPluginPath& pluginPath,
     }
     options.recordInterval = *parseDuration(arguments.recordInterval);
     options.replaceRecord = arguments.force;
+    if (!arguments.history.empty()) {
+        options.history = pathOf(arguments.history);
+    }
+    options.historyInterval = *parseDuration(arguments.historyInterval);
+    options.historyRetention = {*parseDuration(arguments.historyKeep), *parseSize(arguments.historySize)};
     options.quiet = arguments.quiet;
     options.realtime = arguments.realtime;
     options.strict = arguments.strict;
@@ -315,6 +415,15 @@ int runApplication(int argc, const char* const* argv, std::chrono::steady_clock:
             err << "the output could not be written" << std::endl;
             return static_cast<int>(ExitFailure);
         };
+        if (app.got_subcommand("export") || app.got_subcommand("report")) {
+            SHistoryOptions options = arguments.historyOptions;
+            options.history = pathOf(arguments.historyFile);
+            if (!arguments.historyOutput.empty()) {
+                options.output = pathOf(arguments.historyOutput);
+            }
+            return delivered(app.got_subcommand("export") ? exportHistoryFile(options, out, err)
+                                                          : reportHistoryFile(options, out, err));
+        }
         if (app.got_subcommand("check")) {
             return delivered(check(arguments, pluginPath, out));
         }

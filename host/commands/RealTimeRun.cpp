@@ -147,18 +147,31 @@ bool CRealTimeRun::recordEnd()
     return !isRecordHung_;
 }
 
+bool CRealTimeRun::historyEnd()
+{
+    if (run_->closeHistory(options_.limits.progress)) {
+        return true;
+    }
+    errors_.write("hung call: the history was not written within " + limitText(options_.limits.progress) +
+                  "\n");
+    isRecordHung_ = true;
+    return false;
+}
+
 bool CRealTimeRun::end()
 {
     beginEnd();
     const bool known = session_.calls().isGivenUp(); // of a controller that could not be disabled
     if (hasEnded(known ? std::chrono::milliseconds(0) : options_.limits.progress)) {
-        return known || recordEnd();
+        const bool isRecorded = known || recordEnd();
+        return historyEnd() && isRecorded;
     }
     if (!known) {
         const std::string name = session_.calls().current();
         errors_.write("hung call: " + (name.empty() ? "an unknown one" : name) + " did not return within " +
                       limitText(options_.limits.progress) + "\n");
     }
+    historyEnd();
     return false;
 }
 

@@ -32,6 +32,9 @@ public:
     CRealTimeRun(const CRealTimeRun&) = delete;
     CRealTimeRun& operator=(const CRealTimeRun&) = delete;
 
+    /// Keeps a command in the history. From any thread, until end().
+    void note(const SCommandRecord& command) { run_->note(command); }
+
     /// Starts the session and returns when its time is over, it was ended by a signal, or it failed.
     void perform();
     /// To be called when everything is disabled and before anything is destroyed: nothing of the session is
@@ -53,6 +56,8 @@ private:
     bool hasEnded(std::chrono::milliseconds limit);
     /// Has the last rows of the record written; false if that hangs.
     bool recordEnd();
+    /// The same for the history, which has a thread of its own.
+    bool historyEnd();
 
     const SRunOptions& options_;
     CSession& session_;
@@ -68,7 +73,7 @@ private:
     std::future<void> workEnded_ = workEnd_.get_future();
     std::atomic<bool> isEnding_{false};
     bool hasEnded_ = false;
-    bool isRecordHung_ = false; ///< while its last rows are written
+    bool isRecordHung_ = false; ///< while its last rows, or those of the history, are written
 };
 
 } // namespace Rvl

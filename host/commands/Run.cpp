@@ -1,7 +1,11 @@
 #include "host/commands/Run.h"
 
+#include "host/base/HostException.h"
 #include "host/base/SystemText.h"
+#include "host/base/UtcText.h"
 #include "host/console/Summary.h"
+#include "host/history/HistoryReader.h"
+#include "host/history/HistoryWriter.h"
 #include "host/process/Terminal.h"
 
 #include <algorithm>
@@ -19,6 +23,36 @@ CRun::CRun(const SRunOptions& options, CSession& session, ITimeline& timeline, I
     if (options_.record) {
         recorder_ = std::make_unique<CRecorder>(*options_.record, options_.replaceRecord,
                                                 session_.snapshot().controllers);
+    }
+    if (options_.history) {
+        openHistory();
+    }
+}
+
+void CRun::openHistory()
+{
+    auto writer = std::make_unique<CHistoryWriter>(*options_.history, options_.historyRetention);
+    if (options_.isVirtual) {
+        const auto range = CHistoryReader(*options_.history).range();
+        if (range && range->to >= timeline_.utc()) {
+            throw CHostException(ExitFailure, "the history " + textOf(*options_.history) +
+                                                  " already has values until " + utcText(range->to) +
+                                                  ", and virtual time begins at " + utcText(timeline_.utc()) +
+                                                  "; expected another file");
+        }
+    }
+    CHistorySink::SSettings settings;
+    settings.interval = options_.historyInterval;
+    settings.threads = options_.isVirtual ? CHistorySink::Inline : CHistorySink::OwnThread;
+    historySink_ =
+        std::make_unique<CHistorySink>(std::move(writer), settings, session_.calls(),
+                                       [this](const std::string& text) { errors_.write(text + "\n"); });
+}
+
+void CRun::note(const SCommandRecord& command)
+{
+    if (historySink_) {
+        historySink_->add(command);
     }
 }
 
@@ -46,6 +80,9 @@ void CRun::addSinks()
                               " failed; control goes on without a record\n");
             });
         observer_.add(*recordSink_);
+    }
+    if (historySink_) {
+        observer_.add(*historySink_);
     }
     if (!options_.quiet && !options_.isVirtual) { // which has a progress bar
         consoleSink_ = std::make_unique<CConsoleSink>(output_, setUpTerminal());
@@ -99,12 +136,24 @@ void CRun::end()
 void CRun::recordEnd()
 {
     try {
+        if (!recordSink_ && !historySink_) {
+            return;
+        }
+        const SSnapshot snapshot = session_.snapshot();
+        if (historySink_) {
+            historySink_->take(snapshot);
+        }
         if (recordSink_) {
-            recordSink_->take(session_.snapshot());
+            recordSink_->take(snapshot);
         }
     } catch (const std::exception& exception) {
         errors_.write(std::string("the last rows of the record are missing: ") + exception.what() + "\n");
     }
+}
+
+bool CRun::closeHistory(std::chrono::milliseconds limit)
+{
+    return !historySink_ || historySink_->close(timeline_.utc(), limit);
 }
 
 void CRun::fail(const std::exception_ptr& exception)

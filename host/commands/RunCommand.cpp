@@ -107,12 +107,15 @@ int runLoaded(const SRunOptions& options, CLoadedConfiguration& loaded, CVirtual
     std::optional<CWebServer> server;
     std::vector<ISnapshotSink*> sinks;
     if (options.web) {
-        server.emplace(*options.web, loaded, commands, options.limits, options.version);
+        server.emplace(*options.web, loaded, commands, options.limits, options.version, options.history);
         sinks = server->sinks();
         output.write(server->url() + "\n");
-        server->start();
     }
     CRealTimeRun run(options, session, currentTimeline(), output, errors, sinks);
+    commands.addSink([&run](const SCommandRecord& record) { run.note(record); });
+    if (server) {
+        server->start();
+    }
     return perform(run, options, session, output, errors, server ? &*server : nullptr);
 }
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "host/history/HistoryWriter.h"
 #include "host/plugins/PluginPath.h"
 #include "host/process/ShutdownLimits.h"
 #include "host/web/WebServer.h"
@@ -20,6 +21,9 @@ struct SRunOptions
     std::optional<std::filesystem::path> record;
     std::chrono::milliseconds recordInterval{100};
     bool replaceRecord = false;
+    std::optional<std::filesystem::path> history;
+    std::chrono::milliseconds historyInterval{100};
+    SHistoryRetention historyRetention;
     bool quiet = false;
     bool isVirtual = false;         ///< as fast as it goes; needs a duration
     bool strict = false;            ///< warnings about the configuration keep it from being run

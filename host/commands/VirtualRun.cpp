@@ -70,6 +70,7 @@ bool CVirtualRun::end()
     sumUp();
     worker_->stopAndJoin();
     run_.recordEnd();
+    run_.closeHistory(options_.limits.progress);
     if (hasTerminal_ && !isLastShown_) {
         output_.write("\n"); // below the progress bar
     }

@@ -1,40 +1,19 @@
 #include "host/record/Recorder.h"
 
 #include "host/base/HostException.h"
-#include "host/base/NumberText.h"
+#include "host/base/RecordText.h"
 #include "host/base/SystemText.h"
 #include "host/base/UtcText.h"
 #include "host/process/FileClaim.h"
 #include "host/process/PipeReader.h"
 
-#include <algorithm>
 #include <cerrno>
 #include <system_error>
+#include <utility>
 
 namespace Rvl {
 
 namespace {
-
-/// The unit behind a column's name: the common one, or each controller's.
-std::string unitText(const std::vector<SControllerState>& states)
-{
-    if (states.empty()) {
-        return {};
-    }
-    const bool common = std::all_of(states.begin(), states.end(), [&](const SControllerState& state) {
-        return state.unit == states.front().unit;
-    });
-    if (common) {
-        return states.front().unit.empty() ? "" : " [" + states.front().unit + "]";
-    }
-    std::string result;
-    for (const SControllerState& state : states) {
-        if (!state.unit.empty()) {
-            result += (result.empty() ? "" : "; ") + state.name + ": " + state.unit;
-        }
-    }
-    return " [" + result + "]";
-}
 
 constexpr const char* headerBegin = "time,channel,";
 
@@ -83,10 +62,12 @@ CRecorder::CRecorder(const std::filesystem::path& file, bool replace,
                                               std::generic_category().message(errno ? errno : EIO));
     }
     isRegular_ = std::filesystem::is_regular_file(file, ignored);
-    const std::string unit = unitText(states);
+    std::vector<std::pair<std::string, std::string>> controllers;
+    for (const SControllerState& state : states) {
+        controllers.emplace_back(state.name, state.unit);
+    }
     // a failure is reported with the first rows
-    failedWithHeader_ = !put(headerBegin + csvField("set point" + unit) + ',' +
-                             csvField("actual value" + unit) + ",control value,enabled,manual,state\n");
+    failedWithHeader_ = !put(recordHeader(controllers) + '\n');
 }
 
 CRecorder::~CRecorder() = default;
@@ -100,10 +81,8 @@ bool CRecorder::write(const std::vector<SControllerState>& states,
     const std::string time = utcText(moment);
     std::string rows;
     for (const SControllerState& state : states) {
-        rows += time + ',' + csvField(state.name) + ',' + exactText(state.setPoint) + ',' +
-                exactText(state.actualValue) + ',' + exactText(state.controlValue) + ',' +
-                (state.enabled ? "true" : "false") + ',' + (state.manual ? "true" : "false") + ',' +
-                csvField(state.health.text) + '\n';
+        rows += recordRow(time, {state.name, state.setPoint, state.actualValue, state.controlValue,
+                                 state.enabled, state.manual, state.health.text});
     }
     failed_ = failedWithHeader_ || !put(rows);
     return !failed_;
@@ -122,22 +101,6 @@ bool CRecorder::put(const std::string& text)
         std::filesystem::resize_file(file_, size_, ignored); // without a part of a row
     }
     return false;
-}
-
-std::string csvField(const std::string& text)
-{
-    const bool isFormula = !text.empty() && std::string("=+-@").find(text.front()) != std::string::npos;
-    if (text.find_first_of(",\"\r\n") == std::string::npos) {
-        return isFormula ? "'" + text : text;
-    }
-    std::string quoted = isFormula ? "\"'" : "\"";
-    for (const char c : text) {
-        quoted += c;
-        if (c == '"') {
-            quoted += '"';
-        }
-    }
-    return quoted + "\"";
 }
 
 } // namespace Rvl

@@ -471,6 +471,12 @@ void CCommands::log(const SCommandRecord& record)
     }
 }
 
+void CCommands::note(SCommandRecord record)
+{
+    record.utc = session_.timeline().utc();
+    log(record);
+}
+
 bool CCommands::close(std::chrono::milliseconds limit)
 {
     CMutexLock lock(mutex_);

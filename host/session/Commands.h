@@ -104,6 +104,10 @@ public:
     /// How many changes of a loop's parameters can be undone.
     std::size_t undoCount(const std::string& controller, std::size_t loop) const;
 
+    /// Logs a change that is not one of a controller and was carried out elsewhere, such as that of a
+    /// simulated fault, as if it were a command; `controller` names what was changed.
+    void note(SCommandRecord record);
+
     /// Refuses all further commands. False if one is still under way after the limit: it uses a controller
     /// then. To be called between disabling the controllers and destroying them.
     bool close(std::chrono::milliseconds limit);

@@ -7,7 +7,9 @@
 #include "host/web/HttpAccess.h"
 #include "host/web/LiveState.h"
 
+#include <filesystem>
 #include <functional>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -24,6 +26,7 @@ struct SApiContext
     const CHttpAccess& access;
     std::function<std::size_t()> eventClients; ///< how many there are now
     std::string version;
+    std::optional<std::filesystem::path> history; ///< absent: only memory
 
     CSession& session() const { return loaded.session(); }
     /// Of the scaled value, or of the device's signal if the channel has no scaling; empty for null, and where

@@ -5,9 +5,6 @@
 #include "platform/rivlink_core/FaultSimulation.h"
 #include "platform/rivlink_device/AnalogInChannel.h"
 
-#include <log4cplus/logger.h>
-#include <log4cplus/loggingmacros.h>
-
 #include <utility>
 
 namespace Rvl {
@@ -95,7 +92,7 @@ SHttpReply switchFault(const SApiContext& context, const SApiRequest& request)
         const SCommandRecord record{
             context.session().timeline().utc(), request.http.source,   name, "fault " + id,
             fault.isActive ? "true" : "false",  on ? "true" : "false", ""};
-        LOG4CPLUS_INFO(log4cplus::Logger::getInstance(LOG4CPLUS_TEXT("CommandLogger")), record.text());
+        context.commands.note(record);
         return jsonReply(recordJson(record));
     }
     throw CHttpError(404, "\"" + id + "\" is no fault of " + name + "; expected " + expectedChoices(id, ids));

@@ -1,5 +1,6 @@
 #include "host/base/NumberText.h"
 #include "host/base/UtcText.h"
+#include "host/history/HistoryReader.h"
 #include "host/web/ApiOperations.h"
 #include "host/web/JsonSchema.h"
 
@@ -111,6 +112,28 @@ STrend fromMemory(const SApiContext& context, const std::string& name, const SRe
     return trend;
 }
 
+STrend fromHistory(const SApiContext& context, const std::string& name, const SRequestedTime& time,
+                   std::size_t points)
+{
+    context.controller(name); // or it is reported as missing
+    STrend trend;
+    trend.source = "history";
+    // one for each request, as they are carried out side by side
+    const CHistoryReader reader(*context.history);
+    const SHistoryTrend values = reader.read(name, time.from, time.to, points);
+    trend.resolution_ms = values.resolution.count();
+    for (const SHistoryRow& row : values.rows) {
+        trend.rows.push_back({static_cast<double>(milliseconds(row.time)), row.setPoint.mean,
+                              row.actualValue.minimum, row.actualValue.mean, row.actualValue.maximum,
+                              row.controlValue.minimum, row.controlValue.mean, row.controlValue.maximum});
+    }
+    for (const SHistoryEvent& event : reader.events({time.from, time.to}, name, 1000)) {
+        trend.events.push_back(
+            {{"time", utcText(event.time)}, {"kind", textOf(event.kind)}, {"text", event.text}});
+    }
+    return trend;
+}
+
 SHttpReply csvReply(const STrend& trend)
 {
     SHttpReply reply;
@@ -142,7 +165,8 @@ SHttpReply history(const SApiContext& context, const SApiRequest& request)
     }
     const SRequestedTime time = requestedTime(context, request);
     const auto points = static_cast<std::size_t>(request.integer("points", 1, 5000, 1000));
-    STrend trend = fromMemory(context, *name, time, points);
+    STrend trend = context.history ? fromHistory(context, *name, time, points)
+                                   : fromMemory(context, *name, time, points);
     if (format == "csv") {
         return csvReply(trend);
     }

@@ -82,7 +82,8 @@ bool parseListenAddress(const std::string& text, SWebOptions& options)
 struct CWebServer::Private : IHttpService
 {
     Private(const SWebOptions& options, CLoadedConfiguration& theLoaded, CCommands& theCommands,
-            const SShutdownLimits& theLimits, const std::string& version)
+            const SShutdownLimits& theLimits, const std::string& version,
+            const std::optional<std::filesystem::path>& history)
         : commands(theCommands), limits(theLimits), access(options.token),
           live([this](const CLiveState::Snapshot& snapshot) {
               boost::asio::post(io, [this, snapshot] { feed.onSnapshot(snapshot); });
@@ -91,7 +92,8 @@ struct CWebServer::Private : IHttpService
     {
         listen(options);
         const SApiContext context{
-            theLoaded, commands, live, trend, *ages, access, [this] { return feed.clientCount(); }, version};
+            theLoaded, commands, live, trend, *ages, access, [this] { return feed.clientCount(); },
+            version,   history};
         for (const auto& operations :
              {channelOperations(context), commandOperations(context), deviceOperations(context),
               trendOperations(context), serverOperations(context)}) {
@@ -381,8 +383,9 @@ struct CWebServer::Private : IHttpService
 };
 
 CWebServer::CWebServer(const SWebOptions& options, CLoadedConfiguration& loaded, CCommands& commands,
-                       const SShutdownLimits& limits, const std::string& version)
-    : private_(std::make_unique<Private>(options, loaded, commands, limits, version))
+                       const SShutdownLimits& limits, const std::string& version,
+                       const std::optional<std::filesystem::path>& history)
+    : private_(std::make_unique<Private>(options, loaded, commands, limits, version, history))
 {}
 
 CWebServer::~CWebServer()

@@ -329,6 +329,9 @@ TEST(Http, FaultOfASimulatedDeviceIsSwitchedAndSeen)
         active = active || (fault.at("id") == "SensorNaN.VesselTemperature" && fault.at("active") == true);
     }
     EXPECT_TRUE(active);
+    const json records = run.get("/api/commands?channel=Bench").at("records");
+    ASSERT_EQ(1u, records.size());
+    EXPECT_EQ("fault SensorNaN.VesselTemperature", records[0].at("what"));
     EXPECT_EQ(200u, put("SensorNaN.VesselTemperature", false).status);
     EXPECT_TRUE(eventually([&] { return run.get("/api/faults").at("faults").empty(); }));
     EXPECT_EQ(404u, put("SensorNaN.Pressure", true).status);
@@ -380,6 +383,25 @@ TEST(Http, TrendAndMetricsGrowWithTheRun)
     EXPECT_EQ("text/plain; version=0.0.4; charset=utf-8", metrics.headers.at("content-type"));
     EXPECT_THAT(metrics.body, HasSubstr("rivlink_set_point{channel=\"Vessel\"} 45\n"));
     EXPECT_THAT(metrics.body, HasSubstr("rivlink_loop_steps_total{channel=\"Vessel\",loop=\"1\"} "));
+}
+
+TEST(Http, TrendComesFromTheHistoryWithItsEvents)
+{
+    const CTemporaryFolder folder;
+    const CServedRun run(cascade, {"--history", folder.file("bench.history")});
+    ASSERT_EQ(200u, run.put("/api/channels/Vessel/set-point", R"({"value":50})").status);
+    json history;
+    ASSERT_TRUE(eventually([&] {
+        history = run.get("/api/history?channel=Vessel");
+        return history.at("rows").size() > 5 && history.at("events").size() > 1;
+    }));
+    EXPECT_EQ("history", history.at("source"));
+    EXPECT_EQ(0, history.at("resolution_ms")) << "single values";
+    bool found = false;
+    for (const json& event : history.at("events")) {
+        found = found || event.at("text") == "http 127.0.0.1: Vessel: set point 45 -> 50";
+    }
+    EXPECT_TRUE(found) << history.at("events");
 }
 
 TEST(Http, RequestsThatAreNotWellFormedAreRefusedAndTheServerGoesOn)

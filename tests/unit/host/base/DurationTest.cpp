@@ -12,6 +12,7 @@ TEST(DurationTest, EveryUnitIsKnown)
     EXPECT_EQ(parseDuration("30s"), 30s);
     EXPECT_EQ(parseDuration("5min"), 5min);
     EXPECT_EQ(parseDuration("2h"), 2h);
+    EXPECT_EQ(parseDuration("30d"), 720h);
     EXPECT_EQ(parseDuration(" 1.5 s "), 1500ms);
     EXPECT_EQ(parseDuration("0s"), 0ms);
 }

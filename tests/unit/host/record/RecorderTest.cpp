@@ -111,18 +111,6 @@ TEST(RecorderTest, OnlyRecordsAndEmptyFilesAreReplaced)
     EXPECT_EQ(linesOf(readFile(empty)).size(), 1U);
 }
 
-TEST(RecorderTest, NamesAreNoFormulasToASpreadsheet)
-{
-    EXPECT_EQ("'=1+1", csvField("=1+1"));
-    EXPECT_EQ("'+1", csvField("+1"));
-    EXPECT_EQ("'-1", csvField("-1"));
-    EXPECT_EQ("'@SUM", csvField("@SUM"));
-    EXPECT_EQ("\"'=1,1\"", csvField("=1,1"));
-    EXPECT_EQ("a=1", csvField("a=1"));
-    EXPECT_EQ("", csvField(""));
-    EXPECT_EQ("\"a \"\"b\"\"\"", csvField("a \"b\""));
-}
-
 #if !defined(_WIN32)
 TEST(RecorderTest, PipeWithoutAReaderIsRefused)
 {
