@@ -26,6 +26,7 @@ HEADING = {
     "realtime": "Channels of 20 ms on a core that is busy with four other programs",
     "load": "Loading a configuration",
     "virtual": "Virtual time",
+    "history": "History",
 }
 
 
@@ -214,6 +215,48 @@ def virtual(options):
                         [f"{median(side, 'event_ns'):.0f} ns" for side in (ours, floor)])
     table(["cascades", "rivlink_local, times real time", "floor, times real time", "floor to rivlink_local",
            "of the slowest", "rivlink_local, per event", "floor, per event"], rows)
+
+
+def period_errors(file, seconds, *arguments):
+    """Runs the host; the loops' mean period errors and worst ones, in ms, each averaged over the loops."""
+    text = subprocess.run([BUILD / "bin" / "rivlink-host", "run", file, "--quiet", "--for", f"{seconds}s", *arguments],
+                          stdout=subprocess.PIPE, text=True, check=True).stdout
+    rows = re.findall(r" Rvl::\S+ +\d+ +\d+ +(\S+) +(\S+) +\d+$", text, re.MULTILINE)
+    return {"mean_ms": statistics.mean(float(mean) for mean, _ in rows),
+            "worst_ms": statistics.mean(float(worst) for _, worst in rows)}
+
+
+def history(options):
+    rows = []
+    with tempfile.TemporaryDirectory() as folder:
+        folder = pathlib.Path(folder)
+        for controllers, seconds in ((1, 86400), (200, 1200)):
+            def write():
+                file = folder / "written"
+                file.unlink(missing_ok=True)
+                return output_of("history_benchmark", "write", file, controllers, seconds)
+            (results,) = in_turns(min(options.rounds, 3), write)
+            rows.append([controllers, f"{median(results, 'values_per_s'):,.0f}",
+                         f"{median(results, 'bytes_per_sample'):.1f}", f"{median(results, 'bytes_per_value'):.2f}"])
+        table(["controllers", "values per second", "bytes per sample", "bytes per value"], rows)
+
+        week = folder / "week"
+        output_of("history_benchmark", "write", week, 1, 7 * 86400)
+        (results,) = in_turns(10, lambda: output_of("history_benchmark", "read", week, 1000))
+        table(["a week of a controller, 100 ms apart", "rows", "time"],
+              [[f"{week.stat().st_size / 1e6:.0f} MB", f"{median(results, 'rows'):.0f}",
+                f"{median(results, 'trend_ms'):.1f} ms"]])
+
+        file = folder / "c.xml"
+        file.write_text(configuration(600))
+        kept = folder / "kept"
+        ours, floor = in_turns(options.rounds,
+                               lambda: period_errors(file, options.seconds, "--history", kept),
+                               lambda: period_errors(file, options.seconds))
+        table(["200 controllers", "mean period error", "worst period error"],
+              [[name, *(f"{median(side, key):.3f} ms" for key in ("mean_ms", "worst_ms"))]
+               for name, side in (("with a history", ours), ("without", floor))] +
+              [["ratio", *(ratio(ours, floor, key) for key in ("mean_ms", "worst_ms"))]])
 
 
 def main():

@@ -219,8 +219,8 @@ void CPage::controller(std::size_t index, const SControllerReport& report)
 {
     const CLoopStatistics& s = *report.statistics;
     const std::string& unit = report.channel->unit;
-    add("<section id=\"" + idOf(index) + "\">\n<h2>" + htmlText(report.channel->name) + "</h2>\n<div class=\"scroll\">" +
-        report.trend +
+    add("<section id=\"" + idOf(index) + "\">\n<h2>" + htmlText(report.channel->name) +
+        "</h2>\n<div class=\"scroll\">" + report.trend +
         "</div>\n<div class=\"legend\"><span><i class=\"set\"></i>set point</span>"
         "<span><i class=\"actual\"></i>actual value (band: minimum to maximum)</span>"
         "<span><i class=\"control\"></i>control value</span><span><i class=\"off\"></i>off</span>"

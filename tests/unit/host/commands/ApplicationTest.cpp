@@ -39,13 +39,14 @@ TEST(ApplicationTest, HelpListsCommandsOptionsAndExitCodes)
     const SProgramResult result = apply({"--help"});
     EXPECT_EQ(result.exitCode, 0);
     EXPECT_EQ(result.err, "");
-    for (const char* text : {"Runs closed control loops over laboratory devices.\n",
-                             "Usage: rivlink-host [OPTIONS] SUBCOMMAND\n", "--plugin-path DIR",
-                             "--log LEVEL:{trace,debug,info,warn,error,off}=warn", "--version", "\n  run ",
-                             "\n  check ", "\n  print ", "\n  types ", "\n  schema ", "\n  docs ",
-                             "Exit status: 0 done, 1 failure at run time, 64 wrong usage, 65 not well-formed "
-                             "XML, 78 faults in the "
-                             "configuration."}) {
+    for (const char* text :
+         {"Runs closed control loops over laboratory devices.\n",
+          "Usage: rivlink-host [OPTIONS] SUBCOMMAND\n", "--plugin-path DIR",
+          "--log LEVEL:{trace,debug,info,warn,error,off}=warn", "--version", "\n  run ", "\n  check ",
+          "\n  print ", "\n  export ", "\n  report ", "\n  types ", "\n  schema ", "\n  docs ",
+          "Exit status: 0 done, 1 failure at run time, 64 wrong usage, 65 not well-formed "
+          "XML, 78 faults in the "
+          "configuration."}) {
         EXPECT_THAT(result.out, HasSubstr(text));
     }
 }
@@ -54,8 +55,10 @@ TEST(ApplicationTest, HelpOfACommandListsItsOptions)
 {
     const SProgramResult result = apply({"run", "--help"});
     EXPECT_EQ(result.exitCode, 0);
-    for (const char* text : {"Usage: rivlink-host run [OPTIONS] CONFIG\n", "--for DURATION", "--record FILE",
-                             "--record-interval DURATION=100ms", "--force", "--quiet"}) {
+    for (const char* text :
+         {"Usage: rivlink-host run [OPTIONS] CONFIG\n", "--for DURATION", "--record FILE",
+          "--record-interval DURATION=100ms", "--history FILE", "--history-interval DURATION=100ms",
+          "--history-keep DURATION=30d", "--history-size SIZE=2GB", "--force", "--quiet"}) {
         EXPECT_THAT(result.out, HasSubstr(text));
     }
     EXPECT_THAT(apply({"types", "--help"}).out, HasSubstr("--json"));
@@ -79,6 +82,9 @@ TEST(ApplicationTest, WrongUsageIsReported)
          "--for: \"5\" is no duration; expected one such as 500ms, 30s, 5min or 2h\n"},
         {{"run", "c.xml", "--record", "r", "--record-interval", "0s"},
          "--record-interval: \"0s\" is no interval; expected a duration of 1ms or more\n"},
+        {{"run", "c.xml", "--history", "h", "--history-size", "2"},
+         "--history-size: \"2\" is no size of 1MB or more; expected one such as 500MB or 2GB\n"},
+        {{"run", "c.xml", "--history-keep", "1d"}, "--history-keep requires --history\n"},
         {{"run", "c.xml", "--force"}, "--force requires --record\n"},
         {{"--log", "loud", "check", "c.xml"}, "--log: loud not in {trace,debug,info,warn,error,off}\n"},
     };

@@ -72,7 +72,7 @@ TEST(HistoryRetentionTest, FileStaysBelowItsSize)
     const std::string file = folder.file("h");
     CHistoryWriter writer(file, {std::chrono::milliseconds(24h * 365), 1'000'000});
     for (int hour = 0; hour < 10; ++hour) {
-        writeSteady(writer, noon + hour * 1h, 100ms, 36'000, 2);
+        writeSteady(writer, noon + hour * 1h, 100ms, 9'000, 2);
         EXPECT_LT(std::filesystem::file_size(file), 1'300'000U) << hour;
     }
     writeOn(writer, noon + 10h, 50);
@@ -90,7 +90,7 @@ TEST(HistoryRetentionTest, SmallerSizeIsReachedStepByStep)
     const std::string file = folder.file("h");
     {
         CHistoryWriter writer(file);
-        writeSteady(writer, noon, 100ms, 200'000, 4);
+        writeSteady(writer, noon, 100ms, 100'000, 4);
     }
     const auto before = std::filesystem::file_size(file);
     ASSERT_GT(before, 4'000'000U);
