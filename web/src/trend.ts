@@ -11,7 +11,7 @@ import { HistoryEvent } from "./types";
 import { query } from "./api";
 
 const POINTS = 1000;
-const DRAW_MS = 1000;
+const DRAW_MS = 900; // of events that come twice a second, every second one
 const REFINE_MS = 300;
 const MINUTE = 60000;
 /** The least that is shown of a run that has only begun. */
