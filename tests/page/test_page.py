@@ -49,7 +49,12 @@ return [texts, found];
 IS_DRAWN = """
 const canvas = document.querySelector(arguments[0] + ' .spark');
 if (!canvas?.width) return false;
-return canvas.getContext('2d').getImageData(0, 0, canvas.width, canvas.height).data.some((part) => part > 0);
+// from a copy: reading the canvas itself would change how it is drawn
+const copy = document.createElement('canvas');
+[copy.width, copy.height] = [canvas.width, canvas.height];
+const context = copy.getContext('2d', {willReadFrequently: true});
+context.drawImage(canvas, 0, 0);
+return context.getImageData(0, 0, copy.width, copy.height).data.some((part) => part > 0);
 """
 
 
