@@ -44,10 +44,15 @@ def wait_for(condition, what, limit=LIMIT):
 class Host:
     """A running host that serves its page on a loopback address."""
 
-    def __init__(self, configuration, port=0):
+    def __init__(self, configuration, port=0, token=None):
         program = os.environ["RIVLINK_HOST_PROGRAM"]
         arguments = [program, "run", str(configuration), "--quiet", "--http", str(port)]
-        self.process = subprocess.Popen(arguments, stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, text=True)
+        environment = dict(os.environ)
+        if token:
+            environment["RIVLINK_HTTP_TOKEN"] = token
+        self.process = subprocess.Popen(
+            arguments, stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, text=True, env=environment
+        )
         atexit.register(self.stop)
         self.address = self.process.stdout.readline().strip()
         if not self.address.startswith("http://127.0.0.1:"):
@@ -91,18 +96,19 @@ class Page:
 
     def __init__(self, browser):
         self.browser = browser
-        self.address = ""
+        self.addresses = set()  # of the hosts that were opened
 
-    def open(self, host, hash_="#/", width=1280, height=900):
-        """Opens the page afresh and waits until it shows live values."""
+    def open(self, host, hash_="#/", width=1280, height=900, live=True):
+        """Opens the page afresh and waits until it shows live values, unless `live` is false."""
         self.browser.execute_cdp_cmd(
             "Emulation.setDeviceMetricsOverride",
             {"width": width, "height": height, "deviceScaleFactor": 1, "mobile": False},
         )
-        self.address = host.address
+        self.addresses.add(host.address)
         self.browser.get("about:blank")
         self.browser.get(host.address + hash_)
-        self.wait_live()
+        if live:
+            self.wait_live()
 
     def wait_live(self):
         wait_for(lambda: self.run("return document.documentElement.dataset.connection") == "live", "the page is live")
@@ -160,13 +166,13 @@ class Page:
         ]
 
     def picture(self, name):
-        """Saves a picture of the page where pictures are wanted."""
+        """A picture of what is in sight, as the bytes of a PNG file; saved under its name where pictures are wanted."""
+        data = base64.b64decode(self.browser.execute_cdp_cmd("Page.captureScreenshot", {"format": "png"})["data"])
         folder = os.environ.get("RIVLINK_SCREENSHOTS")
-        if not folder:
-            return
-        Path(folder).mkdir(parents=True, exist_ok=True)
-        data = self.browser.execute_cdp_cmd("Page.captureScreenshot", {"format": "png"})["data"]
-        (Path(folder) / f"{name}.png").write_bytes(base64.b64decode(data))
+        if folder:
+            Path(folder).mkdir(parents=True, exist_ok=True)
+            (Path(folder) / f"{name}.png").write_bytes(data)
+        return data
 
 
 def many_controllers(count):

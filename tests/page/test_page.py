@@ -5,11 +5,12 @@
 
 import signal
 import tempfile
-import time
 import unittest
+from datetime import datetime
 from pathlib import Path
 
 from rig import CASCADE, Host, Page, many_controllers, open_browser, wait_for
+from selenium.webdriver.common.action_chains import ActionChains
 from selenium.webdriver.common.keys import Keys
 
 VESSEL = '.plate[data-key="Vessel"]'
@@ -44,6 +45,18 @@ while (walker.nextNode()) {
 return [texts, found];
 """
 
+# Whether the short trend of a faceplate has a pixel.
+IS_DRAWN = """
+const canvas = document.querySelector(arguments[0] + ' .spark');
+if (!canvas?.width) return false;
+// from a copy: reading the canvas itself would change how it is drawn
+const copy = document.createElement('canvas');
+[copy.width, copy.height] = [canvas.width, canvas.height];
+const context = copy.getContext('2d', {willReadFrequently: true});
+context.drawImage(canvas, 0, 0);
+return context.getImageData(0, 0, copy.width, copy.height).data.some((part) => part > 0);
+"""
+
 
 def setUpModule():
     global cascade, many, regained, page, folder
@@ -71,13 +84,14 @@ class PageTest(unittest.TestCase):
     def setUp(self):
         page.console()
         page.requested()
+        page.addresses.clear()
 
     def tearDown(self):
         unexpected = [e["message"] for e in page.console() if not any(text in e["message"] for text in self.expected)]
         self.assertEqual([], unexpected)
         requested = page.requested()
-        self.assertTrue(any(address.startswith(page.address) for address in requested))
-        foreign = [a for a in requested if not a.startswith((page.address, "about:", "chrome:"))]
+        self.assertTrue(any(address.startswith(tuple(page.addresses)) for address in requested))
+        foreign = [a for a in requested if not a.startswith((*page.addresses, "about:", "chrome:"))]
         self.assertEqual([], foreign)
 
 
@@ -139,8 +153,10 @@ class Overview(PageTest):
         page.press(Keys.ESCAPE)
         wait_for(lambda: not page.all(VESSEL + " .field"), "Escape leaves")
         self.assertEqual(before, cascade.state("Vessel")["setPoint"])
-        self.assertFalse([a for a in page.requested() if a.endswith("/set-point")])
-        page.open(cascade)
+        requested = page.requested()
+        self.assertTrue(any(address.endswith("/api/channels") for address in requested))
+        self.assertFalse(any(address.endswith("/set-point") for address in requested))
+        page.open(cascade)  # for what is checked after every test
 
     def test_manual_and_back_without_a_bump(self):
         page.open(cascade)
@@ -175,7 +191,49 @@ class Overview(PageTest):
         wait_for(lambda: page.text("#announcer"), "the change is announced")
 
 
+    def test_enabling_despite_a_fault_asks_first(self):
+        page.open(regained)
+        regained.request("PUT", "api/devices/Bench/faults/DeviceAway", {"value": True})
+        wait_for(lambda: page.text(".count.fault") == "1 fault", "the fault is counted")
+        page.one(VESSEL + " .toggle:last-child").click()
+        wait_for(lambda: not regained.state("Vessel")["enabled"], "switching off asks nothing")
+        wait_for(lambda: page.one(VESSEL + " .toggle:last-child").get_attribute("aria-checked") == "false", "it shows off")
+        page.one(VESSEL + " .toggle:last-child").click()
+        self.assertIn("Device Bench is offline", page.one("dialog").text)
+        page.press(Keys.ESCAPE)
+        wait_for(lambda: not page.all("dialog"), "Escape leaves it off")
+        self.assertFalse(regained.state("Vessel")["enabled"])
+        page.one(VESSEL + " .toggle:last-child").click()
+        page.one("dialog button[value=yes]").click()
+        wait_for(lambda: regained.state("Vessel")["enabled"], "it is enabled all the same")
+        regained.request("PUT", "api/devices/Bench/faults/DeviceAway", {"value": False})
+        wait_for(lambda: page.text(".count.fault") is None or not page.all(".count.fault:not(.none)"), "it has passed")
+
+
 class Detail(PageTest):
+    def test_trend_is_zoomed_by_dragging_and_back_by_a_double_click(self):
+        page.open(cascade, "#/channel/Vessel", height=1000)
+        box = page.one(".trend-box")
+        page.one(".trend-box canvas")
+        shown = lambda: [
+            datetime.fromisoformat(text.replace("Z", "+00:00")).timestamp()
+            for text in page.run(
+                "const q = new URL(document.querySelector('.long-trend a[download]').href).searchParams;"
+                "return [q.get('from'), q.get('to')]"
+            )
+        ]
+        first, last = shown()
+        drag = ActionChains(page.browser).move_to_element_with_offset(box, -100, -60).click_and_hold()
+        drag.move_by_offset(100, 0).move_by_offset(100, 0).release().perform()
+        zoomed = wait_for(lambda: (lambda s: s if s[1] - s[0] < (last - first) / 2 else None)(shown()), "zoomed in")
+        self.assertGreater(zoomed[0], first)
+        self.assertLess(zoomed[1], last)
+        clock = page.text("time")
+        wait_for(lambda: page.text("time") > clock, "time goes on")
+        self.assertEqual(zoomed, shown(), "what is looked at stays")
+        ActionChains(page.browser).move_to_element_with_offset(box, 0, -60).double_click().perform()
+        wait_for(lambda: shown()[1] > last, "it goes on with the present")
+
     def test_shows_trend_graph_parts_and_timing(self):
         page.open(cascade, "#/channel/Vessel", height=1600)
         page.one(".trend-box canvas")
@@ -207,7 +265,6 @@ class Detail(PageTest):
         wait_for(lambda: gain() == 5.5, "the value is in force")
         wait_for(lambda: page.text(form + "tbody tr td.value").strip() == "5.5", "and shown")
         wait_for(lambda: "5 → 5.5" in (page.text(".happened") or ""), "and listed in what happened")
-        page.picture("detail-parameters")
         page.one(form + ".buttons button:nth-child(2)").click()
         wait_for(lambda: gain() == 5, "it is undone")
         wait_for(lambda: page.text(form + "tbody tr td.value").strip() == "5", "and shown")
@@ -233,7 +290,7 @@ class Devices(PageTest):
         fault.click()
         wait_for(lambda: regained.state("Vessel")["health"]["kind"] == "badInput", "the input is bad")
         wait_for(lambda: page.text(".count.badInput") == "1 bad input", "it is counted")
-        page.picture("devices-light")
+        wait_for(lambda: "Vessel: off, bad input" in page.text("#announcer"), "it is announced")
         page.one(".count.badInput").click()
         wait_for(lambda: "badInput" in (page.focused("return document.activeElement.className") or ""), "it is jumped to")
         note = wait_for(lambda: page.text(VESSEL + " .note .words"), "words for the fault")
@@ -258,12 +315,29 @@ class Connection(PageTest):
         wait_for(lambda: page.run("return getComputedStyle(document.querySelector(arguments[0])).fontStyle",
                                   VESSEL + ACTUAL) == "italic", "values are grey")
         wait_for(lambda: not page.all(VESSEL + " .toggle:not(:disabled)"), "nothing can be operated")
-        page.picture("lost-server")
         again = Host(CASCADE, host.port)
         page.wait_live()
         wait_for(lambda: len(page.all(VESSEL + " .toggle:not(:disabled)")) == 2, "all can be operated again")
         self.assertEqual("live", page.text(".connection"))
         again.stop()
+
+
+class Token(PageTest):
+    expected = ("401 (Unauthorized)",)
+
+    def test_page_asks_for_the_token_once(self):
+        host = Host(CASCADE, token="correct-horse-battery-staple")
+        page.open(host, live=False)
+        field = page.one("#token")
+        field.send_keys("wrong", Keys.ENTER)
+        wait_for(lambda: page.text(".login .message") == "This is not the token.", "the wrong one is refused")
+        self.assertEqual([], page.all(".plate"))
+        field.send_keys(Keys.CONTROL + "a", Keys.NULL, "correct-horse-battery-staple", Keys.ENTER)
+        page.wait_live()
+        self.assertEqual([], page.all("dialog"))
+        page.open(host)
+        self.assertEqual([], page.all("dialog"), "the browser keeps it")
+        host.stop()
 
 
 class Many(PageTest):
@@ -286,7 +360,6 @@ class Many(PageTest):
         """)
         # both cores are shared with 200 loops and other tests
         self.assertGreater(frames["rate"], 20, frames)
-        page.picture("overview-200")
         page.press("/")
         page.press("199")
         wait_for(lambda: len([e for e in page.all(".plate:not([hidden])")]) == 1, "the filter leaves one")
@@ -385,7 +458,6 @@ class Accessibility(PageTest):
                 texts, pale = page.run(PALE_TEXTS)
                 self.assertGreater(texts, 10)
                 self.assertEqual([], pale)
-                page.picture({"#/": "overview", "#/devices": "devices"}.get(hash_, "detail") + "-" + theme)
         page.run("localStorage.theme = 'system'")
 
     def test_fits_a_phone(self):
@@ -393,7 +465,32 @@ class Accessibility(PageTest):
             page.open(cascade, hash_, width=390, height=844)
             wait_for(lambda: page.all(ready), ready)
             self.assertLessEqual(page.run("return document.documentElement.scrollWidth"), 390, hash_)
-            page.picture({"#/": "overview", "#/devices": "devices"}.get(hash_, "detail") + "-phone")
+
+
+class Pictures(PageTest):
+    """The pictures of the documentation. Each differs from the others, and is not blank."""
+
+    def test_of_every_page_in_both_themes_and_on_a_phone(self):
+        pages = (("overview", "#/", VESSEL, 480), ("detail", "#/channel/Vessel", ".arrow-value", 1180), ("devices", "#/devices", ".device td", 480))
+        pictures = set()
+        for look, width, theme in (("light", 1280, "light"), ("dark", 1280, "dark"), ("phone", 390, "light")):
+            for name, hash_, ready, height in pages:
+                page.run("localStorage.theme = arguments[0]", theme)
+                page.open(cascade, hash_, width=width, height=height if width > 400 else 844)
+                wait_for(lambda: page.all(ready), ready)
+                if name == "detail":
+                    page.one(".trend-box canvas")
+                    wait_for(lambda: page.all(".parameters tbody tr"), "parameters")
+                if name != "devices":
+                    wait_for(lambda: page.run(IS_DRAWN, VESSEL), "the short trend")
+                picture = page.picture(f"{name}-{look}")
+                self.assertGreater(len(picture), 15000)
+                pictures.add(picture)
+        self.assertEqual(9, len(pictures))
+        page.open(many, width=1920, height=1080)
+        wait_for(lambda: page.run(IS_DRAWN, ".plate"), "the short trends")
+        self.assertGreater(len(page.picture("overview-many")), 15000)
+        page.run("localStorage.theme = 'system'")
 
 
 if __name__ == "__main__":

@@ -4,7 +4,7 @@ import { Cell, h, unseen } from "./dom";
 import { NumberEditor } from "./editor";
 import { durationText, numberText, unitText } from "./format";
 import { Model } from "./model";
-import { healthWords, isNotNormal, Mode, Plate, Reading } from "./plates";
+import { healthText, healthWords, isNotNormal, Mode, Plate, Reading } from "./plates";
 import { OutputBar, ValueScale } from "./scale";
 import { drawSpark } from "./spark";
 import { Toggle } from "./toggle";
@@ -20,7 +20,7 @@ const modeWords: { [mode in Mode]: string } = {
 const icons: { [kind: string]: string } = { badInput: "warning", fault: "stop", waiting: "waiting", stale: "waiting" };
 
 /** The short trend is drawn anew at most this often. */
-const SPARK_MS = 1000;
+const SPARK_MS = 900;
 
 let ids = 0;
 
@@ -130,7 +130,7 @@ export class Card {
     private async setEnabled(on: boolean): Promise<void> {
         const reading = this.model.reading(this.plate);
         if (on && reading && (reading.health.kind === "fault" || reading.health.kind === "badInput")) {
-            const what = `${healthWords[reading.health.kind]}: ${reading.health.text}`;
+            const what = healthText(reading.health);
             if (!(await confirmDespite(`Enable ${this.plate.title}?`, what, "Enable all the same"))) return;
         }
         await this.model.setEnabled(this.plate.channel, on);
@@ -204,8 +204,7 @@ export class Card {
         let text = plate.follows === null ? plate.description : `follows ${plate.follows}`;
         let icon = "none";
         if (model.live && kind !== "ok" && kind !== "off") {
-            text = reading.health.text && reading.health.text !== kind ? reading.health.text : this.health(reading);
-            if (kind === "fault" && !/fault/i.test(text)) text = `fault: ${text}`;
+            text = healthText(reading.health);
             icon = icons[kind] ?? "warning";
         } else if (model.live && reading.age !== null) {
             text = `values are ${durationText(reading.age)} old`;

@@ -20,6 +20,7 @@ export interface Dygraph {
 
 export interface DygraphClass {
     new (element: HTMLElement, data: Row[], options: object): Dygraph;
+    defaultInteractionModel: object;
     PLUGINS: unknown[];
     Plugins: { Legend: unknown };
 }

@@ -21,6 +21,7 @@ export class Header {
     private readonly clock = new Cell(h("time", { "aria-label": "time of the server" }));
     private readonly counts = new Map<string, { cell: Cell; channels: string[]; next: number }>();
     private readonly pages: HTMLAnchorElement[];
+    private readonly page = new Cell(document.documentElement);
     private readonly virtual = new Cell(h("span", { class: "virtual none" }, "virtual time"));
 
     constructor(
@@ -65,7 +66,7 @@ export class Header {
         this.clock.set(clockText(model.now));
         this.clock.attribute("datetime", new Date(model.now).toISOString());
         const kind = model.connection.kind;
-        document.documentElement.dataset.connection = kind;
+        this.page.attribute("data-connection", kind);
         this.connection.className(`connection ${kind}`);
         this.connectionText.set(model.connectionText);
 
@@ -89,7 +90,8 @@ export class Header {
                 entry.cell.set(`${number} ${healthWords[name]}${name === "fault" && number > 1 ? "s" : ""}`);
             }
         }
-        document.title = this.titleText(found);
+        const text = this.titleText(found);
+        if (document.title !== text) document.title = text;
     }
 
     private titleText(found: Map<string, string[]>): string {

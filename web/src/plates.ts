@@ -113,6 +113,13 @@ export function isNotNormal(reading: Reading): boolean {
     return (reading.health.kind !== "ok" && reading.health.kind !== "off") || reading.age !== null;
 }
 
+/** What a state of health says, with its kind in front where the text does not name it. */
+export function healthText(health: Health): string {
+    const words = healthWords[health.kind] ?? health.kind;
+    if (!health.text || health.text === health.kind) return words;
+    return health.kind === "fault" && !/fault/i.test(health.text) ? `${words}: ${health.text}` : health.text;
+}
+
 /** Words for a state of health, in the singular that counts are made of. */
 export const healthWords: { [kind: string]: string } = {
     ok: "normal",

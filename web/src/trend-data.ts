@@ -84,10 +84,9 @@ export class TrendData {
         while (this.base.length > 2 && this.base[1][0].getTime() < from) this.base.shift();
     }
 
-    /** Time from the first row to the last, in ms. */
-    length(): number {
-        if (this.base.length === 0) return 0;
-        return this.base[this.base.length - 1][0].getTime() - this.base[0][0].getTime();
+    /** Time of the first row, null if there is none. */
+    first(): number | null {
+        return this.base.length > 0 ? this.base[0][0].getTime() : null;
     }
 
     rows(): Row[] {

@@ -1,7 +1,7 @@
 // The long trend of a channel: actual value and set point on the left axis, control value on the right one, marks for
 // commands and faults; zoom by dragging, the wheel or buttons, and a range selector below.
 import { h, nextFrame } from "./dom";
-import { Area, Dygraph, loadDygraphs } from "./dygraphs";
+import { Area, Dygraph, DygraphClass, loadDygraphs } from "./dygraphs";
 import { clockText, momentText, numberText, quantity } from "./format";
 import { Model } from "./model";
 import { Plate } from "./plates";
@@ -11,11 +11,11 @@ import { HistoryEvent } from "./types";
 import { query } from "./api";
 
 const POINTS = 1000;
-const DRAW_MS = 1000;
+const DRAW_MS = 900; // of events that come twice a second, every second one
 const REFINE_MS = 300;
 const MINUTE = 60000;
-/** While there is no more than this, it is what is shown at first. */
-const SHORT_MS = 10 * MINUTE;
+/** The least that is shown of a run that has only begun. */
+const LEAST_MS = MINUTE;
 
 const spans: [string, number][] = [
     ["10 min", 10 * MINUTE],
@@ -36,11 +36,14 @@ export class TrendView {
     private readonly box = h("div", { class: "trend-box" });
     private readonly status = h("p", { class: "status", role: "status" }, "Loading …");
     private readonly legend = h("p", { class: "legend" });
-    private readonly select = h("select", { "aria-label": "Time shown" });
     private readonly data: TrendData;
     private graph: Dygraph | null = null;
     private span = 60 * MINUTE;
     private window: [number, number] | null = null;
+    /** What was asked to be drawn last: the chosen part, or all up to that moment. */
+    private shown: [number, number] = [0, 0];
+    /** A button of the mouse is down: drawing anew would end what is being dragged. */
+    private held = false;
     private drawn = 0;
     private refining = 0;
     private closed = false;
@@ -54,7 +57,7 @@ export class TrendView {
         private readonly events: (events: HistoryEvent[]) => void,
     ) {
         this.data = new TrendData(plate.channel);
-        const select = this.select;
+        const select = h("select", { "aria-label": "Time shown" });
         for (const [name, span] of spans) select.append(h("option", { value: span, selected: span === this.span }, name));
         select.addEventListener("change", () => {
             this.span = Number(select.value);
@@ -86,13 +89,25 @@ export class TrendView {
         this.release = onThemeChange(() => this.recolour());
         this.resized = new ResizeObserver(() => this.graph?.resize());
         this.resized.observe(this.box);
+        this.box.addEventListener("mousedown", this.hold, true);
+        document.addEventListener("mouseup", this.letGo, true);
         this.setExport();
         this.showPresent();
         void this.load();
     }
 
+    private readonly hold = (): void => {
+        this.held = true;
+    };
+
+    private readonly letGo = (): void => {
+        // after the library has used the event
+        window.setTimeout(() => (this.held = false));
+    };
+
     close(): void {
         this.closed = true;
+        document.removeEventListener("mouseup", this.letGo, true);
         this.release();
         this.resized.disconnect();
         window.clearTimeout(this.refining);
@@ -105,10 +120,9 @@ export class TrendView {
             const now = this.model.now;
             const [dygraphs, events] = await Promise.all([loadDygraphs(), this.data.load(now, this.span, POINTS)]);
             if (this.closed) return;
-            if (!this.graph && this.data.length() < 1.5 * SHORT_MS) this.shorten();
             const state = this.model.state(this.plate.channel);
             if (state && this.data.rows().length === 0) this.append();
-            if (!this.graph) this.graph = new dygraphs(this.box, this.data.rows(), this.options());
+            if (!this.graph) this.graph = new dygraphs(this.box, this.data.rows(), this.options(dygraphs));
             this.status.textContent = "";
             this.draw();
             this.events(events);
@@ -117,13 +131,7 @@ export class TrendView {
         }
     }
 
-    /** A run that has only begun would be a stroke at the edge of an hour. */
-    private shorten(): void {
-        this.span = SHORT_MS;
-        this.select.value = String(SHORT_MS);
-    }
-
-    private options(): object {
+    private options(dygraphs: DygraphClass): object {
         const axis = { axisLabelFontSize: 12 };
         return {
             labels: ["time", "set point", "actual value", "output"],
@@ -142,6 +150,8 @@ export class TrendView {
             fillAlpha: 0.18,
             highlightCircleSize: 3,
             showRangeSelector: true,
+            // with a range selector the library would pan where it zooms otherwise
+            interactionModel: dygraphs.defaultInteractionModel,
             rangeSelectorHeight: 36,
             underlayCallback: (context: CanvasRenderingContext2D, area: Area, graph: Dygraph) => this.drawMarks(context, area, graph),
             zoomCallback: (from: number, to: number) => this.zoomed(from, to),
@@ -202,9 +212,9 @@ export class TrendView {
     }
 
     private draw(): void {
-        if (!this.graph) return;
-        const now = this.model.now;
-        this.graph.updateOptions({ file: this.data.rows(), dateWindow: this.window ?? [now - this.span, now] });
+        if (!this.graph || this.held) return;
+        this.shown = this.window ?? this.present();
+        this.graph.updateOptions({ file: this.data.rows(), dateWindow: this.shown });
         this.setExport();
     }
 
@@ -213,6 +223,13 @@ export class TrendView {
     }
 
     // -- what part of the time is shown
+
+    /** All of the time up to now; a run that has only begun would be a stroke at its edge, so not more than there is. */
+    private present(): [number, number] {
+        const now = this.model.now;
+        const first = this.data.first() ?? now;
+        return [Math.max(now - this.span, Math.min(first, now - LEAST_MS)), now];
+    }
 
     private setWindow(window: [number, number] | null): void {
         this.window = window;
@@ -223,27 +240,28 @@ export class TrendView {
 
     /** Shifts by a share of what is shown and stretches it by a factor. */
     private move(shift: number, factor: number): void {
-        const now = this.model.now;
-        const [from, to] = this.window ?? [now - this.span, now];
-        const length = Math.min(this.span, Math.max(5000, (to - from) * factor));
+        const [first, now] = this.present();
+        const [from, to] = this.window ?? [first, now];
+        const length = Math.min(now - first, Math.max(5000, (to - from) * factor));
         const end = Math.min(now, (from + to) / 2 + shift * (to - from) + length / 2);
-        const start = Math.max(now - this.span, end - length);
-        this.setWindow(length >= this.span ? null : [start, Math.max(end, start + length)]);
+        const start = Math.max(first, end - length);
+        this.setWindow(length >= now - first ? null : [start, Math.max(end, start + length)]);
     }
 
     private zoomed(from: number, to: number): void {
-        const all = to - from >= this.span * 0.99;
+        const [first, now] = this.present();
+        const all = to - from >= (now - first) * 0.99;
         this.setWindow(all ? null : [from, to]);
     }
 
     /** The range selector and panning move the axis without a zoom. */
     private followSelector(graph: Dygraph): void {
         const [from, to] = graph.xAxisRange();
-        const now = this.model.now;
-        const [shownFrom, shownTo] = this.window ?? [now - this.span, now];
-        const slack = Math.max(1, (to - from) / 500);
-        if (Math.abs(from - shownFrom) < slack && Math.abs(to - shownTo) < slack + 2000) return;
-        this.window = to - from >= this.span * 0.99 ? null : [from, to];
+        const slack = Math.max(1, (to - from) / 1000);
+        if (Math.abs(from - this.shown[0]) < slack && Math.abs(to - this.shown[1]) < slack) return;
+        const [first, now] = this.present();
+        this.shown = [from, to];
+        this.window = to - from >= (now - first) * 0.99 ? null : [from, to];
         if (this.window) this.refineSoon();
     }
 
@@ -260,8 +278,7 @@ export class TrendView {
     }
 
     private setExport(): void {
-        const now = this.model.now;
-        const [from, to] = this.window ?? [now - this.span, now];
+        const [from, to] = this.window ?? this.present();
         const iso = (time: number): string => new Date(time).toISOString();
         const members = { channel: this.plate.channel, from: iso(from), to: iso(to), points: 5000, format: "csv" };
         this.exportLink.href = "/api/history" + query(members);
