@@ -306,8 +306,11 @@ class Devices(PageTest):
 
 
 class Connection(PageTest):
-    expected = tuple(
-        "ERR_" + kind for kind in ("CONNECTION_REFUSED", "CONNECTION_RESET", "EMPTY_RESPONSE", "INCOMPLETE_CHUNKED_ENCODING")
+    expected = (
+        "ERR_CONNECTION_REFUSED",
+        "ERR_CONNECTION_RESET",
+        "ERR_EMPTY_RESPONSE",
+        "ERR_INCOMPLETE_CHUNKED_ENCODING",
     )
 
     def test_lost_server_greys_the_page_and_it_recovers(self):
