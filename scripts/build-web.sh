@@ -24,7 +24,8 @@ esbuild "$web/css/app.css" "${options[@]}" --outfile="$target/app.css"
 cp "$web/index.html" "$web/icon.svg" "$web/handle.svg" "$target/"
 # The maps that the last lines name are not served. The image of a handle stands within the library, where the page's
 # security policy refuses it.
-sed -e '/^\/\/# sourceMappingURL=/d' -e 's|"data:image/png;base64,[A-Za-z0-9+/=]*"|"handle.svg"|' "$dygraphs/dygraph.min.js" >"$target/dygraph.js"
+sed -e '/^\/\/# sourceMappingURL=/d' -e 's|"data:image/png;base64,[A-Za-z0-9+/=]*"|"handle.svg"|' \
+    "$dygraphs/dygraph.min.js" >"$target/dygraph.js"
 if grep -q 'data:image' "$target/dygraph.js"; then
     echo "$0: dygraphs holds an image in a form that is not known here" >&2
     exit 1

@@ -45,7 +45,9 @@ export class Announcer {
             this.timer = 0;
             this.texts = [];
             this.element.textContent =
-                texts.length > NAMED ? `${texts.length} changes of state; the last one: ${texts[texts.length - 1]}` : texts.join("; ");
+                texts.length > NAMED
+                    ? `${texts.length} changes of state; the last one: ${texts[texts.length - 1]}`
+                    : texts.join("; ");
         }, 300);
     }
 }

@@ -49,8 +49,12 @@ export class Card {
         private readonly linked = true,
     ) {
         const name = plate.title;
-        this.setPoint = new NumberEditor(`${name} set point`, plate.unit, plate.decimals, plate.setPointRange, (value) =>
-            void model.setSetPoint(plate.channel, value),
+        this.setPoint = new NumberEditor(
+            `${name} set point`,
+            plate.unit,
+            plate.decimals,
+            plate.setPointRange,
+            (value) => void model.setSetPoint(plate.channel, value),
         );
         this.output = new NumberEditor(
             `${name} output`,
@@ -59,7 +63,13 @@ export class Card {
             plate.controlRange,
             (value) => void model.setControlValue(plate.channel, value),
         );
-        this.scale = new ValueScale(`${name} actual value`, plate.scale, plate.setPointRange, plate.decimals, plate.unit);
+        this.scale = new ValueScale(
+            `${name} actual value`,
+            plate.scale,
+            plate.setPointRange,
+            plate.decimals,
+            plate.unit,
+        );
         this.bar = new OutputBar(`${name} output`, plate.controlRange, plate.controlDecimals, plate.controlUnit);
         this.manual = new Toggle("Manual", `${name}: Manual`, (on) => void model.setManual(plate.channel, on));
         this.enabled = new Toggle("Enabled", `${name}: Enabled`, (on) => void this.setEnabled(on));
@@ -157,7 +167,11 @@ export class Card {
         const pendingFlag = (item: "manual" | "enabled"): boolean | undefined =>
             model.pending.valueOf(plate.channel, item) as boolean | undefined;
         this.setPoint.set(reading.setPoint, pending("setPoint"), own && live && !reading.manual);
-        this.output.set(reading.controlValue, pending("controlValue"), own && live && reading.enabled && reading.manual);
+        this.output.set(
+            reading.controlValue,
+            pending("controlValue"),
+            own && live && reading.enabled && reading.manual,
+        );
         if (own) {
             this.manual.set(reading.manual, pendingFlag("manual"), !live);
             this.enabled.set(reading.enabled, pendingFlag("enabled"), !live);

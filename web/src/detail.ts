@@ -95,7 +95,12 @@ export class Detail implements View {
         if (channel.description) title.append(h("p", { class: "by" }, channel.description));
         const plateList = h("div", { class: "detail-plates" }, ...this.cards.map((card) => card.element));
         const section = (heading: string, ...content: HTMLElement[]): HTMLElement =>
-            h("section", { "aria-label": heading }, h("h2", {}, heading), h("div", { class: "side-by-side" }, ...content));
+            h(
+                "section",
+                { "aria-label": heading },
+                h("h2", {}, heading),
+                h("div", { class: "side-by-side" }, ...content),
+            );
         this.element.replaceChildren(
             title,
             h("div", { class: "detail-top" }, this.trend.element, plateList),

@@ -12,7 +12,9 @@ const OLD_MS = 5000;
 
 /** "SensorNaN" as "Sensor NaN", "DeviceAway" as "Device away". */
 const spaced = (text: string): string =>
-    text.replace(/([a-z0-9])([A-Z][a-z])/g, "$1 $2").replace(/ ([A-Z])(?=[a-z]{2})/g, (_, letter: string) => ` ${letter.toLowerCase()}`);
+    text
+        .replace(/([a-z0-9])([A-Z][a-z])/g, "$1 $2")
+        .replace(/ ([A-Z])(?=[a-z]{2})/g, (_, letter: string) => ` ${letter.toLowerCase()}`);
 
 class DeviceView {
     readonly element: HTMLElement;
@@ -38,7 +40,11 @@ class DeviceView {
             body.append(row);
             this.rows.push({ value: cells[0], age: cells[1], fault: cells[2], row: new Cell(row) });
         }
-        const columns = h("tr", {}, ...["channel", "value", "age", "state"].map((text) => h("th", { scope: "col" }, text)));
+        const columns = h(
+            "tr",
+            {},
+            ...["channel", "value", "age", "state"].map((text) => h("th", { scope: "col" }, text)),
+        );
         const table = h("table", {}, h("thead", {}, columns), body);
         this.element = h(
             "article",
@@ -57,13 +63,19 @@ class DeviceView {
         faults.append(h("h3", {}, "Simulated faults"));
         const groups = new Map<string, HTMLElement>();
         for (const fault of device.faults) {
-            const toggle = new Toggle(spaced(fault.kind), `${device.name}: ${spaced(fault.kind)} ${fault.signal}`.trim(), (on) =>
-                void this.switch(device.name, fault, on),
+            const toggle = new Toggle(
+                spaced(fault.kind),
+                `${device.name}: ${spaced(fault.kind)} ${fault.signal}`.trim(),
+                (on) => void this.switch(device.name, fault, on),
             );
             this.toggles.set(fault.id, toggle);
             let row = groups.get(fault.signal);
             if (!row) {
-                row = h("div", { class: "fault-row" }, h("span", { class: "row-name" }, fault.signal ? spaced(fault.signal) : "whole device"));
+                row = h(
+                    "div",
+                    { class: "fault-row" },
+                    h("span", { class: "row-name" }, fault.signal ? spaced(fault.signal) : "whole device"),
+                );
                 groups.set(fault.signal, row);
                 faults.append(row);
             }
@@ -77,7 +89,9 @@ class DeviceView {
         this.toggles.get(fault.id)?.set(on, on);
         this.message.className("message none");
         try {
-            await put(`/api/devices/${encodeURIComponent(device)}/faults/${encodeURIComponent(fault.id)}`, { value: on });
+            await put(`/api/devices/${encodeURIComponent(device)}/faults/${encodeURIComponent(fault.id)}`, {
+                value: on,
+            });
         } catch (error) {
             this.message.set((error as Error).message);
             this.message.className("message");
@@ -156,13 +170,19 @@ export class Devices implements View {
 
     private show(devices: Device[]): void {
         const shape = JSON.stringify(
-            devices.map((device) => [device.name, device.channels.map((one) => one.name), device.faults.map((one) => one.id)]),
+            devices.map((device) => [
+                device.name,
+                device.channels.map((one) => one.name),
+                device.faults.map((one) => one.id),
+            ]),
         );
         this.status.set(devices.length === 0 ? "The configuration has no devices." : "");
         this.status.className(devices.length === 0 ? "empty" : "empty none");
         if (shape !== this.shape) {
             this.shape = shape;
-            this.views = new Map(devices.map((device) => [device.name, new DeviceView(device, () => void this.poll())]));
+            this.views = new Map(
+                devices.map((device) => [device.name, new DeviceView(device, () => void this.poll())]),
+            );
             this.list.replaceChildren(...[...this.views.values()].map((view) => view.element));
             return;
         }

@@ -2,7 +2,11 @@
 import { h } from "./dom";
 
 /** Shows a dialog until it is closed; resolves with the value of the button that closed it, "" for Escape. */
-export function showDialog(title: string, content: Node[], buttons: { value: string; label: string }[]): Promise<string> {
+export function showDialog(
+    title: string,
+    content: Node[],
+    buttons: { value: string; label: string }[],
+): Promise<string> {
     const before = document.activeElement;
     const row = h("div", { class: "buttons" });
     const dialog = h("dialog", { "aria-label": title }, h("h2", {}, title), ...content, row);

@@ -35,7 +35,7 @@ export class NumberEditor {
         this.element.append(this.button);
     }
 
-    /** Shows a value; `pending` is one that was commanded and is not confirmed, `editable` false makes it plain text. */
+    /** Shows a value; `pending` is one that was commanded and is not confirmed yet. Plain text if not `editable`. */
     set(value: number | null, pending: number | undefined, editable: boolean): void {
         this.value = value;
         this.shown.set(quantity(pending ?? value, this.decimals, this.unit));

@@ -80,7 +80,11 @@ export class LoopGraphView {
             "aria-label": `Loop graph: ${[all[0].node.name, ...chain].join(", then ")}`,
         });
         const head = svg("path", { d: "M0 0L8 4L0 8z", class: "arrow-head" });
-        const marker = svg("marker", { id: "arrow", viewBox: "0 0 8 8", refX: 8, refY: 4, markerWidth: 8, markerHeight: 8, orient: "auto" }, head);
+        const marker = svg(
+            "marker",
+            { id: "arrow", viewBox: "0 0 8 8", refX: 8, refY: 4, markerWidth: 8, markerHeight: 8, orient: "auto" },
+            head,
+        );
         drawing.append(svg("defs", {}, marker));
         for (const arrow of graph.arrows) this.buildArrow(drawing, arrow, places);
         for (const place of all) drawing.append(this.buildBox(place));
@@ -111,7 +115,11 @@ export class LoopGraphView {
         const end = y2 + (y1 > y2 ? 12 : y1 < y2 ? -12 : 0);
         const bend = x2 - 16;
         drawing.append(
-            svg("path", { class: "arrow", d: y1 === end ? `M${x1} ${y1}H${x2}` : `M${x1} ${y1}H${bend}V${end}H${x2}`, "marker-end": "url(#arrow)" }),
+            svg("path", {
+                class: "arrow",
+                d: y1 === end ? `M${x1} ${y1}H${x2}` : `M${x1} ${y1}H${bend}V${end}H${x2}`,
+                "marker-end": "url(#arrow)",
+            }),
         );
         const text = svg("text", { x: x1 + 6, y: y1 - 6, class: "arrow-value" });
         drawing.append(text);

@@ -6,7 +6,16 @@ import { Item, Pending } from "./pending";
 import { Plate, platesOf, Reading, readingOf } from "./plates";
 import { Recent } from "./recent";
 import { Stream } from "./events";
-import { ChannelDescription, ChannelList, ChannelState, Changes, CommandRecord, HealthKind, StateEvent, TrendTable } from "./types";
+import {
+    ChannelDescription,
+    ChannelList,
+    ChannelState,
+    Changes,
+    CommandRecord,
+    HealthKind,
+    StateEvent,
+    TrendTable,
+} from "./types";
 
 type Topic = {
     /** Channels, their order or their descriptions are others than before. */

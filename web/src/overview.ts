@@ -13,7 +13,12 @@ export class Overview implements View {
     readonly element = h("div", { class: "overview" });
     private readonly grid = h("section", { class: "grid", id: "grid", "aria-label": "Controllers" });
     private readonly tabs = h("div", { class: "tabs", role: "tablist", "aria-label": "Groups" });
-    private readonly filter = h("input", { type: "search", class: "filter", placeholder: "filter", "aria-label": "Filter by name" });
+    private readonly filter = h("input", {
+        type: "search",
+        class: "filter",
+        placeholder: "filter",
+        "aria-label": "Filter by name",
+    });
     private readonly notNormal = h("input", { type: "checkbox", id: "notnormal" });
     private readonly empty = new Cell(h("p", { class: "empty none" }));
     private cards: Card[] = [];
@@ -233,7 +238,8 @@ export class Overview implements View {
             case "ArrowDown":
             case "Home":
             case "End":
-                if (!card && document.activeElement !== document.body && document.activeElement?.id !== "main") return false;
+                if (!card && document.activeElement !== document.body && document.activeElement?.id !== "main")
+                    return false;
                 this.move(event.key, card);
                 return true;
             case "Enter":

@@ -38,7 +38,11 @@ export class ParametersView {
     private readonly status = h("p", { class: "status", role: "status" });
     private readonly editButton = h("button", { type: "button", class: "action" }, "Edit");
     private readonly undoButton = h("button", { type: "button", class: "action" }, "Undo");
-    private readonly applyButton = h("button", { type: "submit", class: "action primary", hidden: true }, "Put in force");
+    private readonly applyButton = h(
+        "button",
+        { type: "submit", class: "action primary", hidden: true },
+        "Put in force",
+    );
     private readonly cancelButton = h("button", { type: "button", class: "action", hidden: true }, "Cancel");
     private readonly path: string;
     private set: ParameterSet | null = null;
@@ -46,14 +50,17 @@ export class ParametersView {
     private timer = 0;
     private round = 0;
 
-    constructor(
-        channel: string,
-        loop: number,
-        heading: string,
-    ) {
+    constructor(channel: string, loop: number, heading: string) {
         this.path = channelPath(channel, "loops", loop, "parameters");
         const head = h("tr", {}, ...["", "value", "range", "meaning"].map((text) => h("th", { scope: "col" }, text)));
-        const buttons = h("div", { class: "buttons" }, this.editButton, this.undoButton, this.applyButton, this.cancelButton);
+        const buttons = h(
+            "div",
+            { class: "buttons" },
+            this.editButton,
+            this.undoButton,
+            this.applyButton,
+            this.cancelButton,
+        );
         this.element = h(
             "form",
             { class: "parameters", "aria-label": `Parameters of ${heading}`, novalidate: true },
@@ -98,7 +105,9 @@ export class ParametersView {
         const set = this.set;
         if (!set) return;
         this.fields.clear();
-        this.body.replaceChildren(...set.parameters.map((parameter) => this.row(parameter, valueText(parameter.value))));
+        this.body.replaceChildren(
+            ...set.parameters.map((parameter) => this.row(parameter, valueText(parameter.value))),
+        );
         const editable = !set.protected && set.parameters.some((parameter) => parameter.editable);
         this.editButton.hidden = !editable;
         this.undoButton.hidden = !editable;
@@ -191,7 +200,9 @@ export class ParametersView {
         try {
             const { records } = await post<Records>(`${this.path}/preview`, { values });
             if (round !== this.round || this.fields.size === 0) return false;
-            this.say("Would change: " + records.map((record) => `${record.what} ${record.old} → ${record.new}`).join(", "));
+            this.say(
+                "Would change: " + records.map((record) => `${record.what} ${record.old} → ${record.new}`).join(", "),
+            );
             this.applyButton.disabled = false;
             return true;
         } catch (error) {
@@ -223,7 +234,9 @@ export class ParametersView {
     private async undo(): Promise<void> {
         try {
             const { records } = await post<Records>(`${this.path}/undo`);
-            this.done("Put back: " + records.map((record) => `${record.what} ${record.old} → ${record.new}`).join(", "));
+            this.done(
+                "Put back: " + records.map((record) => `${record.what} ${record.old} → ${record.new}`).join(", "),
+            );
         } catch (error) {
             this.say((error as Error).message, true);
         }

@@ -1,5 +1,5 @@
-// Faceplates: what is shown as one controller. A channel has one, and each inner loop of its cascade one more, whose set
-// point is the control value of the loop before it.
+// Faceplates: what is shown as one controller. A channel has one, and each inner loop of its cascade one more, whose
+// set point is the control value of the loop before it.
 import { decimalsOf } from "./format";
 import { ChannelDescription, ChannelState, Health, Range, Saturation } from "./types";
 

@@ -16,7 +16,11 @@ export class TermsView {
     private readonly late = new Cell(h("dd"));
     private readonly overruns = new Cell(h("dd"));
     private readonly steps = new Cell(h("dd"));
-    private readonly canvas = h("canvas", { class: "terms-trend", role: "img", "aria-label": "Course of the P, I and D parts while this page is open" });
+    private readonly canvas = h("canvas", {
+        class: "terms-trend",
+        role: "img",
+        "aria-label": "Course of the P, I and D parts while this page is open",
+    });
     private readonly times: number[] = [];
     private readonly courses: (number | null)[][] = [[], [], []];
     private readonly decimals: number;
@@ -37,7 +41,11 @@ export class TermsView {
         add("worst deviation", this.late);
         add("overruns", this.overruns);
         add("steps", this.steps);
-        this.element = h("section", { class: "terms", "aria-label": `Parts and timing of ${loop.name}` }, h("h3", {}, loop.name));
+        this.element = h(
+            "section",
+            { class: "terms", "aria-label": `Parts and timing of ${loop.name}` },
+            h("h3", {}, loop.name),
+        );
         if (this.hasTerms) this.element.append(terms, this.canvas);
         this.element.append(figures);
     }

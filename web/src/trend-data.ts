@@ -1,5 +1,5 @@
-// Values of a channel over a long time: coarse ones over all of it, finer ones over the part that is looked at, and those
-// that arrive meanwhile.
+// Values of a channel over a long time: coarse ones over all of it, finer ones over the part that is looked at, and
+// those that arrive meanwhile.
 import { get, query } from "./api";
 import { Row } from "./dygraphs";
 import { HistoryEvent, HistoryTable } from "./types";

@@ -1,19 +1,21 @@
 // The long trend of a channel: actual value and set point on the left axis, control value on the right one, marks for
 // commands and faults; zoom by dragging, the wheel or buttons, and a range selector below.
 import { h, nextFrame } from "./dom";
-import { Area, Dygraph, DygraphClass, loadDygraphs } from "./dygraphs";
+import { Area, Dygraph, DygraphClass, Row, loadDygraphs } from "./dygraphs";
 import { clockText, momentText, numberText, quantity } from "./format";
 import { Model } from "./model";
 import { Plate } from "./plates";
 import { colour, onThemeChange } from "./theme";
 import { TrendData } from "./trend-data";
-import { HistoryEvent } from "./types";
+import { HistoryEvent, Range } from "./types";
 import { query } from "./api";
 
 const POINTS = 1000;
 const DRAW_MS = 900; // of events that come twice a second, every second one
 const REFINE_MS = 300;
 const MINUTE = 60000;
+/** The least share of its range that a vertical axis spans. */
+const LEAST_SHARE = 0.05;
 /** The least that is shown of a run that has only begun. */
 const LEAST_MS = MINUTE;
 
@@ -58,7 +60,8 @@ export class TrendView {
     ) {
         this.data = new TrendData(plate.channel);
         const select = h("select", { "aria-label": "Time shown" });
-        for (const [name, span] of spans) select.append(h("option", { value: span, selected: span === this.span }, name));
+        for (const [name, span] of spans)
+            select.append(h("option", { value: span, selected: span === this.span }, name));
         select.addEventListener("change", () => {
             this.span = Number(select.value);
             this.window = null;
@@ -82,8 +85,24 @@ export class TrendView {
         );
         const key = (name: string, className: string): HTMLElement =>
             h("span", {}, h("b", { class: `sample ${className}`, "aria-hidden": "true" }), name);
-        const keys = h("p", { class: "legend" }, key("actual value", "actual"), key("set point", "setpoint"), key("output (right)", "output"), key("command", "command"), key("fault", "mark-fault"));
-        this.element = h("section", { class: "long-trend", "aria-label": "Trend" }, tools, this.box, keys, this.legend, this.status);
+        const keys = h(
+            "p",
+            { class: "legend" },
+            key("actual value", "actual"),
+            key("set point", "setpoint"),
+            key("output (right)", "output"),
+            key("command", "command"),
+            key("fault", "mark-fault"),
+        );
+        this.element = h(
+            "section",
+            { class: "long-trend", "aria-label": "Trend" },
+            tools,
+            this.box,
+            keys,
+            this.legend,
+            this.status,
+        );
         this.box.setAttribute("role", "img");
         this.box.setAttribute("aria-label", `Trend of ${plate.title}: actual value, set point and output`);
         this.release = onThemeChange(() => this.recolour());
@@ -144,7 +163,13 @@ export class TrendView {
             axes: {
                 x: { ...axis, axisLabelFormatter: (value: Date | number) => this.timeLabel(Number(value)) },
                 y: { ...axis, axisLabelWidth: 56, axisLabelFormatter: (value: number) => this.tick(value, 0) },
-                y2: { ...axis, axisLabelWidth: 56, independentTicks: true, drawGrid: false, axisLabelFormatter: (value: number) => this.tick(value, 1) },
+                y2: {
+                    ...axis,
+                    axisLabelWidth: 56,
+                    independentTicks: true,
+                    drawGrid: false,
+                    axisLabelFormatter: (value: number) => this.tick(value, 1),
+                },
             },
             connectSeparatedPoints: false,
             fillAlpha: 0.18,
@@ -153,12 +178,14 @@ export class TrendView {
             // with a range selector the library would pan where it zooms otherwise
             interactionModel: dygraphs.defaultInteractionModel,
             rangeSelectorHeight: 36,
-            underlayCallback: (context: CanvasRenderingContext2D, area: Area, graph: Dygraph) => this.drawMarks(context, area, graph),
+            underlayCallback: (context: CanvasRenderingContext2D, area: Area, graph: Dygraph) =>
+                this.drawMarks(context, area, graph),
             zoomCallback: (from: number, to: number) => this.zoomed(from, to),
             drawCallback: (graph: Dygraph, first: boolean) => {
                 if (!first) this.followSelector(graph);
             },
-            highlightCallback: (_event: unknown, time: number, points: { name: string; yval: number }[]) => this.showValues(time, points),
+            highlightCallback: (_event: unknown, time: number, points: { name: string; yval: number }[]) =>
+                this.showValues(time, points),
             unhighlightCallback: () => this.showPresent(),
             ...this.colours(),
         };
@@ -214,8 +241,30 @@ export class TrendView {
     private draw(): void {
         if (!this.graph || this.held) return;
         this.shown = this.window ?? this.present();
-        this.graph.updateOptions({ file: this.data.rows(), dateWindow: this.shown });
+        const rows = this.data.rows();
+        const y = { valueRange: this.stretch(rows, [1, 2], this.plate.scale) };
+        const y2 = { valueRange: this.stretch(rows, [3], this.plate.controlRange) };
+        this.graph.updateOptions({ file: rows, dateWindow: this.shown, axes: { y, y2 } });
         this.setExport();
+    }
+
+    /** What a vertical axis spans: the values in sight, but at least a share of the range, so that noise stays small. */
+    private stretch(rows: Row[], columns: number[], range: Range): [number, number] | null {
+        const [from, to] = this.shown;
+        let [low, high] = [Infinity, -Infinity];
+        for (const row of rows) {
+            const time = row[0].getTime();
+            if (time < from || time > to) continue;
+            for (const column of columns) {
+                const [least, , most] = row[column] as [number | null, number | null, number | null];
+                if (least !== null && least < low) low = least;
+                if (most !== null && most > high) high = most;
+            }
+        }
+        if (low > high) return null;
+        const whole = range.minimum !== null && range.maximum !== null ? range.maximum - range.minimum : 0;
+        const half = Math.max((high - low) * 0.55, whole * LEAST_SHARE * 0.5);
+        return half > 0 ? [(low + high) / 2 - half, (low + high) / 2 + half] : null;
     }
 
     redrawMarks(): void {
@@ -224,7 +273,7 @@ export class TrendView {
 
     // -- what part of the time is shown
 
-    /** All of the time up to now; a run that has only begun would be a stroke at its edge, so not more than there is. */
+    /** All of the time up to now, but not more than there are values: a young run would be a stroke at its edge. */
     private present(): [number, number] {
         const now = this.model.now;
         const first = this.data.first() ?? now;
