@@ -130,7 +130,7 @@ int runConfiguration(const SRunOptions& options, const CPluginPath& pluginPath, 
         errors.write(loaded->faults().report(loaded->configuration().name(), options.strict));
         if (loaded->faults().refuses(options.strict)) {
             flush();
-            return loaded->faults().hasRuntimeFault() ? ExitFailure : ExitBadConfiguration;
+            return ExitBadConfiguration;
         }
         result = runLoaded(options, loaded->session(), virtualTimeline, output, errors);
         CDeadlineTasks unloading;

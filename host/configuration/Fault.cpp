@@ -12,7 +12,6 @@ void CFaultList::add(SFault fault)
         ++warnings_;
     } else {
         faultyPaths_.insert(fault.path);
-        runtime_ = runtime_ || fault.runtime;
     }
     sorted_ = sorted_ && (entries_.empty() || entries_.back().offset <= fault.offset);
     entries_.push_back(std::move(fault));
@@ -46,11 +45,6 @@ bool CFaultList::concerns(const std::string& elementPath) const
     };
     return faultyPaths_.count(elementPath) > 0 || anyBeginsWith(elementPath + "/") ||
            anyBeginsWith(elementPath + "[@");
-}
-
-bool CFaultList::hasRuntimeFault() const
-{
-    return runtime_;
 }
 
 bool CFaultList::isShort() const
