@@ -1,5 +1,7 @@
 #include "host/configuration/Fault.h"
 
+#include "host/base/ControlCharacters.h"
+
 #include <algorithm>
 #include <array>
 #include <utility>
@@ -70,7 +72,7 @@ std::string CFaultList::report(const std::string& fileName, bool strict) const
         const bool warning = fault.grade == SFault::Warning && !strict;
         if (++counts[warning ? 1 : 0] <= Shown) {
             result += fileName + ":" + std::to_string(fault.line) + ": " + (warning ? "warning: " : "") +
-                      fault.path + ": " + fault.text + "\n";
+                      escapeControlCharacters(fault.path + ": " + fault.text) + "\n";
         }
     }
     for (const bool warning : {false, true}) {

@@ -1,5 +1,6 @@
 #include "host/plugins/PluginLoader.h"
 
+#include "host/base/ControlCharacters.h"
 #include "host/base/Suggestion.h"
 #include "host/base/SystemText.h"
 #include "host/plugins/LibraryFile.h"
@@ -42,7 +43,7 @@ private:
                 std::rethrow_exception(exception);
             }
         } catch (const std::exception& exception) {
-            reason = exception.what();
+            reason = escapeControlCharacters(exception.what());
         } catch (...) {
         }
         std::cerr << "plug-in \"" + pluginBeingLoaded +

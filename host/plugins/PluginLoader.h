@@ -1,6 +1,7 @@
 #pragma once
 
 #include "common/LoopGraph.h"
+#include "host/base/ControlCharacters.h"
 #include "host/base/HostException.h"
 #include "host/plugins/PluginPath.h"
 #include "host/types/TypeCatalogue.h"
@@ -18,7 +19,7 @@ class CPluginException : public CHostException
 {
 public:
     CPluginException(const std::string& plugin, const std::string& message)
-        : CHostException(ExitBadConfiguration, message), plugin_(plugin)
+        : CHostException(ExitBadConfiguration, escapeControlCharacters(message)), plugin_(plugin)
     {}
 
     const std::string& plugin() const { return plugin_; }
