@@ -1,5 +1,6 @@
 #include "host/commands/Application.h"
 
+#include "host/base/ControlCharacters.h"
 #include "host/base/Duration.h"
 #include "host/base/HostException.h"
 #include "host/base/Size.h"
@@ -441,7 +442,7 @@ int runApplication(int argc, const char* const* argv, std::chrono::steady_clock:
         err << exception.what() << std::endl;
         return exception.code();
     } catch (const std::exception& exception) {
-        err << "failed: " << exception.what() << std::endl;
+        err << "failed: " << escapeControlCharacters(exception.what()) << std::endl;
         return ExitFailure;
     }
 }

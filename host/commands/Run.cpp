@@ -1,5 +1,6 @@
 #include "host/commands/Run.h"
 
+#include "host/base/ControlCharacters.h"
 #include "host/base/HostException.h"
 #include "host/base/SystemText.h"
 #include "host/base/UtcText.h"
@@ -147,7 +148,8 @@ void CRun::recordEnd()
             recordSink_->take(snapshot);
         }
     } catch (const std::exception& exception) {
-        errors_.write(std::string("the last rows of the record are missing: ") + exception.what() + "\n");
+        errors_.write(
+            "the last rows of the record are missing: " + escapeControlCharacters(exception.what()) + "\n");
     }
 }
 
@@ -161,7 +163,7 @@ void CRun::fail(const std::exception_ptr& exception)
     try {
         std::rethrow_exception(exception);
     } catch (const std::exception& caught) {
-        failure_ = caught.what();
+        failure_ = escapeControlCharacters(caught.what());
         failure_ = failure_.empty() ? "an exception without a text" : failure_;
     } catch (...) {
         failure_ = "an exception of unknown kind";

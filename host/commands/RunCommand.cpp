@@ -1,5 +1,6 @@
 #include "host/commands/RunCommand.h"
 
+#include "host/base/ControlCharacters.h"
 #include "host/base/HostException.h"
 #include "host/base/SystemText.h"
 #include "host/commands/RealTimeRun.h"
@@ -54,7 +55,7 @@ int perform(Run& run, const SRunOptions& options, CSession& session, CBackground
         terminateHandler.emplace([&session] { session.emergencyStop(); }, options.limits);
         run.perform();
     } catch (const std::exception& exception) {
-        errors.write(std::string("stopped: ") + exception.what() + "\n");
+        errors.write("stopped: " + escapeControlCharacters(exception.what()) + "\n");
         result = ExitFailure;
     } catch (...) {
         errors.write("stopped: an exception of unknown kind\n");
@@ -152,7 +153,7 @@ int runConfiguration(const SRunOptions& options, const CPluginPath& pluginPath, 
         errors.write(loaded->faults().report(loaded->configuration().name(), options.strict));
         if (loaded->faults().refuses(options.strict)) {
             flush();
-            return loaded->faults().hasRuntimeFault() ? ExitFailure : ExitBadConfiguration;
+            return ExitBadConfiguration;
         }
         result = runLoaded(options, *loaded, virtualTimeline, output, errors);
         CDeadlineTasks unloading;

@@ -272,15 +272,14 @@ std::size_t CConfiguration::lineOfOffset(std::size_t offset) const
 SFault CConfiguration::fault(const pugi::xml_node& node, const std::string& text) const
 {
     const std::size_t place = offset(node);
-    return {place, lineOfOffset(place), path(node), text, false, SFault::Fault};
+    return {place, lineOfOffset(place), path(node), text, SFault::Fault};
 }
 
 SFault CConfiguration::fault(const pugi::xml_node& node, const pugi::xml_attribute& attribute,
                              const std::string& text) const
 {
     const std::size_t place = offset(attribute.name(), node);
-    return {place, lineOfOffset(place), path(node) + "[@" + attribute.name() + "]", text,
-            false, SFault::Fault};
+    return {place, lineOfOffset(place), path(node) + "[@" + attribute.name() + "]", text, SFault::Fault};
 }
 
 std::size_t CConfiguration::line(const pugi::xml_node& node) const

@@ -1,6 +1,7 @@
 #include "host/configuration/ConfigurationCheck.h"
 
 #include "common/Numbers.h"
+#include "host/base/ControlCharacters.h"
 #include "host/base/NumberText.h"
 #include "host/base/Suggestion.h"
 #include "host/configuration/ConfigurationFrame.h"
@@ -136,6 +137,10 @@ void CConfigurationCheck::checkAttributes(const pugi::xml_node& node, const SKey
                                                  expectedChoices(suggestable(name), keys.attributeNames())));
         } else if (!seen.insert(name).second) {
             faults_.add(configuration_.fault(node, attribute, "is given twice; expected it once"));
+        } else if (name == "Name" && hasControlCharacters(attribute.value())) {
+            faults_.add(configuration_.fault(node, attribute,
+                                             quoted(attribute.value()) +
+                                                 " has control characters; expected a name without any"));
         } else {
             checkPlain(*key, attribute.value(), node, typeNode, node, attribute);
         }

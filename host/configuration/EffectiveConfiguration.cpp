@@ -8,10 +8,11 @@ namespace Rvl {
 
 namespace {
 
-/// Whether the key's default is to be written out when it is absent: one that would not be read is not.
+/// Whether the key's default is to be written out when it is absent: one that would not be read is not, nor
+/// one that stands for no limit, for which there is no word in a configuration but to leave the key out.
 bool hasDefault(const SKeyDescription& key, const pugi::xml_node& typeNode)
 {
-    return key.defaultText && (key.onlyWith.empty() || isTrueAt(typeNode, key.onlyWith));
+    return key.defaultText && !key.unlimited && (key.onlyWith.empty() || isTrueAt(typeNode, key.onlyWith));
 }
 
 /// `typeNode` is the node of the object or element to which `node` belongs.

@@ -1,5 +1,7 @@
 #include "host/configuration/Fault.h"
 
+#include "host/base/ControlCharacters.h"
+
 #include <algorithm>
 #include <array>
 #include <utility>
@@ -12,7 +14,6 @@ void CFaultList::add(SFault fault)
         ++warnings_;
     } else {
         faultyPaths_.insert(fault.path);
-        runtime_ = runtime_ || fault.runtime;
     }
     sorted_ = sorted_ && (entries_.empty() || entries_.back().offset <= fault.offset);
     entries_.push_back(std::move(fault));
@@ -48,11 +49,6 @@ bool CFaultList::concerns(const std::string& elementPath) const
            anyBeginsWith(elementPath + "[@");
 }
 
-bool CFaultList::hasRuntimeFault() const
-{
-    return runtime_;
-}
-
 bool CFaultList::isShort() const
 {
     return entries_.size() < 2 * Shown;
@@ -76,7 +72,7 @@ std::string CFaultList::report(const std::string& fileName, bool strict) const
         const bool warning = fault.grade == SFault::Warning && !strict;
         if (++counts[warning ? 1 : 0] <= Shown) {
             result += fileName + ":" + std::to_string(fault.line) + ": " + (warning ? "warning: " : "") +
-                      fault.path + ": " + fault.text + "\n";
+                      escapeControlCharacters(fault.path + ": " + fault.text) + "\n";
         }
     }
     for (const bool warning : {false, true}) {

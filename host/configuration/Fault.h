@@ -20,7 +20,6 @@ struct SFault
     std::size_t line = 1;   ///< the same as a line number
     std::string path;       ///< the element's path, such as "/Configuration/Channels/Channel[2][@Name]"
     std::string text;       ///< what is wrong; what was expected
-    bool runtime = false;   ///< no fault of the configuration: a plug-in that fails to load
     eGrade grade = Fault;
 };
 
@@ -43,8 +42,6 @@ public:
     bool refuses(bool strict) const;
     /// Whether any fault is about the element of this path or about something in it.
     bool concerns(const std::string& elementPath) const;
-    /// Whether any fault is a run-time fault.
-    bool hasRuntimeFault() const;
     /// Whether reports are likely to show a fault that is added now: past this, texts need no suggestions,
     /// which take the longest to find.
     bool isShort() const;
@@ -60,7 +57,6 @@ private:
     mutable std::vector<SFault> entries_;
     mutable bool sorted_ = true;
     std::size_t warnings_ = 0;
-    bool runtime_ = false;
     std::set<std::string> faultyPaths_;
 };
 

@@ -47,7 +47,8 @@ constexpr const char* introduction =
 
 A configuration is an XML file that says which plug-ins to load, which devices and channels there are, and how
 channels that control are made of loops, inputs and outputs. `rivlink-host check FILE` reports everything that is wrong
-with one, each fault with its line; `rivlink-host print FILE` writes out every default; `rivlink-host run FILE` runs it.
+with one, each fault with its line; `rivlink-host print FILE` writes out every default
+but `unlimited`, for which the key is left out; `rivlink-host run FILE` runs it.
 
 ```xml
 <?xml version="1.0" encoding="utf-8"?>

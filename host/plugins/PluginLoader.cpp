@@ -1,5 +1,6 @@
 #include "host/plugins/PluginLoader.h"
 
+#include "host/base/ControlCharacters.h"
 #include "host/base/Suggestion.h"
 #include "host/base/SystemText.h"
 #include "host/plugins/LibraryFile.h"
@@ -42,14 +43,14 @@ private:
                 std::rethrow_exception(exception);
             }
         } catch (const std::exception& exception) {
-            reason = exception.what();
+            reason = escapeControlCharacters(exception.what());
         } catch (...) {
         }
         std::cerr << "plug-in \"" + pluginBeingLoaded +
                          "\" cannot be loaded: its initialisation failed: " + reason +
                          "; expected one that does not throw\n"
                   << std::flush;
-        std::_Exit(ExitFailure);
+        std::_Exit(ExitBadConfiguration);
     }
 
     std::terminate_handler former_;
@@ -86,22 +87,20 @@ void CPluginLoader::load(const std::string& plugin, const std::filesystem::path&
     if (library.empty()) {
         const auto found = path_.findLibrary(plugin);
         if (!found) {
-            throw CPluginException(plugin, false,
-                                   "plug-in \"" + plugin + "\" is not in the plug-in path; expected " +
-                                       expectedChoices(plugin, path_.plugins()));
+            throw CPluginException(plugin, "plug-in \"" + plugin +
+                                               "\" is not in the plug-in path; expected " +
+                                               expectedChoices(plugin, path_.plugins()));
         }
         library = *found;
     } else if (!std::filesystem::exists(library)) {
-        throw CPluginException(plugin, false,
-                               "plug-in \"" + plugin + "\": the library " + textOf(library) +
-                                   " does not exist; expected the path of the plug-in's library");
+        throw CPluginException(plugin, "plug-in \"" + plugin + "\": the library " + textOf(library) +
+                                           " does not exist; expected the path of the plug-in's library");
     }
 
     const auto descriptions = descriptionBeside(library, plugin);
     if (!std::filesystem::exists(descriptions)) {
-        throw CPluginException(plugin, true,
-                               "plug-in \"" + plugin + "\" does not describe its types; expected " +
-                                   textOf(descriptions.filename()) + " beside its library");
+        throw CPluginException(plugin, "plug-in \"" + plugin + "\" does not describe its types; expected " +
+                                           textOf(descriptions.filename()) + " beside its library");
     }
     catalogue_.addFile(descriptions);
 
@@ -111,9 +110,8 @@ void CPluginLoader::load(const std::string& plugin, const std::filesystem::path&
     const std::size_t slots = signal.num_slots();
 
     if (isTruncated(library)) {
-        throw CPluginException(plugin, true,
-                               "plug-in \"" + plugin + "\" cannot be loaded: " + textOf(library) +
-                                   " is truncated; expected a whole library");
+        throw CPluginException(plugin, "plug-in \"" + plugin + "\" cannot be loaded: " + textOf(library) +
+                                           " is truncated; expected a whole library");
     }
     // one that another plug-in links was initialised with that one
     const bool wasLoaded = isLoaded(library);
@@ -126,14 +124,13 @@ void CPluginLoader::load(const std::string& plugin, const std::filesystem::path&
         loaded->library.load(boost::filesystem::path(std::filesystem::absolute(library).native()),
                              boost::dll::load_mode::rtld_now);
     } catch (const std::exception& exception) {
-        throw CPluginException(plugin, true,
-                               "plug-in \"" + plugin +
-                                   "\" cannot be loaded: " + loaderMessage(exception, textOf(library)) +
-                                   "; expected a plug-in library");
+        throw CPluginException(plugin, "plug-in \"" + plugin + "\" cannot be loaded: " +
+                                           loaderMessage(exception, textOf(library)) +
+                                           "; expected a plug-in library");
     }
     plugins_.push_back(std::move(loaded));
     if (!wasLoaded && signal.num_slots() == slots) {
-        throw CPluginException(plugin, true,
+        throw CPluginException(plugin,
                                "\"" + plugin +
                                    "\" is no plug-in: it connects nothing to the environment; expected a "
                                    "library that connects to registerFactories when it is loaded");
@@ -148,11 +145,10 @@ void CPluginLoader::checkLoopsVersion(const SPlugin& plugin)
     }
     const int version = plugin.library.get<LoopsFunction>(loopsFunctionName)()->version;
     if (version != SLoops::currentVersion) {
-        throw CPluginException(plugin.name, true,
-                               "plug-in \"" + plugin.name + "\" offers its loops in version " +
-                                   std::to_string(version) + "; expected version " +
-                                   std::to_string(SLoops::currentVersion) +
-                                   ", as a plug-in has that is built with this program");
+        throw CPluginException(plugin.name, "plug-in \"" + plugin.name + "\" offers its loops in version " +
+                                                std::to_string(version) + "; expected version " +
+                                                std::to_string(SLoops::currentVersion) +
+                                                ", as a plug-in has that is built with this program");
     }
 }
 
@@ -162,11 +158,11 @@ void CPluginLoader::registerFactories()
     try {
         CEnvironment::getInstance()->registerFactories()();
     } catch (const std::exception& exception) {
-        throw CPluginException(*registering_, true,
-                               "plug-in \"" + *registering_ + "\" failed to register: " + exception.what() +
-                                   "; expected a registration that does not throw");
+        throw CPluginException(*registering_, "plug-in \"" + *registering_ +
+                                                  "\" failed to register: " + exception.what() +
+                                                  "; expected a registration that does not throw");
     } catch (...) {
-        throw CPluginException(*registering_, true,
+        throw CPluginException(*registering_,
                                "plug-in \"" + *registering_ +
                                    "\" failed to register: an exception of unknown kind; expected a "
                                    "registration that does not throw");

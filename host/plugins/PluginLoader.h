@@ -1,6 +1,7 @@
 #pragma once
 
 #include "common/LoopGraph.h"
+#include "host/base/ControlCharacters.h"
 #include "host/base/HostException.h"
 #include "host/plugins/PluginPath.h"
 #include "host/types/TypeCatalogue.h"
@@ -12,21 +13,19 @@
 
 namespace Rvl {
 
-/// A plug-in could not be loaded. The message names it.
+/// A plug-in could not be loaded: a fault of the configuration that names it, as far as the host can tell.
+/// The message names the plug-in.
 class CPluginException : public CHostException
 {
 public:
-    CPluginException(const std::string& plugin, bool found, const std::string& message)
-        : CHostException(ExitFailure, message), plugin_(plugin), found_(found)
+    CPluginException(const std::string& plugin, const std::string& message)
+        : CHostException(ExitBadConfiguration, escapeControlCharacters(message)), plugin_(plugin)
     {}
 
     const std::string& plugin() const { return plugin_; }
-    /// False if there is no such plug-in, true if it was found but failed to load.
-    bool found() const { return found_; }
 
 private:
     std::string plugin_;
-    bool found_;
 };
 
 /// Loads plug-ins and lets them register their factories with the environment; its destructor removes these

@@ -1,5 +1,6 @@
 #include "host/process/LogSetup.h"
 
+#include "host/base/ControlCharacters.h"
 #include "host/process/BackgroundOutput.h"
 
 #include <log4cplus/appender.h>
@@ -18,13 +19,14 @@ namespace Rvl {
 
 namespace {
 
-/// Writes log records to standard error, or to an output in the background.
+/// Writes log records to standard error, or to an output in the background, one line each whatever a plug-in
+/// puts into them.
 class CErrorAppender : public log4cplus::Appender
 {
 public:
     CErrorAppender()
     {
-        setLayout(std::make_unique<log4cplus::PatternLayout>("%D{%H:%M:%S.%q} %-5p [%c] %m%n"));
+        setLayout(std::make_unique<log4cplus::PatternLayout>("%D{%H:%M:%S.%q} %-5p [%c] %m"));
     }
     ~CErrorAppender() override { destructorImpl(); }
     void close() override { closed = true; }
@@ -35,10 +37,11 @@ protected:
     {
         std::ostringstream text;
         getLayout()->formatAndAppend(text, event);
+        const std::string record = escapeControlCharacters(text.str()) + "\n";
         if (output_) {
-            output_->writeIfThereIsRoom(text.str());
+            output_->writeIfThereIsRoom(record);
         } else {
-            std::cerr << text.str() << std::flush;
+            std::cerr << record << std::flush;
         }
     }
 

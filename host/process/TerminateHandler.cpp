@@ -1,6 +1,7 @@
 #include "host/process/TerminateHandler.h"
 
 #include "common/ThreadSafety.h"
+#include "host/base/ControlCharacters.h"
 #include "host/process/AbortAlarm.h"
 #include "host/process/CrashHandler.h"
 #include "host/process/DeadlineTasks.h"
@@ -30,7 +31,7 @@ std::string currentFault()
             std::rethrow_exception(exception);
         }
     } catch (const std::exception& exception) {
-        return exception.what();
+        return escapeControlCharacters(exception.what());
     } catch (...) {
         return "an exception of unknown kind";
     }

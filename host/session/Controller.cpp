@@ -1,5 +1,6 @@
 #include "host/session/Controller.h"
 
+#include "host/base/ControlCharacters.h"
 #include "platform/rivlink_core/IoChannelInterface.h"
 #include "platform/rivlink_device/ControllerChannel.h"
 
@@ -63,6 +64,7 @@ void CController::readLoops(std::vector<SLoopStatus>& status) const
 {
     for (std::size_t index = 0; loops_ && index < loops_->loopCount(); ++index) {
         status.push_back(loops_->status(index));
+        status.back().typeName = escapeControlCharacters(status.back().typeName);
     }
 }
 
@@ -70,7 +72,7 @@ SControllerState CController::read() const
 {
     SControllerState state;
     state.name = name_;
-    state.unit = channel_.unit();
+    state.unit = escapeControlCharacters(channel_.unit());
     state.enabled = channel_.isControlLoopEnabled();
     state.manual = manual_;
     readLoops(state.loops);
@@ -86,6 +88,7 @@ SControllerState CController::read() const
         state.controlValue = channel_.readControlValue();
     }
     state.health = healthOf(state);
+    state.health.text = escapeControlCharacters(state.health.text); // may be a device's
     return state;
 }
 

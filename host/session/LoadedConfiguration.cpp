@@ -73,18 +73,14 @@ bool CLoadedConfiguration::loadPlugins()
             plugins_.load(name,
                           path.empty() ? std::filesystem::path() : configuration_.folder() / pathOf(path));
         } catch (const CPluginException& exception) {
-            SFault fault = configuration_.fault(node, attribute, exception.what());
-            fault.runtime = exception.found();
-            faults_.add(fault);
+            faults_.add(configuration_.fault(node, attribute, exception.what()));
             complete = false;
         }
     }
     try {
         plugins_.registerFactories();
     } catch (const CPluginException& exception) {
-        SFault fault = configuration_.fault(listed.at(exception.plugin()), exception.what());
-        fault.runtime = true;
-        faults_.add(fault);
+        faults_.add(configuration_.fault(listed.at(exception.plugin()), exception.what()));
         complete = false;
     }
     return complete;

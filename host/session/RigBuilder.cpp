@@ -63,10 +63,8 @@ bool CRigBuilder::attempt(const pugi::xml_node& node, CFaultList& faults, const 
         return true;
     } catch (const boost::system::system_error& exception) {
         outOfDescriptors_ = exception.code() == boost::system::errc::too_many_files_open;
-        SFault fault = configuration_.fault(
-            node, "cannot be built: " + (outOfDescriptors_ ? tooManyFiles() : exception.what()));
-        fault.runtime = outOfDescriptors_;
-        faults.add(std::move(fault));
+        faults.add(configuration_.fault(node, "cannot be built: " +
+                                                  (outOfDescriptors_ ? tooManyFiles() : exception.what())));
     } catch (const std::exception& exception) {
         faults.add(configuration_.fault(node, std::string("cannot be built: ") + exception.what()));
     } catch (...) {

@@ -1,5 +1,6 @@
 #include "host/session/Session.h"
 
+#include "host/base/ControlCharacters.h"
 #include "platform/rivlink_core/Environment.h"
 #include "platform/rivlink_device/ControllerChannel.h"
 
@@ -153,7 +154,8 @@ std::vector<std::string> CSession::resume()
         try {
             controller->setEnabled(true);
         } catch (const std::exception& exception) {
-            failures.push_back("enabling " + controller->name() + ": " + exception.what());
+            failures.push_back("enabling " + controller->name() + ": " +
+                               escapeControlCharacters(exception.what()));
         } catch (...) {
             failures.push_back("enabling " + controller->name() + ": an exception of unknown kind");
         }

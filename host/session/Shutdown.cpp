@@ -1,5 +1,6 @@
 #include "host/session/Shutdown.h"
 
+#include "host/base/ControlCharacters.h"
 #include "platform/rivlink_core/Environment.h"
 #include "platform/rivlink_device/AnalogInChannel.h"
 #include "platform/rivlink_device/ControllerChannel.h"
@@ -39,7 +40,7 @@ public:
     void add(const std::string& failure)
     {
         const CMutexLock lock(mutex_);
-        texts_.push_back(failure);
+        texts_.push_back(escapeControlCharacters(failure)); // devices and plug-ins give their texts
     }
     std::vector<std::string> texts() const
     {

@@ -1,5 +1,6 @@
 #include "host/types/TypeCatalogue.h"
 
+#include "host/base/ControlCharacters.h"
 #include "host/base/HostException.h"
 #include "host/base/SystemText.h"
 
@@ -19,6 +20,18 @@ using Json = nlohmann::ordered_json;
 
 constexpr std::array<const char*, 10> keyTypeNames{"text",   "boolean",   "integer", "real",    "hexadecimal",
                                                    "choice", "reference", "section", "element", "object"};
+
+/// A plug-in's texts reach the terminal in many places.
+void escapeTexts(Json& json)
+{
+    if (json.is_string()) {
+        json = escapeControlCharacters(json.get<std::string>());
+    } else if (json.is_structured()) {
+        for (Json& item : json) {
+            escapeTexts(item);
+        }
+    }
+}
 
 /// Text or number of a default, as it would stand in a configuration.
 std::string asConfigurationText(const Json& value)
@@ -311,7 +324,8 @@ void CTypeCatalogue::addFile(const std::filesystem::path& file)
 void CTypeCatalogue::addText(const std::string& json, const std::string& source)
 {
     try {
-        const Json document = Json::parse(json);
+        Json document = Json::parse(json);
+        escapeTexts(document);
         const std::string plugin = document.value("plugin", std::string());
         for (const Json& entry : document.at("types")) {
             auto type = typeFromJson(entry, plugin);
@@ -321,7 +335,8 @@ void CTypeCatalogue::addText(const std::string& json, const std::string& source)
             }
         }
     } catch (const std::exception& exception) {
-        throw CHostException(ExitFailure, "bad type descriptions in " + source + ": " + exception.what());
+        throw CHostException(ExitFailure, "bad type descriptions in " + source + ": " +
+                                              escapeControlCharacters(exception.what()));
     }
 }
 

@@ -29,8 +29,8 @@ struct SApiContext
     std::optional<std::filesystem::path> history; ///< absent: only memory
 
     CSession& session() const { return loaded.session(); }
-    /// Of the scaled value, or of the device's signal if the channel has no scaling; empty for null, and where
-    /// it is not known.
+    /// Of the scaled value, or of the device's signal if the channel has no scaling; empty for null, and
+    /// where it is not known.
     std::string unitOf(const IIoChannelInterface* channel) const;
     /// The device to which the channel's configuration binds it; null if to none.
     const SRig::SDevice* deviceOf(const IIoChannelInterface& channel) const;

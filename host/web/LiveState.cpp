@@ -1,5 +1,6 @@
 #include "host/web/LiveState.h"
 
+#include <algorithm>
 #include <utility>
 
 namespace Rvl {
@@ -24,15 +25,30 @@ CLiveState::Snapshot CLiveState::latest() const
     return latest_;
 }
 
+namespace {
+
+void keep(std::deque<CTrendMemory::SRow>& rows, const CTrendMemory::SRow& row)
+{
+    rows.push_back(row);
+    if (rows.size() > CTrendMemory::rowsKept) {
+        rows.pop_front();
+    }
+}
+
+} // namespace
+
 bool CTrendMemory::take(const SSnapshot& snapshot)
 {
     const CMutexLock lock(mutex_);
     rows_.resize(snapshot.controllers.size());
     for (std::size_t index = 0; index < rows_.size(); ++index) {
         const SControllerState& state = snapshot.controllers[index];
-        rows_[index].push_back({snapshot.utc, state.setPoint, state.actualValue, state.controlValue});
-        if (rows_[index].size() > rowsKept) {
-            rows_[index].pop_front();
+        rows_[index].resize(std::max<std::size_t>(state.loops.size(), 1));
+        keep(rows_[index][0], {snapshot.utc, state.setPoint, state.actualValue, state.controlValue});
+        for (std::size_t loop = 1; loop < state.loops.size(); ++loop) {
+            const SLoopStatus& status = state.loops[loop];
+            keep(rows_[index][loop],
+                 {snapshot.utc, status.setPoint, status.actualValue, status.controlValue});
         }
     }
     return true;
@@ -40,14 +56,14 @@ bool CTrendMemory::take(const SSnapshot& snapshot)
 
 std::vector<CTrendMemory::SRow> CTrendMemory::rows(std::size_t controller,
                                                    std::chrono::system_clock::time_point from,
-                                                   std::size_t points) const
+                                                   std::size_t points, std::size_t loop) const
 {
     const CMutexLock lock(mutex_);
     std::vector<SRow> result;
-    if (controller >= rows_.size() || points == 0) {
+    if (controller >= rows_.size() || loop >= rows_[controller].size() || points == 0) {
         return result;
     }
-    const std::deque<SRow>& all = rows_[controller];
+    const std::deque<SRow>& all = rows_[controller][loop];
     std::size_t first = 0;
     while (first < all.size() && all[first].utc < from) {
         ++first;

@@ -34,7 +34,8 @@ private:
     Snapshot latest_ RVL_GUARDED_BY(mutex_);
 };
 
-/// The values of every controller during the last ten minutes, one row a second. From any thread.
+/// The values of every controller and of the loops below its outermost one during the last ten minutes, one
+/// row a second. From any thread.
 class CTrendMemory : public ISnapshotSink
 {
 public:
@@ -51,13 +52,13 @@ public:
     std::chrono::milliseconds interval() const override { return std::chrono::seconds(1); }
     bool take(const SSnapshot& snapshot) override;
     /// The rows of a controller, in the snapshots' order, that are not older than `from`; at most `points` of
-    /// them, evenly spread, the latest among them.
+    /// them, evenly spread, the latest among them. With a `loop` other than 0 those of that loop, unscaled.
     std::vector<SRow> rows(std::size_t controller, std::chrono::system_clock::time_point from,
-                           std::size_t points) const;
+                           std::size_t points, std::size_t loop = 0) const;
 
 private:
     mutable CMutex mutex_;
-    std::vector<std::deque<SRow>> rows_ RVL_GUARDED_BY(mutex_); ///< by controller
+    std::vector<std::vector<std::deque<SRow>>> rows_ RVL_GUARDED_BY(mutex_); ///< by controller and loop
 };
 
 } // namespace Rvl

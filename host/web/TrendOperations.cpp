@@ -30,13 +30,18 @@ SHttpReply trend(const SApiContext& context, const SApiRequest& request)
     Json channels = Json::object();
     const auto& controllers = context.session().controllers();
     for (std::size_t index = 0; index < controllers.size(); ++index) {
-        Json rows = Json::array();
-        for (const CTrendMemory::SRow& row : context.trend.rows(index, from, points)) {
-            rows.push_back({milliseconds(row.utc), numberJson(row.setPoint), numberJson(row.actualValue),
-                            numberJson(row.controlValue)});
+        const CController& controller = *controllers[index];
+        const std::size_t loops = controller.loops() ? controller.loops()->loopCount() : 1;
+        for (std::size_t loop = 0; loop < loops; ++loop) {
+            Json rows = Json::array();
+            for (const CTrendMemory::SRow& row : context.trend.rows(index, from, points, loop)) {
+                rows.push_back({milliseconds(row.utc), numberJson(row.setPoint), numberJson(row.actualValue),
+                                numberJson(row.controlValue)});
+            }
+            channels[controller.name() + (loop == 0 ? "" : "/" + std::to_string(loop))] = {
+                {"columns", {"time_ms", "setPoint", "actualValue", "controlValue"}},
+                {"rows", std::move(rows)}};
         }
-        channels[controllers[index]->name()] = {
-            {"columns", {"time_ms", "setPoint", "actualValue", "controlValue"}}, {"rows", std::move(rows)}};
     }
     return jsonReply({{"channels", std::move(channels)}});
 }

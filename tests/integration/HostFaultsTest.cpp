@@ -502,7 +502,10 @@ TEST(HostFaults, ConfigurationThatNeedsMoreFilesThanTheSystemAllowsIsReportedBef
 #if defined(_WIN32)
     EXPECT_EQ(0, result.exitCode) << result.err;
 #else
-    EXPECT_EQ(1, result.exitCode);
+    EXPECT_EQ(78, result.exitCode);
+    const SProgramResult check = runWithin("ulimit -n 100", {"check", file});
+    EXPECT_EQ(check.exitCode, result.exitCode);
+    EXPECT_EQ(check.out, result.err);
     ASSERT_EQ(1u, linesOf(result.err).size()) << result.err;
     EXPECT_THAT(
         result.err,

@@ -143,11 +143,14 @@ std::string text(double value)
     return stream.str();
 }
 
-/// Fails where the configuration's attribute "FailAt" says so.
+/// Fails where the configuration's attribute "FailAt" says so, an object called "Forging" with a text that
+/// forges a line and clears the terminal.
 void failIf(const ptree& tree, const std::string& step)
 {
     if (tree.get<std::string>("<xmlattr>.FailAt", "") == step) {
-        RVL_THROW(CDeviceAccessException, "failing at " + step + " as configured");
+        const std::string name = tree.get<std::string>("<xmlattr>.Name", "");
+        RVL_THROW(CDeviceAccessException, "failing at " + step + " as configured" +
+                                              (name == "Forging" ? "\r\n12:00:00 \x1b[2J" : ""));
     }
 }
 

@@ -279,4 +279,25 @@ TEST_F(RunCommandTest, KillLosesAtMostASecondOfTheRecord)
     EXPECT_LE(std::fmod(killed_s - last_s + day_s, day_s), 1.0);
 }
 
+TEST_F(RunCommandTest, TextsOfPluginsForgeNoLinesAndReachTheTerminalEscaped)
+{
+    configuration.moreChannels =
+        SFakeConfiguration::controller("Forging", "Enabled=\"true\" FailAt=\"enable\"");
+    const SProgramResult result = run({"--for", "1min", "--log", "debug"});
+    EXPECT_EQ(result.exitCode, 1);
+    const std::string text = result.out + result.err;
+    EXPECT_EQ(text.find_first_of("\r\x1b"), std::string::npos) << text;
+    const std::string escaped = "failing at enable as configured\\r\\n12:00:00 \\x1b[2J";
+    bool logged = false;
+    bool reported = false;
+    for (const std::string& line : linesOf(result.err)) {
+        EXPECT_THAT(line, Not(testing::StartsWith("12:00:00 ")));
+        const bool found = line.find(escaped) != std::string::npos;
+        logged = logged || (found && line.find("[ExceptionLogger]") != std::string::npos);
+        reported = reported || (found && line.find("[ExceptionLogger]") == std::string::npos);
+    }
+    EXPECT_TRUE(logged) << result.err;
+    EXPECT_TRUE(reported) << result.err;
+}
+
 } // namespace Rvl::Test

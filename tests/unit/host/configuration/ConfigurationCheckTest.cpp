@@ -65,6 +65,77 @@ TEST(ConfigurationCheckTest, SoundConfigurationHasNoFaults)
     EXPECT_EQ(result.exitCode, 0);
 }
 
+TEST(ConfigurationCheckTest, NamesHaveNoControlCharactersInAnyEncoding)
+{
+    const CTemporaryFolder temporary;
+    const auto check = [&](const std::string& declaration, const std::string& name, bool wide) {
+        SFakeConfiguration configuration;
+        configuration.moreChannels =
+            "<Channel Name=\"" + name + "\" Type=\"Rvl::CFakeInput\" Device=\"Bench\" Value=\"1\"/>\n";
+        std::string text = declaration + configuration.text();
+        if (wide) {
+            std::string units = "\xff\xfe";
+            for (const char c : text) {
+                units += c;
+                units += '\0';
+            }
+            text = units;
+        }
+        return runHost({"check", temporary.write("c.xml", text)});
+    };
+    const std::string place = temporary.file("c.xml") + ":7: /Configuration/Channels/Channel[4][@Name]: ";
+    const auto refusal = [&](const std::string& name) {
+        return place + "\"" + name + "\" has control characters; expected a name without any\n";
+    };
+    const std::string latin1 = "<?xml version=\"1.0\" encoding=\"ISO-8859-1\"?>";
+    EXPECT_EQ(check("",
+                    "P\xc2\x9b"
+                    "2J",
+                    false)
+                  .out,
+              refusal("P\\u009b2J"));
+    EXPECT_EQ(check(latin1,
+                    "P\x9b"
+                    "2J",
+                    false)
+                  .out,
+              refusal("P\\u009b2J"));
+    EXPECT_EQ(check("",
+                    "P\x9b"
+                    "2J",
+                    true)
+                  .out,
+              refusal("P\\u009b2J"));
+    EXPECT_EQ(check("", "P\x7f", false).out, refusal("P\\x7f"));
+    EXPECT_EQ(check("", "P&#13;&#10;12:00:00", false).out, refusal("P\\r\\n12:00:00"));
+    EXPECT_EQ(check("", "P&#x202e;", false).out, refusal("P\\u202e"));
+    EXPECT_EQ(check("", "P&#x202e;", false).exitCode, 78);
+    EXPECT_EQ(check(latin1, "P\xe4", false).out, temporary.file("c.xml") + ": no faults\n");
+    // XML has no such character, however it is written
+    for (const bool wide : {false, true}) {
+        for (const std::string& declaration : {std::string(), latin1}) {
+            const SProgramResult result = check(declaration, "P\x1b[2J", wide);
+            EXPECT_EQ(result.exitCode, 65);
+            EXPECT_EQ(result.out, "");
+            EXPECT_EQ(result.err.find(temporary.file("c.xml") + ":7: /: not well-formed: "), 0U)
+                << result.err;
+            EXPECT_EQ(result.err.find('\x1b'), std::string::npos);
+        }
+    }
+}
+
+TEST(ConfigurationCheckTest, TextsOfPluginsAreEscapedInFaults)
+{
+    const CTemporaryFolder temporary;
+    SFakeConfiguration configuration;
+    configuration.moreChannels = "<Channel Name=\"Forging\" Type=\"Rvl::CFakeInput\" Device=\"Bench\" "
+                                 "FailAt=\"connectToDevice\"/>\n";
+    const std::string file = temporary.write("c.xml", configuration.text());
+    EXPECT_EQ(runHost({"check", file}).out,
+              file + ":7: /Configuration/Channels/Channel[4]: cannot be built: failing at connectToDevice as "
+                     "configured\\r\\n12:00:00 \\x1b[2J\n");
+}
+
 TEST(ConfigurationCheckTest, DrivesNothing)
 {
     const CTemporaryFolder temporary;

@@ -10,30 +10,28 @@ namespace Rvl::Test {
 TEST(FaultTest, FaultsAreReportedInFileOrder)
 {
     CFaultList faults;
-    faults.add({30, 3, "/A/C", "late", false});
-    faults.add({10, 1, "/A/B", "early", false});
-    faults.add({30, 3, "/A/C", "later", true});
+    faults.add({30, 3, "/A/C", "late"});
+    faults.add({10, 1, "/A/B", "early"});
+    faults.add({30, 3, "/A/C", "later"});
     EXPECT_EQ(faults.report("x.xml"), "x.xml:1: /A/B: early\nx.xml:3: /A/C: late\nx.xml:3: /A/C: later\n");
-    EXPECT_TRUE(faults.hasRuntimeFault());
 }
 
 TEST(FaultTest, FaultConcernsTheElementsThatHoldIt)
 {
     CFaultList faults;
-    faults.add({1, 1, "/A/B[1]/C[@d]", "wrong", false});
+    faults.add({1, 1, "/A/B[1]/C[@d]", "wrong"});
     EXPECT_TRUE(faults.concerns("/A"));
     EXPECT_TRUE(faults.concerns("/A/B[1]"));
     EXPECT_TRUE(faults.concerns("/A/B[1]/C"));
     EXPECT_FALSE(faults.concerns("/A/B"));
     EXPECT_FALSE(faults.concerns("/A/B[10]"));
     EXPECT_FALSE(faults.concerns("/A/B[1]/Cx"));
-    EXPECT_FALSE(faults.hasRuntimeFault());
 }
 
 TEST(FaultTest, WarningsAreReportedAlikeAndKeepNothingFromRunning)
 {
     CFaultList faults;
-    faults.add({30, 3, "/A/C", "dubious", false, SFault::Warning});
+    faults.add({30, 3, "/A/C", "dubious", SFault::Warning});
     EXPECT_TRUE(faults.empty());
     EXPECT_EQ(faults.warnings(), 1U);
     EXPECT_FALSE(faults.concerns("/A/C"));
@@ -41,7 +39,7 @@ TEST(FaultTest, WarningsAreReportedAlikeAndKeepNothingFromRunning)
     EXPECT_TRUE(faults.refuses(true));
     EXPECT_EQ(faults.report("x"), "x:3: warning: /A/C: dubious\n");
     EXPECT_EQ(faults.report("x", true), "x:3: /A/C: dubious\n");
-    faults.add({10, 1, "/A/B", "wrong", false});
+    faults.add({10, 1, "/A/B", "wrong"});
     EXPECT_EQ(faults.size(), 1U);
     EXPECT_TRUE(faults.refuses(false));
     EXPECT_EQ(faults.report("x"), "x:1: /A/B: wrong\nx:3: warning: /A/C: dubious\n");
@@ -51,10 +49,10 @@ TEST(FaultTest, ReportEndsAfterAHundredWithTheNumberOfTheOthers)
 {
     CFaultList faults;
     for (std::size_t i = 0; i < 103; ++i) {
-        faults.add({i, i + 1, "/A", "wrong", false});
+        faults.add({i, i + 1, "/A", "wrong"});
     }
     for (std::size_t i = 0; i < 101; ++i) {
-        faults.add({i, i + 1, "/A", "dubious", false, SFault::Warning});
+        faults.add({i, i + 1, "/A", "dubious", SFault::Warning});
     }
     const std::string report = faults.report("x");
     EXPECT_EQ(std::count(report.begin(), report.end(), '\n'), 202);

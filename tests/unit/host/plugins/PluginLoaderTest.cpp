@@ -16,7 +16,7 @@ namespace {
 const CPluginPath path({RIVLINK_TEST_PLUGIN_DIRECTORY});
 
 /// The message of a plug-in that cannot be loaded.
-std::string loadFailure(const std::string& plugin, bool found)
+std::string loadFailure(const std::string& plugin)
 {
     CTypeCatalogue catalogue;
     CPluginLoader loader(path, catalogue);
@@ -25,7 +25,7 @@ std::string loadFailure(const std::string& plugin, bool found)
         loader.registerFactories();
     } catch (const CPluginException& exception) {
         EXPECT_EQ(exception.plugin(), plugin);
-        EXPECT_EQ(exception.found(), found);
+        EXPECT_EQ(exception.code(), ExitBadConfiguration);
         return exception.what();
     }
     return {};
@@ -60,31 +60,30 @@ TEST(PluginLoaderTest, PluginRegistersItsFactoriesAndLeavesNothingBehind)
 
 TEST(PluginLoaderTest, BrokenPluginIsNamed)
 {
-    EXPECT_EQ(loadFailure("rivlink_fke", false),
+    EXPECT_EQ(loadFailure("rivlink_fke"),
               "plug-in \"rivlink_fke\" is not in the plug-in path; expected one of "
               "broken_loops_version, broken_no_library, broken_throwing, broken_throwing_a_number, "
               "broken_throwing_at_load, broken_without_entry, linked_plugin, linking_plugin, "
               "rivlink_current, rivlink_fake (did you mean \"rivlink_fake\"?)");
-    EXPECT_EQ(loadFailure("broken_throwing", true),
-              "plug-in \"broken_throwing\" failed to register: the dongle is "
-              "missing; expected a registration that does not throw");
+    EXPECT_EQ(loadFailure("broken_throwing"), "plug-in \"broken_throwing\" failed to register: the dongle is "
+                                              "missing; expected a registration that does not throw");
     EXPECT_EQ(
-        loadFailure("broken_throwing_a_number", true),
+        loadFailure("broken_throwing_a_number"),
         "plug-in \"broken_throwing_a_number\" failed to register: an exception of unknown kind; expected "
         "a registration that does not throw");
     EXPECT_EQ(
-        loadFailure("broken_without_entry", true),
+        loadFailure("broken_without_entry"),
         "\"broken_without_entry\" is no plug-in: it connects nothing to the environment; expected a library "
         "that connects to registerFactories when it is loaded");
     EXPECT_EQ(
-        loadFailure("broken_loops_version", true),
+        loadFailure("broken_loops_version"),
         "plug-in \"broken_loops_version\" offers its loops in version 3; expected version 2, as a plug-in "
         "has that is built with this program");
-    EXPECT_EQ(loadFailure("broken_undescribed", true),
+    EXPECT_EQ(loadFailure("broken_undescribed"),
               "plug-in \"broken_undescribed\" does not describe its types; expected "
               "broken_undescribed.types.json beside its library");
     EXPECT_THAT(
-        loadFailure("broken_no_library", true),
+        loadFailure("broken_no_library"),
         MatchesPattern("plug-in \"broken_no_library\" cannot be loaded: .*broken_no_library.*; expected a "
                        "plug-in library"));
 }
@@ -129,7 +128,7 @@ TEST(PluginLoaderTest, PluginWhoseInitialisationThrowsIsNamed)
     SFakeConfiguration configuration;
     configuration.plugins += "<Plugin Name=\"broken_throwing_at_load\"/>";
     const SProgramResult run = runHost({"run", folder.write("c.xml", configuration.text())});
-    EXPECT_EQ(run.exitCode, 1);
+    EXPECT_EQ(run.exitCode, 78);
     EXPECT_EQ(
         run.err,
         "plug-in \"broken_throwing_at_load\" cannot be loaded: its initialisation failed: the licence is "
@@ -162,7 +161,7 @@ TEST_P(BrokenPlugin, LeavesNothingDriven)
     const std::string file = folder.write("c.xml", configuration.text());
     const SProgramResult run =
         runHost({"run", file, "--for", "1min"}, {}, {{"RIVLINK_FAKE_JOURNAL", folder.file("journal")}});
-    EXPECT_EQ(run.exitCode, 1);
+    EXPECT_EQ(run.exitCode, 78);
     EXPECT_EQ(run.out, "");
     ASSERT_EQ(linesOf(run.err).size(), 1U) << run.err;
     EXPECT_THAT(linesOf(run.err).at(0), testing::StartsWith(file + ":1: /Configuration/Plugins/Plugin[2]"));
@@ -173,7 +172,7 @@ TEST_P(BrokenPlugin, LeavesNothingDriven)
 
     const SProgramResult check = runHost({"check", file});
     EXPECT_EQ(check.out, run.err);
-    EXPECT_EQ(check.exitCode, 78);
+    EXPECT_EQ(check.exitCode, run.exitCode);
 }
 
 INSTANTIATE_TEST_SUITE_P(All, BrokenPlugin,

@@ -45,6 +45,18 @@ TEST(TrendMemory, TenMinutesAreKept)
     EXPECT_EQ(101.0, all.front().actualValue);
     EXPECT_EQ(700.0, all.back().actualValue);
     EXPECT_TRUE(trend.rows(2, {}, 10).empty()) << "no such controller";
+    EXPECT_TRUE(trend.rows(1, {}, 10, 1).empty()) << "no such loop";
+}
+
+TEST(TrendMemory, LoopsBelowTheOutermostHaveTheirOwn)
+{
+    CTrendMemory trend;
+    SSnapshot snapshot = snapshotAt(1s, 30.0);
+    snapshot.controllers[1].loops.resize(2);
+    snapshot.controllers[1].loops[1].actualValue = 50.0;
+    trend.take(snapshot);
+    EXPECT_EQ(30.0, trend.rows(1, {}, 10).at(0).actualValue);
+    EXPECT_EQ(50.0, trend.rows(1, {}, 10, 1).at(0).actualValue);
 }
 
 TEST(TrendMemory, FewPointsAreSpreadEvenlyBackFromTheLatest)
