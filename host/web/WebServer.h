@@ -34,8 +34,9 @@ bool parseListenAddress(const std::string& text, SWebOptions& options);
 class CWebServer
 {
 public:
-    /// With a history trends are read from that file, otherwise from memory. Listens from here on; connections are served after start(). Throws CHostException if it cannot listen,
-    /// or may not: on an address that other computers reach, without a token. All must outlive it.
+    /// With a history trends are read from that file, otherwise from memory. Listens from here on;
+    /// connections are served after start(). Throws CHostException if it cannot listen, or may not: on an
+    /// address that other computers reach, without a token. All must outlive it.
     CWebServer(const SWebOptions& options, CLoadedConfiguration& loaded, CCommands& commands,
                const SShutdownLimits& limits, const std::string& version,
                const std::optional<std::filesystem::path>& history = {});
