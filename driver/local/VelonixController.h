@@ -20,7 +20,7 @@ public:
     /// Nothing is switched yet; when it throws, the output so far is kept.
     void setProperties(const boost::property_tree::ptree& tree) override;
     /// Switches the output, if there is one, and then the loop. If switching the output throws, the loop
-    /// stays as it is; if switching the loop throws, the output is switched off.
+    /// stays as it is; if switching the loop throws, the output stays as it was switched.
     void setEnabled(bool enable) override;
 
 private:

@@ -247,7 +247,7 @@ void describeCommandLine(CLI::App& app, SArguments& arguments)
         command->add_flag("--strict", arguments.strict, "Take warnings for faults");
     }
     withConfiguration(
-        app.add_subcommand("print", "Print the effective configuration, with every default written out"));
+        app.add_subcommand("print", "Print the effective configuration, with its defaults; limits that there are none of are left out"));
 
     describeHistoryCommands(app, arguments);
 
