@@ -9,6 +9,9 @@
 #include <stdexcept>
 #include <thread>
 
+// on Windows the header above has nothing in it
+namespace Rvl::Test {}
+
 using namespace Rvl;
 using namespace Rvl::Test;
 
