@@ -4,6 +4,7 @@
 #include "host/base/SystemText.h"
 #include "host/history/HistoryBucket.h"
 #include "host/history/HistoryFile.h"
+#include "host/history/HistoryRows.h"
 #include "host/history/SampleCode.h"
 
 #include <algorithm>
@@ -18,8 +19,6 @@ namespace {
 /// Stretches that are read in one transaction: a long one would keep the writer from using its log again.
 constexpr std::int64_t stretchesAtOnce = 200;
 
-using Buckets = std::map<std::int64_t, SHistoryBucket>;
-
 SValueSum valuesIn(SQLite::Statement& row, int first)
 {
     SValueSum result;
@@ -30,38 +29,6 @@ SValueSum valuesIn(SQLite::Statement& row, int first)
         result.sum = row.getColumn(first + 3).getDouble();
     }
     return result;
-}
-
-SHistoryValues valuesOf(const SValueSum& sum)
-{
-    if (sum.count == 0) {
-        constexpr double nan = std::numeric_limits<double>::quiet_NaN();
-        return {nan, nan, nan};
-    }
-    // rounding must not take the mean beyond the values
-    return {sum.minimum, std::clamp(sum.sum / static_cast<double>(sum.count), sum.minimum, sum.maximum),
-            sum.maximum};
-}
-
-SHistoryRow rowOf(std::int64_t begin_ms, const SHistoryBucket& bucket)
-{
-    return {timeOf(begin_ms),
-            valuesOf(bucket.setPoint),
-            valuesOf(bucket.actualValue),
-            valuesOf(bucket.controlValue),
-            bucket.enabled,
-            bucket.manual,
-            bucket.health};
-}
-
-std::vector<SHistoryRow> rowsOf(const Buckets& buckets)
-{
-    std::vector<SHistoryRow> rows;
-    rows.reserve(buckets.size());
-    for (const auto& [begin_ms, bucket] : buckets) {
-        rows.push_back(rowOf(begin_ms, bucket));
-    }
-    return rows;
 }
 
 /// The least multiple of `length_ms` that is no less than `time_ms`.
