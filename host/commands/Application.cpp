@@ -246,8 +246,9 @@ void describeCommandLine(CLI::App& app, SArguments& arguments)
     for (CLI::App* const command : {run, check}) {
         command->add_flag("--strict", arguments.strict, "Take warnings for faults");
     }
-    withConfiguration(
-        app.add_subcommand("print", "Print the effective configuration, with its defaults; limits that there are none of are left out"));
+    withConfiguration(app.add_subcommand(
+        "print",
+        "Print the effective configuration, with its defaults; limits that there are none of are left out"));
 
     describeHistoryCommands(app, arguments);
 
