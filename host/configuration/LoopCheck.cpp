@@ -25,7 +25,7 @@ std::uint32_t pattern(const std::optional<std::string>& text)
 CLoopCheck::CLoopCheck(const CConfiguration& configuration, const CTypeCatalogue& catalogue,
                        const CSignalCheck& signals, const Bearers& bearers, CFaultList& faults)
     : configuration_(configuration), catalogue_(catalogue), signals_(signals), bearers_(bearers),
-      faults_(faults), outputs_(configuration, faults)
+      faults_(faults), outputs_(faults)
 {}
 
 void CLoopCheck::run()

@@ -11,10 +11,6 @@ std::string nameOf(const pugi::xml_node& controller)
 
 } // namespace
 
-COutputCheck::COutputCheck(const CConfiguration& configuration, CFaultList& faults)
-    : configuration_(configuration), faults_(faults)
-{}
-
 void COutputCheck::add(const std::string& nameServer, const std::string& name, const SDriver& driver,
                        std::uint32_t lines)
 {

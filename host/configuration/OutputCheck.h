@@ -1,6 +1,5 @@
 #pragma once
 
-#include "host/configuration/Configuration.h"
 #include "host/configuration/Fault.h"
 
 #include <pugixml.hpp>
@@ -26,7 +25,7 @@ public:
         bool shared = false;
     };
 
-    COutputCheck(const CConfiguration& configuration, CFaultList& faults);
+    explicit COutputCheck(CFaultList& faults) : faults_(faults) {}
 
     /// Adds a fault if the output is driven already. `lines` are the bits of a port that are driven; all of
     /// them for other outputs.
@@ -43,7 +42,6 @@ private:
 
     void refuse(const std::string& name, const SDriver& driver, const SDriver& other);
 
-    const CConfiguration& configuration_;
     CFaultList& faults_;
     std::map<std::pair<std::string, std::string>, std::map<std::uint32_t, SOutput>> outputs_;
     std::deque<SDriver> drivers_;

@@ -27,7 +27,7 @@ protected:
                               "<Channel Name='C'/></Channels></Configuration>",
                               "c");
     CFaultList faults;
-    COutputCheck check{configuration, faults};
+    COutputCheck check{faults};
 };
 
 std::string conflict(int line, const std::string& name, const std::string& other, int otherLine)
