@@ -50,7 +50,8 @@ std::map<std::string, std::string> pathParameters(const SOperation& operation, c
 
 void checkQuery(const SOperation& operation, const SHttpRequest& request)
 {
-    for (const auto& [name, value] : request.query) {
+    for (const auto& parameter : request.query) {
+        const std::string& name = parameter.first;
         if (std::none_of(operation.query.begin(), operation.query.end(),
                          [&](const SOperation::SQueryParameter& known) { return known.name == name; })) {
             throw CHttpError(400, "there is no parameter \"" + name + "\"", name);

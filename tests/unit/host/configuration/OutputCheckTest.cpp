@@ -1,5 +1,6 @@
 #include "host/configuration/OutputCheck.h"
 
+#include "host/configuration/Configuration.h"
 #include "host/configuration/ConfigurationFrame.h"
 
 #include <gtest/gtest.h>
