@@ -17,4 +17,9 @@ if [ "$1" = --stay ]; then
     /usr/lib/wine/wineserver64 --persistent=60 || true # or one is there, of another checkout
     set -- cmd /c exit # its services start with the first program
 fi
+# Now and then the loader ends at once with nothing said, before the program has begun: no program ends that soon.
+begin=$(date +%s%N)
+status=0
+/usr/lib/wine/wine64 "$@" || status=$?
+[ "$status" -ne 0 ] && [ $(($(date +%s%N) - begin)) -lt 50000000 ] || exit "$status"
 exec /usr/lib/wine/wine64 "$@"

@@ -24,13 +24,13 @@ ILoopGraph* graphOf(IIoChannelInterface& channel)
     return local ? new CLoopGraph(*local) : nullptr;
 }
 
-/// Has a loop that has just been switched to automatic mode begin with the control value in force. With the
-/// loop's lock held.
-void goOnFromManual(IControlLoop& loop)
+/// Has a loop that has just been switched to automatic mode begin with the control value in force, at this
+/// actual value. With the loop's lock held.
+void goOnFromManual(IControlLoop& loop, double actualValue)
 {
     if (auto* const pid = dynamic_cast<CPIDControlLoop*>(&loop)) {
-        if (std::isfinite(loop.lastActualValue())) { // otherwise there has been no step yet
-            pid->resume(loop.lastActualValue());
+        if (std::isfinite(actualValue)) { // otherwise there has been none yet
+            pid->resume(actualValue);
         }
     } else if (auto* const twoLevel = dynamic_cast<CTwoLevelControlLoop*>(&loop)) {
         const CTwoLevelParameters parameters = twoLevel->parameters();
@@ -95,9 +95,11 @@ void CLoopGraph::handOver(bool manual)
     if (manual) {
         channel_.writeManualControlValueUnscaled(loop.readControlValue());
     }
+    // no step reads the input in manual mode: what it announced last, not what the last step has read
+    const double actualValue = monitor_.status(0).actualValue;
     channel_.setManualMode(manual);
     if (!manual && loop.isEnabled()) {
-        goOnFromManual(loop);
+        goOnFromManual(loop, actualValue);
     }
 }
 

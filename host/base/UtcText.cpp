@@ -70,7 +70,9 @@ std::optional<std::chrono::system_clock::time_point> parseUtc(const std::string&
     const int m = pieces.digits(2);
     const bool hasDay = pieces.skip('-');
     const int d = pieces.digits(2);
-    if (y < 1 || !hasMonth || m < 1 || !hasDay || d < 1) {
+    constexpr int firstYear = 1678; // of those that the clock's nanoseconds can count
+    constexpr int lastYear = 2261;
+    if (y < firstYear || y > lastYear || !hasMonth || m < 1 || !hasDay || d < 1) {
         return std::nullopt;
     }
     const year_month_day date(year(y), month(static_cast<unsigned>(m)), day(static_cast<unsigned>(d)));

@@ -2,7 +2,7 @@
 
 #include "host/base/NumberText.h"
 #include "host/base/Suggestion.h"
-#include "host/configuration/KeyCheck.h"
+#include "host/session/ParameterCheck.h"
 #include "platform/rivlink_device/ControllerChannel.h"
 
 #include <log4cplus/logger.h>
@@ -45,68 +45,6 @@ void checkRange(const std::string& what, double value, const std::pair<double, d
     }
 }
 
-/// The value of a parameter; nothing if the set has none of that key.
-std::optional<double> valueOf(const SLoopParameters& parameters, const std::string& key)
-{
-    const auto found = std::find_if(parameters.values.begin(), parameters.values.end(),
-                                    [&](const SLoopParameters::SValue& value) { return value.key == key; });
-    return found == parameters.values.end() ? std::nullopt : std::optional<double>(found->value);
-}
-
-std::vector<std::string> keysOf(const SLoopParameters& parameters)
-{
-    std::vector<std::string> keys;
-    for (const SLoopParameters::SValue& value : parameters.values) {
-        keys.push_back(value.key);
-    }
-    return keys;
-}
-
-/// The name of the attribute at the end of a key's path.
-std::string attributeOf(const std::string& path)
-{
-    return path.substr(path.rfind('.') + 1);
-}
-
-bool keeps(const SKeyRelation& relation, double value, double other)
-{
-    const double limit = other * relation.factor;
-    switch (relation.relation) {
-    case SKeyRelation::NotAbove:
-        return value <= limit;
-    case SKeyRelation::NotBelow:
-        return value >= limit;
-    case SKeyRelation::Above:
-        break;
-    }
-    return value > limit;
-}
-
-/// Checks a changed parameter set against the description of the loop's type.
-void checkDescribed(const STypeDescription& type, const SLoopParameters& parameters)
-{
-    for (const SKeyDescription& key : type.keys) {
-        const std::string name = attributeOf(key.path);
-        const auto value = valueOf(parameters, name);
-        if (!value || key.path.find("<xmlattr>") == std::string::npos) {
-            continue;
-        }
-        if (const auto fault = checkValue(key, exactText(*value))) {
-            throw CCommandRefused(CCommandRefused::OutOfRange, name + ": " + *fault, name);
-        }
-        for (const SKeyRelation& relation : key.relations) {
-            const std::string otherName = attributeOf(relation.path);
-            const auto other = valueOf(parameters, otherName);
-            if (other && !keeps(relation, *value, *other)) {
-                throw CCommandRefused(CCommandRefused::OutOfRange,
-                                      name + " " + shortText(*value) + " does not go together with " +
-                                          otherName + " " + shortText(*other),
-                                      name);
-            }
-        }
-    }
-}
-
 /// The most and the least control value of manual mode, scaled; nothing if the loops have no limits.
 std::optional<std::pair<double, double>> controlLimits(const CController& controller)
 {
@@ -114,13 +52,14 @@ std::optional<std::pair<double, double>> controlLimits(const CController& contro
         return std::nullopt;
     }
     const SLoopParameters parameters = controller.loops()->parameters(0);
-    const auto minimum = valueOf(parameters, "MinU");
-    const auto maximum = valueOf(parameters, "MaxU");
+    const bool hasLevels = valueOf(parameters, "U_Up").has_value();
+    const auto minimum = valueOf(parameters, hasLevels ? "U_Down" : "MinU");
+    const auto maximum = valueOf(parameters, hasLevels ? "U_Up" : "MaxU");
     if (!minimum || !maximum) {
         return std::nullopt;
     }
     const IControllerChannel& channel = controller.channel();
-    // a scaling may turn them round
+    // a scaling may turn them round, and so may the levels of a two-level loop
     return std::minmax({channel.getScaledValue(*minimum), channel.getScaledValue(*maximum)});
 }
 
@@ -264,6 +203,12 @@ CCommands::Records CCommands::setManual(const std::string& source, const std::st
         if (controlValue) {
             records.back().oldValue = exactText(target.channel().readControlValue());
             checkManualControlValue(target, manual.value_or(target.isManual()), *controlValue);
+        }
+        if (target.hasFailed() && (manual.value_or(false) || controlValue)) {
+            throw CCommandRefused(CCommandRefused::WrongState,
+                                  target.name() +
+                                      " calculated a control value that is not a number; expected "
+                                      "that it is enabled again before its output is driven");
         }
         if (manual) {
             target.handOver(*manual);

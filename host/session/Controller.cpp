@@ -172,8 +172,18 @@ void CController::handOver(bool manual)
         setManual(manual);
         return;
     }
-    loops_->handOver(manual);
+    try {
+        loops_->handOver(manual);
+    } catch (...) { // of an output, when the mode is in force already
+        manual_ = loops_->status(0).manual;
+        throw;
+    }
     manual_ = manual;
+}
+
+bool CController::hasFailed() const
+{
+    return supervision_ && supervision_->hasFailed();
 }
 
 } // namespace Rvl

@@ -76,6 +76,9 @@ public:
     /// As setManual(), but without a bump of the control value, as far as the loops can.
     void handOver(bool manual);
     bool isManual() const { return manual_; }
+    /// Whether it is kept disabled because it calculated a control value that is not a number, until it is
+    /// enabled again.
+    bool hasFailed() const;
 
     /// Held by commands, which so are carried out one after another.
     CMutex& commandMutex() RVL_RETURN_CAPABILITY(commandMutex_) { return commandMutex_; }

@@ -71,6 +71,10 @@ Json bodyOf(const SOperation& operation, const SHttpRequest& request)
     if (type != "application/json") {
         throw CHttpError(415, "the body is no application/json");
     }
+    if (request.body.size() > operation.largestBody) {
+        throw CHttpError(413, "the body is too large; expected " + std::to_string(operation.largestBody) +
+                                  " bytes at most");
+    }
     Json body;
     try {
         body = Json::parse(request.body);
@@ -145,6 +149,17 @@ const SOperation& CApi::find(const SHttpRequest& request) const
     }
     throw isPath ? CHttpError(405, "the path does not go with the method " + request.method)
                  : CHttpError(404, "there is nothing at this path");
+}
+
+std::string CApi::objectOf(const SOperation& operation, const SHttpRequest& request)
+{
+    const std::map<std::string, std::string> parameters = pathParameters(operation, request);
+    for (const char* const kind : {"channel", "device"}) {
+        if (const auto found = parameters.find(kind); found != parameters.end()) {
+            return kind + (" " + found->second);
+        }
+    }
+    return {};
 }
 
 SHttpReply CApi::carryOut(const SOperation& operation, const SHttpRequest& request) const

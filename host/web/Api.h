@@ -47,6 +47,7 @@ struct SOperation
     /// own thread then.
     bool mayBlock = false;
     bool needsToken = true;
+    std::size_t largestBody = 64 * 1024;
     std::function<SHttpReply(const SApiRequest& request)> carryOut;
 };
 
@@ -60,6 +61,8 @@ public:
 
     /// The operation of a request. Throws CHttpError: 404 for a path, 405 for a method that there is not.
     const SOperation& find(const SHttpRequest& request) const;
+    /// The channel or device that the path names; empty if it names none.
+    static std::string objectOf(const SOperation& operation, const SHttpRequest& request);
     /// Throws nothing but what has no memory.
     SHttpReply carryOut(const SOperation& operation, const SHttpRequest& request) const;
 

@@ -11,6 +11,9 @@ namespace Rvl {
 
 namespace {
 
+constexpr std::size_t mostValues = 100; ///< more than any loop has
+constexpr std::size_t longestKey = 100;
+
 Json recordSchema()
 {
     return object({{"time", schemaOf("string")},
@@ -54,6 +57,11 @@ CCommands::Values valuesOf(const SApiRequest& request)
     CCommands::Values values;
     for (const auto& [key, value] : request.body.at("values").items()) {
         values.push_back({key, value.get<double>()});
+    }
+    const bool isLong = std::any_of(values.begin(), values.end(),
+                                    [](const auto& value) { return value.key.size() > longestKey; });
+    if (values.size() > mostValues || isLong) {
+        throw CHttpError(422, "there are more or longer keys than any loop has", "values");
     }
     if (values.empty()) {
         throw CHttpError(400, "there are no values", "values");

@@ -87,6 +87,9 @@ SHttpReply switchFault(const SApiContext& context, const SApiRequest& request)
         if (ids.back() != id) {
             continue;
         }
+        if (!context.session().isRunning()) {
+            throw CHttpError(409, "the session is not running");
+        }
         const bool on = request.body.at("value").get<bool>();
         simulation->simulateFault(fault.kind, fault.signal, on);
         const SCommandRecord record{

@@ -75,6 +75,8 @@ void CEventFeed::onSnapshot(const CLiveState::Snapshot& snapshot)
                 time = utcText(snapshot->utc);
             }
             serve(group->second, time, states);
+        } else if (hasNew) {
+            welcome(group->second);
         }
         ++group;
     }
@@ -104,6 +106,20 @@ void CEventFeed::serve(SGroup& group, const std::string& time, const std::shared
         }
     }
     group.last = states;
+    group.lastTime = time;
+}
+
+/// Sends new clients what the others of their interval have, from which the next changes go on.
+void CEventFeed::welcome(SGroup& group)
+{
+    const auto everything = statesEvent("snapshot", group.lastTime, *group.last);
+    for (SClient& entry : group.clients) {
+        const std::shared_ptr<IEventClient> client = entry.client.lock();
+        if (client && entry.needsSnapshot && client->backlog() == 0) {
+            client->send(everything);
+            entry.needsSnapshot = false;
+        }
+    }
 }
 
 void CEventFeed::broadcast(const std::string& event, const Json& data)

@@ -50,9 +50,11 @@ private:
     {
         std::vector<SClient> clients;
         std::shared_ptr<const Json> last; ///< the states of the last event
+        std::string lastTime;
     };
 
     void serve(SGroup& group, const std::string& time, const std::shared_ptr<const Json>& states);
+    static void welcome(SGroup& group);
 
     std::map<std::uint64_t, SGroup> groups_; ///< by interval, in live intervals
     std::uint64_t snapshots_ = 0;

@@ -16,7 +16,6 @@ namespace Rvl {
 namespace {
 
 constexpr std::size_t shortestToken = 16;
-constexpr const char* cookieName = "rivlink_session";
 
 std::string randomText()
 {
@@ -55,10 +54,13 @@ std::string cookieOf(const std::string& header, const std::string& name)
 
 } // namespace
 
-CHttpAccess::CHttpAccess(std::string token) : token_(std::move(token)), session_(randomText()) {}
+CHttpAccess::CHttpAccess(std::string token)
+    : token_(std::move(token)), session_(randomText()), cookieName_("rivlink_session")
+{}
 
 void CHttpAccess::allowHost(const std::string& name, unsigned short port)
 {
+    cookieName_ = "rivlink_session_" + std::to_string(port);
     const std::string host = lowerCase(name);
     hosts_.insert(host + ":" + std::to_string(port));
     if (port == 80) {
@@ -69,7 +71,7 @@ void CHttpAccess::allowHost(const std::string& name, unsigned short port)
 void CHttpAccess::checkOrigin(const SHttpCredentials& credentials) const
 {
     const std::string host = lowerCase(credentials.host);
-    if (!hosts_.count(host)) {
+    if (host.empty() || (!hosts_.count(host) && host != credentials.local)) {
         throw CHttpError(403, "the request is addressed to another host");
     }
     if (!credentials.origin.empty() && lowerCase(credentials.origin) != "http://" + host) {
@@ -85,7 +87,7 @@ void CHttpAccess::checkToken(const SHttpCredentials& credentials) const
     const std::string scheme = "Bearer ";
     const bool hasToken = credentials.authorization.rfind(scheme, 0) == 0 &&
                           equalInConstantTime(credentials.authorization.substr(scheme.size()), token_);
-    if (!hasToken && !equalInConstantTime(cookieOf(credentials.cookie, cookieName), session_)) {
+    if (!hasToken && !equalInConstantTime(cookieOf(credentials.cookie, cookieName_), session_)) {
         throw CHttpError(401, "the access token is missing or wrong");
     }
 }
@@ -95,7 +97,7 @@ std::string CHttpAccess::cookieFor(const std::string& token) const
     if (!token_.empty() && !equalInConstantTime(token, token_)) {
         throw CHttpError(401, "the access token is wrong", "token");
     }
-    return std::string(cookieName) + "=" + session_ + "; HttpOnly; SameSite=Strict; Path=/";
+    return cookieName_ + "=" + session_ + "; HttpOnly; SameSite=Strict; Path=/";
 }
 
 bool equalInConstantTime(const std::string& left, const std::string& right)

@@ -14,6 +14,7 @@ struct SHttpCredentials
     std::string origin;        ///< the header "Origin"; empty if there is none
     std::string authorization; ///< the header "Authorization"
     std::string cookie;        ///< the header "Cookie"
+    std::string local;         ///< this end of the connection, "127.0.0.1:8080"
 };
 
 /// Decides which requests are served. A page of another origin that is open in the same browser is refused by
@@ -25,7 +26,8 @@ public:
     /// Without a token if it is empty.
     explicit CHttpAccess(std::string token);
 
-    /// `name` may stand in the header Host, followed by the port.
+    /// `name` may stand in the header Host, followed by the port; so may the address of this end of the
+    /// connection.
     void allowHost(const std::string& name, unsigned short port);
     bool needsToken() const { return !token_.empty(); }
 
@@ -40,6 +42,7 @@ public:
 private:
     const std::string token_;
     const std::string session_; ///< stands for the token in the cookie; random
+    std::string cookieName_;    ///< with the port: a browser keeps one set of cookies for all ports
     std::set<std::string> hosts_;
 };
 

@@ -41,7 +41,10 @@ std::string sourceOf(const std::string& header, const std::string& address)
 
 unsigned statusOf(const error_code& error)
 {
-    return error == http::error::body_limit ? 413 : error == http::error::header_limit ? 431 : 400;
+    if (error == http::error::body_limit) {
+        return 413;
+    }
+    return error == http::error::header_limit || error == http::error::buffer_overflow ? 431 : 400;
 }
 
 std::string messageOf(unsigned status)
@@ -54,7 +57,8 @@ std::string messageOf(unsigned status)
 } // namespace
 
 CHttpSession::CHttpSession(Socket socket, IHttpService& service, const SHttpLimits& limits)
-    : socket_(std::move(socket)), service_(service), limits_(limits), timer_(socket_.get_executor())
+    : socket_(std::move(socket)), service_(service), limits_(limits), timer_(socket_.get_executor()),
+      buffer_(2 * (limits.header + limits.body))
 {}
 
 CHttpSession::~CHttpSession() = default;
@@ -154,8 +158,12 @@ SHttpRequest CHttpSession::requestOf() const
 SHttpCredentials CHttpSession::credentials() const
 {
     const auto& message = parser_->get();
+    error_code ignored;
+    const auto local = socket_.local_endpoint(ignored);
+    const std::string address = local.address().to_string();
     return {textOf(message[http::field::host]), textOf(message[http::field::origin]),
-            textOf(message[http::field::authorization]), textOf(message[http::field::cookie])};
+            textOf(message[http::field::authorization]), textOf(message[http::field::cookie]),
+            (local.address().is_v6() ? "[" + address + "]" : address) + ":" + std::to_string(local.port())};
 }
 
 void CHttpSession::serve()
@@ -183,7 +191,8 @@ void CHttpSession::refuse(const SHttpReply& error)
 
 void CHttpSession::reply(SHttpReply reply)
 {
-    const bool keepsAlive = parser_ && parser_->get().keep_alive();
+    const bool isHead = parser_ && parser_->get().method() == http::verb::head;
+    const bool keepsAlive = parser_ && !isHead && parser_->get().keep_alive();
     response_ = std::make_shared<Response>();
     response_->version(11);
     response_->result(reply.status);
@@ -198,6 +207,9 @@ void CHttpSession::reply(SHttpReply reply)
     response_->body() = std::move(reply.body);
     response_->prepare_payload();
     response_->keep_alive(keepsAlive);
+    if (isHead) {
+        response_->body().clear(); // which a reply to this method has not
+    }
     limit(limits_.write, [this] { close(); });
     http::async_write(socket_, *response_,
                       [self = shared_from_this(), keepsAlive](const error_code& error, std::size_t) {

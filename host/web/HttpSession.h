@@ -92,7 +92,7 @@ private:
     IHttpService& service_;
     const SHttpLimits limits_;
     boost::asio::steady_timer timer_;
-    boost::beast::flat_buffer buffer_;
+    boost::beast::flat_buffer buffer_; ///< bounded, whatever the chunks of a request look like
     std::optional<Parser> parser_;
     std::shared_ptr<Response> response_;
     std::deque<std::shared_ptr<const std::string>> events_;

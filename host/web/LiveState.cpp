@@ -72,8 +72,9 @@ std::vector<CTrendMemory::SRow> CTrendMemory::rows(std::size_t controller,
     const std::size_t step = (count + points - 1) / points;
     // counted from the latest
     for (std::size_t back = 0; back < count; back += step) {
-        result.insert(result.begin(), all[all.size() - 1 - back]);
+        result.push_back(all[all.size() - 1 - back]);
     }
+    std::reverse(result.begin(), result.end());
     return result;
 }
 

@@ -61,6 +61,7 @@ std::vector<SOperation> serverOperations(const SApiContext& context)
     session.bodySchema = object({{"token", schemaOf("string")}}, {"token"});
     session.replySchema = object({}, {});
     session.needsToken = false;
+    session.largestBody = 1024;
     session.carryOut = [context](const SApiRequest& request) {
         SHttpReply reply = jsonReply(Json::object());
         reply.headers.emplace_back("Set-Cookie",

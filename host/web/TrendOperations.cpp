@@ -206,6 +206,7 @@ std::vector<SOperation> trendOperations(const SApiContext& context)
         {"seconds", schemaOf("integer"), "how far back, 1 to 600 (the default)"},
         {"points", schemaOf("integer"), "rows of each controller at most, 1 to 600; default 60"}};
     shortTrend.replySchema = object({{"channels", mapOf(table)}}, {"channels"});
+    shortTrend.mayBlock = true; // much text for many controllers
     shortTrend.carryOut = [context](const SApiRequest& request) { return trend(context, request); };
     SOperation longTrend;
     longTrend.method = "GET";

@@ -20,7 +20,7 @@
 #include <algorithm>
 #include <atomic>
 #include <charconv>
-#include <future>
+#include <map>
 #include <optional>
 #include <thread>
 
@@ -32,7 +32,8 @@ using boost::asio::ip::tcp;
 using boost::system::error_code;
 
 constexpr unsigned short usualPort = 8080;
-constexpr std::size_t callThreads = 4;
+constexpr std::size_t callThreads = 8; ///< of commands, and as many for what only reads
+constexpr int callsOfOne = 2;          ///< at a time, into one channel or device
 constexpr std::size_t longestQueue = 64;
 
 boost::asio::ip::address addressOf(const std::string& text)
@@ -117,7 +118,9 @@ struct CWebServer::Private : IHttpService
                                      "token, or a loopback address");
         }
         error_code error = bind({address, options.port});
-        if (error == boost::asio::error::address_in_use && options.isPortPreferred) {
+        const bool isTaken = error == boost::asio::error::address_in_use ||
+                             error == boost::asio::error::access_denied; // of a range that the system keeps
+        if (isTaken && options.isPortPreferred) {
             error = bind({address, 0});
         }
         if (error) {
@@ -242,14 +245,17 @@ struct CWebServer::Private : IHttpService
             done(api.carryOut(operation, request));
             return;
         }
-        if (queued >= longestQueue) {
+        // so many that a device that hangs cannot take up all threads
+        const std::string object = CApi::objectOf(operation, request);
+        if (queued >= longestQueue || (!object.empty() && underWay[object] >= callsOfOne)) {
             done(errorReply(503, "too many requests wait for devices"));
             return;
         }
-        serveBeside(operation, request, std::move(done));
+        serveBeside(operation, request, object, std::move(done));
     }
 
-    void serveBeside(const SOperation& operation, const SHttpRequest& request, Done done)
+    void serveBeside(const SOperation& operation, const SHttpRequest& request, const std::string& object,
+                     Done done)
     {
         struct SCall
         {
@@ -264,28 +270,41 @@ struct CWebServer::Private : IHttpService
             }
             boost::asio::steady_timer timer;
             Done done;
+            std::atomic<bool> isExpired{false}; ///< what has not begun by then is not carried out any more
         };
         const auto call = std::make_shared<SCall>(io, std::move(done));
         call->timer.expires_after(limits.call);
         call->timer.async_wait([call](const error_code& cancelled) {
             if (!cancelled) {
+                call->isExpired = true;
                 call->end(errorReply(504, "the device did not return within the limit"));
             }
         });
         ++queued;
-        boost::asio::post(calls, [this, call, &operation, request] {
-            SHttpReply reply = api.carryOut(operation, request);
-            --queued;
-            boost::asio::post(io, [call, reply = std::move(reply)]() mutable {
-                call->timer.cancel();
-                call->end(std::move(reply));
-            });
-        });
+        if (!object.empty()) {
+            ++underWay[object];
+        }
+        boost::asio::post(request.method == "GET" ? readings : commandCalls,
+                          [this, call, &operation, request, object] {
+                              SHttpReply reply;
+                              if (!call->isExpired) {
+                                  reply = api.carryOut(operation, request);
+                              }
+                              --queued;
+                              boost::asio::post(io, [this, call, object, reply = std::move(reply)]() mutable {
+                                  if (const auto found = underWay.find(object);
+                                      found != underWay.end() && --found->second == 0) {
+                                      underWay.erase(found);
+                                  }
+                                  call->timer.cancel();
+                                  call->end(std::move(reply));
+                              });
+                          });
     }
 
     std::optional<std::chrono::milliseconds> eventInterval(const SHttpRequest& request) override
     {
-        if (request.path != "/api/events" || request.method != "GET") {
+        if (request.segments != std::vector<std::string>{"api", "events"} || request.method != "GET") {
             return std::nullopt;
         }
         for (const auto& [name, value] : request.query) {
@@ -308,10 +327,12 @@ struct CWebServer::Private : IHttpService
     {
         threads.emplace_back([this] { run("web", io); });
         for (std::size_t index = 0; index < callThreads; ++index) {
-            threads.emplace_back([this] {
-                run("web call", calls);
-                ++endedCallThreads;
-            });
+            for (boost::asio::io_context* const context : {&commandCalls, &readings}) {
+                threads.emplace_back([this, context] {
+                    run(context == &readings ? "web reading" : "web command", *context);
+                    ++endedCallThreads;
+                });
+            }
         }
         boost::asio::post(io, [this] { accept(); });
     }
@@ -328,8 +349,10 @@ struct CWebServer::Private : IHttpService
         if (isStopped) {
             return true;
         }
-        callWork.reset();
-        calls.stop(); // what has not begun is dropped
+        commandWork.reset();
+        readingWork.reset();
+        commandCalls.stop(); // what has not begun is dropped
+        readings.stop();
         boost::asio::post(io, [this] {
             error_code ignored;
             acceptor.close(ignored);
@@ -343,7 +366,7 @@ struct CWebServer::Private : IHttpService
             io.stop();
         });
         const auto end = std::chrono::steady_clock::now() + limit;
-        while (!threads.empty() && endedCallThreads < callThreads) {
+        while (!threads.empty() && endedCallThreads < 2 * callThreads) {
             if (std::chrono::steady_clock::now() >= end) {
                 return false;
             }
@@ -361,11 +384,13 @@ struct CWebServer::Private : IHttpService
     const SShutdownLimits limits;
     const SHttpLimits httpLimits = httpLimitsFor(limits);
     boost::asio::io_context io{1};
-    boost::asio::io_context calls;
-    std::optional<boost::asio::executor_work_guard<boost::asio::io_context::executor_type>> ioWork{
-        io.get_executor()};
-    std::optional<boost::asio::executor_work_guard<boost::asio::io_context::executor_type>> callWork{
-        calls.get_executor()};
+    boost::asio::io_context commandCalls;
+    boost::asio::io_context readings;
+    using Work = boost::asio::executor_work_guard<boost::asio::io_context::executor_type>;
+    std::optional<Work> ioWork{io.get_executor()};
+    std::optional<Work> commandWork{commandCalls.get_executor()};
+    std::optional<Work> readingWork{readings.get_executor()};
+    std::map<std::string, int> underWay; ///< calls by channel or device; of the server's thread
     tcp::acceptor acceptor{io};
     boost::asio::steady_timer acceptTimer{io};
     CHttpAccess access;

@@ -435,6 +435,18 @@ TEST(Http, RequestsThatAreNotWellFormedAreRefusedAndTheServerGoesOn)
     EXPECT_EQ(404u, client.get("/etc/passwd").status);
     EXPECT_EQ(404u, client.get("/app.js/..%2f").status);
     EXPECT_EQ(405u, client.send("DELETE", "/api/channels/Vessel", "").status);
+    EXPECT_EQ("", client.send("HEAD", "/api/channels", "").body);
+    EXPECT_EQ("HTTP/1.1 431 Request Header Fields Too Large",
+              statusOf("PUT /api/channels/Vessel/set-point HTTP/1.1\r\n" + hostLine +
+                       "Transfer-Encoding: chunked\r\n\r\n1;" + std::string(300000, 'x')));
+    std::string many = R"({"values":{"K":1)";
+    for (int key = 0; key < 200; ++key) {
+        many += ",\"k" + std::to_string(key) + "\":1";
+    }
+    EXPECT_EQ(422u, client.send("PUT", "/api/channels/Vessel/loops/0/parameters", many + "}}").status);
+    EXPECT_EQ(413u,
+              client.send("POST", "/api/session", "{\"token\":\"" + std::string(2000, 'x') + "\"}").status);
+    EXPECT_EQ(400u, client.get("/api/history?channel=Vessel&to=9999-12-31").status);
     EXPECT_EQ(404u, client.get("/api/channels/Vesel").status);
     EXPECT_THAT(errorOf(client.get("/api/channels/Vesel")),
                 HasSubstr("is no controller; expected \"Vessel\""));
@@ -529,6 +541,31 @@ TEST(Http, OutputIsDisabledAtTheEndWhateverIsConnected)
     EXPECT_EQ(0, run.wait().exitCode);
     EXPECT_THAT(journal.lines(),
                 testing::IsSupersetOf({"output Sound output = 7", "output Other output = 7"}));
+}
+
+TEST(Http, ManyCommandsToAHungControllerKeepNoOtherFromBeingOperated)
+{
+    const CJournal journal;
+    CProgramRun run(host, journal.arguments({"--http", "0", "--limit-scale", "0.2"}), "",
+                    journal.slowAt("output Sound output = 7", 3600000));
+    ASSERT_TRUE(journal.gets("output Sound output = 20"));
+    const std::string out = run.outSoFar();
+    const CHttpClient client(out.substr(0, out.find('\n')));
+    const std::string disable = R"({"value":false})";
+    std::vector<std::thread> others;
+    for (int i = 0; i < 20; ++i) {
+        others.emplace_back([&] {
+            const unsigned status = client.send("PUT", "/api/channels/Sound/enabled", disable).status;
+            EXPECT_TRUE(status == 503 || status == 504) << status;
+        });
+    }
+    for (std::thread& other : others) {
+        other.join();
+    }
+    EXPECT_EQ(200u, client.send("PUT", "/api/channels/Other/enabled", disable).status);
+    EXPECT_TRUE(journal.gets("output Other output = 7"));
+    run.end(eEnd::Terminate);
+    EXPECT_EQ(1, run.wait().exitCode);
 }
 
 TEST(Http, CommandThatHangsIsReportedAndTheRestGoesOn)

@@ -538,6 +538,24 @@ TEST(LoopGraph, HandOverBeyondTheLimitsGoesOnFromTheLimit)
     EXPECT_DOUBLE_EQ(35.0, handOver(pid, 38.0, 50.0).after);
 }
 
+TEST(LoopGraph, HandOverGoesByTheActualValueOfNowWhateverHappenedInManualMode)
+{
+    CAnalogInChannel sensor("Sensor");
+    SLoopUnderTest pid(makePid(), "PID");
+    pid.loop->setInput(std::make_shared<CAnalogChannelLoopIn>(&sensor));
+    sensor.publishValue(38.0);
+    pid.loop->setEnabled(true);
+    pid.loop->process();
+    pid.graph.handOver(true);
+    pid.loop->writeFixedControlValue(12.5);
+    sensor.publishValue(30.0);
+    pid.loop->process();
+    pid.graph.handOver(false);
+    pid.loop->process();
+    EXPECT_DOUBLE_EQ(12.5, pid.loop->readControlValue());
+    pid.loop->setInput(nullptr); // before its channel goes
+}
+
 TEST(LoopGraph, HandOverToTheModeInForceChangesNothing)
 {
     SLoopUnderTest pid(makePid(), "PID");

@@ -108,6 +108,16 @@ TEST_F(EventFeedTest, LaterClientBeginsWithEverything)
     EXPECT_THAT(later->takeNames(), ElementsAre("snapshot", "changes"));
 }
 
+TEST_F(EventFeedTest, LaterClientOfALongIntervalDoesNotWaitForIt)
+{
+    const auto first = client(60s);
+    pass(1);
+    const auto later = client(60s);
+    pass(1);
+    ASSERT_THAT(later->events, SizeIs(1));
+    EXPECT_EQ(*first->events[0], *later->events[0]) << "what the next changes go on from";
+}
+
 TEST_F(EventFeedTest, SlowClientIsLeftOutAndGetsEverythingAfterwards)
 {
     const auto slow = client(100ms);

@@ -45,13 +45,14 @@ TEST(HttpAccess, OnlyItsOwnHostsAndOriginsAreServed)
     access.allowHost("127.0.0.1", 8080);
     access.allowHost("Localhost", 8080);
     const auto status = [&](const std::string& host, const std::string& origin = "") {
-        return statusOf([&] { access.checkOrigin({host, origin, "", ""}); });
+        return statusOf([&] { access.checkOrigin({host, origin, "", "", "192.168.1.5:8080"}); });
     };
     EXPECT_EQ(200u, status("127.0.0.1:8080"));
     EXPECT_EQ(200u, status("LOCALHOST:8080", "http://localhost:8080"));
     EXPECT_EQ(403u, status("127.0.0.1:8081"));
     EXPECT_EQ(403u, status("evil.example:8080")) << "a name that was made to point here";
     EXPECT_EQ(403u, status(""));
+    EXPECT_EQ(200u, status("192.168.1.5:8080")) << "this end of the connection";
     EXPECT_EQ(403u, status("127.0.0.1:8080", "http://evil.example"));
     EXPECT_EQ(403u, status("127.0.0.1:8080", "https://127.0.0.1:8080"));
     EXPECT_EQ(403u, status("127.0.0.1:8080", "null"));
@@ -61,14 +62,14 @@ TEST(HttpAccess, TheUsualPortMayBeLeftOut)
 {
     CHttpAccess access("");
     access.allowHost("bench", 80);
-    EXPECT_EQ(200u, statusOf([&] { access.checkOrigin({"bench", "http://bench", "", ""}); }));
+    EXPECT_EQ(200u, statusOf([&] { access.checkOrigin({"bench", "http://bench", "", "", ""}); }));
 }
 
 TEST(HttpAccess, TokenIsNeededInTheHeaderOrAsItsCookie)
 {
     const CHttpAccess access(token);
     const auto status = [&](const std::string& authorization, const std::string& cookie) {
-        return statusOf([&] { access.checkToken({"", "", authorization, cookie}); });
+        return statusOf([&] { access.checkToken({"", "", authorization, cookie, ""}); });
     };
     EXPECT_EQ(401u, status("", ""));
     EXPECT_EQ(401u, status("Bearer 0123456789abcdeX", ""));

@@ -1,0 +1,75 @@
+#include "host/session/ParameterCheck.h"
+
+#include "host/base/NumberText.h"
+#include "host/configuration/KeyCheck.h"
+#include "host/session/Commands.h"
+
+#include <algorithm>
+
+namespace Rvl {
+
+namespace {
+
+/// The name of the attribute at the end of a key's path.
+std::string attributeOf(const std::string& path)
+{
+    return path.substr(path.rfind('.') + 1);
+}
+
+bool keeps(const SKeyRelation& relation, double value, double other)
+{
+    const double limit = other * relation.factor;
+    switch (relation.relation) {
+    case SKeyRelation::NotAbove:
+        return value <= limit;
+    case SKeyRelation::NotBelow:
+        return value >= limit;
+    case SKeyRelation::Above:
+        break;
+    }
+    return value > limit;
+}
+
+} // namespace
+
+std::optional<double> valueOf(const SLoopParameters& parameters, const std::string& key)
+{
+    const auto found = std::find_if(parameters.values.begin(), parameters.values.end(),
+                                    [&](const SLoopParameters::SValue& value) { return value.key == key; });
+    return found == parameters.values.end() ? std::nullopt : std::optional<double>(found->value);
+}
+
+std::vector<std::string> keysOf(const SLoopParameters& parameters)
+{
+    std::vector<std::string> keys;
+    for (const SLoopParameters::SValue& value : parameters.values) {
+        keys.push_back(value.key);
+    }
+    return keys;
+}
+
+void checkDescribed(const STypeDescription& type, const SLoopParameters& parameters)
+{
+    for (const SKeyDescription& key : type.keys) {
+        const std::string name = attributeOf(key.path);
+        const auto value = valueOf(parameters, name);
+        if (!value || key.path.find("<xmlattr>") == std::string::npos) {
+            continue;
+        }
+        if (const auto fault = checkValue(key, exactText(*value))) {
+            throw CCommandRefused(CCommandRefused::OutOfRange, name + ": " + *fault, name);
+        }
+        for (const SKeyRelation& relation : key.relations) {
+            const std::string otherName = attributeOf(relation.path);
+            const auto other = valueOf(parameters, otherName);
+            if (other && !keeps(relation, *value, *other)) {
+                throw CCommandRefused(CCommandRefused::OutOfRange,
+                                      name + " " + shortText(*value) + " does not go together with " +
+                                          otherName + " " + shortText(*other),
+                                      name);
+            }
+        }
+    }
+}
+
+} // namespace Rvl

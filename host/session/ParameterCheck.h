@@ -1,0 +1,20 @@
+#pragma once
+
+#include "common/LoopGraph.h"
+#include "host/types/TypeCatalogue.h"
+
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace Rvl {
+
+/// The value of a parameter; nothing if the set has none of that key.
+std::optional<double> valueOf(const SLoopParameters& parameters, const std::string& key);
+std::vector<std::string> keysOf(const SLoopParameters& parameters);
+
+/// Checks a changed parameter set against the description of the loop's type: the range of each value, and
+/// how they go together. Throws CCommandRefused with the key at fault.
+void checkDescribed(const STypeDescription& type, const SLoopParameters& parameters);
+
+} // namespace Rvl
