@@ -32,8 +32,12 @@ using boost::asio::ip::tcp;
 using boost::system::error_code;
 
 constexpr unsigned short usualPort = 8080;
-constexpr std::size_t callThreads = 8; ///< of commands, and as many for what only reads
-constexpr int callsOfOne = 2;          ///< at a time, into one channel or device
+// threads for calls into devices, and how many calls into one channel or device there are at a time: a page
+// that opens reads several things of a channel at once
+constexpr std::size_t commandThreads = 8;
+constexpr std::size_t readingThreads = 16;
+constexpr int commandsOfOne = 2;
+constexpr int readingsOfOne = 6;
 constexpr std::size_t longestQueue = 64;
 
 boost::asio::ip::address addressOf(const std::string& text)
@@ -246,8 +250,11 @@ struct CWebServer::Private : IHttpService
             return;
         }
         // so many that a device that hangs cannot take up all threads
-        const std::string object = CApi::objectOf(operation, request);
-        if (queued >= longestQueue || (!object.empty() && underWay[object] >= callsOfOne)) {
+        const bool isReading = request.method == "GET";
+        std::string object = CApi::objectOf(operation, request);
+        object = object.empty() ? object : (isReading ? "reading " : "command ") + object;
+        if (queued >= longestQueue ||
+            (!object.empty() && underWay[object] >= (isReading ? readingsOfOne : commandsOfOne))) {
             done(errorReply(503, "too many requests wait for devices"));
             return;
         }
@@ -326,15 +333,19 @@ struct CWebServer::Private : IHttpService
     void start()
     {
         threads.emplace_back([this] { run("web", io); });
-        for (std::size_t index = 0; index < callThreads; ++index) {
-            for (boost::asio::io_context* const context : {&commandCalls, &readings}) {
-                threads.emplace_back([this, context] {
-                    run(context == &readings ? "web reading" : "web command", *context);
-                    ++endedCallThreads;
-                });
-            }
-        }
+        beginCallThreads(commandThreads, "web command", commandCalls);
+        beginCallThreads(readingThreads, "web reading", readings);
         boost::asio::post(io, [this] { accept(); });
+    }
+
+    void beginCallThreads(std::size_t count, const std::string& name, boost::asio::io_context& context)
+    {
+        for (std::size_t index = 0; index < count; ++index) {
+            threads.emplace_back([this, name, &context] {
+                run(name, context);
+                ++endedCallThreads;
+            });
+        }
     }
 
     static void run(const std::string& name, boost::asio::io_context& context)
@@ -366,7 +377,7 @@ struct CWebServer::Private : IHttpService
             io.stop();
         });
         const auto end = std::chrono::steady_clock::now() + limit;
-        while (!threads.empty() && endedCallThreads < 2 * callThreads) {
+        while (!threads.empty() && endedCallThreads < commandThreads + readingThreads) {
             if (std::chrono::steady_clock::now() >= end) {
                 return false;
             }
