@@ -4,6 +4,7 @@
 #include "host/session/LoadedConfiguration.h"
 #include "host/web/Api.h"
 #include "host/web/ChannelAges.h"
+#include "host/web/ControllerFacts.h"
 #include "host/web/HttpAccess.h"
 #include "host/web/LiveState.h"
 
@@ -23,6 +24,7 @@ struct SApiContext
     const CLiveState& live;
     const CTrendMemory& trend;
     const CChannelAges& ages;
+    CControllerFacts& facts;
     const CHttpAccess& access;
     std::function<std::size_t()> eventClients; ///< how many there are now
     std::string version;
@@ -38,9 +40,11 @@ struct SApiContext
     CLiveState::Snapshot snapshot() const;
     /// Throws CHttpError (404) with a suggestion.
     CController& controller(const std::string& name) const;
+    /// What is known of the controller; takes the locks of its loops if a command may have changed it.
+    CControllerFacts::Facts factsOf(const CController& controller) const;
 };
 
-/// GET /api/channels and /api/channels/{channel}.
+/// GET /api/channels, /api/channels/{channel} and the state alone.
 std::vector<SOperation> channelOperations(const SApiContext& context);
 /// What changes a controller: set point, mode, parameters; and the records of that.
 std::vector<SOperation> commandOperations(const SApiContext& context);

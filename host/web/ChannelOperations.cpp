@@ -10,6 +10,7 @@
 
 #include <boost/property_tree/ptree.hpp>
 
+#include <algorithm>
 #include <cstddef>
 #include <filesystem>
 #include <limits>
@@ -36,7 +37,8 @@ Json controlRange(const SLoopParameters& parameters)
     return range;
 }
 
-Json loopsJson(const SApiContext& context, const CController& controller)
+/// Adds what is known of each loop to the facts, and returns what the interface gives of it.
+Json readLoops(const SApiContext& context, const CController& controller, SControllerFacts& facts)
 {
     Json result = Json::array();
     const ILoopGraph* const graph = controller.loops();
@@ -51,6 +53,7 @@ Json loopsJson(const SApiContext& context, const CController& controller)
                           {"input", input ? Json(input->getName()) : Json()},
                           {"inputUnit", context.unitOf(input)},
                           {"controlRange", controlRange(parameters)}});
+        facts.loops.push_back({status.typeName, parameters});
     }
     return result;
 }
@@ -145,34 +148,38 @@ Json graphJson(const Json& channel)
     return {{"nodes", std::move(nodes)}, {"arrows", std::move(arrows)}};
 }
 
-Json stateOf(const SApiContext& context, const std::string& name)
+SControllerFacts readFacts(const SApiContext& context, const CController& controller)
 {
-    const CLiveState::Snapshot snapshot = context.snapshot();
-    for (const SControllerState& state : snapshot->controllers) {
-        if (state.name == name) {
-            return stateJson(state);
-        }
-    }
-    return {};
+    SControllerFacts facts;
+    Json loops = readLoops(context, controller, facts);
+    Json range = controlRangeOf(controller, loops);
+    const IControllerChannel& channel = controller.channel();
+    const std::string unit = channel.unit();
+    facts.channel = {{"name", controller.name()},
+                     {"description", controller.presentation().description},
+                     {"group", controller.presentation().group},
+                     // without a scaling the values are those of the outermost loop's input
+                     {"unit", unit.empty() && !loops.empty() ? loops[0].at("inputUnit") : Json(unit)},
+                     {"setPointRange", rangeJson(channel.setpointMinimum(), channel.setpointMaximum())},
+                     {"controlRange", std::move(range)},
+                     {"scale", scaleJson(controller)},
+                     {"loops", std::move(loops)},
+                     {"outputs", outputsJson(context, controller)}};
+    return facts;
 }
 
 Json channelJson(const SApiContext& context, const CController& controller, Json state)
 {
-    Json loops = loopsJson(context, controller);
-    Json range = controlRangeOf(controller, loops);
-    const IControllerChannel& channel = controller.channel();
-    const std::string unit = channel.unit();
-    return {{"name", controller.name()},
-            {"description", controller.presentation().description},
-            {"group", controller.presentation().group},
-            // without a scaling the values are those of the outermost loop's input
-            {"unit", unit.empty() && !loops.empty() ? loops[0].at("inputUnit") : Json(unit)},
-            {"setPointRange", rangeJson(channel.setpointMinimum(), channel.setpointMaximum())},
-            {"controlRange", std::move(range)},
-            {"scale", scaleJson(controller)},
-            {"loops", std::move(loops)},
-            {"outputs", outputsJson(context, controller)},
-            {"state", std::move(state)}};
+    Json result = context.factsOf(controller)->channel;
+    result["state"] = std::move(state);
+    return result;
+}
+
+/// Of a controller that is known.
+const SControllerState& stateIn(const SSnapshot& snapshot, const std::string& name)
+{
+    return *std::find_if(snapshot.controllers.begin(), snapshot.controllers.end(),
+                         [&](const SControllerState& state) { return state.name == name; });
 }
 
 std::string titleOf(const CConfiguration& configuration)
@@ -199,9 +206,15 @@ SHttpReply channels(const SApiContext& context)
 SHttpReply channel(const SApiContext& context, const std::string& name)
 {
     const CController& controller = context.controller(name);
-    Json result = channelJson(context, controller, stateOf(context, name));
+    Json result = channelJson(context, controller, stateJson(stateIn(*context.snapshot(), name)));
     result["graph"] = graphJson(result);
     return jsonReply(result);
+}
+
+SHttpReply state(const SApiContext& context, const std::string& name)
+{
+    context.controller(name); // which has the reply if there is none
+    return jsonReply(stateJson(stateIn(*context.snapshot(), name)));
 }
 
 Json rangeSchema()
@@ -312,6 +325,11 @@ CController& SApiContext::controller(const std::string& name) const
     throw CHttpError(404, "\"" + name + "\" is no controller; expected " + expectedChoices(name, names));
 }
 
+CControllerFacts::Facts SApiContext::factsOf(const CController& controller) const
+{
+    return facts.of(controller.name(), [this, &controller] { return readFacts(*this, controller); });
+}
+
 std::vector<SOperation> channelOperations(const SApiContext& context)
 {
     const Json node = object({{"id", schemaOf("string")},
@@ -349,7 +367,15 @@ std::vector<SOperation> channelOperations(const SApiContext& context)
     one.carryOut = [context](const SApiRequest& request) {
         return channel(context, request.path.at("channel"));
     };
-    return {all, one};
+    SOperation values;
+    values.method = "GET";
+    values.path = "/api/channels/{channel}/state";
+    values.summary = "the state of one controller, as the latest snapshot has it";
+    values.replySchema = stateSchema();
+    values.carryOut = [context](const SApiRequest& request) {
+        return state(context, request.path.at("channel"));
+    };
+    return {all, one, values};
 }
 
 } // namespace Rvl

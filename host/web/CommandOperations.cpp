@@ -99,12 +99,12 @@ SHttpReply parameters(const SApiContext& context, const SApiRequest& request)
     const std::string& name = request.path.at("channel");
     const CController& controller = context.controller(name);
     const std::size_t loop = loopOf(request);
-    if (!controller.loops() || loop >= controller.loops()->loopCount()) {
+    const CControllerFacts::Facts facts = context.factsOf(controller);
+    if (loop >= facts->loops.size()) {
         throw CHttpError(404, name + " has no loop " + std::to_string(loop));
     }
-    const SLoopParameters parameters = controller.loops()->parameters(loop);
-    const STypeDescription* const type =
-        context.loaded.catalogue().find(controller.loops()->status(loop).typeName);
+    const SLoopParameters& parameters = facts->loops[loop].parameters;
+    const STypeDescription* const type = context.loaded.catalogue().find(facts->loops[loop].typeName);
     Json list = Json::array();
     for (const SLoopParameters::SValue& value : parameters.values) {
         list.push_back(parameterJson(value, descriptionOf(type, value.key)));

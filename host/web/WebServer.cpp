@@ -96,9 +96,9 @@ struct CWebServer::Private : IHttpService
           ages(std::in_place, theLoaded.session(), theLoaded.session().timeline())
     {
         listen(options);
-        const SApiContext context{
-            theLoaded, commands, live, trend, *ages, access, [this] { return feed.clientCount(); },
-            version,   history};
+        const SApiContext context{theLoaded, commands, live,   trend,
+                                  *ages,     facts,    access, [this] { return feed.clientCount(); },
+                                  version,   history};
         for (const auto& operations :
              {channelOperations(context), commandOperations(context), deviceOperations(context),
               trendOperations(context), serverOperations(context)}) {
@@ -106,6 +106,7 @@ struct CWebServer::Private : IHttpService
         }
         api.add(ownOperations(version));
         commands.addSink([this](const SCommandRecord& record) {
+            facts.forget(record.controller);
             boost::asio::post(io, [this, json = recordJson(record)] { feed.broadcast("command", json); });
         });
     }
@@ -409,6 +410,7 @@ struct CWebServer::Private : IHttpService
     CLiveState live;
     CTrendMemory trend;
     std::optional<CChannelAges> ages;
+    CControllerFacts facts;
     CApi api;
     std::string url;
     std::vector<std::weak_ptr<CHttpSession>> sessions;

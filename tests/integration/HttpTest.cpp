@@ -8,8 +8,10 @@
 #include <gmock/gmock.h>
 #include <nlohmann/json.hpp>
 
+#include <atomic>
 #include <chrono>
 #include <cmath>
+#include <cstdlib>
 #include <filesystem>
 #include <map>
 #include <memory>
@@ -32,9 +34,15 @@ const std::string cascade = examples + "/cascade/cascade.xml";
 class CServedRun
 {
 public:
+    enum eConsole
+    {
+        Quiet,
+        Lines
+    };
     explicit CServedRun(const std::string& configuration = cascade, std::vector<std::string> options = {},
-                        const std::map<std::string, std::string>& environment = {})
-        : run_(host, arguments(configuration, std::move(options)), "", environment), client_(url(run_))
+                        const std::map<std::string, std::string>& environment = {}, eConsole console = Quiet)
+        : run_(host, arguments(configuration, std::move(options), console), "", environment),
+          client_(url(run_))
     {
         // the first snapshot
         EXPECT_TRUE(eventually([this] { return client_.get("/healthz").status != 503; }, 20.0));
@@ -57,9 +65,12 @@ public:
 
 private:
     static std::vector<std::string> arguments(const std::string& configuration,
-                                              std::vector<std::string> options)
+                                              std::vector<std::string> options, eConsole console)
     {
-        std::vector<std::string> result{"run", configuration, "--quiet", "--log", "off", "--http", "0"};
+        std::vector<std::string> result{"run", configuration, "--log", "off", "--http", "0"};
+        if (console == Quiet) {
+            result.emplace_back("--quiet");
+        }
         result.insert(result.end(), options.begin(), options.end());
         return result;
     }
@@ -383,6 +394,69 @@ TEST(Http, TrendAndMetricsGrowWithTheRun)
     EXPECT_EQ("text/plain; version=0.0.4; charset=utf-8", metrics.headers.at("content-type"));
     EXPECT_THAT(metrics.body, HasSubstr("rivlink_set_point{channel=\"Vessel\"} 45\n"));
     EXPECT_THAT(metrics.body, HasSubstr("rivlink_loop_steps_total{channel=\"Vessel\",loop=\"1\"} "));
+}
+
+/// How often the loop had been read by each event of the stream that has this.
+std::vector<int> readingsOf(const std::string& stream)
+{
+    std::vector<int> result;
+    const std::string member = "\"overruns\":";
+    for (std::size_t at = stream.find(member); at != std::string::npos; at = stream.find(member, at + 1)) {
+        result.push_back(std::atoi(stream.c_str() + at + member.size()));
+    }
+    return result;
+}
+
+TEST(Http, LoopIsReadOncePerIntervalHoweverManyLook)
+{
+    const CTemporaryFolder folder;
+    const std::string configuration =
+        folder.write("c.xml", "<Configuration><Plugins><Plugin Name=\"rivlink_fake\" Path=\"" +
+                                  std::string(RIVLINK_FAKE_PLUGIN) + R"("/></Plugins>
+<Devices><Device Name="Bench" Type="Rvl::CFakeDevice"/></Devices>
+<Channels><Channel Name="Vessel" Type="Rvl::CFakeController" Enabled="true"><ControlLoop>
+  <Type>Rvl::CFakeLoop</Type><Parameters Gain="2" Setpoint="30" DisabledU="7" SampleTime_ms="10"/>
+  <Input><Type>Rvl::CFakeLoopIn</Type><Channel>Temperature</Channel></Input>
+  <Output><Type>Rvl::CFakeLoopOut</Type><Channel>Heater</Channel></Output></ControlLoop></Channel>
+<Channel Name="Temperature" Type="Rvl::CFakeInput" Device="Bench" Value="25"/>
+<Channel Name="Heater" Type="Rvl::CFakeOutput" Device="Bench"/></Channels></Configuration>)");
+    const CServedRun run(configuration,
+                         {"--record", folder.file("r.csv"), "--record-interval", "100ms", "--history",
+                          folder.file("r.history"), "--history-interval", "100ms"},
+                         {{"RIVLINK_FAKE_COUNT_READINGS", "1"}}, CServedRun::Lines);
+    const std::string parameters = "/api/channels/Vessel/loops/0/parameters";
+    run.get(parameters); // reads what changes only by a command
+
+    std::atomic<bool> isOver{false};
+    std::vector<std::thread> readers;
+    for (int client = 0; client < 10; ++client) {
+        readers.emplace_back([&] {
+            run.client().events("/api/events?interval_ms=100",
+                                [&](const std::string&) { return isOver.load(); });
+        });
+    }
+    readers.emplace_back([&] {
+        while (!isOver) {
+            for (const char* const target :
+                 {"/metrics", "/api/channels", "/api/channels/Vessel", "/api/channels/Vessel/state",
+                  "/api/devices", "/api/faults", "/api/trend", "/healthz", parameters.c_str()}) {
+                EXPECT_EQ(200u, run.client().get(target).status) << target;
+            }
+        }
+    });
+    std::vector<int> readings;
+    run.client().events("/api/events?interval_ms=100", [&](const std::string& stream) {
+        readings = readingsOf(stream);
+        return readings.size() >= 25;
+    });
+    isOver = true;
+    for (std::thread& reader : readers) {
+        reader.join();
+    }
+    ASSERT_GE(readings.size(), 25u);
+    for (std::size_t index = 5; index < readings.size(); ++index) { // the wait for the first step is over
+        EXPECT_EQ(readings[index - 1] + 1, readings[index]) << index;
+    }
 }
 
 TEST(Http, TrendComesFromTheHistoryWithItsEvents)

@@ -3,7 +3,8 @@
 /// that the environment variable RIVLINK_FAKE_JOURNAL names, one line each, as it happens. What is noted by
 /// the line RIVLINK_FAKE_SLOW_AT takes RIVLINK_FAKE_SLOW_FOR_MS, and RIVLINK_FAKE_CRASH ends the process at
 /// the line RIVLINK_FAKE_CRASH_AT (not on Windows); the device RIVLINK_FAKE_WATCHDOG has a
-/// watchdog, which notes in the journal that the connection is lost (not on Windows). A device called
+/// watchdog, which notes in the journal that the connection is lost (not on Windows). With
+/// RIVLINK_FAKE_COUNT_READINGS a loop's status has for overruns how often it was read. A device called
 /// "Strange" throws something that is no exception when it is built, a controller of that name whenever
 /// isControlLoopEnabled() is called, and an output whose name begins with "Broken" throws what no output may
 /// throw whenever it is written.
@@ -425,7 +426,8 @@ public:
         status.actualValue = input_->readValueUnscaled();
         status.controlValue = controlValue_;
         status.steps = steps_;
-        status.overruns = 3;
+        ++readings_;
+        status.overruns = std::getenv("RIVLINK_FAKE_COUNT_READINGS") ? readings_.load() : 3;
         status.meanPeriodError_ms = 0.25;
         status.worstPeriodError_ms = -1.5;
         return status;
@@ -466,6 +468,7 @@ private:
     std::atomic<bool> manual_{false};
     std::atomic<bool> enabled_{false};
     std::atomic<std::uint64_t> steps_{0};
+    mutable std::atomic<std::uint64_t> readings_{0};
     std::mutex mutex_;
     std::condition_variable wake_;
     bool stopping_ = false;
@@ -528,7 +531,11 @@ public:
     std::size_t loopCount() const override { return 1; }
     SLoopStatus status(std::size_t) const override { return controller_.status(); }
     IIoChannelInterface* inputChannel(std::size_t) const override { return nullptr; }
-    SLoopParameters parameters(std::size_t) const override { return {}; }
+    SLoopParameters parameters(std::size_t) const override
+    {
+        controller_.status(); // takes the loop's lock as well
+        return {};
+    }
     void setParameters(std::size_t, const std::vector<SLoopParameters::SValue>&) override
     {
         RVL_THROW(std::invalid_argument, "The loop has no parameters");
