@@ -5,11 +5,13 @@
 #include "host/process/ExitWithoutCleanup.h"
 #include "runtime/ThreadName.h"
 
+#include <semaphore.h>
+
 #include <atomic>
+#include <cerrno>
 #include <chrono>
 #include <cstdlib>
 #include <iostream>
-#include <semaphore>
 #include <string>
 #include <thread>
 #include <utility>
@@ -20,6 +22,28 @@ namespace {
 
 constexpr int endOfProcess = 0; ///< in place of a signal: exit() or quick_exit()
 constexpr std::chrono::milliseconds messageLimit(300);
+
+/// What the thread that was made ready waits for. A handler of a signal may release it, which no condition
+/// variable allows, and std::binary_semaphore of gcc 12 now and then misses a release that comes while the
+/// thread is about to wait.
+class CWake
+{
+public:
+    CWake() { sem_init(&semaphore_, 0, 0); }
+    ~CWake() { sem_destroy(&semaphore_); }
+    CWake(const CWake&) = delete;
+    CWake& operator=(const CWake&) = delete;
+
+    void release() { sem_post(&semaphore_); }
+    void acquire()
+    {
+        while (sem_wait(&semaphore_) != 0 && errno == EINTR) {
+        }
+    }
+
+private:
+    sem_t semaphore_{};
+};
 
 } // namespace
 
@@ -116,7 +140,7 @@ struct CCrashHandler::Private
     std::atomic<int> reason{endOfProcess};
     std::atomic<bool> actionEnded{false};
     std::atomic<bool> messageEnded{false};
-    std::binary_semaphore wake{0};
+    CWake wake;
     std::thread thread{[this] { serve(); }}; ///< last, as it uses all of the above
 };
 
