@@ -201,7 +201,9 @@ void CSession::emergencyStop(eThread thread)
                                     : settings_.limits.crash * 9 / 10 - settings_.limits.emergencyDisable);
     } catch (...) { // no memory for it
         for (const auto& entry : rig_.devices) {
-            disconnectQuietly(*entry->device);
+            if (entry) {
+                disconnectQuietly(*entry->device);
+            }
         }
     }
 }
@@ -235,7 +237,9 @@ void CSession::disconnectDevicesAtOnce(std::chrono::milliseconds limit)
 {
     CDeadlineTasks tasks(settings_.threads);
     for (const auto& entry : rig_.devices) {
-        tasks.add(entry->name, [device = entry->device.get()] { disconnectQuietly(*device); });
+        if (entry) { // else it has been destroyed
+            tasks.add(entry->name, [device = entry->device.get()] { disconnectQuietly(*device); });
+        }
     }
     tasks.start();
     tasks.wait(limit);

@@ -148,15 +148,16 @@ void CShutdown::stopDrivers()
 {
     // what the signal stops it stops one after another, each up to the end of the step under way and of the
     // thread: they end side by side if all have been begun before
-    const SStep step{"stopping what drives devices", [&rig = rig_, failures = failures_] {
-                         for (const CController* const controller : rig.controllers) {
-                             if (ILoopGraph* const loops = controller->loops()) {
-                                 failures->attempt("stopping " + controller->name(),
-                                                   [loops] { loops->beginStop(); });
-                             }
-                         }
-                         CEnvironment::getInstance()->aboutToDisconnect()();
-                     }};
+    const SStep step{
+        "stopping what drives devices",
+        [controllers = rig_.controllers, failures = failures_] { // the rig may be moved meanwhile
+            for (const CController* const controller : controllers) {
+                if (ILoopGraph* const loops = controller->loops()) {
+                    failures->attempt("stopping " + controller->name(), [loops] { loops->beginStop(); });
+                }
+            }
+            CEnvironment::getInstance()->aboutToDisconnect()();
+        }};
     if (!calls_.isGivenUp()) {
         carryOut({step}, stopLimits_);
         return;
@@ -196,7 +197,7 @@ void CShutdown::destroyChannelsAndDevices(bool leaveBuses)
 {
     std::vector<SStep> steps;
     for (auto entry = rig_.channels.rbegin(); entry != rig_.channels.rend(); ++entry) {
-        steps.push_back({"destroying " + (*entry)->name, [&rig = rig_] { rig.channels.pop_back(); }});
+        steps.push_back({"destroying " + (*entry)->name, [&channel = *entry] { channel.reset(); }});
     }
     for (auto entry = rig_.devices.rbegin(); entry != rig_.devices.rend(); ++entry) {
         if (leaveBuses && !(*entry)->busName.empty()) {
@@ -207,9 +208,13 @@ void CShutdown::destroyChannelsAndDevices(bool leaveBuses)
                                      ->removeDevice(device->device.get());
                              }});
         }
-        steps.push_back({"destroying " + (*entry)->name, [&rig = rig_] { rig.devices.pop_back(); }});
+        steps.push_back({"destroying " + (*entry)->name, [&device = *entry] { device.reset(); }});
     }
     carryOut(steps, limits_, CDeadlineTasks::InOrder);
+    if (!calls_.isGivenUp()) {
+        rig_.channels.clear();
+        rig_.devices.clear();
+    }
 }
 
 void CShutdown::disconnectBuses(CConnectedBuses& buses)
