@@ -24,8 +24,8 @@ constexpr int endOfProcess = 0; ///< in place of a signal: exit() or quick_exit(
 constexpr std::chrono::milliseconds messageLimit(300);
 
 /// What the thread that was made ready waits for. A handler of a signal may release it, which no condition
-/// variable allows, and std::binary_semaphore of gcc 12 now and then misses a release that comes while the
-/// thread is about to wait.
+/// variable allows. std::binary_semaphore would do, but is suspected (gcc 12, in Wine) of missing a release
+/// that comes while the thread is about to wait.
 class CWake
 {
 public:

@@ -45,24 +45,6 @@ void checkRange(const std::string& what, double value, const std::pair<double, d
     }
 }
 
-/// The most and the least control value of manual mode, scaled; nothing if the loops have no limits.
-std::optional<std::pair<double, double>> controlLimits(const CController& controller)
-{
-    if (!controller.loops()) {
-        return std::nullopt;
-    }
-    const SLoopParameters parameters = controller.loops()->parameters(0);
-    const bool hasLevels = valueOf(parameters, "U_Up").has_value();
-    const auto minimum = valueOf(parameters, hasLevels ? "U_Down" : "MinU");
-    const auto maximum = valueOf(parameters, hasLevels ? "U_Up" : "MaxU");
-    if (!minimum || !maximum) {
-        return std::nullopt;
-    }
-    const IControllerChannel& channel = controller.channel();
-    // a scaling may turn them round, and so may the levels of a two-level loop
-    return std::minmax({channel.getScaledValue(*minimum), channel.getScaledValue(*maximum)});
-}
-
 void checkManualControlValue(const CController& controller, bool manual, double value)
 {
     if (!manual) {
@@ -72,7 +54,7 @@ void checkManualControlValue(const CController& controller, bool manual, double 
                               "controlValue");
     }
     checkFinite("manual control value", value, "controlValue");
-    if (const auto limits = controlLimits(controller)) {
+    if (const auto limits = controller.controlLimits()) {
         checkRange("manual control value", value, *limits, "controlValue");
     }
 }

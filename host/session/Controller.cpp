@@ -1,6 +1,7 @@
 #include "host/session/Controller.h"
 
 #include "host/base/ControlCharacters.h"
+#include "host/session/ParameterCheck.h"
 #include "platform/rivlink_core/IoChannelInterface.h"
 #include "platform/rivlink_device/ControllerChannel.h"
 
@@ -129,6 +130,16 @@ SHealth CController::healthOf(SControllerState& state) const
         }
     }
     return {};
+}
+
+std::optional<std::pair<double, double>> CController::controlLimits() const
+{
+    const auto limits = loops_ ? controlLimitsOf(loops_->parameters(0)) : std::nullopt;
+    if (!limits) {
+        return std::nullopt;
+    }
+    // a scaling may turn them round
+    return std::minmax({channel_.getScaledValue(limits->first), channel_.getScaledValue(limits->second)});
 }
 
 bool CController::hasStepped() const

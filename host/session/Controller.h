@@ -66,6 +66,9 @@ public:
     SControllerState read() const;
     /// The loops behind the channel; null if it is not made of a plug-in's loops.
     ILoopGraph* loops() const { return loops_.get(); }
+    /// The least and the most control value of the outermost loop, scaled; nothing if it has no limits. Takes
+    /// the loop's lock.
+    std::optional<std::pair<double, double>> controlLimits() const;
     /// Whether one of the loops has calculated since the start.
     bool hasStepped() const;
 

@@ -1,6 +1,7 @@
 #include "host/session/ParameterCheck.h"
 
 #include "host/base/NumberText.h"
+#include "host/configuration/FaultText.h"
 #include "host/configuration/KeyCheck.h"
 #include "host/session/Commands.h"
 
@@ -9,12 +10,6 @@
 namespace Rvl {
 
 namespace {
-
-/// The name of the attribute at the end of a key's path.
-std::string attributeOf(const std::string& path)
-{
-    return path.substr(path.rfind('.') + 1);
-}
 
 bool keeps(const SKeyRelation& relation, double value, double other)
 {
@@ -48,10 +43,18 @@ std::vector<std::string> keysOf(const SLoopParameters& parameters)
     return keys;
 }
 
+std::optional<std::pair<double, double>> controlLimitsOf(const SLoopParameters& parameters)
+{
+    const bool hasLevels = valueOf(parameters, "U_Up").has_value();
+    const auto one = valueOf(parameters, hasLevels ? "U_Down" : "MinU");
+    const auto other = valueOf(parameters, hasLevels ? "U_Up" : "MaxU");
+    return one && other ? std::optional<std::pair<double, double>>(std::minmax(*one, *other)) : std::nullopt;
+}
+
 void checkDescribed(const STypeDescription& type, const SLoopParameters& parameters)
 {
     for (const SKeyDescription& key : type.keys) {
-        const std::string name = attributeOf(key.path);
+        const std::string name = lastPart(key.path);
         const auto value = valueOf(parameters, name);
         if (!value || key.path.find("<xmlattr>") == std::string::npos) {
             continue;
@@ -60,7 +63,7 @@ void checkDescribed(const STypeDescription& type, const SLoopParameters& paramet
             throw CCommandRefused(CCommandRefused::OutOfRange, name + ": " + *fault, name);
         }
         for (const SKeyRelation& relation : key.relations) {
-            const std::string otherName = attributeOf(relation.path);
+            const std::string otherName = lastPart(relation.path);
             const auto other = valueOf(parameters, otherName);
             if (other && !keeps(relation, *value, *other)) {
                 throw CCommandRefused(CCommandRefused::OutOfRange,

@@ -43,8 +43,8 @@ struct SOperation
     Json bodySchema;  ///< null: no body
     Json replySchema; ///< null: the reply is described by its content type
     std::string replyType = "application/json";
-    /// Whether it may call into a channel, which a device can block: it is not carried out on the server's
-    /// own thread then.
+    /// Whether it may call into a channel, which a device can block, or takes long otherwise: it is not
+    /// carried out on the server's own thread then.
     bool mayBlock = false;
     bool needsToken = true;
     std::size_t largestBody = 64 * 1024;

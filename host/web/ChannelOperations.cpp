@@ -1,6 +1,7 @@
 #include "host/base/Suggestion.h"
 #include "host/base/SystemText.h"
 #include "host/base/UtcText.h"
+#include "host/session/ParameterCheck.h"
 #include "host/web/ApiOperations.h"
 #include "host/web/JsonSchema.h"
 #include "platform/rivlink_core/IoChannelInterface.h"
@@ -13,7 +14,7 @@
 #include <algorithm>
 #include <cstddef>
 #include <filesystem>
-#include <limits>
+#include <optional>
 #include <utility>
 
 namespace Rvl {
@@ -25,16 +26,10 @@ Json rangeJson(double minimum, double maximum)
     return {{"minimum", numberJson(minimum)}, {"maximum", numberJson(maximum)}};
 }
 
-/// The limits of a loop's control value, unscaled.
-Json controlRange(const SLoopParameters& parameters)
+Json rangeJson(const std::optional<std::pair<double, double>>& limits)
 {
-    Json range = rangeJson(std::numeric_limits<double>::infinity(), std::numeric_limits<double>::infinity());
-    for (const SLoopParameters::SValue& value : parameters.values) {
-        if (value.key == "MinU" || value.key == "MaxU") {
-            range[value.key == "MinU" ? "minimum" : "maximum"] = numberJson(value.value);
-        }
-    }
-    return range;
+    return {{"minimum", limits ? numberJson(limits->first) : Json()},
+            {"maximum", limits ? numberJson(limits->second) : Json()}};
 }
 
 /// Adds what is known of each loop to the facts, and returns what the interface gives of it.
@@ -52,7 +47,7 @@ Json readLoops(const SApiContext& context, const CController& controller, SContr
                           {"sampleTime_ms", status.sampleTime_ms},
                           {"input", input ? Json(input->getName()) : Json()},
                           {"inputUnit", context.unitOf(input)},
-                          {"controlRange", controlRange(parameters)}});
+                          {"controlRange", rangeJson(controlLimitsOf(parameters))}});
         facts.loops.push_back({status.typeName, parameters});
     }
     return result;
@@ -85,25 +80,6 @@ Json scaleJson(const CController& controller)
         return rangeJson(scale->first, scale->second);
     }
     return rangeJson(controller.channel().setpointMinimum(), controller.channel().setpointMaximum());
-}
-
-Json controlRangeOf(const CController& controller, const Json& loops)
-{
-    if (loops.empty()) {
-        return rangeJson(std::numeric_limits<double>::infinity(), std::numeric_limits<double>::infinity());
-    }
-    Json range = loops[0].at("controlRange");
-    const IControllerChannel& channel = controller.channel();
-    for (const char* const end : {"minimum", "maximum"}) {
-        if (!range[end].is_null()) {
-            range[end] = numberJson(channel.getScaledValue(range[end].get<double>()));
-        }
-    }
-    if (!range["minimum"].is_null() && !range["maximum"].is_null() &&
-        range["minimum"].get<double>() > range["maximum"].get<double>()) {
-        std::swap(range["minimum"], range["maximum"]); // a scaling may turn them round
-    }
-    return range;
 }
 
 Json graphJson(const Json& channel)
@@ -152,7 +128,6 @@ SControllerFacts readFacts(const SApiContext& context, const CController& contro
 {
     SControllerFacts facts;
     Json loops = readLoops(context, controller, facts);
-    Json range = controlRangeOf(controller, loops);
     const IControllerChannel& channel = controller.channel();
     const std::string unit = channel.unit();
     facts.channel = {{"name", controller.name()},
@@ -161,7 +136,7 @@ SControllerFacts readFacts(const SApiContext& context, const CController& contro
                      // without a scaling the values are those of the outermost loop's input
                      {"unit", unit.empty() && !loops.empty() ? loops[0].at("inputUnit") : Json(unit)},
                      {"setPointRange", rangeJson(channel.setpointMinimum(), channel.setpointMaximum())},
-                     {"controlRange", std::move(range)},
+                     {"controlRange", rangeJson(controller.controlLimits())},
                      {"scale", scaleJson(controller)},
                      {"loops", std::move(loops)},
                      {"outputs", outputsJson(context, controller)}};

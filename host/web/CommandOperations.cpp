@@ -1,4 +1,5 @@
 #include "host/base/UtcText.h"
+#include "host/configuration/FaultText.h"
 #include "host/web/ApiOperations.h"
 #include "host/web/JsonSchema.h"
 
@@ -74,7 +75,7 @@ const SKeyDescription* descriptionOf(const STypeDescription* type, const std::st
 {
     for (std::size_t index = 0; type && index < type->keys.size(); ++index) {
         const std::string& path = type->keys[index].path;
-        if (path.find("<xmlattr>") != std::string::npos && path.substr(path.rfind('.') + 1) == key) {
+        if (path.find("<xmlattr>") != std::string::npos && lastPart(path) == key) {
             return &type->keys[index];
         }
     }

@@ -30,6 +30,20 @@ namespace {
 
 const std::string cascade = examples + "/cascade/cascade.xml";
 
+/// The first line of what a host prints, once it is there; empty if the host ends before.
+std::string addressOf(CProgramRun& run)
+{
+    std::string line;
+    eventually(
+        [&] {
+            const std::string text = run.outSoFar();
+            line = text.substr(0, text.find('\n'));
+            return text.find('\n') != std::string::npos || !run.isRunning();
+        },
+        20.0);
+    return line;
+}
+
 /// A host that serves a configuration over HTTP.
 class CServedRun
 {
@@ -42,7 +56,7 @@ public:
     explicit CServedRun(const std::string& configuration = cascade, std::vector<std::string> options = {},
                         const std::map<std::string, std::string>& environment = {}, eConsole console = Quiet)
         : run_(host, arguments(configuration, std::move(options), console), "", environment),
-          client_(url(run_))
+          client_(addressOf(run_))
     {
         // the first snapshot
         EXPECT_TRUE(eventually([this] { return client_.get("/healthz").status != 503; }, 20.0));
@@ -73,18 +87,6 @@ private:
         }
         result.insert(result.end(), options.begin(), options.end());
         return result;
-    }
-    static std::string url(CProgramRun& run)
-    {
-        std::string line;
-        eventually(
-            [&] {
-                const std::string text = run.outSoFar();
-                line = text.substr(0, text.find('\n'));
-                return text.find('\n') != std::string::npos || !run.isRunning();
-            },
-            20.0);
-        return line;
     }
 
     CProgramRun run_;
@@ -150,6 +152,33 @@ std::string disagreement(const json& schema, const json& document, const std::st
         }
         return others.get<bool>() ? "" : path + " has a member " + key;
     });
+}
+
+/// A host that serves the controllers "Sound" and "Other", of which the first one hangs when it is disabled.
+struct SHungRun
+{
+    SHungRun()
+        : run(host, journal.arguments({"--http", "0", "--limit-scale", "0.2"}), "",
+              journal.slowAt("output Sound output = 7", 3600000)),
+          client(addressOf(run))
+    {
+        EXPECT_TRUE(journal.gets("output Sound output = 20"));
+    }
+
+    const CJournal journal;
+    CProgramRun run;
+    const CHttpClient client;
+};
+
+/// How often the loop had been read by each event of the stream that has this.
+std::vector<int> readingsOf(const std::string& stream)
+{
+    std::vector<int> result;
+    const std::string member = "\"overruns\":";
+    for (std::size_t at = stream.find(member); at != std::string::npos; at = stream.find(member, at + 1)) {
+        result.push_back(std::atoi(stream.c_str() + at + member.size()));
+    }
+    return result;
 }
 
 } // namespace
@@ -396,17 +425,6 @@ TEST(Http, TrendAndMetricsGrowWithTheRun)
     EXPECT_THAT(metrics.body, HasSubstr("rivlink_loop_steps_total{channel=\"Vessel\",loop=\"1\"} "));
 }
 
-/// How often the loop had been read by each event of the stream that has this.
-std::vector<int> readingsOf(const std::string& stream)
-{
-    std::vector<int> result;
-    const std::string member = "\"overruns\":";
-    for (std::size_t at = stream.find(member); at != std::string::npos; at = stream.find(member, at + 1)) {
-        result.push_back(std::atoi(stream.c_str() + at + member.size()));
-    }
-    return result;
-}
-
 TEST(Http, LoopIsReadOncePerIntervalHoweverManyLook)
 {
     const CTemporaryFolder folder;
@@ -605,9 +623,7 @@ TEST(Http, OutputIsDisabledAtTheEndWhateverIsConnected)
     const CJournal journal;
     CProgramRun run(host, journal.arguments({"--http", "0"}), "", journal.environment());
     ASSERT_TRUE(journal.gets("output Sound output = 20"));
-    ASSERT_TRUE(eventually([&] { return run.outSoFar().find('\n') != std::string::npos; }));
-    const std::string out = run.outSoFar();
-    const CHttpClient client(out.substr(0, out.find('\n')));
+    const CHttpClient client(addressOf(run));
     const CSilentConnection silent(client.port(), "GET /api/events HTTP/1.1\r\nHost: 127.0.0.1:" +
                                                       std::to_string(client.port()) + "\r\n\r\n");
     ASSERT_EQ(200u, client.get("/api/channels").status);
@@ -619,44 +635,34 @@ TEST(Http, OutputIsDisabledAtTheEndWhateverIsConnected)
 
 TEST(Http, ManyCommandsToAHungControllerKeepNoOtherFromBeingOperated)
 {
-    const CJournal journal;
-    CProgramRun run(host, journal.arguments({"--http", "0", "--limit-scale", "0.2"}), "",
-                    journal.slowAt("output Sound output = 7", 3600000));
-    ASSERT_TRUE(journal.gets("output Sound output = 20"));
-    const std::string out = run.outSoFar();
-    const CHttpClient client(out.substr(0, out.find('\n')));
+    SHungRun hung;
     const std::string disable = R"({"value":false})";
     std::vector<std::thread> others;
     for (int i = 0; i < 20; ++i) {
         others.emplace_back([&] {
-            const unsigned status = client.send("PUT", "/api/channels/Sound/enabled", disable).status;
+            const unsigned status = hung.client.send("PUT", "/api/channels/Sound/enabled", disable).status;
             EXPECT_TRUE(status == 503 || status == 504) << status;
         });
     }
     for (std::thread& other : others) {
         other.join();
     }
-    EXPECT_EQ(200u, client.send("PUT", "/api/channels/Other/enabled", disable).status);
-    EXPECT_TRUE(journal.gets("output Other output = 7"));
-    run.end(eEnd::Terminate);
-    EXPECT_EQ(1, run.wait().exitCode);
+    EXPECT_EQ(200u, hung.client.send("PUT", "/api/channels/Other/enabled", disable).status);
+    EXPECT_TRUE(hung.journal.gets("output Other output = 7"));
+    hung.run.end(eEnd::Terminate);
+    EXPECT_EQ(1, hung.run.wait().exitCode);
 }
 
 TEST(Http, CommandThatHangsIsReportedAndTheRestGoesOn)
 {
-    const CJournal journal;
-    CProgramRun run(host, journal.arguments({"--http", "0", "--limit-scale", "0.2"}), "",
-                    journal.slowAt("output Sound output = 7", 3600000));
-    ASSERT_TRUE(journal.gets("output Sound output = 20"));
-    const std::string out = run.outSoFar();
-    const CHttpClient client(out.substr(0, out.find('\n')));
-    const SHttpAnswer answer = client.send("PUT", "/api/channels/Sound/enabled", R"({"value":false})");
+    SHungRun hung;
+    const SHttpAnswer answer = hung.client.send("PUT", "/api/channels/Sound/enabled", R"({"value":false})");
     EXPECT_EQ(504u, answer.status);
     EXPECT_EQ("the device did not return within the limit", errorOf(answer));
-    EXPECT_EQ(200u, client.get("/api/commands").status);
-    run.end(eEnd::Terminate);
-    const SProgramResult result = run.wait();
+    EXPECT_EQ(200u, hung.client.get("/api/commands").status);
+    hung.run.end(eEnd::Terminate);
+    const SProgramResult result = hung.run.wait();
     EXPECT_EQ(1, result.exitCode);
     EXPECT_THAT(result.err, HasSubstr("hung call: "));
-    EXPECT_THAT(journal.lines(), testing::Contains("output Other output = 7"));
+    EXPECT_THAT(hung.journal.lines(), testing::Contains("output Other output = 7"));
 }
