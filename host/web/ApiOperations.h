@@ -54,6 +54,8 @@ std::vector<SOperation> deviceOperations(const SApiContext& context);
 std::vector<SOperation> trendOperations(const SApiContext& context);
 /// Metrics, health, session.
 std::vector<SOperation> serverOperations(const SApiContext& context);
+/// All of these.
+std::vector<SOperation> operationsOf(const SApiContext& context);
 
 /// A command's record as replies and events give it.
 Json recordJson(const SCommandRecord& record);

@@ -2,11 +2,8 @@
 
 #include <boost/asio/buffer.hpp>
 #include <boost/asio/write.hpp>
-#include <boost/beast/core/buffers_to_string.hpp>
 #include <boost/beast/http/read.hpp>
 #include <boost/beast/http/write.hpp>
-
-#include <algorithm>
 
 namespace Rvl {
 
@@ -15,50 +12,16 @@ namespace {
 namespace http = boost::beast::http;
 using boost::system::error_code;
 
-constexpr std::size_t longestSource = 32;
-
 /// No page may load or run anything but the server's own files, or be shown within another one.
 constexpr const char* contentSecurityPolicy =
     "default-src 'none'; script-src 'self'; style-src 'self'; img-src 'self'; font-src 'self'; "
     "connect-src 'self'; base-uri 'none'; form-action 'none'; frame-ancestors 'none'";
 
-std::string textOf(boost::beast::string_view view)
-{
-    return {view.data(), view.size()};
-}
-
-/// What the header says about the kind of client, as far as it is a name.
-std::string sourceOf(const std::string& header, const std::string& address)
-{
-    const bool isName =
-        !header.empty() && header.size() <= longestSource &&
-        std::all_of(header.begin(), header.end(), [](unsigned char character) {
-            return (character >= 'a' && character <= 'z') || (character >= 'A' && character <= 'Z') ||
-                   (character >= '0' && character <= '9') || character == '-' || character == '_';
-        });
-    return (isName ? header : "http") + " " + address;
-}
-
-unsigned statusOf(const error_code& error)
-{
-    if (error == http::error::body_limit) {
-        return 413;
-    }
-    return error == http::error::header_limit || error == http::error::buffer_overflow ? 431 : 400;
-}
-
-std::string messageOf(unsigned status)
-{
-    return status == 413   ? "the body is too large; expected 64 KiB at most"
-           : status == 431 ? "the header is too large; expected 16 KiB at most"
-                           : "the request is not well-formed HTTP";
-}
-
 } // namespace
 
 CHttpSession::CHttpSession(Socket socket, IHttpService& service, const SHttpLimits& limits)
     : socket_(std::move(socket)), service_(service), limits_(limits), timer_(socket_.get_executor()),
-      buffer_(2 * (limits.header + limits.body))
+      buffer_(CHttpRequestParser::bufferSize(limits))
 {}
 
 CHttpSession::~CHttpSession() = default;
@@ -110,9 +73,7 @@ void CHttpSession::awaitRequest()
 
 void CHttpSession::readRequest()
 {
-    parser_.emplace();
-    parser_->header_limit(static_cast<std::uint32_t>(limits_.header));
-    parser_->body_limit(limits_.body);
+    parser_.emplace(limits_);
     isTimedOut_ = false;
     limit(limits_.request, [this] {
         isTimedOut_ = true;
@@ -120,7 +81,7 @@ void CHttpSession::readRequest()
         socket_.cancel(ignored);
     });
     http::async_read(
-        socket_, buffer_, *parser_,
+        socket_, buffer_, parser_->parser(),
         [self = shared_from_this()](const error_code& error, std::size_t) { self->onRequest(error); });
 }
 
@@ -133,44 +94,32 @@ void CHttpSession::onRequest(const error_code& error)
                error == boost::asio::error::connection_reset || error == boost::asio::error::eof) {
         close();
     } else if (error) {
-        refuse(errorReply(statusOf(error), messageOf(statusOf(error))));
-    } else if (parser_->get().target().size() > limits_.target) {
-        refuse(errorReply(414, "the target is too long; expected 8 KiB at most"));
+        refuse(CHttpRequestParser::replyTo(error));
     } else {
         serve();
     }
 }
 
-SHttpRequest CHttpSession::requestOf() const
+std::string CHttpSession::peerAddress() const
 {
-    const auto& message = parser_->get();
-    SHttpRequest request;
-    request.method = textOf(message.method_string());
-    request.contentType = textOf(message[http::field::content_type]);
-    request.body = message.body();
     error_code ignored;
-    const auto peer = socket_.remote_endpoint(ignored);
-    request.source = sourceOf(textOf(message["X-Rivlink-Source"]), peer.address().to_string());
-    parseTarget(textOf(message.target()), request);
-    return request;
+    return socket_.remote_endpoint(ignored).address().to_string();
 }
 
-SHttpCredentials CHttpSession::credentials() const
+/// As clients write it: "127.0.0.1:8080" or "[::1]:8080".
+std::string CHttpSession::localAddress() const
 {
-    const auto& message = parser_->get();
     error_code ignored;
     const auto local = socket_.local_endpoint(ignored);
     const std::string address = local.address().to_string();
-    return {textOf(message[http::field::host]), textOf(message[http::field::origin]),
-            textOf(message[http::field::authorization]), textOf(message[http::field::cookie]),
-            (local.address().is_v6() ? "[" + address + "]" : address) + ":" + std::to_string(local.port())};
+    return (local.address().is_v6() ? "[" + address + "]" : address) + ":" + std::to_string(local.port());
 }
 
 void CHttpSession::serve()
 {
     try {
-        const SHttpRequest request = requestOf();
-        service_.authorize(request, credentials());
+        const SHttpRequest request = parser_->request(peerAddress());
+        service_.authorize(request, parser_->credentials(localAddress()));
         if (const auto interval = service_.eventInterval(request)) {
             beginEvents(*interval);
             return;
@@ -191,8 +140,8 @@ void CHttpSession::refuse(const SHttpReply& error)
 
 void CHttpSession::reply(SHttpReply reply)
 {
-    const bool isHead = parser_ && parser_->get().method() == http::verb::head;
-    const bool keepsAlive = parser_ && !isHead && parser_->get().keep_alive();
+    const bool isHead = parser_ && parser_->isHead();
+    const bool keepsAlive = parser_ && !isHead && parser_->keepsAlive();
     response_ = std::make_shared<Response>();
     response_->version(11);
     response_->result(reply.status);

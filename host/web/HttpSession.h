@@ -5,12 +5,12 @@
 #include "host/web/EventFeed.h"
 #include "host/web/HttpAccess.h"
 #include "host/web/HttpMessage.h"
+#include "host/web/HttpRequestParser.h"
 
 #include <boost/asio/ip/tcp.hpp>
 #include <boost/asio/steady_timer.hpp>
 #include <boost/beast/core/flat_buffer.hpp>
 #include <boost/beast/http/message.hpp>
-#include <boost/beast/http/parser.hpp>
 #include <boost/beast/http/string_body.hpp>
 
 #include <chrono>
@@ -21,18 +21,6 @@
 #include <string>
 
 namespace Rvl {
-
-/// Bounds of what a connection may take.
-struct SHttpLimits
-{
-    std::size_t header = 16 * 1024;
-    std::size_t target = 8 * 1024;
-    std::size_t body = 64 * 1024;
-    std::chrono::milliseconds request{10000}; ///< from a request's first byte to its last
-    std::chrono::milliseconds idle{60000};    ///< between two requests
-    std::chrono::milliseconds write{10000};   ///< without progress
-    std::size_t connections = 512;
-};
 
 /// What a connection needs of its server. All of it is called on the server's thread.
 class IHttpService
@@ -72,7 +60,6 @@ public:
     void send(std::shared_ptr<const std::string> event) override;
 
 private:
-    using Parser = boost::beast::http::request_parser<boost::beast::http::string_body>;
     using Response = boost::beast::http::response<boost::beast::http::string_body>;
 
     void awaitRequest();
@@ -85,15 +72,15 @@ private:
     void awaitEndOfClient();
     void sendNextEvent();
     void limit(std::chrono::milliseconds time, std::function<void()> onTime);
-    SHttpRequest requestOf() const;
-    SHttpCredentials credentials() const;
+    std::string peerAddress() const;
+    std::string localAddress() const;
 
     Socket socket_;
     IHttpService& service_;
     const SHttpLimits limits_;
     boost::asio::steady_timer timer_;
-    boost::beast::flat_buffer buffer_; ///< bounded, whatever the chunks of a request look like
-    std::optional<Parser> parser_;
+    boost::beast::flat_buffer buffer_;
+    std::optional<CHttpRequestParser> parser_; ///< of the request under way, if it was understood
     std::shared_ptr<Response> response_;
     std::deque<std::shared_ptr<const std::string>> events_;
     bool isWriting_ = false;

@@ -71,4 +71,15 @@ std::vector<SOperation> serverOperations(const SApiContext& context)
     return {figures, isHealthy, session};
 }
 
+std::vector<SOperation> operationsOf(const SApiContext& context)
+{
+    std::vector<SOperation> operations;
+    for (const std::vector<SOperation>& part :
+         {channelOperations(context), commandOperations(context), deviceOperations(context),
+          trendOperations(context), serverOperations(context)}) {
+        operations.insert(operations.end(), part.begin(), part.end());
+    }
+    return operations;
+}
+
 } // namespace Rvl

@@ -5,9 +5,8 @@
 #include "host/base/HostException.h"
 #include "host/web/ApiOperations.h"
 #include "host/web/EventFeed.h"
+#include "host/web/HttpRouter.h"
 #include "host/web/HttpSession.h"
-#include "host/web/JsonSchema.h"
-#include "host/web/PageFiles.h"
 #include "runtime/AlternateStack.h"
 #include "runtime/ThreadName.h"
 
@@ -99,12 +98,7 @@ struct CWebServer::Private : IHttpService
         const SApiContext context{theLoaded, commands, live,   trend,
                                   *ages,     facts,    access, [this] { return feed.clientCount(); },
                                   version,   history};
-        for (const auto& operations :
-             {channelOperations(context), commandOperations(context), deviceOperations(context),
-              trendOperations(context), serverOperations(context)}) {
-            api.add(operations);
-        }
-        api.add(ownOperations(version));
+        router.emplace(access, operationsOf(context), version);
         commands.addSink([this](const SCommandRecord& record) {
             facts.forget(record.controller);
             boost::asio::post(io, [this, json = recordJson(record)] { feed.broadcast("command", json); });
@@ -150,6 +144,7 @@ struct CWebServer::Private : IHttpService
         SHttpLimits result;
         result.request = limits.call * 5;
         result.write = limits.call * 5;
+        result.idle = limits.call * 30;
         return result;
     }
 
@@ -166,26 +161,6 @@ struct CWebServer::Private : IHttpService
             acceptor.listen(boost::asio::socket_base::max_listen_connections, error);
         }
         return error;
-    }
-
-    std::vector<SOperation> ownOperations(const std::string& version)
-    {
-        SOperation events;
-        events.method = "GET";
-        events.path = "/api/events";
-        events.summary = "a stream of events: a snapshot, then what changes, and every command";
-        events.replyType = "text/event-stream";
-        events.query = {
-            {"interval_ms", schemaOf("integer"), "time between two events, 100 to 60000; default 500"}};
-        SOperation description;
-        description.method = "GET";
-        description.path = "/api/openapi.json";
-        description.summary = "this document";
-        description.replySchema = schemaOf("object");
-        description.carryOut = [this, version](const SApiRequest&) {
-            return jsonReply(openApi(api.operations(), version));
-        };
-        return {events, description};
     }
 
     // the server's thread
@@ -216,38 +191,20 @@ struct CWebServer::Private : IHttpService
         });
     }
 
-    static const SPageFile* pageFile(const SHttpRequest& request)
-    {
-        const std::string name = request.path == "/" ? "index.html" : request.path.substr(1);
-        for (const SPageFile& file : pageFiles()) {
-            if (file.name == name) {
-                return &file;
-            }
-        }
-        return nullptr;
-    }
-
     void authorize(const SHttpRequest& request, const SHttpCredentials& credentials) override
     {
-        access.checkOrigin(credentials);
-        const bool isPage = request.method == "GET" && pageFile(request);
-        if (!isPage && api.find(request).needsToken) {
-            access.checkToken(credentials);
-        }
+        router->authorize(request, credentials);
     }
 
     void serve(const SHttpRequest& request, Done done) override
     {
-        if (const SPageFile* const file = request.method == "GET" ? pageFile(request) : nullptr) {
-            SHttpReply reply;
-            reply.contentType = std::string(file->contentType);
-            reply.body = std::string(file->content);
-            done(std::move(reply));
+        if (auto page = router->pageReply(request)) {
+            done(std::move(*page));
             return;
         }
-        const SOperation& operation = api.find(request);
+        const SOperation& operation = router->api().find(request);
         if (!operation.mayBlock) {
-            done(api.carryOut(operation, request));
+            done(router->api().carryOut(operation, request));
             return;
         }
         // so many that a device that hangs cannot take up all threads
@@ -296,7 +253,7 @@ struct CWebServer::Private : IHttpService
                           [this, call, &operation, request, object] {
                               SHttpReply reply;
                               if (!call->isExpired) {
-                                  reply = api.carryOut(operation, request);
+                                  reply = router->api().carryOut(operation, request);
                               }
                               --queued;
                               boost::asio::post(io, [this, call, object, reply = std::move(reply)]() mutable {
@@ -312,16 +269,7 @@ struct CWebServer::Private : IHttpService
 
     std::optional<std::chrono::milliseconds> eventInterval(const SHttpRequest& request) override
     {
-        if (request.segments != std::vector<std::string>{"api", "events"} || request.method != "GET") {
-            return std::nullopt;
-        }
-        for (const auto& [name, value] : request.query) {
-            if (name != "interval_ms") {
-                throw CHttpError(400, "there is no parameter \"" + name + "\"", name);
-            }
-        }
-        const SApiRequest parsed{request, {}, {}};
-        return std::chrono::milliseconds(parsed.integer("interval_ms", 100, 60000, 500));
+        return router->eventInterval(request);
     }
 
     void subscribe(const std::shared_ptr<IEventClient>& client, std::chrono::milliseconds interval) override
@@ -411,7 +359,7 @@ struct CWebServer::Private : IHttpService
     CTrendMemory trend;
     std::optional<CChannelAges> ages;
     CControllerFacts facts;
-    CApi api;
+    std::optional<CHttpRouter> router;
     std::string url;
     std::vector<std::weak_ptr<CHttpSession>> sessions;
     std::atomic<std::size_t> queued{0};
