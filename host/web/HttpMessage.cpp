@@ -1,5 +1,7 @@
 #include "host/web/HttpMessage.h"
 
+#include "host/base/ControlCharacters.h"
+
 #include <nlohmann/json.hpp>
 
 #include <charconv>
@@ -51,13 +53,15 @@ std::vector<std::string> parts(const std::string& text, char separator)
 
 SHttpReply errorReply(unsigned status, const std::string& message, const std::string& field)
 {
-    const nlohmann::ordered_json error{
+    using nlohmann::ordered_json;
+    // both may repeat what the request has, and programs print them; what is no UTF-8 is escaped as well
+    const ordered_json error{
         {"error",
-         {{"message", message},
-          {"field", field.empty() ? nlohmann::ordered_json() : nlohmann::ordered_json(field)}}}};
+         {{"message", escapeControlCharacters(message)},
+          {"field", field.empty() ? ordered_json() : ordered_json(escapeControlCharacters(field))}}}};
     SHttpReply reply;
     reply.status = status;
-    reply.body = error.dump(-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace);
+    reply.body = error.dump();
     return reply;
 }
 

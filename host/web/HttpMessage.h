@@ -46,7 +46,8 @@ private:
     std::string field_;
 };
 
-/// The reply that reports an error: {"error": {"message": ..., "field": ...}}.
+/// The reply that reports an error: {"error": {"message": ..., "field": ...}}. Control characters, and bytes
+/// that are no UTF-8, are made visible in both: "\n", "\xff".
 SHttpReply errorReply(unsigned status, const std::string& message, const std::string& field = {});
 
 /// Takes a request's target apart into path, segments and query. Throws CHttpError (400) for an encoding that

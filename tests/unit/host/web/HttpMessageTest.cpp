@@ -53,5 +53,13 @@ TEST(HttpMessage, ErrorHasItsMessageAndField)
     EXPECT_EQ(422u, reply.status);
     EXPECT_EQ(R"({"error":{"message":"the value is \"wrong\"","field":"value"}})", reply.body);
     EXPECT_EQ(R"({"error":{"message":"m","field":null}})", errorReply(404, "m").body);
-    EXPECT_EQ("{\"error\":{\"message\":\"\xef\xbf\xbd\",\"field\":null}}", errorReply(400, "\xff").body);
+}
+
+TEST(HttpMessage, ErrorShowsCharactersThatActOnATerminal)
+{
+    // what a request says may stand in both
+    EXPECT_EQ(R"({"error":{"message":"\\n\\x1b[31m \\u0085 \\xff \\u202e","field":"\\x00"}})",
+              errorReply(400, "\n\x1b[31m \xc2\x85 \xff \xe2\x80\xae", std::string(1, '\0')).body);
+    EXPECT_EQ(R"({"error":{"message":"\"ä\" \\ is no name","field":null}})",
+              errorReply(400, "\"ä\" \\ is no name").body);
 }
