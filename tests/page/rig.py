@@ -1,18 +1,14 @@
-"""The host and the browser that the tests of the page work with.
+"""The browser that the tests of the page work with.
 
-RIVLINK_HOST_PROGRAM names the host's program; RIVLINK_SCREENSHOTS, if given, a folder for pictures of the page. The
-tests need Debian's packages python3-selenium, chromium and chromium-driver.
+RIVLINK_SCREENSHOTS, if given, is a folder for pictures of the page. The tests need Debian's packages
+python3-selenium, chromium and chromium-driver.
 """
 
 import atexit
 import base64
 import json
 import os
-import signal
-import subprocess
 import time
-import urllib.error
-import urllib.request
 from pathlib import Path
 
 from selenium import webdriver
@@ -21,9 +17,7 @@ from selenium.webdriver.chrome.options import Options
 from selenium.webdriver.chrome.service import Service
 from selenium.webdriver.common.by import By
 
-ROOT = Path(__file__).resolve().parents[2]
-CASCADE = ROOT / "examples" / "cascade" / "cascade.xml"
-LIMIT = 20  # s, after which a condition counts as not met
+from host import LIMIT
 
 
 def wait_for(condition, what, limit=LIMIT):
@@ -39,45 +33,6 @@ def wait_for(condition, what, limit=LIMIT):
         if time.monotonic() > end:
             raise AssertionError(f"not within {limit} s: {what}")
         time.sleep(0.02)
-
-
-class Host:
-    """A running host that serves its page on a loopback address."""
-
-    def __init__(self, configuration, port=0, token=None):
-        program = os.environ["RIVLINK_HOST_PROGRAM"]
-        arguments = [program, "run", str(configuration), "--quiet", "--http", str(port)]
-        environment = dict(os.environ)
-        if token:
-            environment["RIVLINK_HTTP_TOKEN"] = token
-        self.process = subprocess.Popen(
-            arguments, stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, text=True, env=environment
-        )
-        atexit.register(self.stop)
-        self.address = self.process.stdout.readline().strip()
-        if not self.address.startswith("http://127.0.0.1:"):
-            raise AssertionError(f"no address in the first line of the host: {self.address!r}")
-        self.port = int(self.address.rstrip("/").rsplit(":", 1)[1])
-
-    def stop(self, how=signal.SIGTERM):
-        if self.process.poll() is None:
-            self.process.send_signal(how)
-        self.process.wait(30)
-        self.process.stdout.close()
-
-    def request(self, method, path, body=None):
-        """Status and JSON of the reply to one request, as a program sends it."""
-        data = None if body is None else json.dumps(body).encode()
-        headers = {"Content-Type": "application/json", "X-Rivlink-Source": "test"}
-        request = urllib.request.Request(self.address + path, data, headers, method=method)
-        try:
-            with urllib.request.urlopen(request, timeout=LIMIT) as reply:
-                return reply.status, json.load(reply)
-        except urllib.error.HTTPError as error:
-            return error.code, json.load(error)
-
-    def state(self, channel):
-        return self.request("GET", f"api/channels/{channel}")[1]["state"]
 
 
 def open_browser():
@@ -173,25 +128,3 @@ class Page:
             Path(folder).mkdir(parents=True, exist_ok=True)
             (Path(folder) / f"{name}.png").write_bytes(data)
         return data
-
-
-def many_controllers(count):
-    """A configuration of `count` controllers, each with a lag of its own instead of a device."""
-    channel = """
-    <Channel Name="Process {0:03}" Type="Rvl::CLocalControllerChannel" Enabled="true">
-      <ControlLoop>
-        <Type>Rvl::CPIDControlLoop</Type>
-        <Enabled>true</Enabled>
-        <PIDParam Name="process {0:03}" K="2" Ti="2" Td="0" DerivativeGainLimit="0" MinU="-200" MaxU="200"
-                  DisabledU="0" Setpoint="{1}" SampleTime_ms="200"/>
-        <Input><Type>Rvl::CPT1Element</Type><TimeConstant_s>2</TimeConstant_s></Input>
-        <InputSameAsOutput>true</InputSameAsOutput>
-      </ControlLoop>
-      <SetpointRange Minimum="0" Maximum="100"/>
-    </Channel>"""
-    channels = "".join(channel.format(index, index % 100) for index in range(count))
-    return (
-        '<?xml version="1.0" encoding="utf-8"?>\n<Configuration>\n'
-        '  <Plugins><Plugin Name="rivlink_local"/></Plugins>\n'
-        f"  <Channels>{channels}\n  </Channels>\n</Configuration>\n"
-    )

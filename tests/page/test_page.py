@@ -1,17 +1,21 @@
-"""Tests of the operator's page: a real host, a real browser. See rig.py for what they need.
+"""Tests of the operator's page: a real host, a real browser. See host.py and rig.py for what they need.
 
     RIVLINK_HOST_PROGRAM=build/dev/bin/rivlink-host python3 -m unittest discover -s tests/page
 """
 
+import os
 import signal
+import subprocess
 import tempfile
 import unittest
 from datetime import datetime
 from pathlib import Path
 
-from rig import CASCADE, Host, Page, many_controllers, open_browser, wait_for
 from selenium.webdriver.common.action_chains import ActionChains
 from selenium.webdriver.common.keys import Keys
+
+from host import CASCADE, ROOT, Host, many_controllers
+from rig import Page, open_browser, wait_for
 
 VESSEL = '.plate[data-key="Vessel"]'
 JACKET = '.plate[data-key="Vessel/1"]'
@@ -472,6 +476,62 @@ class Accessibility(PageTest):
             page.open(cascade, hash_, width=390, height=844)
             wait_for(lambda: page.all(ready), ready)
             self.assertLessEqual(page.run("return document.documentElement.scrollWidth"), 390, hash_)
+
+
+# The rules of WCAG 2.0 to 2.2, levels A and AA, that do not hold for the page, by axe-core, as texts.
+AXE_VIOLATIONS = """
+const done = arguments[0];
+const tags = ["wcag2a", "wcag2aa", "wcag21a", "wcag21aa", "wcag22aa"];
+axe.run(document, {runOnly: {type: "tag", values: tags}}).then(
+    (found) => done({
+        passed: found.passes.length,
+        violations: found.violations.map((v) => `${v.impact} ${v.id}: ${v.help}: ${v.nodes.map((n) => n.html).join(" ")}`),
+    }),
+    (error) => done({passed: 0, violations: [String(error)]}),
+);
+"""
+
+# where npm is there to fetch it with; what Accessibility asserts by hand is checked everywhere
+if "RIVLINK_AXE" in os.environ:
+
+    class AccessibilityByAxe(PageTest):
+        @classmethod
+        def setUpClass(cls):
+            fetch = [ROOT / "scripts" / "test-tools.sh", "axe"]
+            file = subprocess.run(fetch, stdout=subprocess.PIPE, text=True, check=True).stdout.strip()
+            cls.axe = Path(file).read_text(encoding="utf-8")
+
+        def check(self, what):
+            page.run(self.axe)  # the driver's scripts are not subject to the page's policy
+            result = page.browser.execute_async_script(AXE_VIOLATIONS)
+            self.assertGreater(result["passed"], 10, what)
+            self.assertEqual([], result["violations"], what)
+
+        def test_page_keeps_the_rules_in_both_themes(self):
+            page.open(cascade)
+            for theme in ("light", "dark"):
+                page.run("localStorage.theme = arguments[0]", theme)
+                for hash_, ready in (("#/", VESSEL), ("#/channel/Vessel", ".arrow-value"), ("#/devices", ".device td")):
+                    page.open(cascade, hash_, height=1400)
+                    page.one(ready)
+                    if "channel" in hash_:
+                        page.one(".trend-box canvas")
+                        wait_for(lambda: page.all(".parameters tbody tr"), "parameters")
+                    self.check(f"{hash_} {theme}")
+            page.run("localStorage.theme = 'system'")
+
+        def test_dialogs_and_what_is_edited_keep_the_rules(self):
+            page.open(cascade)
+            page.press("?")
+            page.one("dialog")
+            self.check("the list of keys")
+            page.press(Keys.ESCAPE)
+            wait_for(lambda: not page.all("dialog"), "it is closed")
+            page.press(Keys.ARROW_RIGHT, "e")
+            page.one(VESSEL + " .field")
+            page.press(Keys.CONTROL + "a", Keys.NULL, "61", Keys.ENTER)
+            self.check("a value that is refused")
+            page.press(Keys.ESCAPE)
 
 
 class Pictures(PageTest):

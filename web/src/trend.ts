@@ -80,7 +80,7 @@ export class TrendView {
             tool("▶", "later", () => this.move(0.5, 1)),
             tool("+", "zoom in", () => this.move(0, 0.5)),
             tool("−", "zoom out", () => this.move(0, 2)),
-            tool("Live", "all of the time up to now", () => this.setWindow(null)),
+            tool("Live", "Live: all of the time up to now", () => this.setWindow(null)),
             this.exportLink,
         );
         const key = (name: string, className: string): HTMLElement =>
@@ -141,7 +141,11 @@ export class TrendView {
             if (this.closed) return;
             const state = this.model.state(this.plate.channel);
             if (state && this.data.rows().length === 0) this.append();
-            if (!this.graph) this.graph = new dygraphs(this.box, this.data.rows(), this.options(dygraphs));
+            if (!this.graph) {
+                this.graph = new dygraphs(this.box, this.data.rows(), this.options(dygraphs));
+                // the handles of the range selector, which only a pointer moves
+                for (const image of this.box.querySelectorAll("img")) image.alt = "";
+            }
             this.status.textContent = "";
             this.draw();
             this.events(events);
