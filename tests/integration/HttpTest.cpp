@@ -8,6 +8,7 @@
 #include <gmock/gmock.h>
 #include <nlohmann/json.hpp>
 
+#include <algorithm>
 #include <atomic>
 #include <chrono>
 #include <cmath>
@@ -98,6 +99,35 @@ CServedRun& sharedRun()
 {
     static CServedRun run;
     return run;
+}
+
+/// The same with limits in time of fractions of a second: 0.3 s for a request, 1.8 s between two.
+CServedRun& hurriedRun()
+{
+    static CServedRun run(cascade, {"--limit-scale", "0.03"});
+    return run;
+}
+
+std::string hostLine(const CHttpClient& client)
+{
+    return "Host: 127.0.0.1:" + std::to_string(client.port()) + "\r\n";
+}
+
+/// A configuration of so many controllers, each with a lag of its own instead of a device.
+std::string manyControllers(int count)
+{
+    std::string channels;
+    for (int index = 0; index < count; ++index) {
+        channels += R"(<Channel Name="Process )" + std::to_string(index) +
+                    R"(" Type="Rvl::CLocalControllerChannel" Enabled="true"><ControlLoop>
+            <Type>Rvl::CPIDControlLoop</Type><Enabled>true</Enabled>
+            <PIDParam Name="a" K="2" Ti="2" Td="0" DerivativeGainLimit="0" MinU="-200" MaxU="200" DisabledU="0"
+                      Setpoint="20" SampleTime_ms="100"/>
+            <Input><Type>Rvl::CPT1Element</Type><TimeConstant_s>20</TimeConstant_s></Input>
+            <InputSameAsOutput>true</InputSameAsOutput></ControlLoop></Channel>)";
+    }
+    return R"(<Configuration><Plugins><Plugin Name="rivlink_local"/></Plugins><Channels>)" + channels +
+           "</Channels></Configuration>\n";
 }
 
 std::string errorOf(const SHttpAnswer& answer)
@@ -526,8 +556,15 @@ TEST(Http, RequestsThatAreNotWellFormedAreRefusedAndTheServerGoesOn)
     EXPECT_EQ(404u, client.get("/api/nothing").status);
     EXPECT_EQ(404u, client.get("/etc/passwd").status);
     EXPECT_EQ(404u, client.get("/app.js/..%2f").status);
+    EXPECT_EQ(404u, client.get("/..%2f..%2f..%2f..%2fetc%2fpasswd").status);
+    EXPECT_EQ(400u, client.get("/%2e%2e/%2e%2e/etc/passwd").status);
+    EXPECT_EQ(400u, client.get("/app.js/../../cascade.xml").status);
     EXPECT_EQ(405u, client.send("DELETE", "/api/channels/Vessel", "").status);
     EXPECT_EQ("", client.send("HEAD", "/api/channels", "").body);
+    EXPECT_EQ(405u, client.send("OPTIONS", "/api/channels", "").status);
+    EXPECT_EQ(400u, client.send("OPTIONS", "*", "").status);
+    EXPECT_EQ("HTTP/1.1 400 Bad Request",
+              statusOf("GET / HTTP/1.1\r\n" + hostLine + "Host: other\r\nConnection: close\r\n\r\n"));
     EXPECT_EQ("HTTP/1.1 431 Request Header Fields Too Large",
               statusOf("PUT /api/channels/Vessel/set-point HTTP/1.1\r\n" + hostLine +
                        "Transfer-Encoding: chunked\r\n\r\n1;" + std::string(300000, 'x')));
@@ -567,6 +604,79 @@ TEST(Http, SlowAndHalfOpenConnectionsKeepNoOtherWaiting)
     EXPECT_EQ(200u, client.get("/healthz").status);
     EXPECT_THAT(client.raw("PUT /api/channels/Vessel/set-point HTTP/1.1\r\nContent-Length: 100\r\n\r\n{"),
                 StartsWith("HTTP/1.1 408 Request Timeout"));
+}
+
+TEST(Http, ConnectionThatSendsNothingEndsAfterItsLimit)
+{
+    const CHttpClient& client = hurriedRun().client();
+    CSilentConnection silent(client.port(), "");
+    CSilentConnection begun(client.port(), "GET /api/channels HTTP/1.1\r\n");
+    CSilentConnection pausing(client.port(), "GET /healthz HTTP/1.1\r\n" + hostLine(client) + "\r\n");
+    EXPECT_TRUE(begun.endsWithin(std::chrono::seconds(20)));
+    EXPECT_THAT(begun.received(), StartsWith("HTTP/1.1 408 Request Timeout"));
+    EXPECT_TRUE(silent.endsWithin(std::chrono::seconds(20)));
+    EXPECT_EQ("", silent.received());
+    EXPECT_TRUE(pausing.endsWithin(std::chrono::seconds(20))) << "between two requests";
+    EXPECT_THAT(pausing.received(), StartsWith("HTTP/1.1 200 OK"));
+}
+
+TEST(Http, HeaderThatArrivesByteByByteEndsAfterTheLimitOfARequest)
+{
+    const CHttpClient& client = hurriedRun().client();
+    CSilentConnection slow(client.port(), "GET /api/channels HTTP/1.1\r\nX: ");
+    // each byte comes soon after the one before it
+    EXPECT_TRUE(
+        eventually([&] { return !slow.send("x") || slow.endsWithin(std::chrono::milliseconds(5)); }, 20.0));
+    EXPECT_EQ(200u, client.get("/healthz").status);
+}
+
+TEST(Http, ConnectionsBeyondTheBoundAreClosedAndOthersGoOn)
+{
+    const CServedRun run;
+    const CHttpClient& client = run.client();
+    const std::string request = "GET /healthz HTTP/1.1\r\n" + hostLine(client) + "\r\n";
+    std::vector<std::unique_ptr<CSilentConnection>> connections;
+    for (int i = 0; i < 600; ++i) {
+        connections.push_back(std::make_unique<CSilentConnection>(client.port(), ""));
+    }
+    int closed = 0;
+    for (std::size_t i = 520; i < connections.size(); ++i) {
+        closed += connections[i]->endsWithin(std::chrono::seconds(closed == 0 ? 20 : 1)) ? 1 : 0;
+    }
+    EXPECT_EQ(80, closed);
+    EXPECT_EQ(0u, client.get("/healthz").status);
+    for (std::size_t i = 0; i < 500; i += 100) {
+        EXPECT_TRUE(connections[i]->send(request));
+        EXPECT_FALSE(connections[i]->endsWithin(std::chrono::milliseconds(100)));
+        EXPECT_THAT(connections[i]->received(), StartsWith("HTTP/1.1 200 OK")) << i;
+    }
+    connections.clear();
+    EXPECT_TRUE(eventually([&] { return client.get("/healthz").status == 200; }));
+}
+
+TEST(Http, ClientOfEventsThatDoesNotReadIsDisconnectedAndOthersGoOn)
+{
+    const CTemporaryFolder folder;
+    const CServedRun run(folder.write("many.xml", manyControllers(200)), {"--limit-scale", "0.05"});
+    const CHttpClient& client = run.client();
+    const auto clients = [&] {
+        const std::string metrics = client.get("/metrics").body;
+        const std::string name = "\nrivlink_event_clients ";
+        return std::stoi(metrics.substr(metrics.find(name) + name.size()));
+    };
+    const CSilentConnection silent(
+        client.port(), "GET /api/events?interval_ms=100 HTTP/1.1\r\n" + hostLine(client) + "\r\n", 4096);
+    int most = 0;
+    bool isLeft = false;
+    const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(30);
+    const std::string text = client.events("/api/events?interval_ms=100", [&](const std::string&) {
+        const int now = clients();
+        most = std::max(most, now);
+        isLeft = most == 2 && now == 1;
+        return isLeft || std::chrono::steady_clock::now() > end;
+    });
+    EXPECT_TRUE(isLeft) << most;
+    EXPECT_THAT(text, HasSubstr("event: changes\n"));
 }
 
 TEST(Http, RequestsOfOtherPagesAndForOtherHostsAreRefused)

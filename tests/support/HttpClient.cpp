@@ -131,17 +131,64 @@ std::string CHttpClient::events(const std::string& target,
 
 struct CSilentConnection::Private
 {
+    void read()
+    {
+        isReading = true;
+        socket.async_read_some(boost::asio::buffer(buffer),
+                               [this](const error_code& error, std::size_t size) {
+                                   received.append(buffer.data(), size);
+                                   isReading = false;
+                                   hasEnded = static_cast<bool>(error);
+                               });
+    }
+
     boost::asio::io_context context;
     tcp::socket socket{context};
+    std::array<char, 4096> buffer{};
+    std::string received;
+    bool isReading = false;
+    bool hasEnded = false;
 };
 
-CSilentConnection::CSilentConnection(unsigned short port, const std::string& bytes)
+CSilentConnection::CSilentConnection(unsigned short port, const std::string& bytes, int receiveBuffer)
     : private_(std::make_unique<Private>())
 {
-    private_->socket.connect(serverAt(port));
+    const tcp::endpoint server = serverAt(port);
+    private_->socket.open(server.protocol());
+    if (receiveBuffer > 0) { // before connecting, when the window is agreed on
+        private_->socket.set_option(boost::asio::socket_base::receive_buffer_size(receiveBuffer));
+    }
+    private_->socket.connect(server);
     boost::asio::write(private_->socket, boost::asio::buffer(bytes));
 }
 
 CSilentConnection::~CSilentConnection() = default;
+
+bool CSilentConnection::send(const std::string& bytes)
+{
+    error_code error;
+    boost::asio::write(private_->socket, boost::asio::buffer(bytes), error);
+    return !error;
+}
+
+bool CSilentConnection::endsWithin(std::chrono::milliseconds time)
+{
+    const auto end = std::chrono::steady_clock::now() + time;
+    while (!private_->hasEnded) {
+        if (!private_->isReading) {
+            private_->read();
+        }
+        private_->context.restart();
+        if (private_->context.run_one_until(end) == 0) {
+            return false;
+        }
+    }
+    return true;
+}
+
+const std::string& CSilentConnection::received() const
+{
+    return private_->received;
+}
 
 } // namespace Rvl::Test

@@ -38,14 +38,22 @@ private:
     unsigned short port_ = 0;
 };
 
-/// A connection that sends nothing more than these bytes, and stays open.
+/// A connection that sends nothing but what it is given, reads nothing before it is asked to, and stays open.
 class CSilentConnection
 {
 public:
-    CSilentConnection(unsigned short port, const std::string& bytes);
+    /// With a `receiveBuffer`, in bytes, the system keeps about that much of what was not read.
+    CSilentConnection(unsigned short port, const std::string& bytes, int receiveBuffer = 0);
     ~CSilentConnection();
     CSilentConnection(const CSilentConnection&) = delete;
     CSilentConnection& operator=(const CSilentConnection&) = delete;
+
+    /// False if the server has ended the connection.
+    bool send(const std::string& bytes);
+    /// Whether the server ends the connection within the time. What comes until then is read.
+    bool endsWithin(std::chrono::milliseconds time);
+    /// All that was read.
+    const std::string& received() const;
 
 private:
     struct Private;
