@@ -17,9 +17,9 @@ LIMIT = 20  # s, after which a condition counts as not met
 class Host:
     """A running host that serves its page on a loopback address."""
 
-    def __init__(self, configuration, port=0, token=None):
+    def __init__(self, configuration, port=0, token=None, options=()):
         program = os.environ["RIVLINK_HOST_PROGRAM"]
-        arguments = [program, "run", str(configuration), "--quiet", "--http", str(port)]
+        arguments = [program, "run", str(configuration), "--quiet", "--http", str(port), *map(str, options)]
         environment = dict(os.environ)
         if token:
             environment["RIVLINK_HTTP_TOKEN"] = token

@@ -8,6 +8,8 @@ import signal
 import subprocess
 import tempfile
 import unittest
+import urllib.error
+import urllib.request
 from datetime import datetime
 from pathlib import Path
 
@@ -255,6 +257,25 @@ class Detail(PageTest):
         export = page.one(".long-trend a[download]").get_attribute("href")
         self.assertIn("/api/history?channel=Vessel&", export)
         self.assertIn("format=csv", export)
+        self.assertEqual(["Export CSV"], [link.text for link in page.all(".long-trend a[download]") if link.is_displayed()])
+
+    def test_history_is_reported(self):
+        kept = Host(CASCADE, options=("--history", Path(folder.name) / "bench.history"))
+        self.addCleanup(kept.stop)
+        page.open(kept, "#/channel/Vessel")
+        links = lambda: {link.text: link.get_attribute("href") for link in page.all(".long-trend a[download]")}
+        wait_for(lambda: "Report" in links(), "the link to the report")
+
+        def report():
+            try:
+                with urllib.request.urlopen(links()["Report"]) as reply:
+                    return reply.read().decode()
+            except urllib.error.HTTPError:  # nothing has been written yet
+                return ""
+
+        text = wait_for(report, "the report")
+        self.assertIn("<h2>Vessel</h2>", text)
+        self.assertIn("<svg", text)
 
     def test_parameters_are_previewed_put_in_force_and_undone(self):
         page.open(cascade, "#/channel/Vessel", height=1600)
@@ -413,6 +434,18 @@ class Keyboard(PageTest):
         page.one(".device")
         page.press("o")
         page.one(VESSEL)
+
+    def test_focus_stays_on_the_faceplate_when_its_control_is_disabled(self):
+        page.open(cascade)
+        page.press(Keys.ARROW_RIGHT)
+        page.press(Keys.TAB, Keys.TAB)
+        focused = "return document.activeElement.innerText.trim().split('\\n')[0]"
+        self.assertTrue(page.focused(focused).startswith("Vessel set point"), page.focused(focused))
+        page.press("m")
+        wait_for(lambda: page.text(VESSEL + " .mode") == "MANUAL", "the page shows manual mode")
+        self.assertEqual("Vessel", page.focused("return document.activeElement.dataset.key ?? ''"))
+        page.press("m")
+        wait_for(lambda: not cascade.state("Vessel")["manual"], "automatic mode")
 
     def test_tab_reaches_every_control_of_the_current_faceplate(self):
         page.open(cascade)

@@ -99,3 +99,18 @@ export function nextFrame(task: () => void): void {
 export function isTyping(target: EventTarget | null): boolean {
     return target instanceof HTMLElement && (target.matches("input, select, textarea") || target.isContentEditable);
 }
+
+/** Enables or disables a button. The focus of one that is disabled goes to what it is part of: lost to the page, it
+    would leave the keyboard without effect. */
+export function setDisabled(button: HTMLButtonElement, disabled: boolean): void {
+    if (button.disabled === disabled) return;
+    if (disabled) handOnFocus(button);
+    button.disabled = disabled;
+}
+
+/** Before an element goes away or is disabled: a focus within it goes to the nearest around it that takes one. */
+export function handOnFocus(element: HTMLElement): void {
+    if (!element.contains(document.activeElement)) return;
+    const around = element.parentElement?.closest<HTMLElement>("[tabindex], main");
+    around?.focus({ preventScroll: true });
+}

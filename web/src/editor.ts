@@ -1,6 +1,6 @@
 // A number that is edited in its place: a button until it is pressed, a field with its range beside until Enter sends
 // the number or Escape leaves it as it was. Nothing out of range is sent.
-import { Cell, h, unseen } from "./dom";
+import { Cell, h, handOnFocus, setDisabled, unseen } from "./dom";
 import { isWithin, parseNumber, plainNumber, quantity, rangeText, unitText } from "./format";
 import { Range } from "./types";
 
@@ -44,8 +44,8 @@ export class NumberEditor {
         this.state.set(pending !== undefined ? ", pending" : editable ? ", edit" : "");
         if (editable === this.editable) return;
         this.editable = editable;
-        this.button.disabled = !editable;
         if (!editable) this.close(false);
+        setDisabled(this.button, !editable);
     }
 
     get isEditable(): boolean {
@@ -104,6 +104,7 @@ export class NumberEditor {
         this.form = null;
         this.button.hidden = false;
         if (focus) this.button.focus();
+        else handOnFocus(form);
         form.remove();
     }
 }

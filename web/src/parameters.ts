@@ -1,6 +1,6 @@
 // The parameters of one loop: values with units, ranges and meanings; editing with a preview, and undo.
 import { ApiError, channelPath, get, post, put } from "./api";
-import { h } from "./dom";
+import { h, setDisabled } from "./dom";
 import { isWithin, NOTHING, parseNumber, plainNumber, rangeText, unitText } from "./format";
 import { Parameter, ParameterSet, ParameterValue, Records } from "./types";
 
@@ -111,7 +111,7 @@ export class ParametersView {
         const editable = !set.protected && set.parameters.some((parameter) => parameter.editable);
         this.editButton.hidden = !editable;
         this.undoButton.hidden = !editable;
-        this.undoButton.disabled = set.undo === 0;
+        setDisabled(this.undoButton, set.undo === 0);
         this.undoButton.textContent = set.undo > 0 ? `Undo (${set.undo})` : "Undo";
         this.applyButton.hidden = this.cancelButton.hidden = true;
         if (set.protected) this.say("These parameters are protected by the configuration.");
@@ -143,7 +143,7 @@ export class ParametersView {
         this.body.replaceChildren(...rows);
         this.editButton.hidden = this.undoButton.hidden = true;
         this.applyButton.hidden = this.cancelButton.hidden = false;
-        this.applyButton.disabled = true;
+        setDisabled(this.applyButton, true);
         this.say("Nothing is changed before it is put in force.");
         const first = this.fields.values().next().value;
         first?.focus();
@@ -182,7 +182,7 @@ export class ParametersView {
 
     private previewSoon(): void {
         window.clearTimeout(this.timer);
-        this.applyButton.disabled = true;
+        setDisabled(this.applyButton, true);
         this.timer = window.setTimeout(() => void this.preview(), PREVIEW_MS);
     }
 
@@ -203,7 +203,7 @@ export class ParametersView {
             this.say(
                 "Would change: " + records.map((record) => `${record.what} ${record.old} → ${record.new}`).join(", "),
             );
-            this.applyButton.disabled = false;
+            setDisabled(this.applyButton, false);
             return true;
         } catch (error) {
             if (round === this.round) this.complain(error);

@@ -1,5 +1,5 @@
 // A switch with its word beside.
-import { Cell, h } from "./dom";
+import { Cell, h, setDisabled } from "./dom";
 
 export class Toggle {
     readonly element: HTMLButtonElement;
@@ -23,6 +23,6 @@ export class Toggle {
         this.cell.attribute("aria-checked", String(this.on));
         this.cell.attribute("aria-busy", pending === undefined ? null : "true");
         this.cell.className(pending === undefined ? "toggle" : "toggle pending");
-        if (this.element.disabled !== disabled) this.element.disabled = disabled;
+        setDisabled(this.element, disabled);
     }
 }

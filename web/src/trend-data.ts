@@ -42,6 +42,8 @@ export class TrendData {
     private fineFrom = 0;
     private fineTo = 0;
     private step = 0;
+    /** Whether the values are from a history's file, of which there can be a report. */
+    isKept = false;
 
     constructor(private readonly channel: string) {}
 
@@ -50,6 +52,7 @@ export class TrendData {
         const table = await this.fetch(now - span, now, points);
         this.base = rowsOf(table);
         this.fine = [];
+        this.isKept = table.source === "history";
         this.step = span / points;
         return table.events ?? [];
     }

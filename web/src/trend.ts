@@ -35,11 +35,13 @@ export interface Mark {
 export class TrendView {
     readonly element: HTMLElement;
     readonly exportLink = h("a", { class: "action", download: true }, "Export CSV");
+    readonly reportLink = h("a", { class: "action", download: true, hidden: true }, "Report");
     private readonly box = h("div", { class: "trend-box" });
     private readonly status = h("p", { class: "status", role: "status" }, "Loading …");
     private readonly legend = h("p", { class: "legend" });
     private readonly data: TrendData;
     private graph: Dygraph | null = null;
+    private library: DygraphClass | null = null;
     private span = 60 * MINUTE;
     private window: [number, number] | null = null;
     /** What was asked to be drawn last: the chosen part, or all up to that moment. */
@@ -82,6 +84,7 @@ export class TrendView {
             tool("−", "zoom out", () => this.move(0, 2)),
             tool("Live", "Live: all of the time up to now", () => this.setWindow(null)),
             this.exportLink,
+            this.reportLink,
         );
         const key = (name: string, className: string): HTMLElement =>
             h("span", {}, h("b", { class: `sample ${className}`, "aria-hidden": "true" }), name);
@@ -139,13 +142,8 @@ export class TrendView {
             const now = this.model.now;
             const [dygraphs, events] = await Promise.all([loadDygraphs(), this.data.load(now, this.span, POINTS)]);
             if (this.closed) return;
-            const state = this.model.state(this.plate.channel);
-            if (state && this.data.rows().length === 0) this.append();
-            if (!this.graph) {
-                this.graph = new dygraphs(this.box, this.data.rows(), this.options(dygraphs));
-                // the handles of the range selector, which only a pointer moves
-                for (const image of this.box.querySelectorAll("img")) image.alt = "";
-            }
+            this.library = dygraphs;
+            if (this.data.rows().length === 0) this.append();
             this.status.textContent = "";
             this.draw();
             this.events(events);
@@ -230,7 +228,7 @@ export class TrendView {
     update(): void {
         this.append();
         const time = performance.now();
-        if (!this.graph || time - this.drawn < DRAW_MS) return;
+        if (time - this.drawn < DRAW_MS) return;
         this.drawn = time;
         nextFrame(() => this.draw());
     }
@@ -243,9 +241,16 @@ export class TrendView {
     }
 
     private draw(): void {
-        if (!this.graph || this.held) return;
+        if (this.held) return;
         this.shown = this.window ?? this.present();
         const rows = this.data.rows();
+        if (!this.graph) {
+            // the library takes no empty table
+            if (!this.library || rows.length === 0) return;
+            this.graph = new this.library(this.box, rows, this.options(this.library));
+            // the handles of the range selector, which only a pointer moves
+            for (const image of this.box.querySelectorAll("img")) image.alt = "";
+        }
         const y = { valueRange: this.stretch(rows, [1, 2], this.plate.scale) };
         const y2 = { valueRange: this.stretch(rows, [3], this.plate.controlRange) };
         this.graph.updateOptions({ file: rows, dateWindow: this.shown, axes: { y, y2 } });
@@ -335,6 +340,9 @@ export class TrendView {
         const iso = (time: number): string => new Date(time).toISOString();
         const members = { channel: this.plate.channel, from: iso(from), to: iso(to), points: 5000, format: "csv" };
         this.exportLink.href = "/api/history" + query(members);
+        const { channel, from: begin, to: end } = members;
+        this.reportLink.href = "/api/report" + query({ channel, from: begin, to: end });
+        this.reportLink.hidden = !this.data.isKept;
     }
 
     // -- what is drawn besides
