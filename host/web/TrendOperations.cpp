@@ -1,6 +1,8 @@
 #include "host/base/NumberText.h"
+#include "host/base/SystemText.h"
 #include "host/base/UtcText.h"
 #include "host/history/HistoryReader.h"
+#include "host/history/HistoryReport.h"
 #include "host/web/ApiOperations.h"
 #include "host/web/JsonSchema.h"
 
@@ -8,6 +10,7 @@
 #include <array>
 #include <chrono>
 #include <cmath>
+#include <sstream>
 #include <utility>
 
 namespace Rvl {
@@ -191,6 +194,40 @@ SHttpReply history(const SApiContext& context, const SApiRequest& request)
                       {"events", std::move(trend.events)}});
 }
 
+SHttpReply report(const SApiContext& context, const SApiRequest& request)
+{
+    if (!context.history) {
+        throw CHttpError(409, "no history is kept; run the host with --history");
+    }
+    const SRequestedTime time = requestedTime(context, request);
+    const CHistoryReader reader(*context.history);
+    SReportSettings settings;
+    settings.title = textOf(context.history->filename());
+    settings.range = {time.from, time.to};
+    const auto name = request.query("channel");
+    for (const SHistoryChannel& channel : reader.channels()) {
+        if (!name || channel.name == *name) {
+            settings.channels.push_back(channel);
+        }
+    }
+    if (name && settings.channels.empty()) {
+        context.controller(*name); // or it is reported as missing
+        throw CHttpError(409, "the history has no values of \"" + *name + "\" yet", "channel");
+    }
+    std::ostringstream page;
+    // the reply is not begun before all is read, so a report that takes too long is none
+    const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(30);
+    if (!writeHistoryReport(reader, settings, page,
+                            [end](auto, auto) { return std::chrono::steady_clock::now() < end; })) {
+        throw CHttpError(503, "the report took longer than 30 s; \"rivlink-host report\" has no limit");
+    }
+    SHttpReply reply;
+    reply.contentType = "text/html; charset=utf-8";
+    reply.headers.emplace_back("Content-Disposition", "attachment; filename=\"report.html\"");
+    reply.body = std::move(page).str();
+    return reply;
+}
+
 } // namespace
 
 std::vector<SOperation> trendOperations(const SApiContext& context)
@@ -230,7 +267,19 @@ std::vector<SOperation> trendOperations(const SApiContext& context)
                                    {"channel", "resolution_ms", "source", "columns", "rows", "events"});
     longTrend.mayBlock = true; // a disk may
     longTrend.carryOut = [context](const SApiRequest& request) { return history(context, request); };
-    return {shortTrend, longTrend};
+    SOperation reported;
+    reported.method = "GET";
+    reported.path = "/api/report";
+    reported.summary =
+        "a report of the history: trends, statistics, commands and faults, as one page of HTML";
+    reported.query = {
+        {"channel", schemaOf("string"), "the controller; default: all of them"},
+        {"from", schemaOf("string"), "begin, such as 2026-03-01T14:02:31Z; default: an hour before the end"},
+        {"to", schemaOf("string"), "end; default: now"}};
+    reported.replyType = "text/html";
+    reported.mayBlock = true;
+    reported.carryOut = [context](const SApiRequest& request) { return report(context, request); };
+    return {shortTrend, longTrend, reported};
 }
 
 } // namespace Rvl

@@ -240,8 +240,8 @@ TEST(Http, RepliesAreAsTheServersOwnDescriptionSays)
                 target.replace(at, part.size(), value);
             }
         }
-        if (!methods.contains("get") || path == "/api/events") {
-            continue;
+        if (!methods.contains("get") || path == "/api/events" || path == "/api/report") {
+            continue; // endless, and refused without a history
         }
         if (path == "/api/history") {
             target += "?channel=Vessel";
@@ -524,6 +524,21 @@ TEST(Http, TrendComesFromTheHistoryWithItsEvents)
         found = found || event.at("text") == "http 127.0.0.1: Vessel: set point 45 -> 50";
     }
     EXPECT_TRUE(found) << history.at("events");
+    const SHttpAnswer report = run.client().get("/api/report?channel=Vessel");
+    EXPECT_EQ(200u, report.status);
+    EXPECT_EQ("text/html; charset=utf-8", report.headers.at("content-type"));
+    EXPECT_EQ("attachment; filename=\"report.html\"", report.headers.at("content-disposition"));
+    EXPECT_THAT(report.body, HasSubstr("<h2>Vessel</h2>"));
+    EXPECT_THAT(report.body, HasSubstr("Vessel: set point 45 -&gt; 50"));
+    EXPECT_EQ(404u, run.client().get("/api/report?channel=Vesel").status);
+    EXPECT_EQ(422u, run.client().get("/api/report?from=2026-03-02&to=2026-03-01").status);
+}
+
+TEST(Http, ReportNeedsAHistory)
+{
+    const SHttpAnswer answer = sharedRun().client().get("/api/report");
+    EXPECT_EQ(409u, answer.status);
+    EXPECT_EQ("no history is kept; run the host with --history", errorOf(answer));
 }
 
 TEST(Http, RequestsThatAreNotWellFormedAreRefusedAndTheServerGoesOn)
