@@ -1,5 +1,6 @@
 #include "driver/local/LocalControllerChannelFactory.h"
 
+#include "common/TreeValues.h"
 #include "driver/local/controller/common/ControlLoop.h"
 #include "driver/local/controller/common/ControlLoopFactory.h"
 #include "driver/local/controller/common/LoopElements.h"
@@ -26,9 +27,9 @@ IIoChannelInterface* CLocalControllerChannelFactory::createObjectImpl(const boos
     std::unique_ptr<CLocalControllerChannel> channel(
         createControlChannelObject(name, createControlLoop(loopTree)));
     const double maximum =
-        tree.get<double>("SetpointRange.<xmlattr>.Maximum", std::numeric_limits<double>::max());
+        treeValue<double>(tree, "SetpointRange.<xmlattr>.Maximum", std::numeric_limits<double>::max());
     const double minimum =
-        tree.get<double>("SetpointRange.<xmlattr>.Minimum", std::numeric_limits<double>::lowest());
+        treeValue<double>(tree, "SetpointRange.<xmlattr>.Minimum", std::numeric_limits<double>::lowest());
     channel->setSetpointRange(minimum, maximum);
     return channel.release();
 }
@@ -48,7 +49,7 @@ CLocalControllerChannelFactory::createControlLoop(const boost::property_tree::pt
         CLocalControllerChannel::controlLoopFactories().get(typeName)->createObject(tree));
     const std::shared_ptr<ILoopInInterface> input = createControlLoopInput(tree.get_child("Input"));
     loop->setInput(input);
-    if (tree.get<bool>("InputSameAsOutput", false)) {
+    if (treeValue<bool>(tree, "InputSameAsOutput", false)) {
         loop->setOutput(std::dynamic_pointer_cast<ILoopOutInterface>(input));
     } else {
         loop->setOutput(createControlLoopOutput(tree.get_child("Output")));

@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <locale>
 #include <sstream>
 #include <vector>
 
@@ -26,6 +27,7 @@ SCpuCounters cpuCountersFromStat(const std::string& line)
     constexpr std::size_t ioWaitIndex = 4;
     constexpr std::size_t lastOwnIndex = 7; // steal; guests' time follows
     std::istringstream stream(line);
+    stream.imbue(std::locale::classic());
     std::string label;
     stream >> label;
     std::vector<std::uint64_t> numbers;

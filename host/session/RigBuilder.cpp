@@ -1,5 +1,6 @@
 #include "host/session/RigBuilder.h"
 
+#include "common/TreeValues.h"
 #include "host/base/HostException.h"
 #include "host/base/NumberText.h"
 #include "host/base/Suggestion.h"
@@ -25,6 +26,13 @@ namespace {
 /// No controller is built with fewer files left to open: its event loop takes three, and what runs
 /// afterwards, such as a record or a device's connection, needs some.
 constexpr std::size_t spareFiles = 8;
+
+/// Makes a call into a plug-in, and puts the locale back afterwards whatever it has set.
+template <class Call> decltype(auto) inPlugin(Call call)
+{
+    const CLocaleGuard locale;
+    return call();
+}
 
 } // namespace
 
@@ -57,7 +65,6 @@ bool CRigBuilder::isBuildable(const pugi::xml_node& node, const STypeDescription
 
 bool CRigBuilder::attempt(const pugi::xml_node& node, CFaultList& faults, const std::function<void()>& step)
 {
-    const CLocaleGuard locale;
     try {
         step();
         return true;
@@ -127,9 +134,9 @@ void CRigBuilder::buildBuses(CFaultList& faults)
         }
         attempt(node, faults, [&] {
             const ptree tree = CConfiguration::tree(node);
-            std::shared_ptr<IBus> bus(
-                environment.getBusFactoryRegistry().get(type->name)->createObject(tree));
-            bus->setProperties(tree);
+            const std::shared_ptr<IBus> bus(inPlugin(
+                [&] { return environment.getBusFactoryRegistry().get(type->name)->createObject(tree); }));
+            inPlugin([&] { bus->setProperties(tree); });
             const std::string name = node.attribute("Name").value();
             if (bus->getName() != name) {
                 faults.add(configuration_.fault(node, node.attribute("Name"),
@@ -174,8 +181,9 @@ void CRigBuilder::buildDevice(const pugi::xml_node& node, const STypeDescription
     }
     entry->busName = bus.value();
     entry->type = type.name;
-    entry->device.reset(environment.getDeviceFactoryRegistry().get(type.name)->createObject(tree));
-    entry->device->setProperties(tree);
+    entry->device.reset(
+        inPlugin([&] { return environment.getDeviceFactoryRegistry().get(type.name)->createObject(tree); }));
+    inPlugin([&] { entry->device->setProperties(tree); });
     entry->name = entry->device->getName();
     rig_.devices.push_back(std::move(entry));
 }
@@ -208,14 +216,15 @@ void CRigBuilder::buildChannel(const pugi::xml_node& node, const STypeDescriptio
         entry->position = configuration_.offset(node);
         const ptree tree = CConfiguration::tree(node);
         auto& factories = CEnvironment::getInstance()->getIoChannellFactoryRegistry();
-        entry->channel.reset(factories.get(type.name)->createObject(tree));
-        entry->channel->setProperties(tree);
+        entry->channel.reset(inPlugin([&] { return factories.get(type.name)->createObject(tree); }));
+        inPlugin([&] { entry->channel->setProperties(tree); });
         if (const auto scaling = tree.get_child_optional("Scaling")) {
             if (auto* const scalable = dynamic_cast<IScalable*>(entry->channel.get())) {
-                scalable->setScaling(new CLinearScaling(*scaling));
+                auto linear = std::make_unique<CLinearScaling>(*scaling);
+                inPlugin([&] { scalable->setScaling(linear.release()); });
             }
         }
-        entry->channel->connectToDevice();
+        inPlugin([&] { entry->channel->connectToDevice(); });
         entry->controller = controllerOf(node, type, tree, *entry->channel, faults);
         entry->name = entry->channel->getName();
         built_.emplace(entry->name, SBuilt{&type.provides, entry->channel.get()});
@@ -229,7 +238,8 @@ CController::SPresentation CRigBuilder::presentationOf(const ptree& tree)
     result.description = tree.get("<xmlattr>.Description", "");
     result.group = tree.get("<xmlattr>.Group", "");
     if (const auto scale = tree.get_child_optional("Scale")) {
-        result.scale = {scale->get<double>("<xmlattr>.Minimum"), scale->get<double>("<xmlattr>.Maximum")};
+        result.scale = {treeValue<double>(*scale, "<xmlattr>.Minimum"),
+                        treeValue<double>(*scale, "<xmlattr>.Maximum")};
     }
     return result;
 }
@@ -244,9 +254,9 @@ std::unique_ptr<CController> CRigBuilder::controllerOf(const pugi::xml_node& nod
     }
     checkSetPoint(node, *controllerChannel, faults);
     CController::SStart start;
-    start.enabled = tree.get("<xmlattr>.Enabled", false);
-    start.manual = tree.get("<xmlattr>.Manual", false);
-    if (const auto value = tree.get_optional<double>("<xmlattr>.ManualControlValue")) {
+    start.enabled = treeValue(tree, "<xmlattr>.Enabled", false);
+    start.manual = treeValue(tree, "<xmlattr>.Manual", false);
+    if (const auto value = optionalTreeValue<double>(tree, "<xmlattr>.ManualControlValue")) {
         start.manualControlValue = *value;
     }
     auto controller = std::make_unique<CController>(

@@ -1,6 +1,7 @@
 #include "platform/rivlink_device/AnalogOutChannel.h"
 
 #include "common/LoggedThrow.h"
+#include "common/TreeValues.h"
 #include "platform/kor/Mutex.h"
 #include "platform/rivlink_common/ConfigurationException.h"
 #include "platform/rivlink_common/DeviceAccessException.h"
@@ -44,12 +45,10 @@ CAnalogOutChannel::~CAnalogOutChannel() = default;
 
 void CAnalogOutChannel::setProperties(const boost::property_tree::ptree& tree)
 {
-    const auto numberOr = [&tree](const char* path, double absent) {
-        return tree.get_child_optional(path) ? tree.get<double>(path) : absent;
-    };
-    const double low = numberOr("Range.<xmlattr>.Minimum", std::numeric_limits<double>::lowest());
-    const double high = numberOr("Range.<xmlattr>.Maximum", std::numeric_limits<double>::max());
-    setRange(low, high, numberOr("<xmlattr>.SafeValue", 0.0));
+    const double low =
+        treeValueIfThere(tree, "Range.<xmlattr>.Minimum", std::numeric_limits<double>::lowest());
+    const double high = treeValueIfThere(tree, "Range.<xmlattr>.Maximum", std::numeric_limits<double>::max());
+    setRange(low, high, treeValueIfThere(tree, "<xmlattr>.SafeValue", 0.0));
     IIoChannelInterface::setProperties(tree);
 }
 

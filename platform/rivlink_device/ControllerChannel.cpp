@@ -3,6 +3,7 @@
 #include "common/LoggedThrow.h"
 
 #include <limits>
+#include <locale>
 #include <sstream>
 #include <stdexcept>
 
@@ -22,6 +23,7 @@ void IControllerChannel::writeSetPoint(double setPoint)
 {
     if (!(setPoint >= setpointMinimum_ && setPoint <= setpointMaximum_)) {
         std::ostringstream message;
+        message.imbue(std::locale::classic());
         message << "Set point " << setPoint << " of channel " << getName() << " is outside its range "
                 << setpointMinimum_ << " to " << setpointMaximum_;
         RVL_THROW(std::out_of_range, message.str());

@@ -1,6 +1,7 @@
 #include "platform/rivlink_device/DigitalOutChannel.h"
 
 #include "common/LoggedThrow.h"
+#include "common/TreeValues.h"
 #include "platform/kor/Mutex.h"
 #include "platform/rivlink_common/ConfigurationException.h"
 #include "platform/rivlink_common/DeviceAccessException.h"
@@ -51,8 +52,7 @@ CDigitalOutChannel::~CDigitalOutChannel() = default;
 
 void CDigitalOutChannel::setProperties(const boost::property_tree::ptree& tree)
 {
-    const char* const path = "<xmlattr>.SafeValue";
-    const int safe = tree.get_child_optional(path) ? tree.get<int>(path) : 0;
+    const int safe = treeValueIfThere(tree, "<xmlattr>.SafeValue", 0);
     if (safe < 0 || safe > static_cast<int>(MaximumDutyCycle)) {
         RVL_THROW(CConfigurationException,
                   "SafeValue of channel " + getName() + " does not lie between 0 and 100 percent");

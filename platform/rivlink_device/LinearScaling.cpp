@@ -1,6 +1,7 @@
 #include "platform/rivlink_device/LinearScaling.h"
 
 #include "common/LoggedThrow.h"
+#include "common/TreeValues.h"
 #include "platform/rivlink_common/ConfigurationException.h"
 
 #include <boost/property_tree/ptree.hpp>
@@ -8,15 +9,6 @@
 #include <cmath>
 
 namespace Rvl {
-
-namespace {
-
-double numberOr(const boost::property_tree::ptree& tree, const char* path, double absent)
-{
-    return tree.get_child_optional(path) ? tree.get<double>(path) : absent;
-}
-
-} // namespace
 
 CLinearScaling::CLinearScaling(double factor, double offset, const std::string& unit)
     : factor_(factor), offset_(offset), unit_(unit)
@@ -28,7 +20,8 @@ CLinearScaling::CLinearScaling(double factor, double offset, const std::string& 
 }
 
 CLinearScaling::CLinearScaling(const boost::property_tree::ptree& tree)
-    : CLinearScaling(numberOr(tree, "<xmlattr>.Factor", 1.0), numberOr(tree, "<xmlattr>.Offset", 0.0),
+    : CLinearScaling(treeValueIfThere(tree, "<xmlattr>.Factor", 1.0),
+                     treeValueIfThere(tree, "<xmlattr>.Offset", 0.0),
                      tree.get<std::string>("<xmlattr>.Unit", std::string()))
 {}
 

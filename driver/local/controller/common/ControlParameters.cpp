@@ -1,5 +1,7 @@
 #include "driver/local/controller/common/ControlParameters.h"
 
+#include "common/TreeValues.h"
+
 #include <boost/optional.hpp>
 #include <boost/property_tree/ptree.hpp>
 
@@ -17,7 +19,7 @@ CControlParameters::CControlParameters(const std::string& name, const std::vecto
 
 CControlParameters::CControlParameters(const boost::property_tree::ptree& tree)
     : name_(tree.get<std::string>("<xmlattr>.Name")),
-      immutable_(tree.get_optional<bool>("<xmlattr>.Protected").value_or(true))
+      immutable_(optionalTreeValue<bool>(tree, "<xmlattr>.Protected").value_or(true))
 {}
 
 CControlParameters::CControlParameters(const CControlParameters& other) = default;

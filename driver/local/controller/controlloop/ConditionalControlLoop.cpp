@@ -1,6 +1,7 @@
 #include "driver/local/controller/controlloop/ConditionalControlLoop.h"
 
 #include "common/LoggedThrow.h"
+#include "common/TreeValues.h"
 
 #include <boost/optional.hpp>
 #include <boost/property_tree/ptree.hpp>
@@ -9,29 +10,17 @@
 
 namespace Rvl {
 
-namespace {
-
-/// The number at `path`. Only its absence means the default: a limit that cannot be read must not silently
-/// become none.
-double optionalNumber(const boost::property_tree::ptree& tree, const char* path, double absent)
-{
-    const auto node = tree.get_child_optional(path);
-    return node ? node->get_value<double>() : absent;
-}
-
-} // namespace
-
 CConditionalControlLoop::CConditionalControlLoop(const boost::property_tree::ptree& tree) : outOfRange_(false)
 {
     controlType_ = TypeConditional;
-    parameters_.setSampleTime(tree.get<int>("Parameters.<xmlattr>.SampleTime_ms"));
-    parameters_.setInitialSetpoint(tree.get<double>("Parameters.<xmlattr>.Setpoint"));
+    parameters_.setSampleTime(treeValue<int>(tree, "Parameters.<xmlattr>.SampleTime_ms"));
+    parameters_.setInitialSetpoint(treeValue<double>(tree, "Parameters.<xmlattr>.Setpoint"));
     parameters_.setLowerLimit(
-        optionalNumber(tree, "Parameters.<xmlattr>.LowerLimit", CConditionalParameters::NoLimit));
+        treeValueIfThere(tree, "Parameters.<xmlattr>.LowerLimit", CConditionalParameters::NoLimit));
     parameters_.setUpperLimit(
-        optionalNumber(tree, "Parameters.<xmlattr>.UpperLimit", CConditionalParameters::NoLimit));
-    parameters_.setThreshold(optionalNumber(tree, "Parameters.<xmlattr>.Threshold", 0.0));
-    parameters_.setDisabledU(tree.get<int>("Parameters.<xmlattr>.U_Disabled"));
+        treeValueIfThere(tree, "Parameters.<xmlattr>.UpperLimit", CConditionalParameters::NoLimit));
+    parameters_.setThreshold(treeValueIfThere(tree, "Parameters.<xmlattr>.Threshold", 0.0));
+    parameters_.setDisabledU(treeValue<int>(tree, "Parameters.<xmlattr>.U_Disabled"));
     setpoint_ = parameters_.initialSetpoint();
 }
 

@@ -1,6 +1,7 @@
 #include "driver/local/controller/controlloop/PIDControlLoop.h"
 
 #include "common/LoggedThrow.h"
+#include "common/TreeValues.h"
 
 #include <boost/optional.hpp>
 #include <boost/property_tree/ptree.hpp>
@@ -27,8 +28,8 @@ CPIDControlLoop::CPIDControlLoop()
 
 CPIDControlLoop::CPIDControlLoop(const boost::property_tree::ptree& tree) : CPIDControlLoop()
 {
-    bumplessParameterChange_ = tree.get_optional<bool>("BumplessParameterChange").value_or(true);
-    enabled_ = tree.get<bool>("Enabled");
+    bumplessParameterChange_ = optionalTreeValue<bool>(tree, "BumplessParameterChange").value_or(true);
+    enabled_ = treeValue<bool>(tree, "Enabled");
     parameters_ = CPIDParameters(tree.get_child("PIDParam"));
     setpoint_ = parameters_.initialSetpoint();
     CPIDControlLoop::setParameters(parameters_);

@@ -1,5 +1,7 @@
 #include "driver/local/controller/controlloop/PIDParameters.h"
 
+#include "common/TreeValues.h"
+
 #include <boost/property_tree/ptree.hpp>
 
 #include <cstddef>
@@ -47,16 +49,16 @@ CPIDParameters::CPIDParameters(const std::vector<double>& data, const std::strin
 CPIDParameters::CPIDParameters(const boost::property_tree::ptree& tree) : CControlParameters(tree)
 {
     setData(zeros(IndexCount));
-    setK(tree.get<double>("<xmlattr>.K"));
-    setTd(tree.get<double>("<xmlattr>.Td"));
-    setTi(tree.get<double>("<xmlattr>.Ti"));
-    setTt(tree.get("<xmlattr>.Tt", 0.0));
-    setDerivativeGainLimit(tree.get<double>("<xmlattr>.DerivativeGainLimit"));
-    setMinU(tree.get<double>("<xmlattr>.MinU"));
-    setMaxU(tree.get<double>("<xmlattr>.MaxU"));
-    setDisabledU(tree.get<double>("<xmlattr>.DisabledU"));
-    setSampleTime(truncated(tree.get<double>("<xmlattr>.SampleTime_ms")));
-    setInitialSetpoint(tree.get<double>("<xmlattr>.Setpoint"));
+    setK(treeValue<double>(tree, "<xmlattr>.K"));
+    setTd(treeValue<double>(tree, "<xmlattr>.Td"));
+    setTi(treeValue<double>(tree, "<xmlattr>.Ti"));
+    setTt(treeValue(tree, "<xmlattr>.Tt", 0.0));
+    setDerivativeGainLimit(treeValue<double>(tree, "<xmlattr>.DerivativeGainLimit"));
+    setMinU(treeValue<double>(tree, "<xmlattr>.MinU"));
+    setMaxU(treeValue<double>(tree, "<xmlattr>.MaxU"));
+    setDisabledU(treeValue<double>(tree, "<xmlattr>.DisabledU"));
+    setSampleTime(truncated(treeValue<double>(tree, "<xmlattr>.SampleTime_ms")));
+    setInitialSetpoint(treeValue<double>(tree, "<xmlattr>.Setpoint"));
 }
 
 CPIDParameters::CPIDParameters(const CPIDParameters& other) = default;

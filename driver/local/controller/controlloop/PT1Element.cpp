@@ -1,6 +1,7 @@
 #include "driver/local/controller/controlloop/PT1Element.h"
 
 #include "common/Timeline.h"
+#include "common/TreeValues.h"
 #include "driver/local/LoopTimeline.h"
 
 #include <boost/optional.hpp>
@@ -40,8 +41,7 @@ std::uint32_t elapsed_ms(int since, int now)
 
 double timeConstantFrom(const boost::property_tree::ptree& tree)
 {
-    const auto node = tree.get_child_optional("TimeConstant_s");
-    return node ? node->get_value<double>() : 1.0;
+    return treeValueIfThere(tree, "TimeConstant_s", 1.0);
 }
 
 } // namespace

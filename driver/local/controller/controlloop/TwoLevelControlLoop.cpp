@@ -1,6 +1,7 @@
 #include "driver/local/controller/controlloop/TwoLevelControlLoop.h"
 
 #include "common/LoggedThrow.h"
+#include "common/TreeValues.h"
 
 #include <boost/property_tree/ptree.hpp>
 
@@ -11,14 +12,14 @@ namespace Rvl {
 CTwoLevelControlLoop::CTwoLevelControlLoop(const boost::property_tree::ptree& tree)
 {
     controlType_ = TypeTwoLevel;
-    parameters_.setSampleTime(tree.get<int>("Parameters.<xmlattr>.SampleTime_ms"));
-    parameters_.setInitialSetpoint(tree.get<double>("Parameters.<xmlattr>.Setpoint"));
-    parameters_.setLowerThresholdOffset(tree.get<double>("Parameters.<xmlattr>.LowerThreshold"));
-    parameters_.setUpperThresholdOffset(tree.get<double>("Parameters.<xmlattr>.UpperThreshold"));
+    parameters_.setSampleTime(treeValue<int>(tree, "Parameters.<xmlattr>.SampleTime_ms"));
+    parameters_.setInitialSetpoint(treeValue<double>(tree, "Parameters.<xmlattr>.Setpoint"));
+    parameters_.setLowerThresholdOffset(treeValue<double>(tree, "Parameters.<xmlattr>.LowerThreshold"));
+    parameters_.setUpperThresholdOffset(treeValue<double>(tree, "Parameters.<xmlattr>.UpperThreshold"));
     // whole numbers: the control value is compared with them exactly
-    parameters_.setControlValueUp(tree.get<int>("Parameters.<xmlattr>.U_Up"));
-    parameters_.setControlValueDown(tree.get<int>("Parameters.<xmlattr>.U_Down"));
-    parameters_.setDisabledU(tree.get<double>("Parameters.<xmlattr>.U_Disabled"));
+    parameters_.setControlValueUp(treeValue<int>(tree, "Parameters.<xmlattr>.U_Up"));
+    parameters_.setControlValueDown(treeValue<int>(tree, "Parameters.<xmlattr>.U_Down"));
+    parameters_.setDisabledU(treeValue<double>(tree, "Parameters.<xmlattr>.U_Disabled"));
     controlValue_ = parameters_.getDisabledU();
     setpoint_ = parameters_.initialSetpoint();
 }

@@ -1,5 +1,7 @@
 #include "host/process/LocaleGuard.h"
 
+#include "tests/support/ForeignLocale.h"
+
 #include <gtest/gtest.h>
 
 #include <clocale>
@@ -8,14 +10,6 @@
 namespace Rvl::Test {
 
 namespace {
-
-class CPointForThousands : public std::numpunct<char>
-{
-protected:
-    char do_thousands_sep() const override { return '.'; }
-    char do_decimal_point() const override { return ','; }
-    std::string do_grouping() const override { return "\3"; }
-};
 
 double number(const std::string& text)
 {
@@ -32,7 +26,7 @@ TEST(LocaleGuardTest, PutsTheLocalesBack)
     const std::string c = std::setlocale(LC_ALL, nullptr);
     {
         const CLocaleGuard guard;
-        std::locale::global(std::locale(std::locale::classic(), new CPointForThousands));
+        std::locale::global(foreignLocale());
 #if !defined(_WIN32) // where no other one is sure to be there
         ASSERT_TRUE(std::setlocale(LC_ALL, c == "C" ? "C.UTF-8" : "C"));
 #endif
