@@ -98,6 +98,26 @@ void CSignalDevice::disconnect()
     stopped();
 }
 
+void CSignalDevice::carryOutPendingWrites()
+{
+    Private& data = *private_;
+    const std::lock_guard<std::mutex> lock(data.disconnectMutex); // the worker has to stay
+    if (!isConnected()) {
+        return;
+    }
+    const auto isDone = std::make_shared<bool>(false);
+    data.worker->post([this, isDone] {
+        updateOnce();
+        {
+            const std::lock_guard<std::mutex> done(private_->readyMutex);
+            *isDone = true;
+        }
+        private_->readyChanged.notify_all();
+    });
+    std::unique_lock<std::mutex> waiting(data.readyMutex);
+    data.timeline->wait(waiting, data.readyChanged, [&isDone] { return *isDone; });
+}
+
 bool CSignalDevice::isConnected() const
 {
     return private_->connected;

@@ -2,6 +2,7 @@
 
 #include "driver/common/SignalTable.h"
 #include "platform/rivlink_core/DeviceInterface.h"
+#include "platform/rivlink_core/PendingWrites.h"
 
 #include <memory>
 #include <string>
@@ -16,7 +17,7 @@ namespace Rvl {
 ///
 /// A subclass declares its signals in its constructor and calls disconnect() first thing in its destructor,
 /// because the worker calls its operations.
-class CSignalDevice : public IDeviceInterface, public CSignalTable
+class CSignalDevice : public IDeviceInterface, public IPendingWrites, public CSignalTable
 {
 public:
     ~CSignalDevice() override;
@@ -28,6 +29,8 @@ public:
     void connect() override;
     void disconnect() override;
     bool isConnected() const override;
+    /// By an update out of turn.
+    void carryOutPendingWrites() override;
 
     int updateInterval_ms() const;
 

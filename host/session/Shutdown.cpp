@@ -2,6 +2,7 @@
 
 #include "host/base/ControlCharacters.h"
 #include "platform/rivlink_core/Environment.h"
+#include "platform/rivlink_core/PendingWrites.h"
 #include "platform/rivlink_device/AnalogInChannel.h"
 #include "platform/rivlink_device/ControllerChannel.h"
 
@@ -82,6 +83,7 @@ CShutdown::CShutdown(SRig& rig, CCallWatch& calls, const SShutdownLimits& limits
 SShutdownReport CShutdown::disableAll()
 {
     disableControllers();
+    carryOutPendingWrites();
     return report();
 }
 
@@ -130,6 +132,19 @@ void CShutdown::carryOut(const std::vector<SStep>& steps, const SShutdownLimits&
             break; // the others have not begun
         }
     }
+}
+
+/// So that the disabled values are in the actuators and not only on their way. Disconnection includes it.
+void CShutdown::carryOutPendingWrites()
+{
+    std::vector<SStep> steps;
+    for (const auto& entry : rig_.devices) {
+        if (auto* const pending = dynamic_cast<IPendingWrites*>(entry->device.get())) {
+            steps.push_back(
+                {"writing the outputs of " + entry->name, [pending] { pending->carryOutPendingWrites(); }});
+        }
+    }
+    carryOut(steps, limits_, CDeadlineTasks::AnyOrder, "; its outputs may still be driven");
 }
 
 void CShutdown::disableControllers()

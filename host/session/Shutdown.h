@@ -59,8 +59,8 @@ public:
     /// All must outlive the shut-down; if a call hangs, for as long as the process lives.
     CShutdown(SRig& rig, CCallWatch& calls, const SShutdownLimits& limits, CDeadlineTasks::eThreads threads);
 
-    /// Only disables every controller. The limits hold; one that is not disabled within them is a failure and
-    /// counts as a call that was given up.
+    /// Only disables every controller and has the devices carry out the disabled values. The limits hold;
+    /// what does not end within them is a failure and counts as a call that was given up.
     SShutdownReport disableAll();
     SShutdownReport takeDown(const SStarted& started);
     SShutdownReport destroy();
@@ -77,6 +77,7 @@ private:
                   CDeadlineTasks::eOrder order = CDeadlineTasks::AnyOrder,
                   const std::string& consequence = {});
     void disableControllers();
+    void carryOutPendingWrites();
     void stopDrivers();
     void destroyControllers();
     void disconnectDevices();

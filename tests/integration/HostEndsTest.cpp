@@ -3,14 +3,17 @@
 #include "tests/integration/HostProgram.h"
 #include "tests/integration/JournalledRun.h"
 #include "tests/support/ProgramRun.h"
+#include "tests/support/Record.h"
 
 #include <gmock/gmock.h>
 
 #include <algorithm>
 #include <chrono>
 #include <csignal>
+#include <filesystem>
 #include <memory>
 #include <string>
+#include <thread>
 #include <vector>
 
 using namespace Rvl::Test;
@@ -138,6 +141,35 @@ TEST(HostEnds, StopOfTheTerminalDisablesAllOutputsAndContinuingEnablesThemAgain)
     EXPECT_EQ(0, result.exitCode);
     EXPECT_EQ("", result.err);
     EXPECT_THAT(driving.journal.lines(), IsSupersetOf(disabledOutputs));
+}
+
+/// A bench carries out at its next update what is written, so the disabled value of a stopped program would
+/// come with the first update after it.
+TEST(HostEnds, StopOfTheTerminalReachesOutputsOfDevicesThatWriteLater)
+{
+    const CTemporaryFolder folder;
+    const std::string record = folder.file("r.csv");
+    CProgramRun run(host, {"run", examples + "/pid/pid.xml", "--quiet", "--log", "off", "--record", record});
+    const auto lastRow = [&] {
+        const auto rows = rowsOf(readRecord(record), "Jacket");
+        return rows.empty() ? SRecordRow{} : rows.back();
+    };
+    ASSERT_TRUE(
+        eventually([&] { return std::filesystem::exists(record) && lastRow().actualValue > 25.0; }, 20.0));
+    kill(run.process(), SIGTSTP);
+    ASSERT_TRUE(eventually([&] { return stateOf(run.process()) == 'T'; }, 20.0));
+    const SRecordRow before = lastRow();
+    EXPECT_EQ(100.0, before.controlValue) << "it heats as it can";
+    std::this_thread::sleep_for(std::chrono::milliseconds(1500)); // 8 K at full power
+    kill(run.process(), SIGCONT);
+    ASSERT_TRUE(eventually([&] { return lastRow().time_s > before.time_s + 1.0; }, 20.0));
+    for (const SRecordRow& row : rowsOf(readRecord(record), "Jacket", before.time_s + 1.0)) {
+        if (row.time_s < before.time_s + 1.7) {
+            EXPECT_LT(row.actualValue, before.actualValue + 3.0);
+        }
+    }
+    run.end(eEnd::Terminate);
+    EXPECT_EQ(0, run.wait().exitCode);
 }
 
 TEST(HostEnds, CrashOfAPlugInTakesTheOtherOutputsToTheirDisabledValues)

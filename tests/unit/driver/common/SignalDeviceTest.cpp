@@ -100,6 +100,22 @@ TEST(SignalDevice, DisconnectCarriesOutWhatWasLastWrittenThenTakesOutputsToTheir
     }
 }
 
+TEST(SignalDevice, PendingWritesAreCarriedOutWithoutWaitingForTheNextUpdate)
+{
+    CTestDevice device("Rig");
+    device.writeActuator(0, 3.0);
+    device.carryOutPendingWrites(); // not connected
+    EXPECT_THAT(device.notes(), ElementsAre("written 0 3"));
+    boost::property_tree::ptree slow;
+    slow.put("<xmlattr>.UpdateInterval_ms", 60000);
+    device.setProperties(slow);
+    device.connect();
+    device.writeActuator(0, 7.0);
+    device.carryOutPendingWrites();
+    EXPECT_THAT(device.notes(),
+                ElementsAre("written 0 3", "starting", "carried out 3", "written 0 7", "carried out 7"));
+}
+
 TEST(SignalDevice, WhatIsWrittenBeforeConnectingIsCarriedOutOnceConnected)
 {
     CTestDevice device("Rig");

@@ -1,0 +1,7 @@
+#include "platform/rivlink_core/PendingWrites.h"
+
+namespace Rvl {
+
+IPendingWrites::~IPendingWrites() = default;
+
+} // namespace Rvl
