@@ -4,6 +4,7 @@
 #include "host/base/NumberText.h"
 #include "host/configuration/ConfigurationFrame.h"
 #include "host/configuration/FaultText.h"
+#include "host/configuration/Windup.h"
 
 #include <algorithm>
 #include <cmath>
@@ -71,33 +72,14 @@ void CLoopCheck::checkWindup(const STyped& loop)
     const SKeyDescription* const sampleKey = loop.type->keyOfRole("sampleTime");
     const auto integral = numberOfRole(loop, "integralTime");
     const auto sample = number(loop, sampleKey);
-    if (!trackingKey || !sampleKey || !integral || !sample || *integral == 0) {
+    if (!trackingKey || !sampleKey || !integral || !sample) {
         return;
     }
-    // as the loop takes them: a tracking time of 0 by the integral time, at least 20 ms between two steps
-    const double given = number(loop, trackingKey).value_or(0.0);
-    const double tracking = given == 0 ? 0.8 * *integral : given;
-    const double step = std::max(std::trunc(*sample), 20.0) / 1000.0;
-    // a negative one has a warning of its own
-    if (tracking < 0 || !(step > tracking / 2)) {
-        return;
+    const SWindup windup = windupOf(*integral, number(loop, trackingKey).value_or(0.0), *sample);
+    if (windup.kind != SWindup::Sound) {
+        faults_.add(at(loop, *sampleKey, windup.text,
+                       windup.kind == SWindup::RunsAway ? SFault::Fault : SFault::Warning));
     }
-    const std::string trackingText = "the tracking time of " + shortText(tracking) + " s" +
-                                     (given == 0 ? ", which is 0.8 times the integral time" : std::string());
-    const std::string stepText = "a sample time of " + shortText(step * 1000) + " ms";
-    const bool unstable = step > 2 * tracking;
-    // the largest sample time that is allowed counts only if it is one that a loop can have
-    const double largest = std::floor(tracking * 1000 * (unstable ? 2.0 : 0.5));
-    const std::string smallest = "Tt of " + shortText(step * (unstable ? 0.5 : 2.0)) + " s or more";
-    const std::string expected =
-        (largest >= 20 ? "a sample time of " + shortText(largest) + " ms or less, or " : std::string()) +
-        "a " + smallest;
-    faults_.add(at(loop, *sampleKey,
-                   unstable ? stepText + " is above twice " + trackingText +
-                                  ": the anti-windup runs away; expected " + expected
-                            : stepText + " is above half of " + trackingText +
-                                  ": the anti-windup overshoots; expected " + expected,
-                   unstable ? SFault::Fault : SFault::Warning));
 }
 
 void CLoopCheck::checkLevels(const STyped& loop)
@@ -243,7 +225,7 @@ void CLoopCheck::warnOfNegative(const STyped& loop, const SKeyDescription& drivi
     }
     for (const SKeyDescription& key : loop.type->keys) {
         const bool counts = key.role == "minimum" || key.role == "maximum" || key.role == "level" ||
-                            (switches && key.role == "disabledValue");
+                            key.role == "passedSetPoint" || (switches && key.role == "disabledValue");
         const auto value = counts ? number(loop, &key) : std::nullopt;
         if (value && *value < 0) {
             faults_.add(at(loop, key,
@@ -273,12 +255,14 @@ CLoopCheck::SRange CLoopCheck::rangeOf(const SKeyDescription& driving, const std
         const auto text = textAt(channel, path);
         return text ? parseReal(*text) : std::nullopt;
     };
-    SRange range{limit("Range.<xmlattr>.Minimum"), limit("Range.<xmlattr>.Maximum")};
-    if (!channel.child("Scaling")) {
-        const SSignalDescription* const signal =
-            signals_.signalOf(textAt(channel, "Device").value_or(""), textAt(channel, "Signal").value_or(""));
-        range.minimum = range.minimum || !signal ? range.minimum : signal->minimum;
-        range.maximum = range.maximum || !signal ? range.maximum : signal->maximum;
+    // both limit what is written: the channel by its own range, and the actuator
+    const CSignalCheck::SActuatorRange actuator = signals_.actuatorRange(channel);
+    SRange range{actuator.minimum, actuator.maximum};
+    if (const auto minimum = limit("Range.<xmlattr>.Minimum")) {
+        range.minimum = std::max(*minimum, range.minimum.value_or(*minimum));
+    }
+    if (const auto maximum = limit("Range.<xmlattr>.Maximum")) {
+        range.maximum = std::min(*maximum, range.maximum.value_or(*maximum));
     }
     if (driving.drives == "magnitude") {
         range.minimum = range.maximum ? std::optional(-*range.maximum) : std::nullopt;

@@ -3,6 +3,7 @@
 #include "host/base/NumberText.h"
 #include "host/configuration/FaultText.h"
 #include "host/configuration/KeyCheck.h"
+#include "host/configuration/Windup.h"
 #include "host/session/Commands.h"
 
 #include <algorithm>
@@ -23,6 +24,29 @@ bool keeps(const SKeyRelation& relation, double value, double other)
         break;
     }
     return value > limit;
+}
+
+/// The value of the parameter that has this role in the description.
+std::optional<double> valueOfRole(const STypeDescription& type, const SLoopParameters& parameters,
+                                  const std::string& role)
+{
+    const SKeyDescription* const key = type.keyOfRole(role);
+    return key ? valueOf(parameters, lastPart(key->path)) : std::nullopt;
+}
+
+void checkWindup(const STypeDescription& type, const SLoopParameters& parameters)
+{
+    const auto integral = valueOfRole(type, parameters, "integralTime");
+    const auto tracking = valueOfRole(type, parameters, "trackingTime");
+    const auto sample = valueOfRole(type, parameters, "sampleTime");
+    if (!integral || !tracking || !sample) {
+        return;
+    }
+    const SWindup windup = windupOf(*integral, *tracking, *sample);
+    if (windup.kind == SWindup::RunsAway) {
+        throw CCommandRefused(CCommandRefused::OutOfRange, windup.text,
+                              lastPart(type.keyOfRole("trackingTime")->path));
+    }
 }
 
 } // namespace
@@ -73,6 +97,7 @@ void checkDescribed(const STypeDescription& type, const SLoopParameters& paramet
             }
         }
     }
+    checkWindup(type, parameters);
 }
 
 } // namespace Rvl

@@ -32,6 +32,10 @@ struct SLoopSetUp
         return "<Type>Rvl::CTwoLevelControlLoop</Type>\n<Parameters SampleTime_ms='100' Setpoint='0' " +
                keys + "/>";
     }
+    static std::string conditional(const std::string& keys)
+    {
+        return "<Type>Rvl::CConditionalControlLoop</Type>\n<Parameters SampleTime_ms='100' " + keys + "/>";
+    }
     static std::string analog()
     {
         return "<Output><Type>Rvl::CAnalogChannelLoopOut</Type><Channel>Heater</Channel></Output>";
@@ -169,10 +173,7 @@ TEST(LoopCheckTest, LimitThatStandsForNoneIsNoLimit)
 {
     SLoopSetUp setUp;
     const auto limits = [&](const std::string& keys) {
-        setUp.loop =
-            "<Type>Rvl::CConditionalControlLoop</Type>\n<Parameters SampleTime_ms='100' Setpoint='0' "
-            "U_Disabled='0' " +
-            keys + "/>";
+        setUp.loop = SLoopSetUp::conditional("Setpoint='0' U_Disabled='0' " + keys);
         return setUp.checked();
     };
     EXPECT_EQ(limits("LowerLimit='5e9'"), "");
@@ -212,6 +213,19 @@ TEST(LoopCheckTest, NegativeRangeOverADigitalOutputIsAWarning)
             "expected 0 or more\n");
 }
 
+TEST(LoopCheckTest, NegativeSetPointThatIsPassedOnToADigitalOutputIsAWarning)
+{
+    SLoopSetUp setUp;
+    setUp.loop = SLoopSetUp::conditional("Setpoint='-5' U_Disabled='0'");
+    EXPECT_EQ(setUp.checked(), "");
+    setUp.output = SLoopSetUp::onOff();
+    EXPECT_EQ(
+        setUp.checked(),
+        "c:3: warning: " + twoLevelPath +
+            "[@Setpoint]: \"-5\" lets the control value be negative, which switches output \"Duty\" on; "
+            "expected 0 or more\n");
+}
+
 TEST(LoopCheckTest, ValueThatTheActuatorDoesNotTakeIsAFault)
 {
     SLoopSetUp setUp;
@@ -226,9 +240,13 @@ TEST(LoopCheckTest, ValueThatTheActuatorDoesNotTakeIsAFault)
     EXPECT_EQ(setUp.checked(), fault + "\"Heater\"; expected one from 0 to 100\n")
         << "the actuator's own range";
     setUp.heater = "<Scaling Factor='2'/>";
-    EXPECT_EQ(setUp.checked(), "") << "not known on another scale";
+    EXPECT_EQ(setUp.checked(), fault + "\"Heater\"; expected one from 0 to 200\n")
+        << "on the channel's scale";
     setUp.heater = "<Range Maximum='100'/><Scaling Factor='2'/>";
-    EXPECT_EQ(setUp.checked(), "") << "not limited from below";
+    EXPECT_EQ(setUp.checked(), fault + "\"Heater\"; expected one from 0 to 100\n");
+    setUp.heater = "<Range Minimum='-1000' Maximum='1000'/>";
+    EXPECT_EQ(setUp.checked(), fault + "\"Heater\"; expected one from 0 to 100\n")
+        << "a range that is wider than the actuator's does not widen it";
     setUp.output = SLoopSetUp::pwm();
     EXPECT_EQ(setUp.checked(), fault + "\"Duty\"; expected one from 0 to 100\n");
 }
