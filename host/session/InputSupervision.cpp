@@ -1,6 +1,7 @@
 #include "host/session/InputSupervision.h"
 
 #include "common/Numbers.h"
+#include "common/TreeValues.h"
 #include "host/base/HostException.h"
 #include "host/base/NumberText.h"
 #include "platform/rivlink_device/AnalogInChannel.h"
@@ -16,7 +17,7 @@ namespace Rvl {
 SBadInputPolicy SBadInputPolicy::from(const boost::property_tree::ptree& tree)
 {
     SBadInputPolicy policy;
-    if (const auto age_ms = tree.get_optional<int>("<xmlattr>.MaximumAge_ms")) {
+    if (const auto age_ms = optionalTreeValue<int>(tree, "<xmlattr>.MaximumAge_ms")) {
         policy.maximumAge = std::chrono::milliseconds(*age_ms);
     }
     policy.refuseNotFinite = tree.get<std::string>("<xmlattr>.NaN", "refused") == "refused";
@@ -58,7 +59,8 @@ SBadInputPolicy SBadInputPolicy::byDefault()
     return policy;
 }
 
-CInputSupervision::CWatch::CWatch(CAnalogInChannel& channel) : channel_(channel)
+CInputSupervision::CWatch::CWatch(CAnalogInChannel& channel)
+    : channel_(channel), isFinite_(std::isfinite(channel.readValue()))
 {
     channel_.addEventListener(this);
 }
@@ -71,6 +73,7 @@ CInputSupervision::CWatch::~CWatch()
 void CInputSupervision::CWatch::deviceEvent(int event)
 {
     if (event == IIoChannelInterface::EventNewValue) {
+        isFinite_ = std::isfinite(channel_.readValue());
         announced_ns_ = currentTimeline().monotonic().count();
         ++announcements_;
     } else if (event == IIoChannelInterface::EventFaultChanged && channel_.isFaulty()) {
@@ -89,7 +92,7 @@ void CInputSupervision::CWatch::noteFaultAfter(std::uint64_t announcements) cons
 CInputSupervision::CWatch::eVerdict CInputSupervision::CWatch::verdict(const SBadInputPolicy& policy) const
 {
     if (policy.onlyValues) {
-        return std::isfinite(channel_.readValue()) ? Good : NotFinite;
+        return isFinite_ ? Good : NotFinite;
     }
     const std::uint64_t announcements = announcements_; // before the fault, which may be over the next moment
     if (announcements == 0) {
@@ -103,7 +106,7 @@ CInputSupervision::CWatch::eVerdict CInputSupervision::CWatch::verdict(const SBa
         return NoValueSinceFault;
     }
     const std::chrono::nanoseconds announced(announced_ns_.load());
-    if (policy.refuseNotFinite && !std::isfinite(channel_.readValue())) {
+    if (policy.refuseNotFinite && !isFinite_) {
         return NotFinite;
     }
     const bool tooOld = policy.maximumAge && currentTimeline().monotonic() - announced > *policy.maximumAge;

@@ -92,6 +92,7 @@ private:
         CAnalogInChannel& channel_;
         /// When the newest value was announced, on the clock in force; negative before the first.
         std::atomic<std::chrono::nanoseconds::rep> announced_ns_{-1};
+        std::atomic<bool> isFinite_; ///< the newest value, which is not read again for this
         std::atomic<std::uint64_t> announcements_{0};
         /// How many there had been when the channel was last found faulty.
         mutable std::atomic<std::uint64_t> announcementsAtFault_{0};
