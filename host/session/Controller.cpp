@@ -19,11 +19,14 @@ namespace {
 constexpr double sampleTimesWithoutStep = 3.0;
 constexpr double shortestWithoutStep_ms = 250.0;
 
-/// What keeps a running loop from controlling, or an empty text.
-std::string faultOf(const SLoopStatus& loop, bool inner)
+/// What keeps a running loop from controlling, or in manual mode from writing its value; or an empty text.
+std::string faultOf(const SLoopStatus& loop, bool inner, bool manual)
 {
     if (loop.sinceStep_ms >= std::max(sampleTimesWithoutStep * loop.sampleTime_ms, shortestWithoutStep_ms)) {
         return "has made no step for three of its sample times";
+    }
+    if (manual) {
+        return {};
     }
     if (inner && !loop.enabled) {
         return "is disabled, although the loop above it is enabled";
@@ -123,8 +126,8 @@ SHealth CController::healthOf(SControllerState& state) const
         return {EHealth::Fault, "fault: " + name_ + ": the actual value is not a number"};
     }
     // a value that is not a number stays in a loop's integral, and an output may have turned it into a 0
-    for (std::size_t index = 0; !state.manual && index < state.loops.size(); ++index) {
-        const std::string fault = faultOf(state.loops[index], index > 0);
+    for (std::size_t index = 0; index < state.loops.size(); ++index) {
+        const std::string fault = faultOf(state.loops[index], index > 0, state.manual);
         if (!fault.empty()) {
             return {EHealth::Fault, "fault: " + name_ + ": loop " + std::to_string(index) + " " + fault};
         }

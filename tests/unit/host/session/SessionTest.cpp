@@ -101,6 +101,11 @@ TEST(SessionTest, LoopThatMakesNoStepForThreeOfItsSampleTimesIsAFault)
     EXPECT_EQ("ok", state());
     vessel.sinceStep_ms = 300.0;
     EXPECT_EQ("fault: Vessel: loop 0 has made no step for three of its sample times", state());
+    session.findController("Vessel")->setManual(true);
+    EXPECT_EQ("fault: Vessel: loop 0 has made no step for three of its sample times", state())
+        << "a manual value is written in each step";
+    vessel.sinceStep_ms = 299.0;
+    EXPECT_EQ("ok", state());
     vessel.enabled = false;
     EXPECT_EQ("off", state());
 }
