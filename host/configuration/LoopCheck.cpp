@@ -8,7 +8,9 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstddef>
 #include <cstdint>
+#include <limits>
 #include <utility>
 
 namespace Rvl {
@@ -171,7 +173,17 @@ void CLoopCheck::checkActuator(const STyped& controller, const std::vector<SType
     if (loops.empty()) {
         return;
     }
-    warnOfNegative(loops.back(), key, *name);
+    // a loop that passes its set point on has the range of what gives that
+    for (std::size_t index = loops.size(); index-- > 0;) {
+        const bool isInnermost = index + 1 == loops.size();
+        checkNegative(loops[index], key, *name, isInnermost);
+        if (!loops[index].type->keyOfRole("passedSetPoint")) {
+            break;
+        }
+        if (index == 0) {
+            checkNegative(controller, key, *name, false);
+        }
+    }
     const SRange range = rangeOf(key, *name);
     checkValue(loops.back(), "disabledValue", range, *name);
     checkValue(controller, "badInputValue", range, *name);
@@ -216,27 +228,32 @@ void CLoopCheck::checkValue(const STyped& holder, const std::string& role, const
                        "; expected " + expected));
 }
 
-void CLoopCheck::warnOfNegative(const STyped& loop, const SKeyDescription& driving,
-                                const std::string& actuator)
+void CLoopCheck::checkNegative(const STyped& holder, const SKeyDescription& driving,
+                               const std::string& actuator, bool isInnermost)
 {
     const bool switches = driving.drives == "onOff";
     if (!switches && driving.drives != "dutyCycle") {
         return;
     }
-    for (const SKeyDescription& key : loop.type->keys) {
+    for (const SKeyDescription& key : holder.type->keys) {
         const bool counts = key.role == "minimum" || key.role == "maximum" || key.role == "level" ||
-                            key.role == "passedSetPoint" || (switches && key.role == "disabledValue");
-        const auto value = counts ? number(loop, &key) : std::nullopt;
-        if (value && *value < 0) {
-            faults_.add(at(loop, key,
-                           quoted(exactText(*value)) +
-                               (switches ? " lets the control value be negative, which switches output " +
-                                               quoted(actuator) + " on"
-                                         : " lets the control value be negative, of which output " +
-                                               quoted(actuator) + " makes a duty cycle of 0") +
-                               "; expected 0 or more",
-                           SFault::Warning));
+                            key.role == "passedSetPoint" || key.role == "setPointMinimum" ||
+                            key.role == "setPointMaximum" ||
+                            (switches && isInnermost && key.role == "disabledValue");
+        const auto value = counts ? unscaled(holder, &key) : std::nullopt;
+        if (!value || *value >= 0) {
+            continue;
         }
+        // a duty cycle is made of the lowest 32 bits, which are those of a positive number from here on
+        const bool isFullPower = !switches && *value < std::numeric_limits<std::int32_t>::min();
+        const std::string effect =
+            switches      ? ", which switches output " + quoted(actuator) + " on"
+            : isFullPower ? " so far that output " + quoted(actuator) + " makes a duty cycle of 100 of it"
+                          : ", of which output " + quoted(actuator) + " makes a duty cycle of 0";
+        faults_.add(at(holder, key,
+                       quoted(exactText(*value)) + " lets the control value be negative" + effect +
+                           "; expected 0 or more",
+                       isFullPower ? SFault::Fault : SFault::Warning));
     }
 }
 
@@ -246,8 +263,9 @@ CLoopCheck::SRange CLoopCheck::rangeOf(const SKeyDescription& driving, const std
         return {0.0, 100.0};
     }
     const auto server = bearers_.find(driving.nameServer);
-    if ((driving.drives != "value" && driving.drives != "magnitude") || server == bearers_.end() ||
-        !server->second.count(name)) {
+    const bool hasRange =
+        driving.drives == "value" || driving.drives == "magnitude" || driving.drives == "flow";
+    if (!hasRange || server == bearers_.end() || !server->second.count(name)) {
         return {};
     }
     const pugi::xml_node channel = server->second.at(name);
@@ -304,7 +322,9 @@ std::optional<double> CLoopCheck::number(const STyped& of, const SKeyDescription
 std::optional<double> CLoopCheck::unscaled(const STyped& holder, const SKeyDescription* key) const
 {
     const auto value = number(holder, key);
-    if (!value || key->role != "manualValue") {
+    const bool isOnScale = key && (key->role == "manualValue" || key->role == "setPointMinimum" ||
+                                   key->role == "setPointMaximum");
+    if (!value || !isOnScale) {
         return value;
     }
     const auto scale = [&](const char* path, double otherwise) {

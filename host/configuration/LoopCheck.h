@@ -55,14 +55,17 @@ private:
     void checkManualValue(const STyped& controller, const STyped& loop);
     void checkValue(const STyped& holder, const std::string& role, const SRange& range,
                     const std::string& actuator);
-    void warnOfNegative(const STyped& loop, const SKeyDescription& driving, const std::string& actuator);
+    /// What `holder`, a loop or a controller, lets the control value of a digital output be.
+    void checkNegative(const STyped& holder, const SKeyDescription& driving, const std::string& actuator,
+                       bool isInnermost);
     SRange rangeOf(const SKeyDescription& driving, const std::string& name) const;
 
     /// The loops of a controller, the outermost first, and the element that the innermost one writes to; that
     /// has no type if there is none.
     STyped loopsOf(const STyped& controller, std::vector<STyped>& loops) const;
     std::optional<double> number(const STyped& of, const SKeyDescription* key) const;
-    /// The number of a key as it reaches the loop: a manual value is given on the controller's scale.
+    /// The number of a key as it reaches the loop: manual values and set points are given on the controller's
+    /// scale.
     std::optional<double> unscaled(const STyped& holder, const SKeyDescription* key) const;
     std::optional<double> numberOfRole(const STyped& of, const std::string& role) const;
     SFault at(const STyped& of, const SKeyDescription& key, const std::string& text,

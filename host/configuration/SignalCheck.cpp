@@ -117,8 +117,9 @@ CSignalCheck::SActuatorRange CSignalCheck::actuatorRange(const pugi::xml_node& o
     const auto scaled = [&](const std::optional<double>& limit) {
         return limit ? std::optional(factor * *limit + offset) : limit;
     };
-    range.minimum = scaled(signal->minimum);
-    range.maximum = scaled(signal->maximum);
+    const auto limit = limitOf(textAt(object, "Device").value_or(""), *signal);
+    range.minimum = scaled(limit ? std::optional(-*limit) : signal->minimum);
+    range.maximum = scaled(limit ? limit : signal->maximum);
     if (factor < 0) {
         std::swap(range.minimum, range.maximum);
     }
@@ -136,6 +137,17 @@ const SSignalDescription* CSignalCheck::signalOf(const std::string& device, cons
         }
     }
     return nullptr;
+}
+
+std::optional<double> CSignalCheck::limitOf(const std::string& device, const SSignalDescription& signal) const
+{
+    const STypeDescription* const type = deviceType(device);
+    const SKeyDescription* const key = type ? type->key(signal.limitKey) : nullptr;
+    if (!key) {
+        return std::nullopt;
+    }
+    const auto text = textAt(devices_.at(device), key->path);
+    return parseReal(text ? *text : key->defaultText.value_or(""));
 }
 
 std::string CSignalCheck::deviceName(const SSignalReference& signal, const pugi::xml_node& object) const

@@ -51,6 +51,8 @@ public:
 
 private:
     std::string deviceName(const SSignalReference& signal, const pugi::xml_node& object) const;
+    /// What a key of the device limits the actuator to in both directions; nothing without one.
+    std::optional<double> limitOf(const std::string& device, const SSignalDescription& signal) const;
     const STypeDescription* deviceType(const std::string& name) const;
 
     const CConfiguration& configuration_;

@@ -162,6 +162,9 @@ std::string typeReportAsJson(const std::vector<const STypeDescription*>& types)
             if (signal.maximum) {
                 described["maximum"] = *signal.maximum;
             }
+            if (!signal.limitKey.empty()) {
+                described["limit"] = signal.limitKey;
+            }
             if (signal.lines > 0) {
                 described["lines"] = signal.lines;
             }

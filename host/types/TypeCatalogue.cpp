@@ -133,6 +133,7 @@ SSignalDescription signalDescription(const Json& json)
     if (json.contains("maximum")) {
         signal.maximum = json.at("maximum").get<double>();
     }
+    signal.limitKey = json.value("limit", "");
     signal.lines = json.value("lines", 0U);
     return signal;
 }

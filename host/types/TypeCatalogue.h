@@ -92,6 +92,8 @@ struct SSignalDescription
     std::string meaning;
     std::optional<double> minimum; ///< of an actuator, where it is fixed
     std::optional<double> maximum;
+    std::string
+        limitKey;       ///< of an actuator: the device's key that limits it in both directions; may be empty
     unsigned lines = 0; ///< of a port: their number; 0 if it is not known
 };
 

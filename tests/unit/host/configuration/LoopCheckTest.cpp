@@ -2,7 +2,7 @@
 
 #include "host/configuration/ConfigurationCheck.h"
 
-#include <gtest/gtest.h>
+#include <gmock/gmock.h>
 
 #include <filesystem>
 
@@ -66,7 +66,8 @@ struct SLoopSetUp
         };
         return "<Configuration><Plugins><Plugin Name='rivlink_local'/></Plugins><Devices>"
                "<Device Name='B' Type='Rvl::CThermalBench'/><Device Name='H' Type='Rvl::CChipHeater'/>"
-               "<Device Name='P' Type='Rvl::CPeltierBench'/></Devices><Channels>" +
+               "<Device Name='P' Type='Rvl::CPeltierBench'/>"
+               "<Device Name='V' Type='Rvl::CPumpedVessel' MaximumFlow='50'/></Devices><Channels>" +
                channel("T", "AnalogIn", "B", "JacketTemperature", "") +
                channel("Heater", "AnalogOut", "B", "Heater", heater) +
                channel("Duty", "DigitalOut", "H", "Duty", "") +
@@ -213,6 +214,22 @@ TEST(LoopCheckTest, NegativeRangeOverADigitalOutputIsAWarning)
             "expected 0 or more\n");
 }
 
+TEST(LoopCheckTest, RangeOfWhichADutyCycleMakesFullPowerIsRefused)
+{
+    const auto loop = [](const std::string& minimum) {
+        return SLoopSetUp::pid("K='1' Ti='5' Td='0' MinU='" + minimum +
+                               "' MaxU='100' DisabledU='0' SampleTime_ms='100'");
+    };
+    SLoopSetUp setUp;
+    setUp.output = SLoopSetUp::pwm();
+    setUp.loop = loop("-2147483648");
+    EXPECT_THAT(setUp.checked(), testing::HasSubstr("warning: "));
+    setUp.loop = loop("-2147483649");
+    EXPECT_EQ(setUp.checked(), "c:3: " + pidPath +
+                                   "[@MinU]: \"-2147483649\" lets the control value be negative so far that "
+                                   "output \"Duty\" makes a duty cycle of 100 of it; expected 0 or more\n");
+}
+
 TEST(LoopCheckTest, NegativeSetPointThatIsPassedOnToADigitalOutputIsAWarning)
 {
     SLoopSetUp setUp;
@@ -224,6 +241,49 @@ TEST(LoopCheckTest, NegativeSetPointThatIsPassedOnToADigitalOutputIsAWarning)
         "c:3: warning: " + twoLevelPath +
             "[@Setpoint]: \"-5\" lets the control value be negative, which switches output \"Duty\" on; "
             "expected 0 or more\n");
+}
+
+TEST(LoopCheckTest, RangeOfThePassedSetPointCountsForADigitalOutput)
+{
+    SLoopSetUp setUp;
+    setUp.loop = SLoopSetUp::conditional("Setpoint='5' U_Disabled='0'");
+    setUp.output = SLoopSetUp::onOff();
+    EXPECT_EQ(setUp.checked(), "");
+    setUp.scaling = "<SetpointRange Minimum='-1' Maximum='5'/>";
+    EXPECT_EQ(setUp.checked(),
+              "c:2: warning: /Configuration/Channels/Channel[7]/SetpointRange[@Minimum]: \"-1\" lets "
+              "the control value be negative, which switches output \"Duty\" on; expected 0 or more\n");
+    setUp.scaling += "<Scaling Factor='1' Offset='-1'/>";
+    EXPECT_EQ(setUp.checked(), "") << "0 to 6 for the loop";
+    setUp.scaling = "";
+    setUp.loop =
+        SLoopSetUp::pid("K='1' Ti='5' Td='0' MinU='-3' MaxU='100' DisabledU='-2' SampleTime_ms='100'") +
+        setUp.input + "<Output>" + setUp.loop;
+    setUp.output += "</Output>";
+    EXPECT_EQ(setUp.checked(),
+              "c:3: warning: " + pidPath +
+                  "[@MinU]: \"-3\" lets the control value be negative, which switches output "
+                  "\"Duty\" on; expected 0 or more\n");
+}
+
+TEST(LoopCheckTest, FlowBeyondWhatTheDeviceIsLimitedToIsAFault)
+{
+    SLoopSetUp setUp;
+    const auto loop = [](const std::string& disabled) {
+        return SLoopSetUp::pid("K='1' Ti='5' Td='0' MinU='0' MaxU='50' DisabledU='" + disabled +
+                               "' SampleTime_ms='100'");
+    };
+    setUp.output = "<Output><Type>Rvl::CPumpLoopOut</Type><Pump>Pump</Pump></Output>";
+    setUp.more =
+        "<Channel Name='Pump' Type='Rvl::CSimulatedPumpChannel'><Device>V</Device><Signal>Pump</Signal>"
+        "</Channel>";
+    setUp.loop = loop("-50");
+    EXPECT_EQ(setUp.checked(), "");
+    setUp.loop = loop("51");
+    EXPECT_EQ(setUp.checked(),
+              "c:3: " + pidPath +
+                  "[@DisabledU]: \"51\" is outside the range of output \"Pump\"; expected one "
+                  "from -50 to 50\n");
 }
 
 TEST(LoopCheckTest, ValueThatTheActuatorDoesNotTakeIsAFault)
