@@ -1,5 +1,6 @@
 #include "host/commands/RunCommand.h"
 
+#include "host/base/CalendarCheck.h"
 #include "host/base/ControlCharacters.h"
 #include "host/base/HostException.h"
 #include "host/base/SystemText.h"
@@ -19,6 +20,7 @@
 #include "runtime/VirtualTimeline.h"
 
 #include <chrono>
+#include <ctime>
 #include <exception>
 #include <memory>
 #include <optional>
@@ -126,6 +128,9 @@ int runConfiguration(const SRunOptions& options, const CPluginPath& pluginPath, 
                      std::ostream& err)
 {
     ignoreWriteSignals();
+    if (const std::string fault = calendarFault(std::time(nullptr)); !options.isVirtual && !fault.empty()) {
+        throw CHostException(ExitFailure, fault); // before the plug-ins' timers, which go by it, fail
+    }
     std::error_code ignored;
     if (options.record && std::filesystem::equivalent(*options.record, options.configuration, ignored)) {
         throw CHostException(ExitUsage, "the record " + textOf(*options.record) + " is the configuration");

@@ -818,6 +818,24 @@ TEST(HostFaults, ClockSetBackByAnHourMakesNoDifferenceToLoops)
         << "it was 22 degC when the clock was set: the bench goes on, too";
 }
 
+#if !defined(_WIN32)
+TEST(HostFaults, ClockBeyondAllYearsIsReportedAtTheStart)
+{
+    const CTemporaryFolder folder;
+    const SProgramResult result = CProgramRun(host, {"run", examples + "/pid/pid.xml", "--for", "1s"}, "",
+                                              {{"RIVLINK_TEST_CLOCK_STEP_S", "15778800000"}, // 500 years
+                                               {"RIVLINK_TEST_CLOCK_STEP_WHEN", folder.write("now", "")},
+                                               {"LD_PRELOAD", RIVLINK_CLOCK_STEP},
+                                               {"ASAN_OPTIONS", "verify_asan_link_order=0"}})
+                                      .wait();
+    EXPECT_EQ(1, result.exitCode);
+    EXPECT_THAT(result.err,
+                testing::MatchesRegex("the system's clock is in the year 25[0-9][0-9]; expected one "
+                                      "from 1970 to 2261\n"));
+    EXPECT_EQ("", result.out);
+}
+#endif
+
 TEST(HostFaults, ClockSetForwardByAnHourMakesNoDifferenceToLoops)
 {
     const SProgramResult result = runWithClockStep("3600");

@@ -30,6 +30,16 @@ extern "C" __attribute__((visibility("default"))) int clock_gettime(clockid_t id
     return result;
 }
 
+extern "C" __attribute__((visibility("default"))) time_t time(time_t* result) noexcept
+{
+    timespec now{};
+    clock_gettime(CLOCK_REALTIME, &now);
+    if (result) {
+        *result = now.tv_sec;
+    }
+    return now.tv_sec;
+}
+
 extern "C" __attribute__((visibility("default"))) int gettimeofday(timeval* time, void* zone) noexcept
 {
     using Function = int (*)(timeval*, void*);
