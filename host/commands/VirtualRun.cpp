@@ -23,7 +23,10 @@ CVirtualRun::CVirtualRun(const SRunOptions& options, CSession& session, CVirtual
     : options_(options), session_(session), timeline_(timeline), output_(output), errors_(errors),
       hasTerminal_(!options.quiet && setUpTerminal()), worker_(timeline.makeWorker("observer")),
       run_(options, session, timeline, *worker_, output, errors, [this] { timeline_.requestStop(); }),
-      terminationSignals_(context_, [this] { timeline_.requestStop(); }), signals_([this] {
+      terminationSignals_(
+          context_, [this] { timeline_.requestStop(); },
+          [] { CTerminationSignals::stopProcess(); }), // nothing outside the program is driven
+      signals_([this] {
           setThreadName("signals");
           context_.run();
       })

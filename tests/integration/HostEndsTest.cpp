@@ -143,6 +143,18 @@ TEST(HostEnds, StopOfTheTerminalDisablesAllOutputsAndContinuingEnablesThemAgain)
     EXPECT_THAT(driving.journal.lines(), IsSupersetOf(disabledOutputs));
 }
 
+TEST(HostEnds, StopOfTheTerminalStopsAVirtualRunWhichContinues)
+{
+    CProgramRun run(host, {"run", examples + "/pid/pid.xml", "--virtual", "--quiet", "--for", "2000h"});
+    std::this_thread::sleep_for(std::chrono::milliseconds(500));
+    kill(run.process(), SIGTSTP);
+    ASSERT_TRUE(eventually([&] { return stateOf(run.process()) == 'T'; }, 20.0));
+    kill(run.process(), SIGCONT);
+    ASSERT_TRUE(eventually([&] { return stateOf(run.process()) != 'T'; }, 20.0));
+    run.end(eEnd::Terminate);
+    EXPECT_EQ(0, run.wait().exitCode);
+}
+
 /// A bench carries out at its next update what is written, so the disabled value of a stopped program would
 /// come with the first update after it.
 TEST(HostEnds, StopOfTheTerminalReachesOutputsOfDevicesThatWriteLater)
