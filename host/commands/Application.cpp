@@ -440,7 +440,8 @@ int runApplication(int argc, const char* const* argv, std::chrono::steady_clock:
         }
         return delivered(types(arguments, pluginPath, out, err));
     } catch (const CHostException& exception) {
-        err << exception.what() << std::endl;
+        // names of files and objects, which may hold anything, are among the texts
+        err << escapeControlCharacters(exception.what()) << std::endl;
         return exception.code();
     } catch (const std::exception& exception) {
         err << "failed: " << escapeControlCharacters(exception.what()) << std::endl;
