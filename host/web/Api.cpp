@@ -5,7 +5,7 @@
 
 #include <algorithm>
 #include <charconv>
-#include <sstream>
+#include <string_view>
 
 namespace Rvl {
 
@@ -13,12 +13,7 @@ namespace {
 
 std::vector<std::string> segmentsOf(const std::string& path)
 {
-    std::vector<std::string> segments;
-    std::istringstream stream(path.substr(1));
-    for (std::string segment; std::getline(stream, segment, '/');) {
-        segments.push_back(segment);
-    }
-    return segments;
+    return partsOf(std::string_view(path).substr(1), '/');
 }
 
 bool isParameter(const std::string& segment)
@@ -28,7 +23,7 @@ bool isParameter(const std::string& segment)
 
 bool matches(const SOperation& operation, const SHttpRequest& request)
 {
-    const std::vector<std::string> expected = segmentsOf(operation.path);
+    const std::vector<std::string>& expected = operation.segments;
     return expected.size() == request.segments.size() &&
            std::equal(expected.begin(), expected.end(), request.segments.begin(),
                       [](const std::string& part, const std::string& segment) {
@@ -39,7 +34,7 @@ bool matches(const SOperation& operation, const SHttpRequest& request)
 std::map<std::string, std::string> pathParameters(const SOperation& operation, const SHttpRequest& request)
 {
     std::map<std::string, std::string> result;
-    const std::vector<std::string> expected = segmentsOf(operation.path);
+    const std::vector<std::string>& expected = operation.segments;
     for (std::size_t index = 0; index < expected.size(); ++index) {
         if (isParameter(expected[index])) {
             result[expected[index].substr(1, expected[index].size() - 2)] = request.segments[index];
@@ -132,7 +127,10 @@ long long SApiRequest::integer(const std::string& name, long long minimum, long 
 
 void CApi::add(std::vector<SOperation> operations)
 {
-    std::move(operations.begin(), operations.end(), std::back_inserter(operations_));
+    for (SOperation& operation : operations) {
+        operation.segments = segmentsOf(operation.path);
+        operations_.push_back(std::move(operation));
+    }
 }
 
 const SOperation& CApi::find(const SHttpRequest& request) const
@@ -190,7 +188,7 @@ Json openApi(const std::vector<SOperation>& operations, const std::string& versi
     Json paths = Json::object();
     for (const SOperation& operation : operations) {
         Json parameters = Json::array();
-        for (const std::string& segment : segmentsOf(operation.path)) {
+        for (const std::string& segment : operation.segments) {
             if (isParameter(segment)) {
                 parameters.push_back({{"name", segment.substr(1, segment.size() - 2)},
                                       {"in", "path"},

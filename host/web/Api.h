@@ -37,7 +37,8 @@ struct SOperation
     };
 
     std::string method;
-    std::string path; ///< as "/api/channels/{channel}"
+    std::string path;                  ///< as "/api/channels/{channel}"
+    std::vector<std::string> segments; ///< the path's; CApi makes them
     std::string summary;
     std::vector<SQueryParameter> query;
     Json bodySchema;  ///< null: no body

@@ -4,6 +4,7 @@
 #include "host/session/ParameterCheck.h"
 #include "host/web/ApiOperations.h"
 #include "host/web/JsonSchema.h"
+#include "host/web/StateTexts.h"
 #include "platform/rivlink_core/IoChannelInterface.h"
 #include "platform/rivlink_device/AnalogInChannel.h"
 #include "platform/rivlink_device/ControllerChannel.h"
@@ -14,6 +15,7 @@
 #include <algorithm>
 #include <cstddef>
 #include <filesystem>
+#include <memory>
 #include <optional>
 #include <utility>
 
@@ -186,10 +188,15 @@ SHttpReply channel(const SApiContext& context, const std::string& name)
     return jsonReply(result);
 }
 
-SHttpReply state(const SApiContext& context, const std::string& name)
+SHttpReply state(const SApiContext& context, CStateTexts& texts, const std::string& name)
 {
-    context.controller(name); // which has the reply if there is none
-    return jsonReply(stateJson(stateIn(*context.snapshot(), name)));
+    const CController* const controller = &context.controller(name);
+    const auto& all = context.session().controllers();
+    SHttpReply reply;
+    reply.body =
+        texts.of(context.snapshot(),
+                 static_cast<std::size_t>(std::find(all.begin(), all.end(), controller) - all.begin()));
+    return reply;
 }
 
 Json rangeSchema()
@@ -347,8 +354,9 @@ std::vector<SOperation> channelOperations(const SApiContext& context)
     values.path = "/api/channels/{channel}/state";
     values.summary = "the state of one controller, as the latest snapshot has it";
     values.replySchema = stateSchema();
-    values.carryOut = [context](const SApiRequest& request) {
-        return state(context, request.path.at("channel"));
+    // carried out on the server's thread alone
+    values.carryOut = [context, texts = std::make_shared<CStateTexts>()](const SApiRequest& request) {
+        return state(context, *texts, request.path.at("channel"));
     };
     return {all, one, values};
 }

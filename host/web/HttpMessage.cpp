@@ -4,8 +4,9 @@
 
 #include <nlohmann/json.hpp>
 
+#include <algorithm>
 #include <charconv>
-#include <sstream>
+#include <cstddef>
 
 namespace Rvl {
 
@@ -39,17 +40,18 @@ std::string decoded(const std::string& text, bool plusIsBlank)
     return result;
 }
 
-std::vector<std::string> parts(const std::string& text, char separator)
+} // namespace
+
+std::vector<std::string> partsOf(std::string_view text, char separator)
 {
     std::vector<std::string> result;
-    std::istringstream stream(text);
-    for (std::string part; std::getline(stream, part, separator);) {
-        result.push_back(part);
+    for (std::size_t begin = 0; begin < text.size();) {
+        const std::size_t end = std::min(text.find(separator, begin), text.size());
+        result.emplace_back(text.substr(begin, end - begin));
+        begin = end + 1;
     }
     return result;
 }
-
-} // namespace
 
 SHttpReply errorReply(unsigned status, const std::string& message, const std::string& field)
 {
@@ -72,7 +74,7 @@ void parseTarget(const std::string& target, SHttpRequest& request)
     }
     const std::size_t question = target.find('?');
     request.path = target.substr(0, question);
-    for (const std::string& part : parts(request.path.substr(1), '/')) {
+    for (const std::string& part : partsOf(std::string_view(request.path).substr(1), '/')) {
         request.segments.push_back(decoded(part, false));
         const std::string& segment = request.segments.back();
         if (segment == "." || segment == "..") {
@@ -82,7 +84,7 @@ void parseTarget(const std::string& target, SHttpRequest& request)
     if (question == std::string::npos) {
         return;
     }
-    for (const std::string& part : parts(target.substr(question + 1), '&')) {
+    for (const std::string& part : partsOf(std::string_view(target).substr(question + 1), '&')) {
         const std::size_t equals = part.find('=');
         request.query[decoded(part.substr(0, equals), true)] =
             equals == std::string::npos ? "" : decoded(part.substr(equals + 1), true);

@@ -3,6 +3,7 @@
 #include <map>
 #include <stdexcept>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -49,6 +50,9 @@ private:
 /// The reply that reports an error: {"error": {"message": ..., "field": ...}}. Control characters, and bytes
 /// that are no UTF-8, are made visible in both: "\n", "\xff".
 SHttpReply errorReply(unsigned status, const std::string& message, const std::string& field = {});
+
+/// What stands between separators; the end of the text begins no part: "a//b/" is "a", "", "b".
+std::vector<std::string> partsOf(std::string_view text, char separator);
 
 /// Takes a request's target apart into path, segments and query. Throws CHttpError (400) for an encoding that
 /// is not valid, a control character, or a segment "." or "..".

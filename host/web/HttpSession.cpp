@@ -5,6 +5,8 @@
 #include <boost/beast/http/read.hpp>
 #include <boost/beast/http/write.hpp>
 
+#include <utility>
+
 namespace Rvl {
 
 namespace {
@@ -30,6 +32,11 @@ void CHttpSession::start()
 {
     error_code ignored;
     socket_.set_option(boost::asio::ip::tcp::no_delay(true), ignored);
+    peerAddress_ = socket_.remote_endpoint(ignored).address().to_string();
+    const auto local = socket_.local_endpoint(ignored);
+    const std::string address = local.address().to_string();
+    localAddress_ =
+        (local.address().is_v6() ? "[" + address + "]" : address) + ":" + std::to_string(local.port());
     awaitRequest();
 }
 
@@ -41,15 +48,48 @@ void CHttpSession::close()
     socket_.close(ignored);
 }
 
-/// Carries out `onTime` unless limit() is called again, or the timer cancelled, before the time is over.
-void CHttpSession::limit(std::chrono::milliseconds time, std::function<void()> onTime)
+/// What is done when the time is over, unless limit() is called again before.
+void CHttpSession::limit(std::chrono::milliseconds time, eOnTime onTime)
 {
-    timer_.expires_after(time);
-    timer_.async_wait([self = shared_from_this(), onTime = std::move(onTime)](const error_code& error) {
-        if (!error) {
-            onTime();
+    onTime_ = onTime;
+    limit_ = Clock::now() + time;
+    if (onTime != Nothing && (!isWatching_ || timer_.expiry() > limit_)) {
+        watch();
+    }
+}
+
+void CHttpSession::watch()
+{
+    isWatching_ = true;
+    timer_.expires_at(limit_);
+    timer_.async_wait([self = shared_from_this()](const error_code& error) {
+        if (error) {
+            return; // by another wait, or by close()
+        }
+        self->isWatching_ = false;
+        if (self->onTime_ != Nothing && Clock::now() < self->limit_) {
+            self->watch();
+        } else {
+            self->onTime();
         }
     });
+}
+
+void CHttpSession::onTime()
+{
+    switch (std::exchange(onTime_, Nothing)) {
+    case Nothing:
+        break;
+    case Close:
+        close();
+        break;
+    case RefuseRequest: {
+        isTimedOut_ = true;
+        error_code ignored;
+        socket_.cancel(ignored);
+        break;
+    }
+    }
 }
 
 void CHttpSession::awaitRequest()
@@ -58,7 +98,7 @@ void CHttpSession::awaitRequest()
         readRequest();
         return;
     }
-    limit(limits_.idle, [this] { close(); });
+    limit(limits_.idle, Close);
     constexpr std::size_t first = 4096;
     socket_.async_read_some(buffer_.prepare(first),
                             [self = shared_from_this()](const error_code& error, std::size_t size) {
@@ -75,11 +115,7 @@ void CHttpSession::readRequest()
 {
     parser_.emplace(limits_);
     isTimedOut_ = false;
-    limit(limits_.request, [this] {
-        isTimedOut_ = true;
-        error_code ignored;
-        socket_.cancel(ignored);
-    });
+    limit(limits_.request, RefuseRequest);
     http::async_read(
         socket_, buffer_, parser_->parser(),
         [self = shared_from_this()](const error_code& error, std::size_t) { self->onRequest(error); });
@@ -87,7 +123,7 @@ void CHttpSession::readRequest()
 
 void CHttpSession::onRequest(const error_code& error)
 {
-    timer_.cancel();
+    onTime_ = Nothing;
     if (isTimedOut_) {
         refuse(errorReply(408, "the request did not arrive within its time"));
     } else if (error == http::error::end_of_stream || error == boost::asio::error::operation_aborted ||
@@ -100,26 +136,11 @@ void CHttpSession::onRequest(const error_code& error)
     }
 }
 
-std::string CHttpSession::peerAddress() const
-{
-    error_code ignored;
-    return socket_.remote_endpoint(ignored).address().to_string();
-}
-
-/// As clients write it: "127.0.0.1:8080" or "[::1]:8080".
-std::string CHttpSession::localAddress() const
-{
-    error_code ignored;
-    const auto local = socket_.local_endpoint(ignored);
-    const std::string address = local.address().to_string();
-    return (local.address().is_v6() ? "[" + address + "]" : address) + ":" + std::to_string(local.port());
-}
-
 void CHttpSession::serve()
 {
     try {
-        const SHttpRequest request = parser_->request(peerAddress());
-        service_.authorize(request, parser_->credentials(localAddress()));
+        const SHttpRequest request = parser_->request(peerAddress_);
+        service_.authorize(request, parser_->credentials(localAddress_));
         if (const auto interval = service_.eventInterval(request)) {
             beginEvents(*interval);
             return;
@@ -159,7 +180,7 @@ void CHttpSession::reply(SHttpReply reply)
     if (isHead) {
         response_->body().clear(); // which a reply to this method has not
     }
-    limit(limits_.write, [this] { close(); });
+    limit(limits_.write, Close);
     http::async_write(socket_, *response_,
                       [self = shared_from_this(), keepsAlive](const error_code& error, std::size_t) {
                           self->response_.reset();
@@ -173,7 +194,6 @@ void CHttpSession::reply(SHttpReply reply)
 
 void CHttpSession::beginEvents(std::chrono::milliseconds interval)
 {
-    timer_.cancel();
     events_.push_back(std::make_shared<const std::string>("HTTP/1.1 200 OK\r\n"
                                                           "Content-Type: text/event-stream\r\n"
                                                           "Cache-Control: no-store\r\n"
@@ -211,10 +231,10 @@ void CHttpSession::sendNextEvent()
         return;
     }
     isWriting_ = true;
-    limit(limits_.write, [this] { close(); });
+    limit(limits_.write, Close);
     boost::asio::async_write(socket_, boost::asio::buffer(*events_.front()),
                              [self = shared_from_this()](const error_code& error, std::size_t) {
-                                 self->timer_.cancel();
+                                 self->onTime_ = Nothing;
                                  self->isWriting_ = false;
                                  self->events_.pop_front();
                                  if (error) {

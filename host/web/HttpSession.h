@@ -71,14 +71,29 @@ private:
     void beginEvents(std::chrono::milliseconds interval);
     void awaitEndOfClient();
     void sendNextEvent();
-    void limit(std::chrono::milliseconds time, std::function<void()> onTime);
-    std::string peerAddress() const;
-    std::string localAddress() const;
+    enum eOnTime
+    {
+        Nothing,
+        Close,
+        RefuseRequest
+    };
+    void limit(std::chrono::milliseconds time, eOnTime onTime);
+    void watch();
+    void onTime();
 
     Socket socket_;
     IHttpService& service_;
     const SHttpLimits limits_;
+    std::string peerAddress_;
+    std::string localAddress_; ///< as clients write it: "127.0.0.1:8080" or "[::1]:8080"
+
+    // One wait serves many limits: it is begun anew only for one that ends before it.
+    using Clock = std::chrono::steady_clock;
     boost::asio::steady_timer timer_;
+    bool isWatching_ = false;
+    Clock::time_point limit_;
+    eOnTime onTime_ = Nothing;
+
     boost::beast::flat_buffer buffer_;
     std::optional<CHttpRequestParser> parser_; ///< of the request under way, if it was understood
     std::shared_ptr<Response> response_;
