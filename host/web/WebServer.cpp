@@ -8,6 +8,7 @@
 #include "host/web/HttpRouter.h"
 #include "host/web/HttpSession.h"
 #include "runtime/AlternateStack.h"
+#include "runtime/BackgroundThread.h"
 #include "runtime/ThreadName.h"
 
 #include <boost/asio/executor_work_guard.hpp>
@@ -281,7 +282,10 @@ struct CWebServer::Private : IHttpService
 
     void start()
     {
-        threads.emplace_back([this] { run("web", io); });
+        threads.emplace_back([this] {
+            makeBackgroundThread(); // many readers must not make a loop late
+            run("web", io);
+        });
         beginCallThreads(commandThreads, "web command", commandCalls);
         beginCallThreads(readingThreads, "web reading", readings);
         boost::asio::post(io, [this] { accept(); });
