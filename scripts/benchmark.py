@@ -8,12 +8,17 @@ floors are stands at the head of the programs in benchmarks/.
 """
 import argparse
 import json
+import os
 import pathlib
 import re
+import signal
+import socket
 import statistics
 import subprocess
 import sys
 import tempfile
+import time
+import urllib.request
 
 ROOT = pathlib.Path(__file__).resolve().parent.parent
 BUILD = ROOT / "build" / "benchmark"
@@ -27,6 +32,7 @@ HEADING = {
     "load": "Loading a configuration",
     "virtual": "Virtual time",
     "history": "History",
+    "web": "The interface over HTTP",
 }
 
 
@@ -217,13 +223,59 @@ def virtual(options):
            "of the slowest", "rivlink_local, per event", "floor, per event"], rows)
 
 
-def period_errors(file, seconds, *arguments):
-    """Runs the host; the loops' mean period errors and worst ones, in ms, each averaged over the loops."""
-    text = subprocess.run([BUILD / "bin" / "rivlink-host", "run", file, "--quiet", "--for", f"{seconds}s", *arguments],
-                          stdout=subprocess.PIPE, text=True, check=True).stdout
-    rows = re.findall(r" Rvl::\S+ +\d+ +\d+ +(\S+) +(\S+) +\d+$", text, re.MULTILINE)
-    return {"mean_ms": statistics.mean(float(mean) for mean, _ in rows),
-            "worst_ms": statistics.mean(float(worst) for _, worst in rows)}
+def probed(folder, channels):
+    """A configuration of so many controllers of the smallest example, whose outputs note when they are written."""
+    text = configuration(3 * channels)
+    text = text.replace("<Plugins>", f'<Plugins>\n    <Plugin Name="rivlink_probe" Path="{PROGRAMS}/librivlink_probe.so"/>')
+    text = re.sub(r'Type="Rvl::CSimulatedAnalogOutChannel".*?</Channel>', 'Type="Rvl::CProbeOutput"/>', text,
+                  flags=re.DOTALL)
+    # the heater heats nothing: without an integral the control value follows the noise of the sensor
+    text = text.replace('K="10" Ti="5" Td="0.1"', 'K="1" Ti="0" Td="0"')
+    file = pathlib.Path(folder) / "probed.xml"
+    file.write_text(text)
+    return file
+
+
+def lateness(file, seconds, *arguments, beside=None):
+    """Runs the host for so long; how late the loops' writes were, the CPU time of the host and its memory at the end.
+    `beside` is called with the port of the host's server once that listens, and returns a process or nothing."""
+    with tempfile.TemporaryDirectory() as folder:
+        result = pathlib.Path(folder) / "probe"
+        host = subprocess.Popen(
+            [BUILD / "bin" / "rivlink-host", "run", file, "--quiet", "--log", "off", *map(str, arguments)],
+            stdout=subprocess.PIPE, text=True,
+            env={**os.environ, "RIVLINK_PROBE_FILE": str(result), "RIVLINK_PROBE_PERIOD_MS": "100"})
+        client = beside(int(re.search(r":(\d+)/", host.stdout.readline())[1])) if beside else None
+        begin = os.times().elapsed
+        before = cpu_of(host.pid)
+        time.sleep(seconds)
+        found = {"cpu_percent": 100 * (cpu_of(host.pid) - before) / (os.times().elapsed - begin),
+                 "resident_kib": resident_kib(host.pid)}
+        if client:
+            found["client"] = json.loads(client.communicate()[0])
+        host.send_signal(signal.SIGTERM)
+        host.communicate()
+        return {**found, **json.loads(result.read_text())}
+
+
+def cpu_of(process):
+    """Seconds of processor time that all threads have used."""
+    fields = pathlib.Path(f"/proc/{process}/stat").read_text().rpartition(")")[2].split()
+    return (int(fields[11]) + int(fields[12])) / os.sysconf("SC_CLK_TCK")
+
+
+def resident_kib(process):
+    return int(re.search(r"Rss: +(\d+)", pathlib.Path(f"/proc/{process}/smaps_rollup").read_text())[1])
+
+
+def late_table(title, rows, *pairs):
+    """Of sides with names: how late writes were, and the ratios of pairs of sides."""
+    columns = ("p50_us", "p99_us", "p999_us", "cpu_percent")
+    sides = dict(rows)
+    table([title, "late, median", "late, 99 %", "late, 99.9 %", "CPU (of one core)"],
+          [[name, *(f"{median(side, key) / 1000:.2f} ms" for key in columns[:3]),
+            f"{median(side, 'cpu_percent'):.1f} %"] for name, side in rows] +
+          [[f"{one} to {other}", *(ratio(sides[one], sides[other], key) for key in columns)] for one, other in pairs])
 
 
 def history(options):
@@ -247,16 +299,100 @@ def history(options):
               [[f"{week.stat().st_size / 1e6:.0f} MB", f"{median(results, 'rows'):.0f}",
                 f"{median(results, 'trend_ms'):.1f} ms"]])
 
-        file = folder / "c.xml"
-        file.write_text(configuration(600))
+        file = probed(folder, 200)
         kept = folder / "kept"
-        ours, floor = in_turns(options.rounds,
-                               lambda: period_errors(file, options.seconds, "--history", kept),
-                               lambda: period_errors(file, options.seconds))
-        table(["200 controllers", "mean period error", "worst period error"],
-              [[name, *(f"{median(side, key):.3f} ms" for key in ("mean_ms", "worst_ms"))]
-               for name, side in (("with a history", ours), ("without", floor))] +
-              [["ratio", *(ratio(ours, floor, key) for key in ("mean_ms", "worst_ms"))]])
+        record = folder / "record.csv"
+
+        def with_history():
+            for name in folder.glob("kept*"):
+                name.unlink()
+            return lateness(file, options.seconds + 3, "--history", kept)
+
+        def with_record():
+            record.unlink(missing_ok=True)
+            return lateness(file, options.seconds + 3, "--record", record)
+
+        ours, recorded, bare = in_turns(options.rounds, with_history, with_record,
+                                        lambda: lateness(file, options.seconds + 3))
+        late_table("200 controllers", [("with a history", ours), ("with a record", recorded), ("with neither", bare)],
+                   ("with a history", "with neither"), ("with a history", "with a record"))
+
+
+def web(options):
+    clients, interval_ms = 200, 100
+    with tempfile.TemporaryDirectory() as folder:
+        file = probed(folder, 200)
+        seconds = options.seconds + 3
+
+        def read_events(port):
+            return subprocess.Popen(["nice", "-n", "19", PROGRAMS / "http_benchmark", "events", str(port),
+                                     f"/api/events?interval_ms={interval_ms}", str(clients), str(seconds)],
+                                    stdout=subprocess.PIPE, text=True)
+
+        # what 200 readers take of the machine, the same bytes from a server that has them already
+        read, served, bare = in_turns(options.rounds,
+            lambda: lateness(file, seconds, "--http", 0, beside=read_events),
+            lambda: lateness(file, seconds, "--http", 0, beside=lambda port: None),
+            lambda: lateness(file, seconds))
+        late_table("200 controllers", [(f"{clients} clients of events", read), ("a server without clients", served),
+                                       ("without a server", bare)],
+                   (f"{clients} clients of events", "without a server"), ("a server without clients", "without a server"))
+        snapshots = [one["client"]["events"] / clients / seconds for one in read]
+        bytes_ = [one["client"]["bytes"] / max(one["client"]["events"], 1) for one in read]
+        cpu = [(one["cpu_percent"] - other["cpu_percent"]) * 1e4 / (clients * rate)
+               for one, other, rate in zip(read, bare, snapshots)]
+        memory = [(one["resident_kib"] - other["resident_kib"]) / clients for one, other in zip(read, served)]
+        table(["events per client and second", "bytes of one", "CPU time per event and client", "memory per client"],
+              [[f"{statistics.median(snapshots):.2f}", f"{statistics.median(bytes_):,.0f}",
+                f"{statistics.median(cpu):.1f} us", f"{statistics.median(memory):.1f} KiB"]])
+
+        served_file = pathlib.Path(folder) / "state.json"
+        cascade = ROOT / "examples" / "cascade" / "cascade.xml"
+        host = subprocess.Popen([BUILD / "bin" / "rivlink-host", "run", cascade, "--quiet", "--log", "off", "--http", "0"],
+                                stdout=subprocess.PIPE, text=True)
+        port = int(re.search(r":(\d+)/", host.stdout.readline())[1])
+        time.sleep(1)
+        target = "/api/channels/Vessel/state"
+        with urllib.request.urlopen(f"http://127.0.0.1:{port}{target}") as reply:
+            served_file.write_bytes(reply.read())
+        example_port = free_port()
+        # which reports each connection that a client ends
+        example = subprocess.Popen([example_server(), "127.0.0.1", str(example_port), folder, "1"],
+                                   stderr=subprocess.DEVNULL)
+        time.sleep(1)
+        rows = []
+        for connections in (1, 8, 64):
+            ours, floor = in_turns(options.rounds,
+                lambda: output_of("http_benchmark", "requests", port, target, connections, 2),
+                lambda: output_of("http_benchmark", "requests", example_port, "/state.json", connections, 2))
+            rows.append([connections, f"{median(ours, 'replies_per_s'):,.0f}", f"{median(floor, 'replies_per_s'):,.0f}",
+                         ratio(ours, floor, "replies_per_s")])
+        for process in (host, example):
+            process.send_signal(signal.SIGTERM)
+            process.communicate()
+        table(["connections", "values per second", "files of the same size from Beast's example", "ratio"], rows)
+
+
+def free_port():
+    with socket.socket() as probe:
+        probe.bind(("127.0.0.1", 0))
+        return probe.getsockname()[1]
+
+
+def example_server():
+    """The asynchronous server that Boost.Beast has for an example, built from the distribution's package."""
+    package = "libboost1.74-doc"
+    folder = BUILD / "packages"
+    found = list(folder.glob("**/http/server/async/http_server_async.cpp"))
+    if not found:
+        folder.mkdir(exist_ok=True)
+        subprocess.run(["apt-get", "download", "-qq", package], cwd=folder, check=True)
+        subprocess.run(["dpkg-deb", "-x", next(folder.glob("*.deb")), folder], check=True)
+        found = list(folder.glob("**/http/server/async/http_server_async.cpp"))
+    subprocess.run(["cmake", "-D", f"beast_example={found[0]}", BUILD], check=True, stdout=subprocess.DEVNULL)
+    subprocess.run(["cmake", "--build", BUILD, "--target", "beast_example_server"], check=True,
+                   stdout=subprocess.DEVNULL)
+    return PROGRAMS / "beast_example_server"
 
 
 def main():
