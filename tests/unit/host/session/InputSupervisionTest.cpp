@@ -161,6 +161,37 @@ TEST_F(InputSupervisionTest, NotANumberAndInfinityAreBadUnlessAllowed)
     EXPECT_TRUE(graph.check->isGoodValue(infinity));
 }
 
+TEST_F(InputSupervisionTest, ValueIsReadWhenItIsAnnouncedAndNotForEachLook)
+{
+    /// Its value may be another one at each reading.
+    class CountingInput : public CAnalogInChannel
+    {
+    public:
+        using CAnalogInChannel::CAnalogInChannel;
+        double readValue() override
+        {
+            ++readings;
+            return CAnalogInChannel::readValue();
+        }
+        int readings = 0;
+    };
+    CountingInput counting("Counting");
+    graph.channels = {&counting};
+    graph.states = {ILoopSupervision::Calculating};
+    begin();
+    counting.publishValue(std::nan(""));
+    const int readings = counting.readings;
+    EXPECT_FALSE(isGood(0));
+    EXPECT_FALSE(isGood(0));
+    ASSERT_TRUE(supervision->health());
+    EXPECT_EQ("bad input: Counting: not a finite number; held", supervision->health()->text);
+    EXPECT_EQ(readings, counting.readings);
+    counting.publishValue(1.0);
+    EXPECT_TRUE(isGood(0));
+    EXPECT_EQ(readings + 1, counting.readings);
+    supervision.reset(); // before its channel
+}
+
 TEST_F(InputSupervisionTest, FaultyChannelIsBadUntilItAnnouncesANewValue)
 {
     begin();
