@@ -8,7 +8,8 @@ namespace Rvl {
 /// error. False for what is no library, and on Windows, where the loader itself looks.
 bool isTruncated(const std::filesystem::path& library);
 
-/// Whether the library is in the process already, as another one links it.
-bool isLoaded(const std::filesystem::path& library);
+/// Whether an address lies in the code or the data of a library, which is given by its handle for the
+/// system's loader.
+bool isIn(const void* address, void* library);
 
 } // namespace Rvl

@@ -2,6 +2,7 @@
 
 #include <dlfcn.h>
 #include <elf.h>
+#include <link.h>
 
 #include <cstring>
 #include <fstream>
@@ -43,14 +44,13 @@ bool isTruncated(const std::filesystem::path& library)
     return false;
 }
 
-bool isLoaded(const std::filesystem::path& library)
+bool isIn(const void* address, void* library)
 {
-    void* const handle = dlopen(library.c_str(), RTLD_LAZY | RTLD_NOLOAD);
-    if (!handle) {
-        return false;
-    }
-    dlclose(handle);
-    return true;
+    Dl_info ignored{};
+    link_map* holder = nullptr;
+    link_map* of = nullptr;
+    return dladdr1(address, &ignored, reinterpret_cast<void**>(&holder), RTLD_DL_LINKMAP) != 0 &&
+           dlinfo(library, RTLD_DI_LINKMAP, &of) == 0 && holder == of;
 }
 
 } // namespace Rvl

@@ -9,9 +9,13 @@ bool isTruncated(const std::filesystem::path&)
     return false;
 }
 
-bool isLoaded(const std::filesystem::path& library)
+bool isIn(const void* address, void* library)
 {
-    return GetModuleHandleW(library.filename().c_str()) != nullptr;
+    HMODULE holder = nullptr;
+    return GetModuleHandleExW(GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS |
+                                  GET_MODULE_HANDLE_EX_FLAG_UNCHANGED_REFCOUNT,
+                              reinterpret_cast<LPCWSTR>(address), &holder) != 0 &&
+           holder == static_cast<HMODULE>(library);
 }
 
 } // namespace Rvl

@@ -10,6 +10,7 @@
 
 #include <boost/dll/shared_library.hpp>
 
+#include <algorithm>
 #include <cstdlib>
 #include <exception>
 #include <iostream>
@@ -107,14 +108,11 @@ void CPluginLoader::load(const std::string& plugin, const std::filesystem::path&
     auto& signal = CEnvironment::getInstance()->registerFactories();
     // runs before the plug-in's own slots, so that a failure is attributed to the right plug-in
     signal.connect([registering = registering_, plugin] { *registering = plugin; });
-    const std::size_t slots = signal.num_slots();
 
     if (isTruncated(library)) {
         throw CPluginException(plugin, "plug-in \"" + plugin + "\" cannot be loaded: " + textOf(library) +
                                            " is truncated; expected a whole library");
     }
-    // one that another plug-in links was initialised with that one
-    const bool wasLoaded = isLoaded(library);
     auto loaded = std::make_unique<SPlugin>();
     loaded->name = plugin;
     try {
@@ -129,13 +127,21 @@ void CPluginLoader::load(const std::string& plugin, const std::filesystem::path&
                                            "; expected a plug-in library");
     }
     plugins_.push_back(std::move(loaded));
-    if (!wasLoaded && signal.num_slots() == slots) {
+    if (!hasRegistered(*plugins_.back())) {
         throw CPluginException(plugin,
                                "\"" + plugin +
                                    "\" is no plug-in: it connects nothing to the environment; expected a "
                                    "library that connects to registerFactories when it is loaded");
     }
     checkLoopsVersion(*plugins_.back());
+}
+
+bool CPluginLoader::hasRegistered(SPlugin& plugin)
+{
+    const std::vector<const void*> registrants = CEnvironment::getInstance()->registrants();
+    return std::any_of(registrants.begin(), registrants.end(), [&](const void* address) {
+        return isIn(address, reinterpret_cast<void*>(plugin.library.native()));
+    });
 }
 
 void CPluginLoader::checkLoopsVersion(const SPlugin& plugin)

@@ -51,6 +51,8 @@ public:
 
 private:
     struct SPlugin;
+    /// Whether the library has connected something, when it was loaded: now, or before with another one.
+    static bool hasRegistered(SPlugin& plugin);
     static void checkLoopsVersion(const SPlugin& plugin);
     template <class Function> std::vector<Function*> functions(const char* name) const;
 

@@ -1,10 +1,18 @@
 #include "platform/rivlink_core/Environment.h"
 
+#include <mutex>
+#include <set>
+#if defined(_MSC_VER)
+#include <intrin.h>
+#endif
+
 namespace Rvl {
 
 struct CEnvironment::Private
 {
     Signal registerFactories;
+    mutable std::mutex registrantsMutex;
+    std::set<const void*> registrants;
     Signal aboutToDisconnect;
     CFactoryRegistry<IIoChannelFactory> ioChannelFactories;
     CFactoryRegistry<IBusFactory> busFactories;
@@ -24,7 +32,21 @@ CEnvironment* CEnvironment::getInstance()
 
 CEnvironment::Signal& CEnvironment::registerFactories()
 {
+    // a signal does not say whose its slots are, and a library may be loaded with another one
+#if defined(_MSC_VER)
+    const void* const caller = _ReturnAddress();
+#else
+    const void* const caller = __builtin_return_address(0);
+#endif
+    const std::lock_guard<std::mutex> lock(private_->registrantsMutex);
+    private_->registrants.insert(caller);
     return private_->registerFactories;
+}
+
+std::vector<const void*> CEnvironment::registrants() const
+{
+    const std::lock_guard<std::mutex> lock(private_->registrantsMutex);
+    return {private_->registrants.begin(), private_->registrants.end()};
 }
 
 CEnvironment::Signal& CEnvironment::aboutToDisconnect()
@@ -58,6 +80,10 @@ void CEnvironment::releasePlugins()
     // next connect or its own end: too late for a plug-in that is unloaded before
     Signal().swap(private_->registerFactories);
     Signal().swap(private_->aboutToDisconnect);
+    {
+        const std::lock_guard<std::mutex> lock(private_->registrantsMutex);
+        private_->registrants.clear(); // other code may be loaded to the same addresses
+    }
     private_->buses.clear();
     private_->deviceFactories.clear();
     private_->busFactories.clear();

@@ -10,6 +10,7 @@
 #include <boost/signals2/signal.hpp>
 
 #include <memory>
+#include <vector>
 
 namespace Rvl {
 
@@ -27,6 +28,9 @@ public:
 
     /// Emitted by the host once its plug-ins are loaded, for them to register their factories.
     Signal& registerFactories();
+    /// The places in the code from which registerFactories() was called since the plug-ins were last
+    /// released: a library with none of them has connected nothing to it.
+    std::vector<const void*> registrants() const;
     /// Emitted by the host before the devices are disconnected: control loops must stop.
     Signal& aboutToDisconnect();
 

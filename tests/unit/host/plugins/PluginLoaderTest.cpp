@@ -63,8 +63,9 @@ TEST(PluginLoaderTest, BrokenPluginIsNamed)
     EXPECT_EQ(loadFailure("rivlink_fke"),
               "plug-in \"rivlink_fke\" is not in the plug-in path; expected one of "
               "broken_loops_version, broken_no_library, broken_throwing, broken_throwing_a_number, "
-              "broken_throwing_at_load, broken_without_entry, linked_plugin, linking_plugin, "
-              "rivlink_current, rivlink_fake (did you mean \"rivlink_fake\"?)");
+              "broken_throwing_at_load, broken_without_entry, linked_plugin, linked_without_entry, "
+              "linking_plugin, linking_without_entry, rivlink_current, rivlink_fake (did you mean "
+              "\"rivlink_fake\"?)");
     EXPECT_EQ(loadFailure("broken_throwing"), "plug-in \"broken_throwing\" failed to register: the dongle is "
                                               "missing; expected a registration that does not throw");
     EXPECT_EQ(
@@ -97,6 +98,24 @@ TEST(PluginLoaderTest, PluginThatAnotherOneLinksIsAPluginInAnyOrder)
         loader.load(first);
         EXPECT_NO_THROW(loader.load(second)) << first;
         loader.registerFactories();
+    }
+}
+
+TEST(PluginLoaderTest, LibraryThatIsNoPluginIsRefusedWhateverItLinksAndWhateverLinksIt)
+{
+    for (const auto& [first, other] : {std::pair("linking_plugin", "linked_without_entry"),
+                                       std::pair("linked_plugin", "linking_without_entry"),
+                                       std::pair("rivlink_fake", "linking_without_entry")}) {
+        CTypeCatalogue catalogue;
+        CPluginLoader loader(path, catalogue);
+        loader.load(first);
+        try {
+            loader.load(other);
+            FAIL() << "nothing thrown for " << other << " after " << first;
+        } catch (const CPluginException& exception) {
+            EXPECT_EQ(exception.plugin(), other);
+            EXPECT_THAT(exception.what(), testing::HasSubstr("is no plug-in: it connects nothing"));
+        }
     }
 }
 

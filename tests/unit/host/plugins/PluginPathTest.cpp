@@ -25,10 +25,10 @@ TEST(PluginPathTest, FirstFolderWithThePluginIsTaken)
 TEST(PluginPathTest, PluginsAreLibrariesWithADescription)
 {
     EXPECT_EQ(CPluginPath({RIVLINK_TEST_PLUGIN_DIRECTORY, "no/such/folder"}).plugins(),
-              (std::vector<std::string>{"broken_loops_version", "broken_no_library", "broken_throwing",
-                                        "broken_throwing_a_number", "broken_throwing_at_load",
-                                        "broken_without_entry", "linked_plugin", "linking_plugin",
-                                        "rivlink_current", "rivlink_fake"}));
+              (std::vector<std::string>{
+                  "broken_loops_version", "broken_no_library", "broken_throwing", "broken_throwing_a_number",
+                  "broken_throwing_at_load", "broken_without_entry", "linked_plugin", "linked_without_entry",
+                  "linking_plugin", "linking_without_entry", "rivlink_current", "rivlink_fake"}));
 }
 
 TEST(PluginPathTest, EnvironmentComesAfterTheCommandLine)

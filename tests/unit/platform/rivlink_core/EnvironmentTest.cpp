@@ -40,6 +40,19 @@ TEST(Environment, SignalsReachTheirSlots)
     environment.releasePlugins();
 }
 
+TEST(Environment, PlacesThatAskForTheRegistrationAreKnownUntilPluginsAreReleased)
+{
+    CEnvironment& environment = *CEnvironment::getInstance();
+    environment.releasePlugins();
+    EXPECT_TRUE(environment.registrants().empty());
+    environment.registerFactories();
+    EXPECT_EQ(1U, environment.registrants().size());
+    environment.registerFactories();
+    EXPECT_EQ(2U, environment.registrants().size());
+    environment.releasePlugins();
+    EXPECT_TRUE(environment.registrants().empty());
+}
+
 TEST(Environment, ReleasingPluginsForgetsSlotsAndFactories)
 {
     CEnvironment& environment = *CEnvironment::getInstance();
