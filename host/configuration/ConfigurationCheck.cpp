@@ -61,7 +61,7 @@ void CConfigurationCheck::run()
     }
     collectNames();
     checkNode(root, configurationFrame(), root);
-    CLoopCheck(configuration_, catalogue_, signals_, bearers_, faults_).run();
+    controllers_ = CLoopCheck(configuration_, catalogue_, signals_, bearers_, faults_).run();
 }
 
 void CConfigurationCheck::collectNames()
@@ -260,7 +260,7 @@ void CConfigurationCheck::checkPlain(const SKeyDescription& key, const std::stri
     if (!contradiction.empty()) {
         add(contradiction, key.lenient ? SFault::Warning : SFault::Fault);
     } else if (key.role == "safeValue") {
-        const CSignalCheck::SActuatorRange range = signals_.actuatorRange(typeNode);
+        const SActuatorRange range = signals_.actuatorRange(typeNode);
         if (!range.contains(safeValueOf(key, text))) {
             add("\"" + text + "\" is outside the range of actuator \"" + range.actuator + "\"; expected " +
                     range.expected(),
@@ -317,7 +317,7 @@ std::string CConfigurationCheck::checkRelation(const SKeyDescription& key, const
     const auto limitText = given ? given : byDefault;
     const auto value = parseReal(text);
     const auto other = limitText ? parseReal(*limitText) : std::nullopt;
-    if (!value || !other || (otherKey && otherKey->unlimited && other == parseReal(*byDefault))) {
+    if (!value || !other || isNoLimit(key, *value) || (otherKey && isNoLimit(*otherKey, *other))) {
         return {};
     }
     const double limit = *other * relation.factor;
@@ -409,7 +409,7 @@ std::string CConfigurationCheck::whatIsMissing(const SKeyDescription& key, const
                                           : expectation(key) + ", or " + key.requiredUnless + " to be true";
     }
     if (key.role == "safeValue" && key.defaultText) {
-        const CSignalCheck::SActuatorRange range = signals_.actuatorRange(typeNode);
+        const SActuatorRange range = signals_.actuatorRange(typeNode);
         return range.contains(safeValueOf(key, *key.defaultText))
                    ? std::string()
                    : range.expected() + ", as the default, " + *key.defaultText +

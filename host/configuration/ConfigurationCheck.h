@@ -1,6 +1,7 @@
 #pragma once
 
 #include "host/configuration/Configuration.h"
+#include "host/configuration/DrivenOutput.h"
 #include "host/configuration/Fault.h"
 #include "host/configuration/SignalCheck.h"
 #include "host/types/TypeCatalogue.h"
@@ -25,6 +26,8 @@ public:
                         const std::vector<std::string>& busNames, CFaultList& faults);
 
     void run();
+    /// The loops of the controllers by the controllers' names; after run(). They refer to the catalogue.
+    const ControllerLoops& controllers() const { return controllers_; }
 
 private:
     void collectNames();
@@ -66,6 +69,7 @@ private:
     std::set<std::string> namesOfUnknown_;
     CSignalCheck signals_;
     const std::set<std::string> busesBroughtAlong_;
+    ControllerLoops controllers_;
 };
 
 } // namespace Rvl

@@ -187,4 +187,9 @@ std::optional<std::string> checkValue(const SKeyDescription& key, const std::str
     return std::nullopt;
 }
 
+bool isNoLimit(const SKeyDescription& key, double value)
+{
+    return key.unlimited && key.defaultText && parseReal(*key.defaultText) == value;
+}
+
 } // namespace Rvl

@@ -19,4 +19,7 @@ std::optional<std::string> checkValue(const SKeyDescription& key, const std::str
 /// What is hardly meant with a number below the minimum of a key that is lenient; nothing if it is not below.
 std::optional<std::string> checkLenientMinimum(const SKeyDescription& key, const std::string& text);
 
+/// Whether a value of the key stands for no limit, and so is not held against other keys.
+bool isNoLimit(const SKeyDescription& key, double value);
+
 } // namespace Rvl

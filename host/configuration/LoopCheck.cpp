@@ -10,7 +10,6 @@
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
-#include <limits>
 #include <utility>
 
 namespace Rvl {
@@ -31,7 +30,7 @@ CLoopCheck::CLoopCheck(const CConfiguration& configuration, const CTypeCatalogue
       faults_(faults), outputs_(faults)
 {}
 
-void CLoopCheck::run()
+ControllerLoops CLoopCheck::run()
 {
     for (const pugi::xml_node& node : objectsOf(configuration_.root(), "Channels", "Channel")) {
         const STypeDescription* const type =
@@ -40,13 +39,16 @@ void CLoopCheck::run()
             checkController({node, type});
         }
     }
+    return std::move(controllers_);
 }
 
 void CLoopCheck::checkController(const STyped& controller)
 {
     std::vector<STyped> loops;
+    SControllerLoops described;
     const STyped output = loopsOf(controller, loops);
     for (const STyped& loop : loops) {
+        described.types.push_back(loop.type);
         checkWindup(loop);
         checkLevels(loop);
     }
@@ -57,14 +59,17 @@ void CLoopCheck::checkController(const STyped& controller)
         checkPatterns(output);
         for (const SKeyDescription& key : output.type->keys) {
             if (!key.drives.empty()) {
-                checkActuator(controller, loops, output, key);
+                checkActuator(controller, loops, output, key, described);
             }
         }
     }
     for (const SKeyDescription& key : controller.type->keys) {
         if (!key.drives.empty()) {
-            checkActuator(controller, {}, controller, key);
+            checkActuator(controller, {}, controller, key, described);
         }
+    }
+    if (!loops.empty()) {
+        controllers_.emplace(controller.node.attribute("Name").value(), std::move(described));
     }
 }
 
@@ -151,7 +156,7 @@ void CLoopCheck::checkPatterns(const STyped& output)
 }
 
 void CLoopCheck::checkActuator(const STyped& controller, const std::vector<STyped>& loops,
-                               const STyped& output, const SKeyDescription& key)
+                               const STyped& output, const SKeyDescription& key, SControllerLoops& described)
 {
     const auto name = textAt(output.node, key.path);
     if (!name || name->empty()) {
@@ -173,23 +178,21 @@ void CLoopCheck::checkActuator(const STyped& controller, const std::vector<SType
     if (loops.empty()) {
         return;
     }
-    // a loop that passes its set point on has the range of what gives that
-    for (std::size_t index = loops.size(); index-- > 0;) {
-        const bool isInnermost = index + 1 == loops.size();
-        checkNegative(loops[index], key, *name, isInnermost);
-        if (!loops[index].type->keyOfRole("passedSetPoint")) {
-            break;
-        }
-        if (index == 0) {
-            checkNegative(controller, key, *name, false);
+    const SDrivenOutput driven = drivenOutput(key, *name);
+    described.outputs.push_back(driven);
+    for (std::size_t index = 0; index < loops.size(); ++index) {
+        if (described.reachesOutputs(index)) {
+            checkNegative(loops[index], driven, described.isInnermost(index));
         }
     }
-    const SRange range = rangeOf(key, *name);
-    checkValue(loops.back(), "disabledValue", range, *name);
-    checkValue(controller, "badInputValue", range, *name);
+    if (described.passesSetPoint()) {
+        checkNegative(controller, driven, false);
+    }
+    checkValue(loops.back(), "disabledValue", driven);
+    checkValue(controller, "badInputValue", driven);
     // the manual value goes to the outermost loop's output, which is an actuator only in a single loop
     if (loops.size() == 1) {
-        checkValue(controller, "manualValue", range, *name);
+        checkValue(controller, "manualValue", driven);
     }
 }
 
@@ -209,64 +212,42 @@ void CLoopCheck::checkManualValue(const STyped& controller, const STyped& loop)
     }
 }
 
-void CLoopCheck::checkValue(const STyped& holder, const std::string& role, const SRange& range,
-                            const std::string& actuator)
+void CLoopCheck::checkValue(const STyped& holder, const std::string& role, const SDrivenOutput& output)
 {
     const SKeyDescription* const key = holder.type->keyOfRole(role);
     const auto value = unscaled(holder, key);
-    if (!value ||
-        !((range.minimum && *value < *range.minimum) || (range.maximum && *value > *range.maximum))) {
-        return;
+    const std::string fault = value ? output.faultOf(*value) : std::string();
+    if (!fault.empty()) {
+        faults_.add(at(holder, *key, fault));
     }
-    const std::string from = range.minimum ? exactText(*range.minimum) : std::string();
-    const std::string to = range.maximum ? exactText(*range.maximum) : std::string();
-    const std::string expected = from.empty() ? to + " or less"
-                                 : to.empty() ? from + " or more"
-                                              : "one from " + from + " to " + to;
-    faults_.add(at(holder, *key,
-                   quoted(exactText(*value)) + " is outside the range of output " + quoted(actuator) +
-                       "; expected " + expected));
 }
 
-void CLoopCheck::checkNegative(const STyped& holder, const SKeyDescription& driving,
-                               const std::string& actuator, bool isInnermost)
+void CLoopCheck::checkNegative(const STyped& holder, const SDrivenOutput& output, bool isInnermost)
 {
-    const bool switches = driving.drives == "onOff";
-    if (!switches && driving.drives != "dutyCycle") {
-        return;
-    }
     for (const SKeyDescription& key : holder.type->keys) {
-        const bool counts = key.role == "minimum" || key.role == "maximum" || key.role == "level" ||
-                            key.role == "passedSetPoint" || key.role == "setPointMinimum" ||
-                            key.role == "setPointMaximum" ||
-                            (switches && isInnermost && key.role == "disabledValue");
-        const auto value = counts ? unscaled(holder, &key) : std::nullopt;
-        if (!value || *value >= 0) {
-            continue;
+        const auto value = output.isBound(key.role, isInnermost) ? unscaled(holder, &key) : std::nullopt;
+        const auto effect = value ? output.effectOf(*value) : std::nullopt;
+        if (effect) {
+            faults_.add(at(holder, key, quoted(exactText(*value)) + " " + effect->text,
+                           effect->isFault ? SFault::Fault : SFault::Warning));
         }
-        // a duty cycle is made of the lowest 32 bits, which are those of a positive number from here on
-        const bool isFullPower = !switches && *value < std::numeric_limits<std::int32_t>::min();
-        const std::string effect =
-            switches      ? ", which switches output " + quoted(actuator) + " on"
-            : isFullPower ? " so far that output " + quoted(actuator) + " makes a duty cycle of 100 of it"
-                          : ", of which output " + quoted(actuator) + " makes a duty cycle of 0";
-        faults_.add(at(holder, key,
-                       quoted(exactText(*value)) + " lets the control value be negative" + effect +
-                           "; expected 0 or more",
-                       isFullPower ? SFault::Fault : SFault::Warning));
     }
 }
 
-CLoopCheck::SRange CLoopCheck::rangeOf(const SKeyDescription& driving, const std::string& name) const
+SDrivenOutput CLoopCheck::drivenOutput(const SKeyDescription& driving, const std::string& name) const
 {
+    SDrivenOutput output{driving.drives, {name, {}, {}}};
+    SActuatorRange& range = output.range;
     if (driving.drives == "dutyCycle") {
-        return {0.0, 100.0};
+        range.minimum = 0.0;
+        range.maximum = 100.0;
+        return output;
     }
     const auto server = bearers_.find(driving.nameServer);
     const bool hasRange =
         driving.drives == "value" || driving.drives == "magnitude" || driving.drives == "flow";
     if (!hasRange || server == bearers_.end() || !server->second.count(name)) {
-        return {};
+        return output;
     }
     const pugi::xml_node channel = server->second.at(name);
     const auto limit = [&](const char* path) {
@@ -274,8 +255,9 @@ CLoopCheck::SRange CLoopCheck::rangeOf(const SKeyDescription& driving, const std
         return text ? parseReal(*text) : std::nullopt;
     };
     // both limit what is written: the channel by its own range, and the actuator
-    const CSignalCheck::SActuatorRange actuator = signals_.actuatorRange(channel);
-    SRange range{actuator.minimum, actuator.maximum};
+    const SActuatorRange actuator = signals_.actuatorRange(channel);
+    range.minimum = actuator.minimum;
+    range.maximum = actuator.maximum;
     if (const auto minimum = limit("Range.<xmlattr>.Minimum")) {
         range.minimum = std::max(*minimum, range.minimum.value_or(*minimum));
     }
@@ -285,7 +267,7 @@ CLoopCheck::SRange CLoopCheck::rangeOf(const SKeyDescription& driving, const std
     if (driving.drives == "magnitude") {
         range.minimum = range.maximum ? std::optional(-*range.maximum) : std::nullopt;
     }
-    return range;
+    return output;
 }
 
 CLoopCheck::STyped CLoopCheck::loopsOf(const STyped& controller, std::vector<STyped>& loops) const

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "host/configuration/Configuration.h"
+#include "host/configuration/DrivenOutput.h"
 #include "host/configuration/Fault.h"
 #include "host/configuration/OutputCheck.h"
 #include "host/configuration/SignalCheck.h"
@@ -29,7 +30,8 @@ public:
     CLoopCheck(const CConfiguration& configuration, const CTypeCatalogue& catalogue,
                const CSignalCheck& signals, const Bearers& bearers, CFaultList& faults);
 
-    void run();
+    /// Returns the loops of the controllers.
+    ControllerLoops run();
 
 private:
     /// A node with its type.
@@ -39,26 +41,17 @@ private:
         const STypeDescription* type = nullptr;
     };
 
-    /// The values that an actuator takes; a limit that is not known is absent.
-    struct SRange
-    {
-        std::optional<double> minimum;
-        std::optional<double> maximum;
-    };
-
     void checkController(const STyped& controller);
     void checkWindup(const STyped& loop);
     void checkLevels(const STyped& loop);
     void checkPatterns(const STyped& output);
     void checkActuator(const STyped& controller, const std::vector<STyped>& loops, const STyped& output,
-                       const SKeyDescription& key);
+                       const SKeyDescription& key, SControllerLoops& described);
     void checkManualValue(const STyped& controller, const STyped& loop);
-    void checkValue(const STyped& holder, const std::string& role, const SRange& range,
-                    const std::string& actuator);
+    void checkValue(const STyped& holder, const std::string& role, const SDrivenOutput& output);
     /// What `holder`, a loop or a controller, lets the control value of a digital output be.
-    void checkNegative(const STyped& holder, const SKeyDescription& driving, const std::string& actuator,
-                       bool isInnermost);
-    SRange rangeOf(const SKeyDescription& driving, const std::string& name) const;
+    void checkNegative(const STyped& holder, const SDrivenOutput& output, bool isInnermost);
+    SDrivenOutput drivenOutput(const SKeyDescription& driving, const std::string& name) const;
 
     /// The loops of a controller, the outermost first, and the element that the innermost one writes to; that
     /// has no type if there is none.
@@ -77,6 +70,7 @@ private:
     const Bearers& bearers_;
     CFaultList& faults_;
     COutputCheck outputs_;
+    ControllerLoops controllers_;
 };
 
 } // namespace Rvl

@@ -83,20 +83,7 @@ std::string CSignalCheck::expectedWhereMissing(const SSignalReference& signal, c
     return type ? expectedChoices({}, type->signalsOfKinds(*kinds)) : "a text";
 }
 
-bool CSignalCheck::SActuatorRange::contains(double value) const
-{
-    return !(minimum && value < *minimum) && !(maximum && value > *maximum);
-}
-
-std::string CSignalCheck::SActuatorRange::expected() const
-{
-    if (minimum && maximum) {
-        return "one from " + exactText(*minimum) + " to " + exactText(*maximum);
-    }
-    return minimum ? exactText(*minimum) + " or more" : maximum ? exactText(*maximum) + " or less" : "any";
-}
-
-CSignalCheck::SActuatorRange CSignalCheck::actuatorRange(const pugi::xml_node& object) const
+SActuatorRange CSignalCheck::actuatorRange(const pugi::xml_node& object) const
 {
     SActuatorRange range{textAt(object, "Signal").value_or(""), {}, {}};
     const SSignalDescription* const signal = signalOf(textAt(object, "Device").value_or(""), range.actuator);

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "host/configuration/ActuatorRange.h"
 #include "host/configuration/Configuration.h"
 #include "host/types/TypeCatalogue.h"
 
@@ -31,17 +32,6 @@ public:
     std::string expectedWhereMissing(const SSignalReference& signal, const pugi::xml_node& node,
                                      const pugi::xml_node& object) const;
 
-    /// The values that an actuator takes, in the units of the channel that is bound to it.
-    struct SActuatorRange
-    {
-        std::string actuator;
-        std::optional<double> minimum;
-        std::optional<double> maximum;
-
-        bool contains(double value) const;
-        /// "one from 0 to 100".
-        std::string expected() const;
-    };
     /// The range of the actuator or port that the channel at `object` is bound to by its keys "Device" and
     /// "Signal"; without limits where it is not known.
     SActuatorRange actuatorRange(const pugi::xml_node& object) const;

@@ -57,6 +57,7 @@ void checkManualControlValue(const CController& controller, bool manual, double 
     if (const auto limits = controller.controlLimits()) {
         checkRange("manual control value", value, *limits, "controlValue");
     }
+    checkDrivenManually(controller.described(), controller.channel().getUnscaledValue(value), "controlValue");
 }
 
 /// One record for each value.
@@ -150,6 +151,7 @@ CCommands::Records CCommands::setSetPoint(const std::string& source, const std::
         records[0].oldValue = exactText(channel.getSetPoint());
         checkFinite("set point", setPoint, "value");
         checkRange("set point", setPoint, {channel.setpointMinimum(), channel.setpointMaximum()}, "value");
+        checkDrivenSetPoint(target.described(), channel.getUnscaledValue(setPoint), "value");
         channel.writeSetPoint(setPoint);
     });
 }
@@ -222,9 +224,9 @@ CCommands::Records CCommands::previewParameters(const std::string& source, const
                                                 std::size_t loop, const Values& values) const
 {
     Records records = recordsOf(source, controller, loop, values);
-    const ILoopGraph& graph = loopsOf(running(controller), loop);
-    noteOldValues(graph.parameters(loop), values, records);
-    checkParameters(graph, loop, values);
+    const CController& target = running(controller);
+    noteOldValues(loopsOf(target, loop).parameters(loop), values, records);
+    checkParameters(target, loop, values);
     return records;
 }
 
@@ -265,14 +267,14 @@ CCommands::Values CCommands::changeParameters(CController& controller, std::size
 {
     ILoopGraph& graph = loopsOf(controller, loop);
     Values before = noteOldValues(graph.parameters(loop), values, records);
-    checkParameters(graph, loop, values);
+    checkParameters(controller, loop, values);
     graph.setParameters(loop, values);
     return before;
 }
 
-void CCommands::checkParameters(const ILoopGraph& graph, std::size_t loop,
-                                const std::vector<SLoopParameters::SValue>& values) const
+void CCommands::checkParameters(const CController& controller, std::size_t loop, const Values& values) const
 {
+    const ILoopGraph& graph = loopsOf(controller, loop);
     SLoopParameters changed = graph.parameters(loop);
     if (changed.isProtected) {
         throw CCommandRefused(CCommandRefused::WrongState,
@@ -297,9 +299,11 @@ void CCommands::checkParameters(const ILoopGraph& graph, std::size_t loop,
         checkFinite("parameter " + value.key, value.value, value.key);
         found->value = value.value;
     }
-    if (const STypeDescription* const type = catalogue_.find(graph.status(loop).typeName)) {
+    const SControllerLoops& described = controller.described();
+    if (const auto* const type = typeOfLoop(described, loop, graph.status(loop).typeName, catalogue_)) {
         checkDescribed(*type, changed);
     }
+    checkDriven(described, loop, changed);
 }
 
 CController& CCommands::running(const std::string& name) const

@@ -129,7 +129,7 @@ private:
     Values changeParameters(CController& controller, std::size_t loop, const Values& values,
                             Records& records);
     Values lastReplaced(const LoopId& loop) const;
-    void checkParameters(const ILoopGraph& graph, std::size_t loop, const Values& values) const;
+    void checkParameters(const CController& controller, std::size_t loop, const Values& values) const;
     void log(const SCommandRecord& record);
 
     CSession& session_;

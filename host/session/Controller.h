@@ -2,6 +2,7 @@
 
 #include "common/LoopGraph.h"
 #include "common/ThreadSafety.h"
+#include "host/configuration/DrivenOutput.h"
 #include "host/session/ControllerState.h"
 #include "host/session/InputSupervision.h"
 
@@ -60,6 +61,10 @@ public:
     const SPresentation& presentation() const { return presentation_; }
     /// Before other threads use the controller.
     void setPresentation(SPresentation presentation) { presentation_ = std::move(presentation); }
+    /// What the configuration says about its loops; empty if it has none.
+    const SControllerLoops& described() const { return described_; }
+    /// Before other threads use the controller. The types must outlive it.
+    void setDescribed(SControllerLoops described) { described_ = std::move(described); }
 
     /// Reads everything once: the values of the loops' last steps, without reading their inputs. What a
     /// channel throws passes.
@@ -96,6 +101,7 @@ private:
     const std::vector<const IIoChannelInterface*> referred_;
     const SStart start_;
     SPresentation presentation_;
+    SControllerLoops described_;
     std::atomic<bool> manual_{false};
     CMutex commandMutex_;
     std::unique_ptr<ILoopGraph> loops_;

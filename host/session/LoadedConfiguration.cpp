@@ -21,9 +21,9 @@ CLoadedConfiguration::CLoadedConfiguration(const std::filesystem::path& configur
 {
     const bool complete = loadPlugins();
     catalogue_.resolve();
-    CConfigurationCheck(configuration_, catalogue_, complete,
-                        CEnvironment::getInstance()->busRegistry().names(), faults_)
-        .run();
+    CConfigurationCheck check(configuration_, catalogue_, complete,
+                              CEnvironment::getInstance()->busRegistry().names(), faults_);
+    check.run();
     if (settings.isVirtual()) {
         refuseRealDevices(configuration_, catalogue_, faults_);
     }
@@ -31,8 +31,9 @@ CLoadedConfiguration::CLoadedConfiguration(const std::filesystem::path& configur
     if (complete) {
         loopTimelines_.use(plugins_.loops(), *settings.timeline);
         const CLogSilence silence("ExceptionLogger"); // what building throws is reported as a fault
-        rig =
-            CRigBuilder(configuration_, catalogue_, {plugins_.loops(), settings.isVirtual()}).build(faults_);
+        rig = CRigBuilder(configuration_, catalogue_,
+                          {plugins_.loops(), settings.isVirtual(), check.controllers()})
+                  .build(faults_);
     }
     session_ = std::make_unique<CSession>(std::move(rig), settings);
 }

@@ -7,6 +7,7 @@
 #include "host/session/Commands.h"
 
 #include <algorithm>
+#include <cmath>
 
 namespace Rvl {
 
@@ -49,6 +50,32 @@ void checkWindup(const STypeDescription& type, const SLoopParameters& parameters
     }
 }
 
+/// The value as a configuration would have it: whole numbers have no exponent there.
+std::string textFor(const SKeyDescription& key, double value)
+{
+    const bool isWhole = std::trunc(value) == value && std::abs(value) < 1e15;
+    return key.type == SKeyDescription::Integer && isWhole ? std::to_string(static_cast<long long>(value))
+                                                           : exactText(value);
+}
+
+/// Refuses the command if there is a fault.
+void refuse(const std::string& what, const std::string& fault, const std::string& field)
+{
+    if (!fault.empty()) {
+        throw CCommandRefused(CCommandRefused::OutOfRange, what + fault, field);
+    }
+}
+
+/// Refuses the command if a control value of `value` would be a fault in a configuration.
+void refuseEffect(const std::string& what, const SDrivenOutput& output, double value,
+                  const std::string& field)
+{
+    const auto effect = output.effectOf(value);
+    if (effect && effect->isFault) {
+        refuse(what, quoted(exactText(value)) + " " + effect->text, field);
+    }
+}
+
 } // namespace
 
 std::optional<double> valueOf(const SLoopParameters& parameters, const std::string& key)
@@ -75,6 +102,12 @@ std::optional<std::pair<double, double>> controlLimitsOf(const SLoopParameters& 
     return one && other ? std::optional<std::pair<double, double>>(std::minmax(*one, *other)) : std::nullopt;
 }
 
+const STypeDescription* typeOfLoop(const SControllerLoops& loops, std::size_t loop,
+                                   const std::string& ownName, const CTypeCatalogue& catalogue)
+{
+    return loop < loops.types.size() ? loops.types[loop] : catalogue.find(ownName);
+}
+
 void checkDescribed(const STypeDescription& type, const SLoopParameters& parameters)
 {
     for (const SKeyDescription& key : type.keys) {
@@ -83,13 +116,17 @@ void checkDescribed(const STypeDescription& type, const SLoopParameters& paramet
         if (!value || key.path.find("<xmlattr>") == std::string::npos) {
             continue;
         }
-        if (const auto fault = checkValue(key, exactText(*value))) {
+        if (const auto fault = checkValue(key, textFor(key, *value))) {
             throw CCommandRefused(CCommandRefused::OutOfRange, name + ": " + *fault, name);
         }
         for (const SKeyRelation& relation : key.relations) {
             const std::string otherName = lastPart(relation.path);
             const auto other = valueOf(parameters, otherName);
-            if (other && !keeps(relation, *value, *other)) {
+            const SKeyDescription* const otherKey = type.key(relation.path);
+            if (!other || isNoLimit(key, *value) || (otherKey && isNoLimit(*otherKey, *other))) {
+                continue;
+            }
+            if (!keeps(relation, *value, *other)) {
                 throw CCommandRefused(CCommandRefused::OutOfRange,
                                       name + " " + shortText(*value) + " does not go together with " +
                                           otherName + " " + shortText(*other),
@@ -98,6 +135,47 @@ void checkDescribed(const STypeDescription& type, const SLoopParameters& paramet
         }
     }
     checkWindup(type, parameters);
+}
+
+void checkDriven(const SControllerLoops& loops, std::size_t loop, const SLoopParameters& parameters)
+{
+    if (!loops.reachesOutputs(loop)) {
+        return;
+    }
+    for (const SDrivenOutput& output : loops.outputs) {
+        for (const SKeyDescription& key : loops.types[loop]->keys) {
+            const std::string name = lastPart(key.path);
+            const auto value = key.role.empty() ? std::nullopt : valueOf(parameters, name);
+            if (!value) {
+                continue;
+            }
+            if (key.role == "disabledValue" && loops.isInnermost(loop)) {
+                refuse(name + ": ", output.faultOf(*value), name);
+            }
+            if (output.isBound(key.role, loops.isInnermost(loop))) {
+                refuseEffect(name + ": ", output, *value, name);
+            }
+        }
+    }
+}
+
+void checkDrivenSetPoint(const SControllerLoops& loops, double setPoint, const std::string& field)
+{
+    for (const SDrivenOutput& output : loops.outputs) {
+        if (loops.passesSetPoint()) {
+            refuseEffect("the set point ", output, setPoint, field);
+        }
+    }
+}
+
+void checkDrivenManually(const SControllerLoops& loops, double controlValue, const std::string& field)
+{
+    // of a cascade it is the set point of the loop below
+    for (const SDrivenOutput& output : loops.outputs) {
+        if (loops.isInnermost(0)) {
+            refuse("the manual control value ", output.faultOf(controlValue), field);
+        }
+    }
 }
 
 } // namespace Rvl

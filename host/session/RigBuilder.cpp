@@ -268,6 +268,10 @@ std::unique_ptr<CController> CRigBuilder::controllerOf(const pugi::xml_node& nod
                                             "controllers that are with --virtual"));
     }
     controller->setPresentation(presentationOf(tree));
+    if (const auto described = options_.controllers.find(controller->name());
+        described != options_.controllers.end()) {
+        controller->setDescribed(described->second);
+    }
     superviseInputs(node, tree, *controller, faults);
     return controller;
 }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "host/configuration/Configuration.h"
+#include "host/configuration/DrivenOutput.h"
 #include "host/configuration/Fault.h"
 #include "host/configuration/References.h"
 #include "host/session/Rig.h"
@@ -21,6 +22,7 @@ struct SRigOptions
 {
     std::vector<const SLoops*> loops; ///< what the loaded plug-ins offer for their loops
     bool isVirtual = false;           ///< for virtual time: every controller must be made of such loops
+    ControllerLoops controllers = {}; ///< what the check found about controllers
 };
 
 /// Builds the objects of a configuration with the factories of the environment: buses, which the environment

@@ -1,5 +1,6 @@
 #include "host/base/UtcText.h"
 #include "host/configuration/FaultText.h"
+#include "host/session/ParameterCheck.h"
 #include "host/web/ApiOperations.h"
 #include "host/web/JsonSchema.h"
 
@@ -105,7 +106,8 @@ SHttpReply parameters(const SApiContext& context, const SApiRequest& request)
         throw CHttpError(404, name + " has no loop " + std::to_string(loop));
     }
     const SLoopParameters& parameters = facts->loops[loop].parameters;
-    const STypeDescription* const type = context.loaded.catalogue().find(facts->loops[loop].typeName);
+    const STypeDescription* const type =
+        typeOfLoop(controller.described(), loop, facts->loops[loop].typeName, context.loaded.catalogue());
     Json list = Json::array();
     for (const SLoopParameters::SValue& value : parameters.values) {
         list.push_back(parameterJson(value, descriptionOf(type, value.key)));

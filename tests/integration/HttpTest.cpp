@@ -384,6 +384,26 @@ TEST(Http, ParametersArePreviewedChangedAndUndone)
     EXPECT_EQ("there is no change of these parameters to undo", errorOf(nothing));
 }
 
+TEST(Http, ParametersAreHeldAgainstTheTypeAndTheOutputOfTheConfiguration)
+{
+    const CServedRun run(examples + "/tour/tour.xml");
+    const auto refusal = [&](int loop, const std::string& values) {
+        const std::string target = "/api/channels/Bench/loops/" + std::to_string(loop) + "/parameters";
+        const SHttpAnswer answer = run.put(target, "{\"values\":{" + values + "}}");
+        return answer.status == 422 ? errorOf(answer) : std::to_string(answer.status);
+    };
+    EXPECT_EQ(
+        "DisabledU: \"150\" is outside the range of output \"Bench heater\"; expected one from 0 to 100",
+        refusal(2, R"("DisabledU":150)"));
+    EXPECT_EQ("200", refusal(1, R"("DisabledU":150)")) << "a set point of the loop below";
+    // of a loop whose own name is not that of its type
+    EXPECT_THAT(refusal(0, R"("SampleTime_ms":700000)"), HasSubstr("SampleTime_ms: \"700000\" is too high"));
+    EXPECT_EQ("200", refusal(0, R"("SampleTime_ms":100000)")) << "a whole number, however it is printed";
+    const json parameters = run.get("/api/channels/Bench/loops/0/parameters").at("parameters");
+    EXPECT_EQ("SampleTime_ms", parameters.at(0).at("key"));
+    EXPECT_EQ("ms", parameters.at(0).at("unit"));
+}
+
 TEST(Http, FaultOfASimulatedDeviceIsSwitchedAndSeen)
 {
     const CServedRun run;

@@ -179,6 +179,7 @@ TEST(LoopCheckTest, LimitThatStandsForNoneIsNoLimit)
     };
     EXPECT_EQ(limits("LowerLimit='5e9'"), "");
     EXPECT_EQ(limits("LowerLimit='5e9' UpperLimit='4294967295'"), "");
+    EXPECT_EQ(limits("LowerLimit='4294967295' UpperLimit='60'"), "");
     EXPECT_EQ(limits("LowerLimit='5' UpperLimit='4'"),
               "c:3: warning: " + twoLevelPath +
                   "[@LowerLimit]: \"5\" is above UpperLimit; expected at most 4\n");

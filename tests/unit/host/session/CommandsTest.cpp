@@ -213,6 +213,57 @@ TEST_F(CommandsTest, ParametersAreCheckedAllBeforeOneIsChanged)
         log().at(1));
 }
 
+TEST_F(CommandsTest, ValuesAreHeldAgainstWhatTheOutputTakesAsInAConfiguration)
+{
+    CTypeCatalogue catalogue;
+    catalogue.addText(R"({"plugin": "p", "types": [{"name": "Rvl::CConfigured", "kind": "controlLoop",
+        "keys": [{"path": "P.<xmlattr>.K", "type": "real", "maximum": 20},
+                 {"path": "P.<xmlattr>.MinU", "type": "real", "role": "minimum"},
+                 {"path": "P.<xmlattr>.MaxU", "type": "real", "role": "disabledValue"}]},
+        {"name": "Rvl::CPassing", "kind": "controlLoop",
+        "keys": [{"path": "P.<xmlattr>.Setpoint", "type": "real", "role": "passedSetPoint"}]}]})",
+                      "y.types.json");
+    catalogue.resolve();
+    const STypeDescription* const type = catalogue.find("Rvl::CConfigured");
+    const STypeDescription* const passing = catalogue.find("Rvl::CPassing");
+    const SDrivenOutput duty{"dutyCycle", {"Duty", 0.0, 100.0}};
+    CController& vessel = *session_.findController("Vessel");
+    const auto set = [&](const std::string& key, double value) {
+        return refusalOf([&] { commands_.setParameters("page", "Vessel", 0, {{key, value}}); });
+    };
+
+    vessel.setDescribed({{type}, {duty}});
+    EXPECT_EQ("K: \"21\" is too high; expected a real number of 20 or less", set("K", 21.0))
+        << "the type is the configuration's";
+    EXPECT_EQ("MaxU: \"101\" is outside the range of output \"Duty\"; expected one from 0 to 100",
+              set("MaxU", 101.0));
+    EXPECT_EQ("MinU: \"-3e+09\" lets the control value be negative so far that output \"Duty\" makes a "
+              "duty cycle of 100 of it; expected 0 or more",
+              set("MinU", -3e9));
+    EXPECT_EQ("", set("MinU", -5.0)) << "of which a configuration has a warning";
+    EXPECT_NE("", refusalOf([&] { commands_.previewParameters("page", "Vessel", 0, {{"MaxU", 101.0}}); }));
+
+    const auto drive = [&](double value) {
+        return refusalOf([&] { commands_.setManual("page", "Vessel", true, value); });
+    };
+    EXPECT_EQ("the manual control value \"-2\" is outside the range of output \"Duty\"; expected one from 0 "
+              "to 100",
+              drive(-2.0));
+    EXPECT_EQ("", drive(2.0));
+
+    vessel_->setSetpointRange(-1e10, 80.0);
+    const auto setPoint = [&] { return refusalOf([&] { commands_.setSetPoint("page", "Vessel", -3e9); }); };
+    EXPECT_EQ("", setPoint());
+    vessel.setDescribed({{passing}, {duty}});
+    EXPECT_EQ("the set point \"-3e+09\" lets the control value be negative so far that output \"Duty\" "
+              "makes a duty cycle of 100 of it; expected 0 or more",
+              setPoint());
+
+    vessel.setDescribed({{type, type}, {duty}});
+    EXPECT_EQ("", set("MaxU", 101.0)) << "a set point of the loop below";
+    EXPECT_EQ("", drive(-3.0)) << "a set point of the loop below";
+}
+
 TEST_F(CommandsTest, WhatAChannelThrowsIsARefusal)
 {
     vessel_->onEnable = [](bool) { throw std::runtime_error("the output has no device"); };
