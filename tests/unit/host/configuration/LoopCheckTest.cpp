@@ -156,6 +156,41 @@ TEST(LoopCheckTest, NegativeTimesAndLimitsAreWarnings)
     EXPECT_EQ(setUp.checked(true).find("warning"), std::string::npos);
 }
 
+TEST(LoopCheckTest, NegativeTimeOfALagIsAWarningAndNoneAtAllAFault)
+{
+    SLoopSetUp setUp;
+    const auto lag = [&](const std::string& time) {
+        setUp.input =
+            "<Input><Type>Rvl::CPT1Element</Type><TimeConstant_s>" + time + "</TimeConstant_s></Input>";
+        return setUp.checked();
+    };
+    const std::string path = "/Configuration/Channels/Channel[7]/ControlLoop/Input/TimeConstant_s: ";
+    EXPECT_EQ(lag("0.001"), "");
+    EXPECT_EQ(lag("-2"), "c:3: warning: " + path +
+                             "\"-2\" is too low; expected a real number of 0 s or more other than 0\n");
+    EXPECT_EQ(lag("0"),
+              "c:3: " + path + "\"0\" is refused; expected a real number of 0 s or more other than 0\n")
+        << "which makes a value of the lag that is not a number";
+}
+
+TEST(LoopCheckTest, SampleTimeWithoutAPauseIsAFault)
+{
+    SLoopSetUp setUp;
+    for (const std::string time : {"0", "-5"}) {
+        const std::string keys = " Setpoint='0' U_Disabled='0'/>";
+        for (const std::string type : {"TwoLevel", "Conditional"}) {
+            setUp.loop = "<Type>Rvl::C" + type + "ControlLoop</Type>\n<Parameters SampleTime_ms='" + time +
+                         "' LowerThreshold='1' UpperThreshold='1' U_Up='1' U_Down='0'" + keys;
+            if (type == "Conditional") {
+                setUp.loop = "<Type>Rvl::CConditionalControlLoop</Type>\n<Parameters SampleTime_ms='" + time +
+                             "'" + keys;
+            }
+            EXPECT_EQ(setUp.checked(), "c:3: " + twoLevelPath + "[@SampleTime_ms]: \"" + time +
+                                           "\" is too low; expected a whole number from 1 ms to 6e+05 ms\n");
+        }
+    }
+}
+
 TEST(LoopCheckTest, InertTwoLevelLoopIsAWarning)
 {
     SLoopSetUp setUp;
