@@ -281,7 +281,7 @@ int check(const SArguments& arguments, const CPluginPath& pluginPath, std::ostre
         out << std::flush;
         return ExitBadConfiguration;
     }
-    out << name << ": no faults";
+    out << escapeControlCharacters(name) << ": no faults";
     if (const std::size_t warnings = faults.warnings()) {
         out << ", " << warnings << (warnings == 1 ? " warning" : " warnings");
     }
@@ -323,8 +323,10 @@ int types(const SArguments& arguments, const CPluginPath& pluginPath, std::ostre
         }
         std::erase_if(chosen, [&](const auto* type) { return type->name != arguments.typeName; });
         if (chosen.empty()) {
-            err << "\"" << arguments.typeName << "\" is a type of no loaded plug-in; expected "
-                << expectedChoices(arguments.typeName, names) << std::endl;
+            err << escapeControlCharacters("\"" + arguments.typeName +
+                                           "\" is a type of no loaded plug-in; expected " +
+                                           expectedChoices(arguments.typeName, names))
+                << std::endl;
             return ExitUsage;
         }
     }

@@ -66,12 +66,13 @@ const std::vector<SFault>& CFaultList::inFileOrder() const
 
 std::string CFaultList::report(const std::string& fileName, bool strict) const
 {
+    const std::string file = escapeControlCharacters(fileName);
     std::string result;
     std::array<std::size_t, 2> counts{};
     for (const SFault& fault : inFileOrder()) {
         const bool warning = fault.grade == SFault::Warning && !strict;
         if (++counts[warning ? 1 : 0] <= Shown) {
-            result += fileName + ":" + std::to_string(fault.line) + ": " + (warning ? "warning: " : "") +
+            result += file + ":" + std::to_string(fault.line) + ": " + (warning ? "warning: " : "") +
                       escapeControlCharacters(fault.path + ": " + fault.text) + "\n";
         }
     }
@@ -79,7 +80,7 @@ std::string CFaultList::report(const std::string& fileName, bool strict) const
         const std::size_t count = counts[warning ? 1 : 0];
         if (count > Shown) {
             const std::size_t others = count - Shown;
-            result += fileName + ": and " + std::to_string(others) +
+            result += file + ": and " + std::to_string(others) +
                       (warning ? " other warning" : " other fault") + (others == 1 ? "\n" : "s\n");
         }
     }

@@ -68,9 +68,12 @@ std::optional<std::string> checkRange(const SKeyDescription& key, const std::str
     if (key.maximum && value > *key.maximum) {
         return withExpectation(key, quoted(text) + " is too high");
     }
-    // what is next to 0 makes an infinite number of what is divided by it
-    if (key.excluded && (value == *key.excluded || (*key.excluded == 0 && std::fabs(value) < 1e-100))) {
+    if (key.excluded && value == *key.excluded) {
         return withExpectation(key, quoted(text) + " is refused");
+    }
+    // what is next to 0 makes an infinite number of what is divided by it
+    if (key.excluded && *key.excluded == 0 && std::fabs(value) < 1e-100) {
+        return withExpectation(key, quoted(text) + " is too close to 0");
     }
     return std::nullopt;
 }

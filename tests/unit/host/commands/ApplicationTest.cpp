@@ -96,6 +96,30 @@ TEST(ApplicationTest, WrongUsageIsReported)
     }
 }
 
+#if !defined(_WIN32) // where no file has such a name
+TEST(ApplicationTest, ControlCharactersOfNamesDoNotReachTheTerminal)
+{
+    const CTemporaryFolder folder;
+    const std::string name = "a\x1b[2Jb.xml";
+    const std::string sound = folder.write(name, SFakeConfiguration().text());
+    EXPECT_EQ(runHost({"check", sound}).out, folder.file("a\\x1b[2Jb.xml") + ": no faults\n");
+    folder.write(name, "<Configuration><Chanels/></Configuration>");
+    EXPECT_THAT(runHost({"check", sound}).out,
+                testing::StartsWith(folder.file("a\\x1b[2Jb.xml") + ":1: /Configuration/Plugins: "));
+    for (const std::vector<std::string>& arguments :
+         {std::vector<std::string>{"check", folder.file("no\x1b[2J.xml")},
+          {"run", folder.file("no\x1b[2J.xml")},
+          {"types", "no\x1b[2J", "--plugin", "rivlink_fake"},
+          {"types", "--plugin", "no\x1b[2J"}}) {
+        const SProgramResult result = runHost(arguments);
+        EXPECT_NE(result.exitCode, 0);
+        EXPECT_EQ(result.out, "");
+        EXPECT_THAT(result.err, testing::HasSubstr("no\\x1b[2J")) << arguments.front();
+        EXPECT_THAT(result.err, testing::Not(testing::HasSubstr("\x1b"))) << arguments.front();
+    }
+}
+#endif
+
 TEST(ApplicationTest, LogGoesToStandardErrorWithItsLogger)
 {
     const CTemporaryFolder folder;

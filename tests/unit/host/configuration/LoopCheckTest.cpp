@@ -383,7 +383,7 @@ TEST(LoopCheckTest, ScalingFactorNextToZeroIsRefused)
     SLoopSetUp setUp;
     setUp.heater = "\n<Scaling Factor='1e-310'/>";
     EXPECT_EQ(setUp.checked(),
-              "c:2: /Configuration/Channels/Channel[2]/Scaling[@Factor]: \"1e-310\" is refused; "
+              "c:2: /Configuration/Channels/Channel[2]/Scaling[@Factor]: \"1e-310\" is too close to 0; "
               "expected a real number other than 0\n");
 }
 
