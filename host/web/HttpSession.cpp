@@ -1,6 +1,7 @@
 #include "host/web/HttpSession.h"
 
 #include <boost/asio/buffer.hpp>
+#include <boost/asio/completion_condition.hpp>
 #include <boost/asio/write.hpp>
 #include <boost/beast/http/read.hpp>
 #include <boost/beast/http/write.hpp>
@@ -32,6 +33,9 @@ void CHttpSession::start()
 {
     error_code ignored;
     socket_.set_option(boost::asio::ip::tcp::no_delay(true), ignored);
+    // Left to itself the system keeps megabytes for a client that does not read, and shows progress only when
+    // a third of them has gone.
+    socket_.set_option(boost::asio::socket_base::send_buffer_size(128 * 1024), ignored);
     peerAddress_ = socket_.remote_endpoint(ignored).address().to_string();
     const auto local = socket_.local_endpoint(ignored);
     const std::string address = local.address().to_string();
@@ -180,16 +184,28 @@ void CHttpSession::reply(SHttpReply reply)
     if (isHead) {
         response_->body().clear(); // which a reply to this method has not
     }
+    serializer_.emplace(*response_);
+    writeReply(keepsAlive);
+}
+
+/// Writes piece by piece: a long reply over a slow line takes the time it needs as long as it proceeds.
+void CHttpSession::writeReply(bool keepsAlive)
+{
     limit(limits_.write, Close);
-    http::async_write(socket_, *response_,
-                      [self = shared_from_this(), keepsAlive](const error_code& error, std::size_t) {
-                          self->response_.reset();
-                          if (error || !keepsAlive) {
-                              self->close();
-                              return;
-                          }
-                          self->awaitRequest();
-                      });
+    http::async_write_some(socket_, *serializer_,
+                           [self = shared_from_this(), keepsAlive](const error_code& error, std::size_t) {
+                               if (!error && !self->serializer_->is_done()) {
+                                   self->writeReply(keepsAlive);
+                                   return;
+                               }
+                               self->serializer_.reset();
+                               self->response_.reset();
+                               if (error || !keepsAlive) {
+                                   self->close();
+                                   return;
+                               }
+                               self->awaitRequest();
+                           });
 }
 
 void CHttpSession::beginEvents(std::chrono::milliseconds interval)
@@ -232,7 +248,11 @@ void CHttpSession::sendNextEvent()
     }
     isWriting_ = true;
     limit(limits_.write, Close);
-    boost::asio::async_write(socket_, boost::asio::buffer(*events_.front()),
+    const auto proceed = [self = shared_from_this()](const error_code& error, std::size_t size) {
+        self->limit(self->limits_.write, Close); // a client that reads slowly is none that does not read
+        return boost::asio::transfer_all()(error, size);
+    };
+    boost::asio::async_write(socket_, boost::asio::buffer(*events_.front()), proceed,
                              [self = shared_from_this()](const error_code& error, std::size_t) {
                                  self->onTime_ = Nothing;
                                  self->isWriting_ = false;

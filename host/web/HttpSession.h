@@ -11,6 +11,7 @@
 #include <boost/asio/steady_timer.hpp>
 #include <boost/beast/core/flat_buffer.hpp>
 #include <boost/beast/http/message.hpp>
+#include <boost/beast/http/serializer.hpp>
 #include <boost/beast/http/string_body.hpp>
 
 #include <chrono>
@@ -61,12 +62,14 @@ public:
 
 private:
     using Response = boost::beast::http::response<boost::beast::http::string_body>;
+    using Serializer = boost::beast::http::response_serializer<boost::beast::http::string_body>;
 
     void awaitRequest();
     void readRequest();
     void onRequest(const boost::system::error_code& error);
     void serve();
     void reply(SHttpReply reply);
+    void writeReply(bool keepsAlive);
     void refuse(const SHttpReply& error);
     void beginEvents(std::chrono::milliseconds interval);
     void awaitEndOfClient();
@@ -97,6 +100,7 @@ private:
     boost::beast::flat_buffer buffer_;
     std::optional<CHttpRequestParser> parser_; ///< of the request under way, if it was understood
     std::shared_ptr<Response> response_;
+    std::optional<Serializer> serializer_; ///< of the response
     std::deque<std::shared_ptr<const std::string>> events_;
     bool isWriting_ = false;
     bool isTimedOut_ = false;
