@@ -48,6 +48,8 @@ void CHttpSession::close()
 {
     error_code ignored;
     timer_.cancel();
+    socket_.cancel(
+        ignored); // before it is closed: not every system ends a write that is partly done with that
     socket_.shutdown(Socket::shutdown_both, ignored);
     socket_.close(ignored);
 }
@@ -185,6 +187,7 @@ void CHttpSession::reply(SHttpReply reply)
         response_->body().clear(); // which a reply to this method has not
     }
     serializer_.emplace(*response_);
+    serializer_->limit(64 * 1024); // of one write: some systems take all of it before they report progress
     writeReply(keepsAlive);
 }
 
@@ -249,7 +252,9 @@ void CHttpSession::sendNextEvent()
     isWriting_ = true;
     limit(limits_.write, Close);
     const auto proceed = [self = shared_from_this()](const error_code& error, std::size_t size) {
-        self->limit(self->limits_.write, Close); // a client that reads slowly is none that does not read
+        if (!error) {
+            self->limit(self->limits_.write, Close); // a client that reads slowly is none that does not read
+        }
         return boost::asio::transfer_all()(error, size);
     };
     boost::asio::async_write(socket_, boost::asio::buffer(*events_.front()), proceed,
