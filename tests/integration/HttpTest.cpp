@@ -692,7 +692,7 @@ TEST(Http, ConnectionsBeyondTheBoundAreClosedAndOthersGoOn)
 TEST(Http, ClientOfEventsThatDoesNotReadIsDisconnectedAndOthersGoOn)
 {
     const CTemporaryFolder folder;
-    const CServedRun run(folder.write("many.xml", manyControllers(200)), {"--limit-scale", "0.05"});
+    const CServedRun run(folder.write("many.xml", manyControllers(200)), {"--limit-scale", "0.2"});
     const CHttpClient& client = run.client();
     const auto clients = [&] {
         const std::string metrics = client.get("/metrics").body;
