@@ -48,8 +48,8 @@ void CHttpSession::close()
 {
     error_code ignored;
     timer_.cancel();
-    socket_.cancel(
-        ignored); // before it is closed: not every system ends a write that is partly done with that
+    // before it is closed: not every system ends a write that is partly done with that
+    socket_.cancel(ignored);
     socket_.shutdown(Socket::shutdown_both, ignored);
     socket_.close(ignored);
 }
@@ -187,7 +187,8 @@ void CHttpSession::reply(SHttpReply reply)
         response_->body().clear(); // which a reply to this method has not
     }
     serializer_.emplace(*response_);
-    serializer_->limit(64 * 1024); // of one write: some systems take all of it before they report progress
+    // of one write: some systems take all of it before they report progress
+    serializer_->limit(std::size_t{64} * 1024);
     writeReply(keepsAlive);
 }
 
