@@ -15,6 +15,8 @@ namespace {
 namespace http = boost::beast::http;
 using boost::system::error_code;
 
+constexpr std::chrono::milliseconds cancelAgain(20);
+
 /// No page may load or run anything but the server's own files, or be shown within another one.
 constexpr const char* contentSecurityPolicy =
     "default-src 'none'; script-src 'self'; style-src 'self'; img-src 'self'; font-src 'self'; "
@@ -93,6 +95,8 @@ void CHttpSession::onTime()
         isTimedOut_ = true;
         error_code ignored;
         socket_.cancel(ignored);
+        // again: a piece that had just arrived leaves nothing to cancel, and has the next one read
+        limit(cancelAgain, RefuseRequest);
         break;
     }
     }
