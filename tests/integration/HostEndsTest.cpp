@@ -13,6 +13,7 @@
 #include <filesystem>
 #include <memory>
 #include <string>
+#include <system_error>
 #include <thread>
 #include <vector>
 
@@ -166,8 +167,14 @@ TEST(HostEnds, StopOfTheTerminalReachesOutputsOfDevicesThatWriteLater)
         const auto rows = rowsOf(readRecord(record), "Jacket");
         return rows.empty() ? SRecordRow{} : rows.back();
     };
-    ASSERT_TRUE(
-        eventually([&] { return std::filesystem::exists(record) && lastRow().actualValue > 25.0; }, 20.0));
+    ASSERT_TRUE(eventually(
+        [&] {
+            std::error_code isNotThere;
+            const auto size = std::filesystem::file_size(record, isNotThere);
+            return !isNotThere && size > 0 &&
+                   lastRow().actualValue > 25.0; // it is there before its first line
+        },
+        20.0));
     kill(run.process(), SIGTSTP);
     ASSERT_TRUE(eventually([&] { return stateOf(run.process()) == 'T'; }, 20.0));
     const SRecordRow before = lastRow();

@@ -712,7 +712,7 @@ TEST(Http, ConnectionsBeyondTheBoundAreClosedAndOthersGoOn)
 TEST(Http, ClientOfEventsThatDoesNotReadIsDisconnectedAndOthersGoOn)
 {
     const CTemporaryFolder folder;
-    const CServedRun run(folder.write("many.xml", manyControllers(200)), {"--limit-scale", "0.2"});
+    const CServedRun run(folder.write("many.xml", manyControllers(40)), {"--limit-scale", "0.2"});
     const CHttpClient& client = run.client();
     const auto clients = [&] {
         const std::string metrics = client.get("/metrics").body;
