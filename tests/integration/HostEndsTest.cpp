@@ -146,8 +146,17 @@ TEST(HostEnds, StopOfTheTerminalDisablesAllOutputsAndContinuingEnablesThemAgain)
 
 TEST(HostEnds, StopOfTheTerminalStopsAVirtualRunWhichContinues)
 {
-    CProgramRun run(host, {"run", examples + "/pid/pid.xml", "--virtual", "--quiet", "--for", "2000h"});
-    std::this_thread::sleep_for(std::chrono::milliseconds(500));
+    const CTemporaryFolder folder;
+    const std::string record = folder.file("r.csv");
+    CProgramRun run(host, {"run", examples + "/pid/pid.xml", "--virtual", "--quiet", "--for", "2000h",
+                           "--record", record, "--record-interval", "10min"});
+    ASSERT_TRUE(eventually(
+        [&] {
+            std::error_code isNotThere;
+            return std::filesystem::file_size(record, isNotThere) > 0 && !isNotThere;
+        },
+        20.0))
+        << "it runs";
     kill(run.process(), SIGTSTP);
     ASSERT_TRUE(eventually([&] { return stateOf(run.process()) == 'T'; }, 20.0));
     kill(run.process(), SIGCONT);
