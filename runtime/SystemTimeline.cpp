@@ -1,6 +1,7 @@
 #include "runtime/SystemTimeline.h"
 
 #include "runtime/AlternateStack.h"
+#include "runtime/MonotonicWait.h"
 #include "runtime/TaskQueue.h"
 #include "runtime/ThreadName.h"
 #include "runtime/TimerSlack.h"
@@ -120,7 +121,7 @@ private:
             } else if (const Clock::time_point moment{*due}; moment <= Clock::now()) {
                 return delayed_.takeNext().task;
             } else {
-                changed_.wait_until(lock, moment);
+                waitUntil(changed_, lock, moment);
             }
         }
     }

@@ -1,5 +1,6 @@
 #include "driver/system/LoadGenerator.h"
 
+#include "runtime/MonotonicWait.h"
 #include "runtime/ThreadName.h"
 
 #include <algorithm>
@@ -64,7 +65,7 @@ void CLoadGenerator::run(std::chrono::steady_clock::time_point begin,
     for (;;) {
         {
             std::unique_lock<std::mutex> lock(mutex_);
-            if (stopped_.wait_until(lock, begin, [this] { return stop_.load(); })) {
+            if (waitUntil(stopped_, lock, begin, [this] { return stop_.load(); })) {
                 return;
             }
         }

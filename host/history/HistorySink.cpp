@@ -1,5 +1,6 @@
 #include "host/history/HistorySink.h"
 
+#include "runtime/MonotonicWait.h"
 #include "runtime/ThreadName.h"
 
 #include <algorithm>
@@ -312,8 +313,8 @@ void CHistorySink::work(SState& state)
     for (bool isClosing = false; !isClosing;) {
         {
             CMutexLock lock(state.mutex);
-            state.changed.wait_for(lock.native(), pause * state.settings.flush,
-                                   [&state]() RVL_REQUIRES(state.mutex) { return state.isClosing; });
+            waitFor(state.changed, lock.native(), pause * state.settings.flush,
+                    [&state]() RVL_REQUIRES(state.mutex) { return state.isClosing; });
             isClosing = state.isClosing;
         }
         if (isClosing) {
@@ -377,8 +378,8 @@ bool CHistorySink::close(std::optional<std::chrono::system_clock::time_point> mo
     bool isDone = false;
     {
         CMutexLock lock(state.mutex);
-        isDone = state.changed.wait_for(lock.native(), limit,
-                                        [&state]() RVL_REQUIRES(state.mutex) { return state.isDone; });
+        isDone = waitFor(state.changed, lock.native(), limit,
+                         [&state]() RVL_REQUIRES(state.mutex) { return state.isDone; });
     }
     if (isDone) {
         thread_.join();

@@ -1,6 +1,7 @@
 #include "host/process/BackgroundOutput.h"
 
 #include "common/ThreadSafety.h"
+#include "runtime/MonotonicWait.h"
 #include "runtime/ThreadName.h"
 
 #include <condition_variable>
@@ -111,8 +112,8 @@ bool CBackgroundOutput::isIdle() const
 bool CBackgroundOutput::waitUntilIdle(std::chrono::steady_clock::time_point limit) const
 {
     CMutexLock lock(state_->mutex);
-    return state_->changed.wait_until(lock.native(), limit,
-                                      [this]() RVL_REQUIRES(state_->mutex) { return state_->isIdle(); });
+    return waitUntil(state_->changed, lock.native(), limit,
+                     [this]() RVL_REQUIRES(state_->mutex) { return state_->isIdle(); });
 }
 
 } // namespace Rvl

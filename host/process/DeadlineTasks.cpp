@@ -2,6 +2,7 @@
 
 #include "common/ThreadSafety.h"
 #include "runtime/AlternateStack.h"
+#include "runtime/MonotonicWait.h"
 #include "runtime/ThreadName.h"
 
 #include <algorithm>
@@ -123,9 +124,8 @@ void CDeadlineTasks::waitInSequence(const SShutdownLimits& limits, eOrder order)
         const Clock::time_point now = Clock::now();
         const Clock::time_point end =
             isLastPhase ? now + limits.progress : std::min(now + limits.task, sequenceEnd);
-        if (shared_->changed.wait_until(lock.native(), end, [&]() RVL_REQUIRES(shared_->mutex) {
-                return shared_->endedCount > before;
-            })) {
+        if (waitUntil(shared_->changed, lock.native(), end,
+                      [&]() RVL_REQUIRES(shared_->mutex) { return shared_->endedCount > before; })) {
             continue;
         }
         if (isLastPhase) {
@@ -163,8 +163,8 @@ bool CDeadlineTasks::wait(std::chrono::milliseconds limit)
 {
     {
         CMutexLock lock(shared_->mutex);
-        shared_->changed.wait_for(lock.native(), limit,
-                                  [this]() RVL_REQUIRES(shared_->mutex) { return shared_->allEnded(); });
+        waitFor(shared_->changed, lock.native(), limit,
+                [this]() RVL_REQUIRES(shared_->mutex) { return shared_->allEnded(); });
     }
     finish();
     return state() == Ended;

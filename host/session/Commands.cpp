@@ -4,6 +4,7 @@
 #include "host/base/Suggestion.h"
 #include "host/session/ParameterCheck.h"
 #include "platform/rivlink_device/ControllerChannel.h"
+#include "runtime/MonotonicWait.h"
 
 #include <log4cplus/logger.h>
 #include <log4cplus/loggingmacros.h>
@@ -412,7 +413,7 @@ bool CCommands::close(std::chrono::milliseconds limit)
 {
     CMutexLock lock(mutex_);
     closed_ = true;
-    return changed_.wait_for(lock.native(), limit, [this]() RVL_REQUIRES(mutex_) { return underWay_ == 0; });
+    return waitFor(changed_, lock.native(), limit, [this]() RVL_REQUIRES(mutex_) { return underWay_ == 0; });
 }
 
 std::vector<SCommandRecord> CCommands::records() const
