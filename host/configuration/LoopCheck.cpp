@@ -191,7 +191,7 @@ void CLoopCheck::checkActuator(const STyped& controller, const std::vector<SType
     checkValue(loops.back(), "disabledValue", driven);
     checkValue(controller, "badInputValue", driven);
     // the manual value goes to the outermost loop's output, which is an actuator only in a single loop
-    if (loops.size() == 1) {
+    if (described.isInnermost(0)) {
         checkValue(controller, "manualValue", driven);
     }
 }

@@ -161,8 +161,8 @@ void checkDriven(const SControllerLoops& loops, std::size_t loop, const SLoopPar
 
 void checkDrivenSetPoint(const SControllerLoops& loops, double setPoint, const std::string& field)
 {
-    for (const SDrivenOutput& output : loops.outputs) {
-        if (loops.passesSetPoint()) {
+    if (loops.passesSetPoint()) {
+        for (const SDrivenOutput& output : loops.outputs) {
             refuseEffect("the set point ", output, setPoint, field);
         }
     }
@@ -170,9 +170,8 @@ void checkDrivenSetPoint(const SControllerLoops& loops, double setPoint, const s
 
 void checkDrivenManually(const SControllerLoops& loops, double controlValue, const std::string& field)
 {
-    // of a cascade it is the set point of the loop below
-    for (const SDrivenOutput& output : loops.outputs) {
-        if (loops.isInnermost(0)) {
+    if (loops.isInnermost(0)) { // of a cascade it is the set point of the loop below
+        for (const SDrivenOutput& output : loops.outputs) {
             refuse("the manual control value ", output.faultOf(controlValue), field);
         }
     }

@@ -61,7 +61,7 @@ void CHttpSession::limit(std::chrono::milliseconds time, eOnTime onTime)
 {
     onTime_ = onTime;
     limit_ = Clock::now() + time;
-    if (onTime != Nothing && (!isWatching_ || timer_.expiry() > limit_)) {
+    if (!isWatching_ || timer_.expiry() > limit_) {
         watch();
     }
 }

@@ -1,11 +1,13 @@
 #pragma once
 
 #include "common/NameServer.h"
+#include "platform/rivlink_device/AnalogInChannel.h"
 #include "platform/rivlink_device/AnalogOutChannel.h"
 #include "platform/rivlink_device/DigitalOutChannel.h"
 #include "platform/rivlink_device/DigitalOutInterface.h"
 #include "platform/rivlink_device/PumpInterface.h"
 
+#include <atomic>
 #include <chrono>
 #include <condition_variable>
 #include <functional>
@@ -51,6 +53,20 @@ private:
     mutable std::mutex mutex_;
     std::condition_variable changed_;
     std::vector<std::string> entries_;
+};
+
+/// An analog input that counts how often its current value is read.
+class CountingAnalogIn : public CAnalogInChannel
+{
+public:
+    using CAnalogInChannel::CAnalogInChannel;
+    double readValue() override
+    {
+        ++reads;
+        return CAnalogInChannel::readValue();
+    }
+
+    std::atomic<int> reads{0};
 };
 
 /// An analog output whose device notes "NAME VALUE".

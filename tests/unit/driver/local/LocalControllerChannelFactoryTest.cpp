@@ -329,17 +329,6 @@ TEST_F(LocalControllerChannelFactory, MissingNodesAreBadPaths)
 
 TEST_F(LocalControllerChannelFactory, FailureLeavesNothingBehind)
 {
-    class CountingAnalogIn : public Rvl::CAnalogInChannel
-    {
-    public:
-        using CAnalogInChannel::CAnalogInChannel;
-        double readValue() override
-        {
-            ++reads;
-            return CAnalogInChannel::readValue();
-        }
-        int reads = 0;
-    };
     CountingAnalogIn pressure("Pressure");
     const ptree input = node({{"Type", "Rvl::CAnalogChannelLoopIn"}, {"Channel", "Pressure"}});
     EXPECT_NE("nothing was thrown", faultOf([&] {

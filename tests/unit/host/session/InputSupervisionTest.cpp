@@ -4,6 +4,7 @@
 #include "platform/rivlink_device/AnalogInChannel.h"
 #include "runtime/SystemTimeline.h"
 #include "runtime/Timelines.h"
+#include "tests/support/FakeDeviceChannels.h"
 
 #include <boost/property_tree/ptree.hpp>
 #include <gtest/gtest.h>
@@ -163,32 +164,20 @@ TEST_F(InputSupervisionTest, NotANumberAndInfinityAreBadUnlessAllowed)
 
 TEST_F(InputSupervisionTest, ValueIsReadWhenItIsAnnouncedAndNotForEachLook)
 {
-    /// Its value may be another one at each reading.
-    class CountingInput : public CAnalogInChannel
-    {
-    public:
-        using CAnalogInChannel::CAnalogInChannel;
-        double readValue() override
-        {
-            ++readings;
-            return CAnalogInChannel::readValue();
-        }
-        int readings = 0;
-    };
-    CountingInput counting("Counting");
+    CountingAnalogIn counting("Counting");
     graph.channels = {&counting};
     graph.states = {ILoopSupervision::Calculating};
     begin();
     counting.publishValue(std::nan(""));
-    const int readings = counting.readings;
+    const int readings = counting.reads;
     EXPECT_FALSE(isGood(0));
     EXPECT_FALSE(isGood(0));
     ASSERT_TRUE(supervision->health());
     EXPECT_EQ("bad input: Counting: not a finite number; held", supervision->health()->text);
-    EXPECT_EQ(readings, counting.readings);
+    EXPECT_EQ(readings, counting.reads);
     counting.publishValue(1.0);
     EXPECT_TRUE(isGood(0));
-    EXPECT_EQ(readings + 1, counting.readings);
+    EXPECT_EQ(readings + 1, counting.reads);
     supervision.reset(); // before its channel
 }
 

@@ -3,6 +3,7 @@
 #include "driver/local/controller/controlloopinput/AnalogChannelLoopInFactory.h"
 #include "platform/rivlink_device/AnalogInChannel.h"
 #include "platform/rivlink_device/LinearScaling.h"
+#include "tests/support/FakeDeviceChannels.h"
 #include "tests/support/LogCapture.h"
 #include "tests/unit/driver/local/controller/ElementTesting.h"
 
@@ -18,24 +19,12 @@
 using Rvl::CAnalogChannelLoopIn;
 using Rvl::CAnalogInChannel;
 using Rvl::IIoChannelInterface;
+using Rvl::Test::CountingAnalogIn;
 using Rvl::Test::faultOf;
 using Rvl::Test::node;
 using Rvl::Test::notRegistered;
 
 namespace {
-
-/// Counts how often its current value is read.
-class CountingAnalogIn : public CAnalogInChannel
-{
-public:
-    using CAnalogInChannel::CAnalogInChannel;
-    double readValue() override
-    {
-        ++reads;
-        return CAnalogInChannel::readValue();
-    }
-    std::atomic<int> reads{0};
-};
 
 /// Does what the test says while its current value is read.
 class InterruptedAnalogIn : public CAnalogInChannel
