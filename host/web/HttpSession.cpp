@@ -69,15 +69,25 @@ void CHttpSession::limit(std::chrono::milliseconds time, eOnTime onTime)
 void CHttpSession::watch()
 {
     isWatching_ = true;
+    isSure_ = false;
     timer_.expires_at(limit_);
+    awaitTime();
+}
+
+void CHttpSession::awaitTime()
+{
     timer_.async_wait([self = shared_from_this()](const error_code& error) {
         if (error) {
             return; // by another wait, or by close()
         }
-        self->isWatching_ = false;
         if (self->onTime_ != Nothing && Clock::now() < self->limit_) {
             self->watch();
+        } else if (self->onTime_ != Nothing && !std::exchange(self->isSure_, true)) {
+            // a server that got no processor time for long may have what the limit is for in its queue
+            self->timer_.expires_at(Clock::now());
+            self->awaitTime();
         } else {
+            self->isWatching_ = false;
             self->onTime();
         }
     });

@@ -82,6 +82,7 @@ private:
     };
     void limit(std::chrono::milliseconds time, eOnTime onTime);
     void watch();
+    void awaitTime();
     void onTime();
 
     Socket socket_;
@@ -94,6 +95,7 @@ private:
     using Clock = std::chrono::steady_clock;
     boost::asio::steady_timer timer_;
     bool isWatching_ = false;
+    bool isSure_ = false; ///< the time is over also after what was queued before
     Clock::time_point limit_;
     eOnTime onTime_ = Nothing;
 

@@ -90,8 +90,14 @@ struct CWebServer::Private : IHttpService
             const SShutdownLimits& theLimits, const std::string& version,
             const std::optional<std::filesystem::path>& history)
         : commands(theCommands), limits(theLimits), access(options.token),
-          live([this](const CLiveState::Snapshot& snapshot) {
-              boost::asio::post(io, [this, snapshot] { feed.onSnapshot(snapshot); });
+          live([this](const CLiveState::Snapshot&) {
+              // one after the other, lest they pile up where the server's thread gets little processor time
+              if (!isSnapshotPosted.exchange(true)) {
+                  boost::asio::post(io, [this] {
+                      feed.onSnapshot(live.latest());
+                      isSnapshotPosted = false;
+                  });
+              }
           }),
           ages(std::in_place, theLoaded.session(), theLoaded.session().timeline())
     {
@@ -359,6 +365,7 @@ struct CWebServer::Private : IHttpService
     boost::asio::steady_timer acceptTimer{io};
     CHttpAccess access;
     CEventFeed feed;
+    std::atomic<bool> isSnapshotPosted{false};
     CLiveState live;
     CTrendMemory trend;
     std::optional<CChannelAges> ages;
